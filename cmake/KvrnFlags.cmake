@@ -1,0 +1,33 @@
+# One set of flags for everything that is built here: the interface target kvrn_flags.
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_C_STANDARD_REQUIRED ON)
+set(CMAKE_C_EXTENSIONS OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_C_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib)
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+  set(CMAKE_BUILD_TYPE RelWithDebInfo)
+endif()
+
+add_library(kvrn_flags INTERFACE)
+target_include_directories(kvrn_flags INTERFACE ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR})
+# 64-bit time and file offsets also on the 32-bit target; no fused multiply-add, so that a percentage is the same
+# number on every host.
+target_compile_definitions(kvrn_flags INTERFACE _GNU_SOURCE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
+target_compile_options(kvrn_flags INTERFACE -Wall -Wextra -Wshadow -Wformat=2 -Wundef -ffp-contract=off
+  $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Wold-style-cast -Wextra-semi>)
+if(KVRN_WERROR)
+  target_compile_options(kvrn_flags INTERFACE -Werror)
+endif()
+if(KVRN_SANITIZE)
+  target_compile_options(kvrn_flags INTERFACE -fsanitize=${KVRN_SANITIZE} -fno-omit-frame-pointer
+    -fno-sanitize-recover=all)
+  target_link_options(kvrn_flags INTERFACE -fsanitize=${KVRN_SANITIZE})
+endif()

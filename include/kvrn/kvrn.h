@@ -1,0 +1,14 @@
+/* SPDX-License-Identifier: MIT */
+/** @file kvrn.h  Everything. */
+#ifndef KVRN_KVRN_H
+#define KVRN_KVRN_H
+
+#include <kvrn/battery.h>
+#include <kvrn/board.h>
+#include <kvrn/bytes.h>
+#include <kvrn/cache.h>
+#include <kvrn/hw.h>
+#include <kvrn/psu.h>
+#include <kvrn/util.h>
+
+#endif

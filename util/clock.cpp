@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: MIT
+#include <errno.h>
+#include <kvrn/util.h>
+#include <stdlib.h>
+#include <sys/time.h>
+#include <time.h>
+#include <unistd.h>
+
+#include "util/pause.hpp"
+
+namespace {
+
+// Without a monotonic clock a cache cannot be aged, and a stale reading would pass for a fresh one: end the process.
+timespec monotonic() {
+  timespec now{};
+  if (::clock_gettime(CLOCK_MONOTONIC, &now) != 0) {
+    static constexpr char text[] = "CLOCK_MONOTONIC not supported";
+    // The process ends either way; there is nobody to tell that the message was lost.
+    [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, text, sizeof text - 1);
+    ::abort();
+  }
+  return now;
+}
+
+timeval wall_clock() {
+  timeval now{};
+  (void)::gettimeofday(&now, nullptr);  // a failure is documented as 0
+  return now;
+}
+
+}  // namespace
+
+namespace kvrn {
+
+void pause_us(unsigned microseconds) {
+  timespec rest{static_cast<time_t>(microseconds / 1'000'000), static_cast<long>(microseconds % 1'000'000) * 1000};
+  while (::nanosleep(&rest, &rest) != 0 && errno == EINTR) {
+  }
+}
+
+}  // namespace kvrn
+
+int64_t get_timestamp_mono() { return monotonic().tv_sec; }
+
+int64_t get_timestamp_mono_ms() {
+  const timespec now = monotonic();
+  return static_cast<int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1'000'000;
+}
+
+int64_t get_timestamp() { return wall_clock().tv_sec; }
+
+int64_t get_timestamp_ms() {
+  const timeval now = wall_clock();
+  return static_cast<int64_t>(now.tv_sec) * 1000 + now.tv_usec / 1000;
+}

@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: MIT
+// Move-only owners. Nothing else in the library calls close, fclose, munmap or free on what it opened itself.
+#pragma once
+
+#include <fcntl.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <memory>
+#include <utility>
+
+namespace kvrn {
+
+// A file descriptor. Closing keeps errno, so that a caller may report the failure that made it leave.
+class Fd {
+ public:
+  Fd() = default;
+  explicit Fd(int fd) : fd_(fd) {}
+  Fd(Fd&& other) noexcept : fd_(other.release()) {}
+  Fd& operator=(Fd&& other) noexcept {
+    if (this != &other) {
+      reset();
+      fd_ = other.release();
+    }
+    return *this;
+  }
+  ~Fd() { reset(); }
+
+  // Every descriptor is close-on-exec: a program started by the host must not inherit devices.
+  static Fd open(const char* path, int flags, mode_t mode = 0) { return Fd(::open(path, flags | O_CLOEXEC, mode)); }
+
+  explicit operator bool() const { return fd_ >= 0; }
+  int get() const { return fd_; }
+  int release() { return std::exchange(fd_, -1); }
+  void reset() {
+    if (fd_ < 0) return;
+    const int saved = errno;
+    ::close(fd_);
+    errno = saved;
+    fd_ = -1;
+  }
+
+ private:
+  int fd_ = -1;
+};
+
+// A stream, for the few parsers that take a FILE *.
+struct CloseFile {
+  void operator()(FILE* file) const { ::fclose(file); }
+};
+using Stream = std::unique_ptr<FILE, CloseFile>;
+
+// A block from malloc or calloc.
+struct FreeBlock {
+  void operator()(void* block) const { ::free(block); }
+};
+template <typename T>
+using Heap = std::unique_ptr<T, FreeBlock>;
+
+// A shared read-only mapping of the start of a file.
+class Mapping {
+ public:
+  Mapping() = default;
+  Mapping(int fd, std::size_t size, off_t offset = 0)
+      : start_(::mmap(nullptr, size, PROT_READ, MAP_SHARED, fd, offset)), size_(size) {}
+  Mapping(Mapping&& other) noexcept : start_(std::exchange(other.start_, MAP_FAILED)), size_(other.size_) {}
+  Mapping& operator=(Mapping&&) = delete;
+  ~Mapping() {
+    if (*this) ::munmap(start_, size_);
+  }
+
+  explicit operator bool() const { return start_ != MAP_FAILED; }
+  const void* get() const { return start_; }
+  const void* release() { return std::exchange(start_, MAP_FAILED); }
+
+ private:
+  void* start_ = MAP_FAILED;
+  std::size_t size_ = 0;
+};
+
+}  // namespace kvrn

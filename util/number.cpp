@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: MIT
+#include "util/number.hpp"
+
+#include <cstddef>
+#include <limits>
+
+namespace kvrn {
+namespace {
+
+// Sign and magnitude of the number at the start of a text; a magnitude beyond 64 bits stays at the highest.
+struct Scanned {
+  bool negative;
+  std::uint64_t magnitude;
+};
+
+constexpr int digit_value(char c) {
+  if (is_digit(c)) return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  return 16;
+}
+
+// base 0: "0x" means 16, another leading "0" means 8.
+std::optional<Scanned> scan(std::string_view text, unsigned base) {
+  constexpr std::uint64_t highest = std::numeric_limits<std::uint64_t>::max();
+  std::size_t at = 0;
+  while (at < text.size() && is_space(text[at])) ++at;
+  Scanned result{false, 0};
+  if (at < text.size() && (text[at] == '-' || text[at] == '+')) result.negative = text[at++] == '-';
+  bool any = false;
+  if (base == 0) {
+    base = 10;
+    if (at < text.size() && text[at] == '0') {
+      base = 8;
+      any = true;
+      ++at;
+      if (at < text.size() && (text[at] == 'x' || text[at] == 'X')) {
+        base = 16;
+        ++at;
+      }
+    }
+  }
+  for (; at < text.size(); ++at) {
+    const auto digit = static_cast<unsigned>(digit_value(text[at]));
+    if (digit >= base) break;
+    any = true;
+    const bool overflows = result.magnitude > (highest - digit) / base;
+    result.magnitude = overflows ? highest : result.magnitude * base + digit;
+  }
+  if (!any) return std::nullopt;
+  return result;
+}
+
+// The signed value of sign and magnitude, clamped to T.
+template <typename T>
+T clamped(const Scanned& scanned) {
+  using Limits = std::numeric_limits<T>;
+  const auto positive_limit = static_cast<std::uint64_t>(Limits::max());
+  if (!scanned.negative) return scanned.magnitude > positive_limit ? Limits::max() : static_cast<T>(scanned.magnitude);
+  if (scanned.magnitude > positive_limit) return Limits::min();
+  return static_cast<T>(-static_cast<T>(scanned.magnitude));
+}
+
+}  // namespace
+
+std::optional<std::int32_t> parse_d(std::string_view text) {
+  const auto scanned = scan(text, 10);
+  if (!scanned) return std::nullopt;
+  return clamped<std::int32_t>(*scanned);
+}
+
+std::optional<std::uint32_t> parse_u(std::string_view text) {
+  const auto scanned = scan(text, 10);
+  if (!scanned) return std::nullopt;
+  if (scanned->magnitude > std::numeric_limits<std::uint32_t>::max()) return std::numeric_limits<std::uint32_t>::max();
+  const auto value = static_cast<std::uint32_t>(scanned->magnitude);
+  return scanned->negative ? 0U - value : value;
+}
+
+std::optional<std::int64_t> parse_lli(std::string_view text) {
+  const auto scanned = scan(text, 0);
+  if (!scanned) return std::nullopt;
+  return clamped<std::int64_t>(*scanned);
+}
+
+}  // namespace kvrn
