@@ -12,10 +12,10 @@ enum class BatteryReader : std::uint8_t { none, hwmon, smart };
 
 // One mains input: the same lines and addresses on every platform; `slot_line` is read only where slots can be empty.
 struct Input {
-  std::uint32_t mains_line;    // active low
-  const char* mains_flag;      // a file that overrides the line
-  std::uint32_t slot_line;     // 0 = supply in its slot
-  int monitor_bus;             // I2C bus and address of the supply's PMBus interface
+  std::uint32_t mains_line;  // active low
+  const char* mains_flag;    // a file that overrides the line
+  std::uint32_t slot_line;   // 0 = supply in its slot
+  int monitor_bus;           // I2C bus and address of the supply's PMBus interface
   std::uint32_t monitor_address;
 };
 
@@ -35,29 +35,71 @@ struct ChargingRow {
 };
 using ChargingTable = std::array<ChargingRow, 4>;
 
-inline constexpr std::array<ChargingTable, 3> charging_tables{{
-    {{{3000, {{{108, 0}, {113, 0}, {}}}}, {1000, {{{108, 1}, {113, 0}, {}}}}, {334, {{{108, 0}, {113, 1}, {}}}}, {}}},
-    {{{2000, {{{108, 0}, {113, 0}, {}}}}, {1000, {{{108, 1}, {113, 0}, {}}}}, {334, {{{108, 0}, {113, 1}, {}}}}, {}}},
-    {{{1500, {{{207, 0}, {213, 0}, {}}}}, {667, {{{207, 1}, {213, 0}, {}}}}, {334, {{{207, 0}, {213, 1}, {}}}}, {}}},
-}};
+// Row 0 is the highest current.
+inline constexpr ChargingTable charging_3000{
+    {{3000, {{{108, 0}, {113, 0}}}}, {1000, {{{108, 1}, {113, 0}}}}, {334, {{{108, 0}, {113, 1}}}}}};
+inline constexpr ChargingTable charging_2000{
+    {{2000, {{{108, 0}, {113, 0}}}}, {1000, {{{108, 1}, {113, 0}}}}, {334, {{{108, 0}, {113, 1}}}}}};
+inline constexpr ChargingTable charging_1500{
+    {{1500, {{{207, 0}, {213, 0}}}}, {667, {{{207, 1}, {213, 0}}}}, {334, {{{207, 0}, {213, 1}}}}}};
 
 struct Platform {
-  std::uint16_t system_id;                   // 0 = every other board
+  std::uint16_t system_id;  // 0 = every other board
   int psu_count;
-  std::array<BatteryReader, 2> batteries;    // readers of PSU 2 and 3
-  bool slots;                                // supply slots can be empty, and supplies answer over I2C
-  bool battery_current;                      // get_battery_current() has a monitor to read
-  std::int32_t charge_power_mw;              // charging power of a battery
-  std::array<const char*, 4> monitors;       // hwmon names of the DC output monitors, null-terminated
+  std::array<BatteryReader, 2> batteries;        // readers of PSU 2 and 3
+  std::array<const ChargingTable*, 2> charging;  // charging currents of PSU 2 and of any other PSU
+  bool slots;                                    // supply slots can be empty, and supplies answer over I2C
+  bool battery_current;                          // get_battery_current() has a monitor to read
+  std::int32_t charge_power_mw;                  // charging power of a battery
+  std::array<const char*, 4> monitors;           // hwmon names of the DC output monitors, null-terminated
+
+  // PSU 2 has a row of its own in each pair; every other number shares the second.
+  static constexpr unsigned battery_index(int psu) { return psu == 2 ? 0 : 1; }
+  constexpr BatteryReader battery(int psu) const { return batteries[battery_index(psu)]; }
+  constexpr const ChargingTable& charging_table(int psu) const { return *charging[battery_index(psu)]; }
 };
 
 inline constexpr std::array<Platform, 5> platforms{{
-    {0xEE5A, 4, {BatteryReader::hwmon, BatteryReader::smart}, false, false, 10000, {"mon-dc-out-1"}},
-    {0xEE5B, 3, {BatteryReader::hwmon, BatteryReader::hwmon}, true, true, 10000,
-     {"mon-dc-out-1", "mon-dc-out-2", "mon-dc-out-3"}},
-    {0xEEF2, 2, {}, false, false, 30000, {"mon-dc-out-1"}},
-    {0xEEF3, 2, {}, false, false, 30000, {"mon-dc-out-1"}},
-    {0, 2, {}, false, false, 10000, {"mon-dc-out-1"}},
+    {.system_id = 0xEE5A,
+     .psu_count = 4,
+     .batteries = {BatteryReader::hwmon, BatteryReader::smart},
+     .charging = {&charging_2000, &charging_1500},
+     .slots = false,
+     .battery_current = false,
+     .charge_power_mw = 10000,
+     .monitors = {"mon-dc-out-1"}},
+    {.system_id = 0xEE5B,
+     .psu_count = 3,
+     .batteries = {BatteryReader::hwmon, BatteryReader::hwmon},
+     .charging = {&charging_3000, &charging_3000},
+     .slots = true,
+     .battery_current = true,
+     .charge_power_mw = 10000,
+     .monitors = {"mon-dc-out-1", "mon-dc-out-2", "mon-dc-out-3"}},
+    {.system_id = 0xEEF2,
+     .psu_count = 2,
+     .batteries = {BatteryReader::none, BatteryReader::none},
+     .charging = {&charging_2000, &charging_1500},
+     .slots = false,
+     .battery_current = false,
+     .charge_power_mw = 30000,
+     .monitors = {"mon-dc-out-1"}},
+    {.system_id = 0xEEF3,
+     .psu_count = 2,
+     .batteries = {BatteryReader::none, BatteryReader::none},
+     .charging = {&charging_2000, &charging_1500},
+     .slots = false,
+     .battery_current = false,
+     .charge_power_mw = 30000,
+     .monitors = {"mon-dc-out-1"}},
+    {.system_id = 0,
+     .psu_count = 2,
+     .batteries = {BatteryReader::none, BatteryReader::none},
+     .charging = {&charging_2000, &charging_1500},
+     .slots = false,
+     .battery_current = false,
+     .charge_power_mw = 10000,
+     .monitors = {"mon-dc-out-1"}},
 }};
 
 // The row of a system id; the last row serves every id without one.

@@ -67,6 +67,13 @@ class Mapping {
   Mapping() = default;
   Mapping(int fd, std::size_t size, off_t offset = 0)
       : start_(::mmap(nullptr, size, PROT_READ, MAP_SHARED, fd, offset)), size_(size) {}
+  // Takes over a mapping that was released; null is none.
+  static Mapping adopt(const void* start, std::size_t size) {
+    Mapping mapping;
+    if (start != nullptr) mapping.start_ = const_cast<void*>(start);
+    mapping.size_ = size;
+    return mapping;
+  }
   Mapping(Mapping&& other) noexcept : start_(std::exchange(other.start_, MAP_FAILED)), size_(other.size_) {}
   Mapping& operator=(Mapping&&) = delete;
   ~Mapping() {
@@ -78,7 +85,7 @@ class Mapping {
   const void* release() { return std::exchange(start_, MAP_FAILED); }
 
  private:
-  void* start_ = MAP_FAILED;
+  void* start_ = MAP_FAILED;  // NOLINT(performance-no-int-to-ptr): the C library's own constant
   std::size_t size_ = 0;
 };
 

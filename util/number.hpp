@@ -10,9 +10,15 @@
 namespace kvrn {
 
 // Two's complement wrap-around.
-constexpr std::int32_t wrap_i32(std::int64_t value) { return static_cast<std::int32_t>(static_cast<std::uint64_t>(value)); }
-constexpr std::int16_t wrap_i16(std::int64_t value) { return static_cast<std::int16_t>(static_cast<std::uint64_t>(value)); }
-constexpr std::int8_t wrap_i8(std::int64_t value) { return static_cast<std::int8_t>(static_cast<std::uint64_t>(value)); }
+constexpr std::int32_t wrap_i32(std::int64_t value) {
+  return static_cast<std::int32_t>(static_cast<std::uint64_t>(value));
+}
+constexpr std::int16_t wrap_i16(std::int64_t value) {
+  return static_cast<std::int16_t>(static_cast<std::uint64_t>(value));
+}
+constexpr std::int8_t wrap_i8(std::int64_t value) {
+  return static_cast<std::int8_t>(static_cast<std::uint64_t>(value));
+}
 constexpr std::int64_t wrap_add(std::int64_t a, std::int64_t b) {
   return static_cast<std::int64_t>(static_cast<std::uint64_t>(a) + static_cast<std::uint64_t>(b));
 }
@@ -27,8 +33,8 @@ constexpr std::int32_t add_i32(std::int32_t a, std::int32_t b) {
 constexpr bool is_space(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 constexpr bool is_digit(char c) { return c >= '0' && c <= '9'; }
 
-// The number at the start of a text: leading white space, a sign, then the digits ("12abc" is 12). nullopt when there is
-// none. A value outside the range clamps: "%d" to the signed 32-bit range; "%u" to 4294967295, a minus sign negating
+// The number at the start of a text: leading white space, a sign, then the digits ("12abc" is 12). nullopt when there
+// is none. A value outside the range clamps: "%d" to the signed 32-bit range; "%u" to 4294967295, a minus sign negating
 // modulo 2^32; "%lli" to the signed 64-bit range, with "0x" and "0" as base prefixes.
 std::optional<std::int32_t> parse_d(std::string_view text);
 std::optional<std::uint32_t> parse_u(std::string_view text);

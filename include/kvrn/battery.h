@@ -17,23 +17,23 @@ KVRN_BEGIN_DECLS
  * its marker: INT32_MIN, 129 degrees, the float with bits 0xCF000000, the date -2147483648.
  */
 typedef struct sbs_battery_info {
-  uint8_t complete;               /**< 1: a full pass succeeded, or the battery reports mode bits 0 */
-  uint8_t charging;               /**< 1: charging, by status bits or by current */
-  kvrn_be_i16 temp_c;             /**< degrees Celsius */
+  uint8_t complete;   /**< 1: a full pass succeeded, or the battery reports mode bits 0 */
+  uint8_t charging;   /**< 1: charging, by status bits or by current */
+  kvrn_be_i16 temp_c; /**< degrees Celsius */
   kvrn_be_i32 voltage_mv;
-  kvrn_be_i32 current_ma;         /**< positive = discharging */
-  kvrn_be_f32 charge_pct;         /**< state of charge in percent, at most 100 */
+  kvrn_be_i32 current_ma; /**< positive = discharging */
+  kvrn_be_f32 charge_pct; /**< state of charge in percent, at most 100 */
   kvrn_be_i32 time_to_empty_s;
   kvrn_be_i32 time_to_full_s;
-  kvrn_be_i32 charge_state;       /**< the battery's state code: 4, 2 or 7; 0 unknown */
+  kvrn_be_i32 charge_state; /**< the battery's state code: 4, 2 or 7; 0 unknown */
   kvrn_be_i32 full_capacity_mah;
   kvrn_be_i32 design_capacity_mah;
   kvrn_be_i32 cycle_count;
   kvrn_be_i32 cell_mv[KVRN_SBS_CELLS];
-  kvrn_be_i32 block_51;           /**< the battery's own; not interpreted here */
+  kvrn_be_i32 block_51; /**< the battery's own; not interpreted here */
   kvrn_be_i32 block_55;
   uint8_t reserved[4];
-  kvrn_be_i64 manufacture_time;   /**< seconds since 1970, UTC */
+  kvrn_be_i64 manufacture_time; /**< seconds since 1970, UTC */
 } sbs_battery_info;
 
 KVRN_STATIC_ASSERT(sizeof(sbs_battery_info) == 88, "a smart-battery record is 88 bytes");

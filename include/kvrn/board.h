@@ -34,12 +34,12 @@ enum kvrn_soc_type {
 
 /** One Ethernet port of a board. */
 typedef struct board_eth {
-  uint8_t present;        /**< non-zero: the port exists */
-  uint8_t constants[5];   /**< port constants, not interpreted here */
-  uint8_t poe_gpio;       /**< packed number of the line that powers PoE on this port; 0 = none */
+  uint8_t present;      /**< non-zero: the port exists */
+  uint8_t constants[5]; /**< port constants, not interpreted here */
+  uint8_t poe_gpio;     /**< packed number of the line that powers PoE on this port; 0 = none */
   uint8_t reserved[125];
-  uint16_t max_mtu;       /**< largest MTU in bytes; clamped at identification */
-  uint8_t mac[6];         /**< port MAC address; zero until identification */
+  uint16_t max_mtu; /**< largest MTU in bytes; clamped at identification */
+  uint8_t mac[6];   /**< port MAC address; zero until identification */
 } board_eth;
 
 /** One LED of a board. `role` packs the LED's place in up to six roles; ask led_idx() and led_cnt(). */
@@ -50,36 +50,36 @@ typedef struct board_led {
 
 /** One board model. The layout is fixed: 1408 bytes, records contiguous. */
 typedef struct board_record {
-  char name[32];           /**< display name, NUL-padded; scrambled in table rows until `decoded` */
-  char platform_code[16];  /**< up to 5 characters, NUL-padded; scrambled like `name` */
+  char name[32];          /**< display name, NUL-padded; scrambled in table rows until `decoded` */
+  char platform_code[16]; /**< up to 5 characters, NUL-padded; scrambled like `name` */
   uint8_t reserved0[8];
-  uint32_t soc_type;       /**< enum kvrn_soc_type */
-  uint8_t base_mac[6];     /**< zero until identification */
+  uint32_t soc_type;   /**< enum kvrn_soc_type */
+  uint8_t base_mac[6]; /**< zero until identification */
   uint16_t param_a;
   uint16_t param_b;
-  uint8_t eth_count;       /**< entries of `eth` in use, 0 to 2 */
+  uint8_t eth_count; /**< entries of `eth` in use, 0 to 2 */
   uint8_t reserved1;
   board_eth eth[KVRN_BOARD_ETH_MAX];
-  uint8_t radio_count;     /**< 0: no radio, and no matching on the radio identity */
+  uint8_t radio_count; /**< 0: no radio, and no matching on the radio identity */
   uint8_t reserved2;
   uint16_t radio_index;
-  uint16_t radio_vendor_id;         /**< PCI vendor id */
-  uint16_t radio_subsys_id;         /**< second key of the row; the detected id after identification */
-  uint16_t radio_subsys_vendor_id;  /**< the detected vendor after identification */
+  uint16_t radio_vendor_id;        /**< PCI vendor id */
+  uint16_t radio_subsys_id;        /**< second key of the row; the detected id after identification */
+  uint16_t radio_subsys_vendor_id; /**< the detected vendor after identification */
   uint8_t reserved3[2];
-  uint32_t min_revision;   /**< lowest board hardware revision of this row; 0 = any */
+  uint32_t min_revision; /**< lowest board hardware revision of this row; 0 = any */
   uint32_t constant_a;
-  uint32_t cal_power;      /**< 14-bit calibration value */
-  uint32_t features;       /**< feature bits; identification sets 0x10000 or 0x20000 */
-  uint16_t system_id;      /**< board system id, the primary key */
+  uint32_t cal_power; /**< 14-bit calibration value */
+  uint32_t features;  /**< feature bits; identification sets 0x10000 or 0x20000 */
+  uint16_t system_id; /**< board system id, the primary key */
   uint8_t reserved4[2];
   board_led leds[KVRN_BOARD_LED_MAX];
   uint8_t reserved5[676];
-  uint8_t decoded;         /**< 1: `name` and `platform_code` are plain text */
+  uint8_t decoded; /**< 1: `name` and `platform_code` are plain text */
   uint8_t reserved6[3];
-  uint32_t cpu_revision;   /**< SoC revision register, or (uint32_t)-1 / -2; written at identification */
+  uint32_t cpu_revision; /**< SoC revision register, or (uint32_t)-1 / -2; written at identification */
   uint32_t constant_b;
-  char uuid_a[40];         /**< 36-character UUID text or empty; not interpreted here */
+  char uuid_a[40]; /**< 36-character UUID text or empty; not interpreted here */
   char uuid_b[40];
 } board_record;
 
@@ -121,9 +121,9 @@ KVRN_STATIC_ASSERT(offsetof(board_record, uuid_b) == 1368, "board_record.uuid_b"
 typedef struct ar7240_eeprom {
   uint8_t board_copy[KVRN_EEPROM_BOARD_SIZE];
   kvrn_be_u16 radio_copy[KVRN_EEPROM_RADIO_WORDS];
-  const uint8_t* board;        /**< 20 bytes: two MACs, system id, magic, revision */
-  const kvrn_be_u16* radio;    /**< radio data, 2048 words */
-  const kvrn_be_u16* cal;      /**< chosen calibration block, inside the radio data; word 0 is its length in bytes */
+  const uint8_t* board;     /**< 20 bytes: two MACs, system id, magic, revision */
+  const kvrn_be_u16* radio; /**< radio data, 2048 words */
+  const kvrn_be_u16* cal;   /**< chosen calibration block, inside the radio data; word 0 is its length in bytes */
 } ar7240_eeprom;
 
 KVRN_STATIC_ASSERT(sizeof(void*) != 4 || sizeof(ar7240_eeprom) == 4128, "EEPROM image on the 32-bit target");

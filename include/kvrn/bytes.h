@@ -21,6 +21,7 @@
 
 #include <bit>
 #include <concepts>
+#include <cstdint>
 #include <type_traits>
 
 namespace kvrn {
@@ -41,7 +42,7 @@ constexpr U byte_swapped(U value) {
 
 /** A number stored big-endian, naturally aligned, on every host. Trivial: records of it can be copied and zeroed. */
 template <typename T>
-  requires std::is_arithmetic_v<T>
+requires std::is_arithmetic_v<T>
 class be {
  public:
   be() = default;
@@ -57,42 +58,42 @@ class be {
 
 }  // namespace kvrn
 
-#define KVRN_BE_FIELD(name, type, bits)                                        \
-  typedef kvrn::be<type> kvrn_be_##name;                                       \
-  inline constexpr type kvrn_##name(kvrn_be_##name field) { return field; }    \
+#define KVRN_BE_FIELD(name, type, bits)                                     \
+  typedef kvrn::be<type> kvrn_be_##name;                                    \
+  inline constexpr type kvrn_##name(kvrn_be_##name field) { return field; } \
   inline constexpr kvrn_be_##name kvrn_to_##name(type value) { return value; }
 
 #elif __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
 
-#define KVRN_BE_FIELD(name, type, bits)                                 \
-  typedef type kvrn_be_##name;                                          \
+#define KVRN_BE_FIELD(name, type, bits)                                  \
+  typedef type kvrn_be_##name;                                           \
   static inline type kvrn_##name(kvrn_be_##name field) { return field; } \
   static inline kvrn_be_##name kvrn_to_##name(type value) { return value; }
 
 #else
 
 /* The union carries a float's bits; for integers it is the conversion that gcc and clang define. */
-#define KVRN_BE_FIELD(name, type, bits)                                \
-  typedef struct kvrn_be_##name {                                      \
-    uint##bits##_t stored;                                             \
-  } kvrn_be_##name;                                                    \
-  static inline type kvrn_##name(kvrn_be_##name field) {               \
-    union {                                                            \
-      uint##bits##_t raw;                                              \
-      type value;                                                      \
-    } u;                                                               \
-    u.raw = (uint##bits##_t)__builtin_bswap##bits(field.stored);       \
-    return u.value;                                                    \
-  }                                                                    \
-  static inline kvrn_be_##name kvrn_to_##name(type value) {            \
-    union {                                                            \
-      uint##bits##_t raw;                                              \
-      type value;                                                      \
-    } u;                                                               \
-    kvrn_be_##name field;                                              \
-    u.value = value;                                                   \
-    field.stored = (uint##bits##_t)__builtin_bswap##bits(u.raw);       \
-    return field;                                                      \
+#define KVRN_BE_FIELD(name, type, bits)                          \
+  typedef struct kvrn_be_##name {                                \
+    uint##bits##_t stored;                                       \
+  } kvrn_be_##name;                                              \
+  static inline type kvrn_##name(kvrn_be_##name field) {         \
+    union {                                                      \
+      uint##bits##_t raw;                                        \
+      type value;                                                \
+    } u;                                                         \
+    u.raw = (uint##bits##_t)__builtin_bswap##bits(field.stored); \
+    return u.value;                                              \
+  }                                                              \
+  static inline kvrn_be_##name kvrn_to_##name(type value) {      \
+    union {                                                      \
+      uint##bits##_t raw;                                        \
+      type value;                                                \
+    } u;                                                         \
+    kvrn_be_##name field;                                        \
+    u.value = value;                                             \
+    field.stored = (uint##bits##_t)__builtin_bswap##bits(u.raw); \
+    return field;                                                \
   }
 
 #endif

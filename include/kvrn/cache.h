@@ -23,11 +23,11 @@ struct psu_info;
 
 /** `output_status.state` */
 enum output_state {
-  OUTPUT_NORMAL = 0,      /**< on, drawing at least 900000 uW, no overload */
-  OUTPUT_SHED = 1,        /**< dropped: low voltage, insufficient power, or shed for overload */
+  OUTPUT_NORMAL = 0, /**< on, drawing at least 900000 uW, no overload */
+  OUTPUT_SHED = 1,   /**< dropped: low voltage, insufficient power, or shed for overload */
   OUTPUT_OVERLOAD = 2,
-  OUTPUT_PROTECTED = 3,   /**< hardware protection, or overload flag 2 */
-  OUTPUT_IDLE = 4,        /**< on, drawing less than 900000 uW */
+  OUTPUT_PROTECTED = 3, /**< hardware protection, or overload flag 2 */
+  OUTPUT_IDLE = 4,      /**< on, drawing less than 900000 uW */
   OUTPUT_CONFIGURED_OFF = 5
 };
 
@@ -35,10 +35,10 @@ enum output_state {
 typedef struct output_status {
   kvrn_be_i32 voltage_mv;
   kvrn_be_i32 current_ma;
-  kvrn_be_i32 power_uw;   /**< below 100000 is stored as 0 */
-  kvrn_be_i32 enabled;    /**< 1: switched on and not stopped by its protection */
-  kvrn_be_i32 max_power;  /**< 0 in the cache */
-  kvrn_be_i32 state;      /**< enum output_state */
+  kvrn_be_i32 power_uw;  /**< below 100000 is stored as 0 */
+  kvrn_be_i32 enabled;   /**< 1: switched on and not stopped by its protection */
+  kvrn_be_i32 max_power; /**< 0 in the cache */
+  kvrn_be_i32 state;     /**< enum output_state */
 } output_status;
 
 KVRN_STATIC_ASSERT(sizeof(output_status) == 24, "an output record is 24 bytes");
@@ -82,10 +82,10 @@ KVRN_STATIC_ASSERT(sizeof(output_view) == sizeof(psu_info_view), "both views are
  */
 typedef struct cache_source cache_source;
 struct cache_source {
-  void* state;                                    /**< the object's own */
-  int (*update)(cache_source* self);              /**< refreshes the file */
-  int (*get)(cache_source* self, void* view);     /**< non-zero: filled the view from the object's own mapping */
-  void (*destroy)(cache_source* self);            /**< frees the object; mapping and descriptor stay open */
+  void* state;                                /**< the object's own */
+  int (*update)(cache_source* self);          /**< refreshes the file */
+  int (*get)(cache_source* self, void* view); /**< non-zero: filled the view from the object's own mapping */
+  void (*destroy)(cache_source* self);        /**< frees the object; mapping and descriptor stay open */
 };
 
 KVRN_STATIC_ASSERT(sizeof(cache_source) == 4 * sizeof(void*), "four members, the private state follows them");

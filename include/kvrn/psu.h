@@ -24,18 +24,18 @@ enum psu_type { PSU_TYPE_EMPTY = 0, PSU_TYPE_INPUT = 1, PSU_TYPE_BATTERY = 2 };
 
 /** `psu_info.status` */
 enum psu_status_bits {
-  PSU_STATUS_FILLED = 0x80,         /**< record filled by a readout */
-  PSU_STATUS_USABLE = 0x40,         /**< counts towards the power budget */
-  PSU_STATUS_MAINS = 0x20,          /**< batteries: mains on any input */
-  PSU_STATUS_CHARGER = 0x10,        /**< batteries: charger enabled */
-  PSU_STATUS_HIGH_CURRENT = 0x08    /**< batteries: highest charging current selected */
+  PSU_STATUS_FILLED = 0x80,      /**< record filled by a readout */
+  PSU_STATUS_USABLE = 0x40,      /**< counts towards the power budget */
+  PSU_STATUS_MAINS = 0x20,       /**< batteries: mains on any input */
+  PSU_STATUS_CHARGER = 0x10,     /**< batteries: charger enabled */
+  PSU_STATUS_HIGH_CURRENT = 0x08 /**< batteries: highest charging current selected */
 };
 
 /** `psu_info.battery_status` */
 enum psu_battery_bits {
   PSU_BATTERY_VALID = 0x80,
   PSU_BATTERY_CHARGING = 0x40,
-  PSU_BATTERY_CHARGE_UNKNOWN = 0x20,  /**< "/tmp/.charging_status" holds a negative number */
+  PSU_BATTERY_CHARGE_UNKNOWN = 0x20, /**< "/tmp/.charging_status" holds a negative number */
   PSU_BATTERY_PRESENT = 0x10
 };
 
@@ -56,34 +56,34 @@ enum psu_battery_kind { PSU_BATTERY_NONE = 0, PSU_BATTERY_SMART = 1, PSU_BATTERY
  * zero; what it could not read has the markers above.
  */
 typedef struct psu_info {
-  kvrn_be_u32 id;                 /**< PSU number */
-  uint8_t status;                 /**< enum psu_status_bits */
+  kvrn_be_u32 id; /**< PSU number */
+  uint8_t status; /**< enum psu_status_bits */
   uint8_t reserved0[3];
-  kvrn_be_u32 type;               /**< enum psu_type */
+  kvrn_be_u32 type; /**< enum psu_type */
   kvrn_be_u32 reserved1;
-  uint8_t battery_status;         /**< enum psu_battery_bits */
-  uint8_t battery_kind;           /**< enum psu_battery_kind */
-  int8_t battery_temp_c;          /**< degrees Celsius */
+  uint8_t battery_status; /**< enum psu_battery_bits */
+  uint8_t battery_kind;   /**< enum psu_battery_kind */
+  int8_t battery_temp_c;  /**< degrees Celsius */
   uint8_t reserved2;
-  kvrn_be_i32 voltage_mv;         /**< battery voltage; 0 when the battery is absent */
-  kvrn_be_i32 current_ma;         /**< battery current; negative while charging */
+  kvrn_be_i32 voltage_mv; /**< battery voltage; 0 when the battery is absent */
+  kvrn_be_i32 current_ma; /**< battery current; negative while charging */
   kvrn_be_u32 max_charge_power_mw;
-  kvrn_be_f32 charge_pct;         /**< state of charge, percent */
+  kvrn_be_f32 charge_pct; /**< state of charge, percent */
   kvrn_be_i32 time_to_empty_s;
   kvrn_be_i32 time_to_full_s;
-  kvrn_be_i32 charge_state;       /**< the smart battery's state code: 4, 2 or 7 */
+  kvrn_be_i32 charge_state; /**< the smart battery's state code: 4, 2 or 7 */
   kvrn_be_i32 full_capacity_mah;
   kvrn_be_i32 design_capacity_mah;
-  kvrn_be_u32 smart_battery;      /**< 1 on the smart-battery path */
+  kvrn_be_u32 smart_battery; /**< 1 on the smart-battery path */
   kvrn_be_i32 cycle_count;
   kvrn_be_i32 cell_mv[8];
-  kvrn_be_u32 cell_count;         /**< meaningful entries of `cell_mv` */
+  kvrn_be_u32 cell_count; /**< meaningful entries of `cell_mv` */
   kvrn_be_i32 sbs_block_51;
   kvrn_be_i32 sbs_block_55;
   kvrn_be_u32 reserved3;
-  kvrn_be_i64 manufacture_time;   /**< seconds since 1970, UTC */
-  uint8_t supply_status;          /**< PSU_SUPPLY_TELEMETRY */
-  int8_t supply_temp_c;           /**< degrees Celsius */
+  kvrn_be_i64 manufacture_time; /**< seconds since 1970, UTC */
+  uint8_t supply_status;        /**< PSU_SUPPLY_TELEMETRY */
+  int8_t supply_temp_c;         /**< degrees Celsius */
   uint8_t reserved4[2];
   kvrn_be_i32 supply_vout_mv;
   kvrn_be_i32 supply_iout_ma;
@@ -110,7 +110,7 @@ KVRN_STATIC_ASSERT(offsetof(psu_info, supply_iout_ma) == 128, "psu_info.supply_i
 /** "/tmp/.psu_info_cache": four records and the monotonic time in seconds of the last refresh, 552 bytes. */
 typedef struct psu_info_image {
   psu_info records[KVRN_PSU_MAX];
-  kvrn_be_i64 stamp;  /**< -1: not refreshed since the writer mapped the file */
+  kvrn_be_i64 stamp; /**< -1: not refreshed since the writer mapped the file */
 } psu_info_image;
 
 KVRN_STATIC_ASSERT(sizeof(psu_info_image) == 552, "the PSU cache is 552 bytes");

@@ -26,11 +26,11 @@ KVRN_API int64_t get_timestamp_ms(void);
 
 /** A caller-owned ring of samples and its running average. */
 typedef struct avg_value_buff {
-  int64_t* samples;   /**< `capacity` samples, allocated by avg_value_buff_init() */
-  uint32_t count;     /**< samples held */
-  uint32_t next;      /**< ring position written next */
+  int64_t* samples; /**< `capacity` samples, allocated by avg_value_buff_init() */
+  uint32_t count;   /**< samples held */
+  uint32_t next;    /**< ring position written next */
   uint32_t capacity;
-  int64_t average;    /**< last computed average */
+  int64_t average; /**< last computed average */
 } avg_value_buff;
 
 KVRN_STATIC_ASSERT(sizeof(void*) != 4 || (offsetof(avg_value_buff, average) == 16 && sizeof(avg_value_buff) == 24),

@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: MIT
+#include "battery/sbs_bus.hpp"
+
+#include <algorithm>
+
+#include "hw/smbus.hpp"
+#include "util/number.hpp"
+#include "util/pause.hpp"
+
+namespace kvrn {
+namespace {
+
+// The battery's controller needs a rest after every request.
+constexpr unsigned rest_us = 100;
+
+// Other processes use the bus too, so the slave is selected anew for every transfer.
+bool transfer(int fd, char direction, std::uint8_t reg, std::uint32_t size, i2c_smbus_data& data) {
+  const bool selected = i2c_select(fd, sbs_address) >= 0;
+  pause_us(rest_us);
+  if (!selected) return false;
+  const bool done = smbus_transfer(fd, direction, reg, size, data) >= 0;
+  pause_us(rest_us);
+  return done;
+}
+
+}  // namespace
+
+std::int16_t SbsBlock::i16(unsigned offset) const { return wrap_i16(bytes[offset] | bytes[offset + 1] << 8); }
+
+std::uint32_t SbsBlock::low(unsigned count) const {
+  std::uint32_t value = 0;
+  for (unsigned i = 0; i < count; ++i) value |= std::uint32_t{bytes[i]} << (8 * i);
+  return value;
+}
+
+bool SbsBus::write_word(std::uint8_t reg, std::uint16_t value) const {
+  i2c_smbus_data data{};
+  data.word = value;
+  return transfer(fd_.get(), I2C_SMBUS_WRITE, reg, I2C_SMBUS_WORD_DATA, data);
+}
+
+std::optional<std::uint16_t> SbsBus::read_word(std::uint8_t reg) const {
+  i2c_smbus_data data{};
+  if (!transfer(fd_.get(), I2C_SMBUS_READ, reg, I2C_SMBUS_WORD_DATA, data)) return std::nullopt;
+  return data.word;
+}
+
+std::optional<SbsBlock> SbsBus::read_block(std::uint16_t subcommand, unsigned capacity) const {
+  if (!write_word(sbs::manufacturer_access, subcommand)) return std::nullopt;
+  i2c_smbus_data data{};
+  if (!transfer(fd_.get(), I2C_SMBUS_READ, sbs::manufacturer_data, I2C_SMBUS_BLOCK_DATA, data)) return std::nullopt;
+  SbsBlock block;
+  block.length = std::min<unsigned>({data.block[0], capacity, static_cast<unsigned>(block.bytes.size())});
+  std::copy_n(data.block + 1, block.length, block.bytes.begin());
+  return block;
+}
+
+}  // namespace kvrn

@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: MIT
+// The mechanism of the shared images, which knows no record: a file of one exact size whose last 8 bytes are the
+// monotonic time in seconds of its last refresh.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+#include "util/handle.hpp"
+
+namespace kvrn {
+
+struct ImageSpec {
+  const char* path;
+  std::size_t size;
+  const char* log_prefix;  // null: nothing is logged
+  bool ages;               // refused when older than image_max_age_s
+};
+
+inline constexpr std::int64_t image_max_age_s = 10;
+
+inline constexpr ImageSpec psu_cache_file{"/tmp/.psu_info_cache", 552, "PSU cache", true};
+inline constexpr ImageSpec output_cache_file{"/tmp/.output_cache", 80, "Output cache", false};
+inline constexpr ImageSpec raw_battery_file{"/tmp/.raw_battery_data", 360, nullptr, true};
+
+// An image that was opened, found whole and, where that counts, fresh. Closed and unmapped unless released.
+struct OpenImage {
+  Fd fd;
+  Mapping mapping;
+  explicit operator bool() const { return static_cast<bool>(mapping); }
+};
+OpenImage open_image(const ImageSpec& spec);
+
+// Copies bytes of an image through its descriptor: a file that another program cuts short while it is mapped would
+// kill a reader that touches the mapping. False when not all bytes were there.
+bool read_image(int fd, std::span<std::byte> out, std::size_t offset);
+
+}  // namespace kvrn

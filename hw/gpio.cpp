@@ -1,0 +1,123 @@
+// SPDX-License-Identifier: MIT
+// Single GPIO lines through the kernel's character devices.
+#include <gpiod.h>
+#include <kvrn/hw.h>
+
+#include <array>
+#include <memory>
+
+#include "hw/gpio_number.hpp"
+#include "util/pause.hpp"
+
+namespace {
+
+struct Close {
+  void operator()(gpiod_chip* chip) const { ::gpiod_chip_close(chip); }
+  void operator()(gpiod_line_settings* settings) const { ::gpiod_line_settings_free(settings); }
+  void operator()(gpiod_line_config* config) const { ::gpiod_line_config_free(config); }
+  void operator()(gpiod_line_request* request) const { ::gpiod_line_request_release(request); }
+};
+template <typename T>
+using Owned = std::unique_ptr<T, Close>;
+
+enum Direction : int { as_is = -1, input = 0, output = 1 };
+
+// A line by its name on the chip, or by its offset where `name` is null.
+struct Line {
+  const char* chip_path;
+  unsigned offset;
+  const char* name;
+};
+
+Line numbered(uint32_t number) {
+  return {::get_chip_path(kvrn::gpio_chip_index(number)), kvrn::gpio_offset(number), nullptr};
+}
+
+// A null name must fail, not mean line 0.
+Line named(const char* chip_path, const char* name) { return {chip_path, 0, name == nullptr ? "" : name}; }
+
+// An opened line. The chip is closed before the request is released.
+struct Requested {
+  Owned<gpiod_line_request> request;
+  Owned<gpiod_chip> chip;
+  unsigned offset;
+};
+
+Requested request(const Line& line, Direction direction) {
+  Requested result{nullptr, nullptr, line.offset};
+  if (line.chip_path != nullptr) result.chip.reset(::gpiod_chip_open(line.chip_path));
+  if (!result.chip) return result;
+  if (line.name != nullptr) {
+    const int offset = ::gpiod_chip_get_line_offset_from_name(result.chip.get(), line.name);
+    if (offset < 0) return result;
+    result.offset = static_cast<unsigned>(offset);
+  }
+  result.request.reset(::request_line(result.chip.get(), result.offset, direction));
+  return result;
+}
+
+int read(const Line& line, Direction direction) {
+  const Requested requested = request(line, direction);
+  if (!requested.request) return KVRN_GPIO_FAILED;
+  const int value = ::gpiod_line_request_get_value(requested.request.get(), requested.offset);
+  if (value < 0) return KVRN_GPIO_FAILED;
+  return value == GPIOD_LINE_VALUE_ACTIVE ? 1 : 0;
+}
+
+int write(const Line& line, uint32_t value) {
+  // Only 0 and 1 can match a level; any other value always drives the line.
+  if (static_cast<uint32_t>(read(line, as_is)) == value) return 0;
+  // No initial value: the line goes inactive first, then to its level. The chargers rely on that order.
+  const Requested requested = request(line, output);
+  if (!requested.request) return -1;
+  const auto level = value != 0 ? GPIOD_LINE_VALUE_ACTIVE : GPIOD_LINE_VALUE_INACTIVE;
+  return ::gpiod_line_request_set_value(requested.request.get(), requested.offset, level) == 0 ? 0 : -1;
+}
+
+}  // namespace
+
+const char* get_chip_path(uint32_t chip_index) {
+  return chip_index < kvrn::gpio_chips.size() ? kvrn::gpio_chips[chip_index] : "";
+}
+
+gpiod_line_request* request_line(gpiod_chip* chip, uint32_t offset, int direction) {
+  constexpr int attempts = 10;  // a line that another process holds is free again within a few milliseconds
+  if (chip == nullptr) return nullptr;
+  const Owned<gpiod_line_settings> settings(::gpiod_line_settings_new());
+  if (!settings) return nullptr;
+  if (direction >= 0) {
+    const auto wanted = direction == 0 ? GPIOD_LINE_DIRECTION_INPUT : GPIOD_LINE_DIRECTION_OUTPUT;
+    (void)::gpiod_line_settings_set_direction(settings.get(), wanted);  // fails for unknown directions only
+  }
+  const Owned<gpiod_line_config> config(::gpiod_line_config_new());
+  if (!config) return nullptr;
+  const unsigned offsets[]{offset};
+  if (::gpiod_line_config_add_line_settings(config.get(), offsets, 1, settings.get()) != 0) return nullptr;
+  for (int attempt = 0; attempt < attempts; ++attempt) {
+    if (gpiod_line_request* granted = ::gpiod_chip_request_lines(chip, nullptr, config.get())) return granted;
+    kvrn::pause_us(1000);
+  }
+  return nullptr;
+}
+
+int gpio_read_by_name(const char* chip_path, const char* line_name) { return read(named(chip_path, line_name), as_is); }
+
+int gpio_read_by_name_force(const char* chip_path, const char* line_name) {
+  return read(named(chip_path, line_name), input);
+}
+
+int gpio_read(uint32_t line) { return read(numbered(line), as_is); }
+
+int gpio_read_force(uint32_t line) { return read(numbered(line), input); }
+
+int gpio_write_ex(const char* chip_path, uint32_t offset, const char* line_name, uint32_t value) {
+  return write({chip_path, offset, line_name}, value);
+}
+
+int gpio_write_by_name(const char* chip_path, const char* line_name, uint32_t value) {
+  return write(named(chip_path, line_name), value);
+}
+
+int gpio_write(uint32_t line, uint32_t value) { return write(numbered(line), value); }
+
+void gpio_oe() {}
