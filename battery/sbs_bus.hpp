@@ -10,6 +10,7 @@
 
 namespace kvrn {
 
+inline constexpr int sbs_bus = 2;
 inline constexpr const char* sbs_bus_path = "/dev/i2c-2";
 inline constexpr std::uint32_t sbs_address = 0x0B;
 

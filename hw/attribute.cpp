@@ -17,17 +17,6 @@ int read_attribute(const kvrn::Path& path, int* out) {
 
 }  // namespace
 
-namespace kvrn {
-
-// The device tree's start-up scripts name the folder with the address in decimal, as a signed byte.
-Path i2c_sysfs_path(int bus, int address, const char* attribute) {
-  return Path("/sys/devices/platform/i2c/i2c-0/i2c-%d/%d-%04d/%s", bus, bus, int{wrap_i8(address)}, attribute);
-}
-
-Path hwmon_path(const char* device, const char* attribute) { return Path("/var/run/hwmon/%s/%s", device, attribute); }
-
-}  // namespace kvrn
-
 int i2c_sysfs_readint(int bus, int address, const char* attribute, int* out) {
   if (out == nullptr || attribute == nullptr) return -1;
   return read_attribute(kvrn::i2c_sysfs_path(bus, address, attribute), out);

@@ -16,6 +16,9 @@ void read_supply(psu_info& out, int psu);
 void read_smart_battery(psu_info& out);
 void read_hwmon_battery(psu_info& out);
 
+// What an input supply tells over PMBus: one byte of each command code, with the supplies' own scale.
+enum SupplyRegister : std::uint8_t { supply_vout = 0x8B, supply_iout = 0x8C, supply_temperature = 0x8D };
+
 // The lines and files of one battery's charger.
 struct Charger {
   int psu;

@@ -14,8 +14,6 @@
 
 namespace {
 
-// PMBus command codes; one byte of each is read, with the supplies' own scale.
-enum Telemetry : uint8_t { read_vout = 0x8B, read_iout = 0x8C, read_temperature = 0x8D };
 constexpr int mv_per_count = 400;
 constexpr int ma_per_count = 100;
 constexpr int temp_offset_c = 100;
@@ -34,15 +32,15 @@ kvrn::Fd open_supply(const kvrn::Input& input) {
 void read_telemetry(const kvrn::Input& input, psu_info& out) {
   const kvrn::Fd device = open_supply(input);
   if (!device) return;
-  if (const auto count = telemetry(device, read_vout)) {
+  if (const auto count = telemetry(device, kvrn::supply_vout)) {
     out.supply_vout_mv = *count * mv_per_count;
     out.supply_status = PSU_SUPPLY_TELEMETRY;
   }
-  if (const auto count = telemetry(device, read_iout)) {
+  if (const auto count = telemetry(device, kvrn::supply_iout)) {
     out.supply_iout_ma = *count * ma_per_count;
     out.supply_status = PSU_SUPPLY_TELEMETRY;
   }
-  if (const auto count = telemetry(device, read_temperature)) {
+  if (const auto count = telemetry(device, kvrn::supply_temperature)) {
     out.supply_temp_c = kvrn::wrap_i8(*count - temp_offset_c);
     out.supply_status = PSU_SUPPLY_TELEMETRY;
   }
@@ -84,7 +82,7 @@ int get_psu_temp_info(int input, int* temp) {
   if (temp == nullptr) return 0;
   const kvrn::Fd device = open_supply(kvrn::inputs[input == 0 ? 0 : 1]);
   if (!device) return 0;
-  const auto count = telemetry(device, read_temperature);
+  const auto count = telemetry(device, kvrn::supply_temperature);
   if (!count) return 0;
   *temp = *count - temp_offset_c;
   return 1;

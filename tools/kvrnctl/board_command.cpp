@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: MIT
+#include <fmt/core.h>
+
+#include "tools/kvrnctl/command.hpp"
+#include "tools/kvrnctl/format.hpp"
+#include "tools/kvrnctl/sections.hpp"
+
+namespace kvrnctl {
+namespace {
+
+std::string ports_text(const json& ports) {
+  Table table({"PORT", "PRESENT", "MAC", "MAX MTU", "POE LINE"});
+  for (const json& port : ports)
+    table.add({port["id"].dump(), humanize("present", port["present"]), humanize("mac", port["mac"]),
+               humanize("max_mtu_bytes", port["max_mtu_bytes"]),
+               port["poe_line"].is_null() ? "none" : port["poe_line"].dump()});
+  return table.text();
+}
+
+std::string leds_text(const json& roles) {
+  Table table({"LED ROLE", "LEDS", "INDICES"});
+  for (const json& role : roles) {
+    std::string indices;
+    for (const json& index : role["indices"]) indices += (indices.empty() ? "" : " ") + index.dump();
+    table.add({role["id"].dump(), role["count"].dump(), indices});
+  }
+  return table.text();
+}
+
+std::string text(const json& board) {
+  json top = board;
+  top.erase("soc");
+  top["soc_family"] = board["soc"]["family"];
+  top["soc_revision"] = board["soc"]["revision"];
+  if (top["platform_code"].is_null()) top["platform_code"] = "none";
+  if (top["radios"] == 0) top["radio_id"] = "none";
+  std::string out = fields(top, "");
+  if (!board["ports"].empty()) out += '\n' + ports_text(board["ports"]);
+  if (!board["led_roles"].empty()) out += '\n' + leds_text(board["led_roles"]);
+  return out;
+}
+
+Result board(const Context& context) {
+  Result result;
+  result.data["board"] = board_section();
+  result.text = text(result.data["board"]);
+  if (!board_is_known()) context.warn("this SoC is not one of the library's; \"kvrnctl doctor\" shows what was read");
+  return result;
+}
+
+}  // namespace
+
+void add_board_command(CommandLine& line) {
+  CLI::App* command = line.add("board", "Model, ids, MAC addresses, ports, LEDs and SoC revision");
+  command->callback([&line] { line.action = board; });
+}
+
+}  // namespace kvrnctl

@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: MIT
+#include <fmt/core.h>
+
+#include <array>
+
+#include "tools/kvrnctl/sections.hpp"
+
+namespace kvrnctl {
+namespace {
+
+constexpr int led_roles = 6;
+
+std::string mac(const std::uint8_t (&bytes)[6]) {
+  return fmt::format("{:02x}:{:02x}:{:02x}:{:02x}:{:02x}:{:02x}", bytes[0], bytes[1], bytes[2], bytes[3], bytes[4],
+                     bytes[5]);
+}
+
+json family(std::uint32_t soc_type) {
+  if (soc_type == KVRN_SOC_AR724X) return "AR724x";
+  if (soc_type == KVRN_SOC_QCA953X) return "QCA953x";
+  return nullptr;
+}
+
+// Failures of the register's readout are codes in place of its value.
+json revision(std::uint32_t value) {
+  const auto code = static_cast<std::int32_t>(value);
+  return code == -1 || code == -2 ? json(nullptr) : json(fmt::format("0x{:08x}", value));
+}
+
+json ports(const board_record& board) {
+  json list = json::array();
+  for (unsigned i = 0; i < board.eth_count && i < KVRN_BOARD_ETH_MAX; ++i) {
+    const board_eth& port = board.eth[i];
+    list.push_back({{"id", i},
+                    {"present", port.present != 0},
+                    {"mac", mac(port.mac)},
+                    {"max_mtu_bytes", port.max_mtu},
+                    {"poe_line", port.poe_gpio == 0 ? json(nullptr) : json(port.poe_gpio)}});
+  }
+  return list;
+}
+
+json leds(const board_record& board) {
+  json list = json::array();
+  for (int role = 0; role < led_roles; ++role) {
+    const int count = ::led_cnt(&board, role);
+    if (count == 0) continue;
+    json indices = json::array();
+    for (int ordinal = 1; ordinal <= 15; ++ordinal)
+      if (const int index = ::led_idx(&board, role, ordinal); index >= 0) indices.push_back(index);
+    list.push_back({{"id", role}, {"count", count}, {"indices", std::move(indices)}});
+  }
+  return list;
+}
+
+}  // namespace
+
+bool board_is_known() {
+  const board_record& board = *::board_identify();
+  return board.soc_type == KVRN_SOC_AR724X || board.soc_type == KVRN_SOC_QCA953X;
+}
+
+json board_section() {
+  const board_record& board = *::board_identify();
+  const std::string_view code(board.platform_code);
+  return {{"model", ::map_board_name(&board)},
+          {"platform_code", code.empty() ? json(nullptr) : json(code)},
+          {"system_id", fmt::format("0x{:04x}", board.system_id)},
+          {"soc", {{"family", family(board.soc_type)}, {"revision", revision(board.cpu_revision)}}},
+          {"base_mac", mac(board.base_mac)},
+          {"radios", board.radio_count},
+          {"radio_id", fmt::format("{:04x}:{:04x}", board.radio_subsys_vendor_id, board.radio_subsys_id)},
+          {"psu_count", ::get_psu_count()},
+          {"ports", ports(board)},
+          {"led_roles", leds(board)}};
+}
+
+}  // namespace kvrnctl

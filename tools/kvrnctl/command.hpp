@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: MIT
+// How a command hangs itself into the command line.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <functional>
+
+#include "tools/kvrnctl/context.hpp"
+
+namespace kvrnctl {
+
+using Action = std::function<Result(const Context&)>;
+
+// The command line: global options, and the action that the chosen command leaves behind.
+struct CommandLine {
+  CLI::App app;
+  Context context;
+  Action action;
+
+  // A command with the options that every command has.
+  CLI::App* add(CLI::App& parent, const char* name, const char* description);
+  CLI::App* add(const char* name, const char* description) { return add(app, name, description); }
+};
+
+void add_board_command(CommandLine& line);
+void add_psu_commands(CommandLine& line);
+void add_gpio_commands(CommandLine& line);
+void add_get_command(CommandLine& line);
+void add_doctor_command(CommandLine& line);
+
+}  // namespace kvrnctl

@@ -1,0 +1,217 @@
+// SPDX-License-Identifier: MIT
+// Why is it unknown? Every source that the readout uses on this board, and what the kernel answers.
+#include <fcntl.h>
+#include <fmt/core.h>
+#include <kvrn/kvrn.h>
+
+#include <algorithm>
+
+#include "battery/sbs_bus.hpp"
+#include "board/platform.hpp"
+#include "hw/attribute.hpp"
+#include "hw/gpio_number.hpp"
+#include "psu/readout.hpp"
+#include "tools/kvrnctl/cache_probe.hpp"
+#include "tools/kvrnctl/command.hpp"
+#include "tools/kvrnctl/format.hpp"
+#include "tools/kvrnctl/probe.hpp"
+#include "tools/kvrnctl/sections.hpp"
+
+namespace kvrnctl {
+namespace {
+
+enum class Status { ok, optional, failed };
+
+class Report {
+ public:
+  void add(std::string fact, std::string source, const Answer& answer, std::string stands_in, std::string hint = {}) {
+    put(answer.ok ? Status::ok : Status::failed, std::move(fact), std::move(source), answer, std::move(stands_in),
+        std::move(hint));
+  }
+
+  // A file that may well be missing: its absence is no fault, a file that cannot be read is.
+  void add_flag(std::string fact, const char* path, std::string without) {
+    const Answer answer = probe_number(path);
+    const bool missing = answer.error == ENOENT;
+    put(answer.ok ? Status::ok
+        : missing ? Status::optional
+                  : Status::failed,
+        std::move(fact), path, answer, std::move(without),
+        answer.ok || missing ? "" : "write one number into it, or remove it");
+  }
+
+  void add_line(std::string fact, std::uint32_t line, std::string stands_in) {
+    const Answer answer = probe_gpio(line);
+    add(std::move(fact), fmt::format("GPIO {}", line), answer, std::move(stands_in), gpio_hint(line, answer));
+  }
+
+  void put(Status status, std::string fact, std::string source, const Answer& answer, std::string stands_in,
+           std::string hint) {
+    static constexpr const char* names[]{"ok", "absent", "failed"};
+    failures_ += status == Status::failed ? 1 : 0;
+    probes_.push_back({{"fact", std::move(fact)},
+                       {"source", std::move(source)},
+                       {"status", names[static_cast<int>(status)]},
+                       {"answer", answer.text},
+                       {"stands_in", status == Status::ok ? json(nullptr) : json(std::move(stands_in))},
+                       {"hint", status == Status::failed && !hint.empty() ? json(std::move(hint)) : json(nullptr)}});
+  }
+
+  const json& probes() const { return probes_; }
+  int failures() const { return failures_; }
+
+ private:
+  static std::string gpio_hint(std::uint32_t line, const Answer& answer) {
+    if (answer.error == EBUSY) return "another program or driver holds the line: gpioinfo shows which";
+    if (answer.error == EACCES) return "run as root or as a member of the gpio group";
+    if (answer.error == ENOENT)
+      return fmt::format("no chip {}: is its driver loaded?", ::get_chip_path(kvrn::gpio_chip_index(line)));
+    return "does the chip have this line?";
+  }
+
+  json probes_ = json::array();
+  int failures_ = 0;
+};
+
+std::string device_hint(const Answer& answer) {
+  switch (answer.error) {
+    case ENOENT:
+      return "no such device: is its driver loaded?";
+    case EACCES:
+    case EPERM:
+      return "run as root or as a member of the device's group";
+    case ENXIO:
+    case EIO:
+      return "the device does not answer: is it there and powered?";
+    case EBUSY:
+      return "a kernel driver holds the address";
+    default:
+      return "";
+  }
+}
+
+void probe_board(Report& report) {
+  report.add("SoC family", "/proc/cpuinfo", probe_open("/proc/cpuinfo", O_RDONLY), "the \"Unknown\" board");
+  report.add("calibration partition", "/proc/mtd", probe_open("/proc/mtd", O_RDONLY), "the family's generic board",
+             "the kernel has no MTD support");
+  ar7240_eeprom* image = ::ar7240_eeprom_parse();
+  Answer parsed{image != nullptr, 0, image != nullptr ? "found and read" : "no readable partition named EEPROM or ART"};
+  ::ar7240_eeprom_free(image);
+  report.add("board id and MAC addresses", "calibration partition", parsed, "the family's generic board, MAC zero",
+             "/dev/mtd* and /dev/mtdblock* are root's; the partition must be named EEPROM or ART");
+  const Answer memory = probe_open("/dev/mem", O_RDONLY);
+  report.add("SoC revision", "/dev/mem at 0x18060090", memory, "revision unknown", device_hint(memory));
+}
+
+void probe_input(Report& report, int index, const kvrn::Platform& platform) {
+  const kvrn::Input& input = kvrn::inputs[static_cast<std::size_t>(index)];
+  const std::string psu = fmt::format("PSU {} ", index);
+  report.add_flag(psu + "mains (override)", input.mains_flag, "the mains line decides");
+  report.add_line(psu + "mains", input.mains_line, "no mains");
+  if (!platform.slots) return;
+  report.add_line(psu + "slot", input.slot_line, "the slot counts as occupied");
+  constexpr std::pair<const char*, std::uint8_t> registers[]{{"output voltage", kvrn::supply_vout},
+                                                             {"output current", kvrn::supply_iout},
+                                                             {"temperature", kvrn::supply_temperature}};
+  for (const auto& [name, reg] : registers) {
+    const Answer answer = probe_register(input.monitor_bus, input.monitor_address, reg, false);
+    report.add(psu + name,
+               fmt::format("I2C {}-{:02x} register 0x{:02x}", input.monitor_bus, input.monitor_address, reg), answer,
+               "unknown", device_hint(answer));
+  }
+}
+
+void probe_charger(Report& report, const kvrn::Charger& charger, const kvrn::Platform& platform) {
+  const std::string psu = fmt::format("PSU {} ", charger.psu);
+  report.add_line(psu + "charge disable", charger.disable_line, "charging allowed");
+  report.add_flag(psu + "charger enabled (override)", charger.enabled_flag, "the charge-disable line decides");
+  for (const kvrn::LineLevel& wanted : platform.charging_table(charger.psu)[0].lines)
+    if (wanted.line != 0) report.add_line(psu + "charging current", wanted.line, "not the highest current");
+}
+
+void probe_hwmon_battery(Report& report, const kvrn::Platform& platform) {
+  probe_charger(report, kvrn::hwmon_charger, platform);
+  for (const char* attribute : {"in0_input", "curr1_input"}) {
+    const auto path = kvrn::hwmon_path(kvrn::battery_monitor, attribute);
+    const Answer answer = probe_number(path.c_str());
+    report.add(fmt::format("PSU 2 {}", attribute[0] == 'i' ? "voltage" : "current"), path.c_str(), answer, "0",
+               "start-up scripts link hwmon devices into /var/run/hwmon: is the monitor's driver loaded?");
+  }
+  report.add_flag("PSU 2 present (override)", kvrn::battery_present_flag, "the presence line decides");
+  report.add_line("PSU 2 present", kvrn::battery_present_line, "absent");
+  report.add_flag("PSU 2 charging (override)", kvrn::charging_status_file, "the current's direction decides");
+}
+
+void probe_smart_battery(Report& report, const kvrn::Platform& platform) {
+  probe_charger(report, kvrn::smart_charger, platform);
+  const CacheProbe file = probe_cache(kvrn::raw_battery_file);
+  report.put(file.fresh()                ? Status::ok
+             : file.open_error == ENOENT ? Status::optional
+                                         : Status::failed,
+             "PSU 3 published readings", kvrn::raw_battery_file.path, {file.fresh(), file.open_error, file.text()},
+             "the battery is read over I2C", "the monitoring process is not running or cannot write the file");
+  constexpr std::pair<const char*, std::uint8_t> registers[]{{"status", kvrn::sbs::battery_status},
+                                                             {"state code", kvrn::sbs::manufacturer_access},
+                                                             {"voltage", kvrn::sbs::voltage},
+                                                             {"current", kvrn::sbs::current},
+                                                             {"temperature", kvrn::sbs::temperature},
+                                                             {"remaining capacity", kvrn::sbs::remaining_capacity},
+                                                             {"full capacity", kvrn::sbs::full_charge_capacity}};
+  for (const auto& [name, reg] : registers) {
+    const Answer answer = probe_register(kvrn::sbs_bus, kvrn::sbs_address, reg, true);
+    report.add(fmt::format("PSU 3 {}", name),
+               fmt::format("I2C {}-{:02x} register 0x{:02x}", kvrn::sbs_bus, kvrn::sbs_address, reg), answer, "unknown",
+               device_hint(answer));
+  }
+}
+
+void probe_cache_file(Report& report) {
+  const CacheProbe file = probe_cache(kvrn::psu_cache_file);
+  const bool missing = file.open_error == ENOENT;
+  report.put(
+      file.fresh() ? Status::ok
+      : missing    ? Status::optional
+                   : Status::failed,
+      "all PSUs", kvrn::psu_cache_file.path, {file.fresh(), file.open_error, file.text()}, "every PSU is read directly",
+      file.open_error == EACCES ? "run as the user that owns the cache" : "the monitoring process is not running");
+}
+
+Result doctor(const Context& context) {
+  Report report;
+  probe_board(report);
+  probe_cache_file(report);
+  const kvrn::Platform& platform = kvrn::platform_of(::board_identify()->system_id);
+  for (int input = 0; input < 2; ++input) probe_input(report, input, platform);
+  for (int psu = 2; psu < platform.psu_count; ++psu) {
+    if (platform.battery(psu) == kvrn::BatteryReader::hwmon) probe_hwmon_battery(report, platform);
+    if (platform.battery(psu) == kvrn::BatteryReader::smart) probe_smart_battery(report, platform);
+  }
+  Result result;
+  result.data["board"] = {{"model", ::map_board_name(::board_identify())}, {"psu_count", platform.psu_count}};
+  result.data["probes"] = report.probes();
+  result.data["failures"] = report.failures();
+  Table table({"STATUS", "FACT", "SOURCE", "ANSWER", "STANDS IN"});
+  std::string hints;
+  for (const json& probe : report.probes()) {
+    const std::string status = probe["status"];
+    const Color color = status == "ok" ? Color::good : status == "failed" ? Color::bad : Color::dim;
+    table.add({painted(context, color, status), probe["fact"], probe["source"], probe["answer"],
+               probe["stands_in"].is_null() ? "" : probe["stands_in"].get<std::string>()});
+    if (!probe["hint"].is_null())
+      hints += fmt::format("{}: {}\n", probe["fact"].get<std::string>(), probe["hint"].get<std::string>());
+  }
+  result.text = table.text();
+  if (!hints.empty()) result.text += "\nHints\n" + hints;
+  if (report.failures() > 0)
+    result.fail(Exit::failed, fmt::format("{} of {} sources failed", report.failures(), report.probes().size()));
+  return result;
+}
+
+}  // namespace
+
+void add_doctor_command(CommandLine& line) {
+  CLI::App* command = line.add("doctor", "Why is it unknown? What every source answers, and what stands in");
+  command->callback([&line] { line.action = doctor; });
+}
+
+}  // namespace kvrnctl

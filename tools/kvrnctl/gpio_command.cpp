@@ -1,0 +1,146 @@
+// SPDX-License-Identifier: MIT
+#include <fmt/core.h>
+#include <kvrn/hw.h>
+
+#include <charconv>
+#include <memory>
+#include <optional>
+
+#include "hw/gpio_number.hpp"
+#include "tools/kvrnctl/command.hpp"
+#include "tools/kvrnctl/format.hpp"
+#include "tools/kvrnctl/probe.hpp"
+
+namespace kvrnctl {
+namespace {
+
+// A line as the user names it: a packed number, or CHIP:NAME.
+struct LineName {
+  std::string text;
+  std::uint32_t chip = 0;
+  std::optional<std::uint32_t> number;
+  std::string name;
+};
+
+std::optional<std::uint32_t> to_number(std::string_view text) {
+  std::uint32_t value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  return value;
+}
+
+std::optional<LineName> parse_line(const std::string& text) {
+  const std::size_t colon = text.find(':');
+  if (colon == std::string::npos) {
+    const auto number = to_number(text);
+    if (!number || kvrn::gpio_chip_index(*number) >= kvrn::gpio_chips.size()) return std::nullopt;
+    return LineName{text, kvrn::gpio_chip_index(*number), number, {}};
+  }
+  const auto chip = to_number(std::string_view(text).substr(0, colon));
+  if (!chip || *chip >= kvrn::gpio_chips.size() || colon + 1 == text.size()) return std::nullopt;
+  return LineName{text, *chip, std::nullopt, text.substr(colon + 1)};
+}
+
+std::string check_line(const std::string& text) {
+  return parse_line(text) ? "" : fmt::format("'{}' is no line: give CHIP*100+OFFSET or CHIP:NAME, chip 0 to 2", text);
+}
+
+struct Options {
+  std::string line;
+  bool as_input = false;
+  std::uint32_t value = 0;
+  bool dry_run = false;
+};
+
+int read(const LineName& line, bool as_input) {
+  if (line.number) return as_input ? ::gpio_read_force(*line.number) : ::gpio_read(*line.number);
+  const char* chip = ::get_chip_path(line.chip);
+  return as_input ? ::gpio_read_by_name_force(chip, line.name.c_str()) : ::gpio_read_by_name(chip, line.name.c_str());
+}
+
+int write(const LineName& line, std::uint32_t value) {
+  if (line.number) return ::gpio_write(*line.number, value);
+  return ::gpio_write_by_name(::get_chip_path(line.chip), line.name.c_str(), value);
+}
+
+json describe(const LineName& line) {
+  json out{{"id", line.text}, {"chip", ::get_chip_path(line.chip)}};
+  if (line.number)
+    out["offset"] = kvrn::gpio_offset(*line.number);
+  else
+    out["name"] = line.name;
+  return out;
+}
+
+// Why the line could not be used, in the kernel's words.
+std::string reason(const LineName& line) {
+  const Answer answer = line.number ? probe_gpio(*line.number) : probe_gpio(line.chip, line.name);
+  return answer.ok ? "it answers now" : answer.text;
+}
+
+Result get(const Options& options) {
+  const LineName line = *parse_line(options.line);
+  const int value = read(line, options.as_input);
+  Result result;
+  json entry = describe(line);
+  entry["value"] = value == KVRN_GPIO_FAILED ? json(nullptr) : json(value);
+  result.text = humanize("value", entry["value"]) + '\n';
+  if (value == KVRN_GPIO_FAILED) result.fail(Exit::failed, fmt::format("line {}: {}", line.text, reason(line)));
+  result.data["gpio"] = json::array({std::move(entry)});
+  return result;
+}
+
+Result set(const Context& context, const Options& options) {
+  const LineName line = *parse_line(options.line);
+  const int before = read(line, false);
+  const bool needed = before != static_cast<int>(options.value);
+  Result result;
+  json entry = describe(line);
+  entry["before"] = before == KVRN_GPIO_FAILED ? json(nullptr) : json(before);
+  entry["value"] = options.value;
+  entry["dry_run"] = options.dry_run;
+  if (options.dry_run) {
+    entry["would_drive"] = needed;
+    result.text = needed ? fmt::format("would drive line {} from {} to {}\n", line.text,
+                                       humanize("value", entry["before"]), options.value)
+                         : fmt::format("line {} is {} already\n", line.text, options.value);
+    if (before == KVRN_GPIO_FAILED) result.fail(Exit::failed, fmt::format("line {}: {}", line.text, reason(line)));
+  } else if (write(line, options.value) != 0) {
+    result.fail(Exit::failed, fmt::format("line {}: {}", line.text, reason(line)));
+  } else {
+    context.note(needed ? "the line was driven; nothing holds it now" : "the line had that level already");
+  }
+  result.data["gpio"] = json::array({std::move(entry)});
+  return result;
+}
+
+CLI::App* add(CommandLine& line, CLI::App& parent, const char* name, const char* description,
+              const std::shared_ptr<Options>& options) {
+  CLI::App* command = line.add(parent, name, description);
+  command->add_option("LINE", options->line, "CHIP*100+OFFSET (111 is chip 1, offset 11), or CHIP:NAME")
+      ->required()
+      ->check(CLI::Validator(check_line, ""));
+  return command;
+}
+
+}  // namespace
+
+void add_gpio_commands(CommandLine& line) {
+  CLI::App* gpio = line.app.add_subcommand("gpio", "Read or drive one GPIO line");
+  gpio->require_subcommand(1);
+  const auto options = std::make_shared<Options>();
+  CLI::App* get_command = add(line, *gpio, "get", "Print the level of a line: 0 or 1", options);
+  get_command->add_flag("--as-input", options->as_input, "Turn the line into an input first");
+  get_command->callback([&line, options] { line.action = [=](const Context&) { return get(*options); }; });
+
+  CLI::App* set_command = add(line, *gpio, "set", "Drive a line, unless it has that level already", options);
+  set_command->footer(
+      "The line is first driven inactive and then to its level. Nothing holds the level after the\n"
+      "command: another program, or the driver, may change it at once.");
+  set_command->add_option("VALUE", options->value, "0 inactive, 1 active")->required()->check(CLI::Range(0, 1));
+  set_command->add_flag("--dry-run", options->dry_run, "Read the line and say what would be done");
+  set_command->callback(
+      [&line, options] { line.action = [=](const Context& context) { return set(context, *options); }; });
+}
+
+}  // namespace kvrnctl

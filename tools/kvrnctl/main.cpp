@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: MIT
+#include <fmt/core.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <exception>
+
+#include "tools/kvrnctl/command.hpp"
+
+namespace kvrnctl {
+
+CLI::App* CommandLine::add(CLI::App& parent, const char* name, const char* description) {
+  CLI::App* command = parent.add_subcommand(name, description);
+  command->add_flag("--json", context.json, "Print one JSON document");
+  command->add_flag("-v,--verbose", context.verbosity, "Say more on standard error");
+  return command;
+}
+
+namespace {
+
+// Colour is for people at a terminal that can show it; NO_COLOR (any non-empty value) turns it off.
+bool wants_color() {
+  const char* off = std::getenv("NO_COLOR");
+  if (off != nullptr && *off != '\0') return false;
+  const char* terminal = std::getenv("TERM");
+  return ::isatty(STDOUT_FILENO) == 1 && terminal != nullptr && std::string_view(terminal) != "dumb";
+}
+
+int run(int argc, char** argv) {
+  CommandLine line;
+  line.app.description("Board, power sources and lines of this device.");
+  line.app.name("kvrnctl");
+  line.app.set_version_flag("--version", "kvrnctl " KVRN_VERSION);
+  line.app.require_subcommand(1);
+  line.app.footer(
+      "Exit status: 0 done, 1 failed, 2 wrong usage, 3 the data is stale, 4 not on this board.\n"
+      "Readings go to standard output, diagnostics to standard error.");
+  add_board_command(line);
+  add_psu_commands(line);
+  add_gpio_commands(line);
+  add_get_command(line);
+  add_doctor_command(line);
+  try {
+    line.app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    // Help and version are successes; every other refusal is wrong usage.
+    return line.app.exit(error) == 0 ? static_cast<int>(Exit::ok) : static_cast<int>(Exit::usage);
+  }
+  line.context.color = wants_color();
+  return deliver(line.context, line.action(line.context));
+}
+
+}  // namespace
+}  // namespace kvrnctl
+
+int main(int argc, char** argv) {
+  try {
+    return kvrnctl::run(argc, argv);
+  } catch (const std::exception& error) {
+    fmt::print(stderr, "kvrnctl: {}\n", error.what());
+    return static_cast<int>(kvrnctl::Exit::failed);
+  }
+}

@@ -1,0 +1,94 @@
+// SPDX-License-Identifier: MIT
+#include "tools/kvrnctl/probe.hpp"
+
+#include <fcntl.h>
+#include <fmt/core.h>
+#include <gpiod.h>
+
+#include <cerrno>
+#include <memory>
+
+#include "hw/gpio_number.hpp"
+#include "hw/smbus.hpp"
+#include "tools/kvrnctl/context.hpp"
+#include "util/handle.hpp"
+#include "util/read_file.hpp"
+
+namespace kvrnctl {
+namespace {
+
+template <auto Function>
+struct Call {
+  template <typename T>
+  void operator()(T* object) const {
+    Function(object);
+  }
+};
+using Chip = std::unique_ptr<gpiod_chip, Call<gpiod_chip_close>>;
+using Settings = std::unique_ptr<gpiod_line_settings, Call<gpiod_line_settings_free>>;
+using Config = std::unique_ptr<gpiod_line_config, Call<gpiod_line_config_free>>;
+using Request = std::unique_ptr<gpiod_line_request, Call<gpiod_line_request_release>>;
+
+Answer failed(std::string_view step) { return {false, errno, fmt::format("{}: {}", step, errno_text(errno))}; }
+
+Answer read_line(const Chip& chip, unsigned offset) {
+  const Settings settings(::gpiod_line_settings_new());
+  const Config config(::gpiod_line_config_new());
+  if (!settings || !config || ::gpiod_line_config_add_line_settings(config.get(), &offset, 1, settings.get()) != 0)
+    return failed("request");
+  const Request request(::gpiod_chip_request_lines(chip.get(), nullptr, config.get()));
+  if (!request) return failed("request");
+  const int value = ::gpiod_line_request_get_value(request.get(), offset);
+  if (value < 0) return failed("read");
+  return {true, 0, std::to_string(value)};
+}
+
+Answer read_line(std::uint32_t chip_index, unsigned offset, const std::string* name) {
+  if (chip_index >= kvrn::gpio_chips.size()) return {false, 0, "no such chip"};
+  const Chip chip(::gpiod_chip_open(kvrn::gpio_chips[chip_index]));
+  if (!chip) return failed("open");
+  if (name != nullptr) {
+    const int found = ::gpiod_chip_get_line_offset_from_name(chip.get(), name->c_str());
+    if (found < 0) return {false, errno, "no line of that name on the chip"};
+    offset = static_cast<unsigned>(found);
+  }
+  return read_line(chip, offset);
+}
+
+}  // namespace
+
+Answer probe_gpio(std::uint32_t number) {
+  return read_line(kvrn::gpio_chip_index(number), kvrn::gpio_offset(number), nullptr);
+}
+
+Answer probe_gpio(std::uint32_t chip, const std::string& name) { return read_line(chip, 0, &name); }
+
+Answer probe_number(const char* path) {
+  char buffer[512];
+  const kvrn::Fd fd = kvrn::Fd::open(path, O_RDONLY | O_NONBLOCK);
+  if (!fd) return failed("open");
+  const ssize_t got = ::read(fd.get(), buffer, sizeof buffer);
+  if (got < 0) return failed("read");
+  const auto value = kvrn::parse_d(std::string_view(buffer, static_cast<std::size_t>(got)));
+  if (!value) return {false, 0, got == 0 ? "empty" : "no number in it"};
+  return {true, 0, std::to_string(*value)};
+}
+
+Answer probe_open(const char* path, int flags) {
+  const kvrn::Fd fd = kvrn::Fd::open(path, flags);
+  if (!fd) return failed("open");
+  return {true, 0, "opens"};
+}
+
+Answer probe_register(int bus, std::uint32_t address, std::uint8_t reg, bool word) {
+  const kvrn::Fd fd = kvrn::Fd::open(fmt::format("/dev/i2c-{}", bus).c_str(), O_RDWR);
+  if (!fd) return failed("open");
+  if (kvrn::i2c_select(fd.get(), address) < 0) return failed("select");
+  i2c_smbus_data data{};
+  const auto size = static_cast<std::uint32_t>(word ? I2C_SMBUS_WORD_DATA : I2C_SMBUS_BYTE_DATA);
+  if (kvrn::smbus_transfer(fd.get(), I2C_SMBUS_READ, reg, size, data) < 0) return failed("read");
+  if (!word && data.byte == 255) return {false, 0, "255, the supply's \"no data\""};
+  return {true, 0, word ? fmt::format("0x{:04x}", data.word) : std::to_string(data.byte)};
+}
+
+}  // namespace kvrnctl

@@ -1,0 +1,148 @@
+// SPDX-License-Identifier: MIT
+#include <fmt/chrono.h>
+#include <fmt/core.h>
+
+#include <array>
+#include <cmath>
+
+#include "tools/kvrnctl/cache_probe.hpp"
+#include "tools/kvrnctl/sections.hpp"
+
+namespace kvrnctl {
+namespace {
+
+// SBS batteries answer 65535 minutes when a time does not apply.
+constexpr std::int32_t no_time_s = 65535 * 60;
+
+json number(std::int32_t value) { return value == PSU_UNKNOWN_I32 ? json(nullptr) : json(value); }
+json seconds(std::int32_t value) { return value == no_time_s ? json(nullptr) : number(value); }
+json temperature(std::int8_t value) { return value == PSU_UNKNOWN_TEMP ? json(nullptr) : json(int{value}); }
+
+json percent(float value) {
+  if (value == PSU_UNKNOWN_PCT || !std::isfinite(value)) return nullptr;
+  return std::round(static_cast<double>(value) * 10) / 10;
+}
+
+json date(std::int64_t value) {
+  if (value == PSU_UNKNOWN_TIME) return nullptr;
+  const auto time = static_cast<std::time_t>(value);
+  std::tm utc{};
+  if (::gmtime_r(&time, &utc) == nullptr) return nullptr;
+  return fmt::format("{:%Y-%m-%d}", utc);
+}
+
+bool has(std::uint8_t flags, int bit) { return (flags & bit) != 0; }
+
+std::string state(const psu_info& psu) {
+  if (psu.type == PSU_TYPE_EMPTY) return "empty slot";
+  if (psu.type == PSU_TYPE_INPUT) return has(psu.status, PSU_STATUS_USABLE) ? "mains on" : "no mains";
+  if (!has(psu.battery_status, PSU_BATTERY_PRESENT)) return "absent";
+  return has(psu.battery_status, PSU_BATTERY_CHARGING) ? "charging" : "not charging";
+}
+
+void add_supply(json& out, const psu_info& psu) {
+  const bool read = has(psu.supply_status, PSU_SUPPLY_TELEMETRY);
+  out["output_voltage_mv"] = read ? number(psu.supply_vout_mv) : json(nullptr);
+  out["output_current_ma"] = read ? number(psu.supply_iout_ma) : json(nullptr);
+  out["temperature_c"] = read ? temperature(psu.supply_temp_c) : json(nullptr);
+}
+
+void add_battery(json& out, const psu_info& psu) {
+  const bool present = has(psu.battery_status, PSU_BATTERY_PRESENT);
+  const bool unknown_charge = has(psu.battery_status, PSU_BATTERY_CHARGE_UNKNOWN);
+  const bool smart = psu.battery_kind == PSU_BATTERY_SMART;
+  out["kind"] = smart ? "smart" : "hwmon";
+  out["present"] = present;
+  out["charging"] = unknown_charge ? json(nullptr) : json(has(psu.battery_status, PSU_BATTERY_CHARGING));
+  out["mains"] = has(psu.status, PSU_STATUS_MAINS);
+  out["charger_enabled"] = has(psu.status, PSU_STATUS_CHARGER);
+  out["highest_charging_current"] = has(psu.status, PSU_STATUS_HIGH_CURRENT);
+  out["voltage_mv"] = present ? number(psu.voltage_mv) : json(nullptr);
+  out["current_ma"] = present ? number(psu.current_ma) : json(nullptr);
+  out["charge_pct"] = percent(psu.charge_pct);
+  out["temperature_c"] = temperature(psu.battery_temp_c);
+  out["time_to_empty_s"] = seconds(psu.time_to_empty_s);
+  out["time_to_full_s"] = seconds(psu.time_to_full_s);
+  out["full_capacity_mah"] = number(psu.full_capacity_mah);
+  out["design_capacity_mah"] = number(psu.design_capacity_mah);
+  out["cycle_count"] = number(psu.cycle_count);
+  out["max_charge_power_mw"] = std::uint32_t{psu.max_charge_power_mw};
+  out["charge_state"] = psu.charge_state == 0 ? json(nullptr) : json(std::int32_t{psu.charge_state});
+  out["manufacture_date"] = date(psu.manufacture_time);
+  if (!smart) return;
+  out["block_51"] = number(psu.sbs_block_51);
+  out["block_55"] = number(psu.sbs_block_55);
+  json cells = json::array();
+  for (std::uint32_t i = 0; i < psu.cell_count && i < std::size(psu.cell_mv); ++i)
+    cells.push_back({{"id", i + 1}, {"voltage_mv", number(psu.cell_mv[i])}});
+  out["cells"] = std::move(cells);
+}
+
+// The cache's part of a reading; `exit` says whether it may be used.
+void read_cache(PsuReading& reading) {
+  const auto& spec = kvrn::psu_cache_file;
+  const CacheProbe probe = probe_cache(spec);
+  reading.source = {
+      {"kind", "cache"}, {"path", spec.path}, {"age_s", probe.age_s ? json(*probe.age_s) : json(nullptr)}};
+  psu_info_view view{};
+  if (::get_psu_info_cache_data(&view) == 0) {
+    const bool stale = probe.whole && !probe.fresh();
+    reading.exit = stale ? Exit::stale : Exit::failed;
+    reading.error = fmt::format("{}: {}{}", spec.path, probe.text(), stale ? ", more than 10 s: not used" : "");
+    return;
+  }
+  std::array<psu_info, KVRN_PSU_MAX> records{};
+  const auto size = static_cast<ssize_t>(sizeof records);
+  if (::pread(view.fd, records.data(), sizeof records, 0) == size) {
+    reading.records.assign(records.begin(), records.begin() + view.count);
+  } else {
+    reading.exit = Exit::failed;
+    reading.error = fmt::format("{}: cut short while it was read", spec.path);
+  }
+  ::psu_info_cache_data_free(&view);
+}
+
+void read_direct(PsuReading& reading) {
+  const int count = ::get_psu_count();
+  reading.records.resize(static_cast<std::size_t>(count));
+  for (int psu = 0; psu < count; ++psu) ::psu_info_get_direct(&reading.records[static_cast<std::size_t>(psu)], psu);
+}
+
+}  // namespace
+
+PsuReading read_psus(Source source) {
+  PsuReading reading;
+  std::string reason;
+  if (source != Source::direct) {
+    read_cache(reading);
+    if (reading.exit == Exit::ok || source == Source::cache) return reading;
+    reason = std::exchange(reading.error, {});
+    reading.exit = Exit::ok;
+  }
+  reading.source = {{"kind", "direct"}, {"path", nullptr}, {"age_s", 0}};
+  if (!reason.empty()) reading.source["reason"] = reason;
+  read_direct(reading);
+  return reading;
+}
+
+json psu_section(const psu_info& psu) {
+  static constexpr std::array<const char*, 3> types{"empty", "input", "battery"};
+  json out{{"id", std::uint32_t{psu.id}},
+           {"type", psu.type < types.size() ? types[psu.type] : "unknown"},
+           {"state", state(psu)},
+           {"usable", has(psu.status, PSU_STATUS_USABLE)}};
+  if (psu.type == PSU_TYPE_BATTERY)
+    add_battery(out, psu);
+  else
+    add_supply(out, psu);
+  return out;
+}
+
+json psu_list(const std::vector<psu_info>& records, bool batteries_only) {
+  json list = json::array();
+  for (const psu_info& psu : records)
+    if (!batteries_only || psu.type == PSU_TYPE_BATTERY) list.push_back(psu_section(psu));
+  return list;
+}
+
+}  // namespace kvrnctl
