@@ -1,0 +1,214 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+#include <kvrn/battery.h>
+#include <kvrn/util.h>
+
+#include <bit>
+#include <climits>
+
+#include "sim/device.hpp"
+
+using kvrn::sim::Device;
+
+namespace {
+
+constexpr int bus = 2;
+constexpr int battery = 0x0b;
+
+void refuse_all(Device& device) {
+  for (int reg = 0; reg < 0x40; ++reg) device.i2c_refuse(bus, battery, reg, true);
+}
+
+int passes(const Device& device) {
+  const std::string trace = device.trace();
+  int count = 0;
+  for (size_t at = 0; (at = trace.find("open /dev/i2c-2", at)) != std::string::npos; ++at) ++count;
+  return count;
+}
+
+sbs_battery_info read_battery() {
+  sbs_battery_info record{};
+  EXPECT_EQ(sbs_battery_get_direct(&record), 1);
+  return record;
+}
+
+}  // namespace
+
+TEST(SmartBattery, ReadsEveryRegisterInOnePass) {
+  Device device("four-source");
+  device.i2c(bus, battery, 0x16, 0x0000);
+  device.i2c(bus, battery, 0x00, 0x0800);
+  device.i2c(bus, battery, 0x09, 25904);
+  device.i2c(bus, battery, 0x0A, 0x00C8);
+  device.i2c(bus, battery, 0x08, 2981);
+  device.i2c(bus, battery, 0x12, 65535);
+  device.i2c(bus, battery, 0x13, 90);
+  device.i2c(bus, battery, 0x17, 42);
+  device.i2c(bus, battery, 0x1B, 0x4A6F);
+  device.i2c(bus, battery, 0x03, 0x8001);
+  device.i2c(bus, battery, 0x10, 12000);
+  device.i2c(bus, battery, 0x0F, 9360);
+  device.i2c(bus, battery, 0x18, 12500);
+  const uint8_t lower[]{0x74, 0x0E, 0x75, 0x0E, 0x76, 0x0E, 0xFF, 0xFF};
+  device.i2c_block(bus, battery, 0x71, lower);
+  uint8_t upper[14]{};
+  upper[0] = 0x78, upper[1] = 0x0E, upper[6] = 0x79, upper[7] = 0x0E, upper[12] = 0x7A, upper[13] = 0x0E;
+  device.i2c_block(bus, battery, 0x7B, upper);
+  const uint8_t four[]{0x78, 0x56, 0x34, 0x92};
+  device.i2c_block(bus, battery, 0x51, four);
+  const uint8_t three[]{0x01, 0x02, 0x83};
+  device.i2c_block(bus, battery, 0x55, three);
+  device.trace(true);
+  const sbs_battery_info record = read_battery();
+  EXPECT_EQ(passes(device), 1);
+  EXPECT_EQ(record.complete, 1);
+  EXPECT_EQ(record.charging, 1);
+  EXPECT_EQ(record.charge_state, 2);
+  EXPECT_EQ(record.voltage_mv, 25904);
+  EXPECT_EQ(record.current_ma, -200);
+  EXPECT_EQ(record.temp_c, 25);
+  EXPECT_EQ(record.time_to_empty_s, 65535 * 60);
+  EXPECT_EQ(record.time_to_full_s, 5400);
+  EXPECT_EQ(record.cycle_count, 42);
+  EXPECT_EQ(record.manufacture_time, 1489536000);  // 2017-03-15
+  EXPECT_EQ(device.i2c(bus, battery, 0x03), 0x0001U);
+  EXPECT_EQ(record.full_capacity_mah, 12000);
+  EXPECT_EQ(record.charge_pct, 78.0F);
+  EXPECT_EQ(record.design_capacity_mah, 12500);
+  const int32_t cells[]{3700, 3701, 3702, -1, 3704, 3705, 3706};
+  for (int i = 0; i < KVRN_SBS_CELLS; ++i) EXPECT_EQ(record.cell_mv[i], cells[i]) << i;
+  EXPECT_EQ(record.block_51, std::bit_cast<int32_t>(0x92345678U));
+  EXPECT_EQ(record.block_55, 0x830201);
+  // Big-endian on every host.
+  const auto* bytes = reinterpret_cast<const uint8_t*>(&record);
+  EXPECT_EQ(bytes[3], 25);
+  EXPECT_EQ(bytes[7], 25904 & 0xFF);
+  EXPECT_EQ(sbs_battery_get_direct(nullptr), 0);
+}
+
+TEST(SmartBattery, RegistersDecideChargingStateTemperatureAndPercentage) {
+  const struct {
+    int reg;
+    unsigned raw;
+    int32_t (*value)(const sbs_battery_info&);
+    int32_t expected;
+  } cases[] = {
+      {0x16, 0x0040, [](const sbs_battery_info& r) -> int32_t { return r.charging; }, 0},
+      {0x16, 0x0020, [](const sbs_battery_info& r) -> int32_t { return r.charging; }, 0},
+      {0x16, 0x0080, [](const sbs_battery_info& r) -> int32_t { return r.charging; }, 1},
+      {0x0A, 0xFF38, [](const sbs_battery_info& r) -> int32_t { return r.current_ma; }, 200},
+      {0x0A, 0x8000, [](const sbs_battery_info& r) -> int32_t { return r.current_ma; }, 32768},
+      {0x0A, 0xFFFF, [](const sbs_battery_info& r) -> int32_t { return r.current_ma; }, INT_MIN},
+      {0x09, 0xFFFF, [](const sbs_battery_info& r) -> int32_t { return r.voltage_mv; }, INT_MIN},
+      {0x18, 0xFFFF, [](const sbs_battery_info& r) -> int32_t { return r.design_capacity_mah; }, INT_MIN},
+      {0x08, 2731, [](const sbs_battery_info& r) -> int32_t { return r.temp_c; }, 0},
+      {0x08, 2722, [](const sbs_battery_info& r) -> int32_t { return r.temp_c; }, 0},
+      {0x08, 0, [](const sbs_battery_info& r) -> int32_t { return r.temp_c; }, -273},
+      {0x00, 0x0000, [](const sbs_battery_info& r) -> int32_t { return r.charge_state; }, 4},
+      {0x00, 0x0C00, [](const sbs_battery_info& r) -> int32_t { return r.charge_state; }, 7},
+      {0x0F, 1500, [](const sbs_battery_info& r) { return static_cast<int32_t>(r.charge_pct); }, 100},
+      {0x0F, 2500, [](const sbs_battery_info& r) { return static_cast<int32_t>(r.charge_pct / 1e6F); }, -2147},
+      {0x10, 0, [](const sbs_battery_info& r) { return static_cast<int32_t>(r.charge_pct / 1e6F); }, -2147},
+      {0x1B, 0xFFFF, [](const sbs_battery_info& r) { return static_cast<int32_t>(r.manufacture_time); }, INT_MIN},
+  };
+  for (const auto& entry : cases) {
+    Device device("four-source");
+    device.i2c(bus, battery, 0x16, 0x0040);
+    device.i2c(bus, battery, 0x0A, 0);
+    device.i2c(bus, battery, 0x10, 1000);
+    device.i2c(bus, battery, 0x0F, 500);
+    device.i2c(bus, battery, entry.reg, entry.raw);
+    EXPECT_EQ(entry.value(read_battery()), entry.expected) << std::hex << entry.reg << ' ' << entry.raw;
+  }
+}
+
+TEST(SmartBattery, SilentBatteryKeepsTheMarkersForFivePasses) {
+  Device device("four-source");
+  refuse_all(device);
+  device.trace(true);
+  const sbs_battery_info record = read_battery();
+  EXPECT_EQ(passes(device), 5);
+  EXPECT_EQ(record.complete, 0);
+  EXPECT_EQ(record.temp_c, 129);
+  for (const int32_t value : {int32_t{record.voltage_mv}, int32_t{record.current_ma}, int32_t{record.cell_mv[6]},
+                              int32_t{record.block_51}, int32_t{record.cycle_count}})
+    EXPECT_EQ(value, INT_MIN);
+  EXPECT_EQ(std::bit_cast<uint32_t>(float{record.charge_pct}), 0xCF000000U);
+  EXPECT_EQ(record.manufacture_time, -2147483648LL);
+  for (const uint8_t byte : record.reserved) EXPECT_EQ(byte, 0);
+}
+
+TEST(SmartBattery, WithoutStatusNoPassCompletes) {
+  Device device("four-source");
+  device.i2c(bus, battery, 0x00, 0x0800);
+  device.i2c_refuse(bus, battery, 0x16, true);
+  device.trace(true);
+  EXPECT_EQ(read_battery().complete, 0);
+  EXPECT_EQ(passes(device), 5);
+  device.i2c(bus, battery, 0x00, 0x0000);  // but mode bits 0 are enough
+  EXPECT_EQ(read_battery().complete, 1);
+}
+
+TEST(SmartBattery, CellsNeedTheUpperBlockAndOtherBlocksTheirExactLength) {
+  Device device("four-source");
+  const uint8_t short_block[]{1, 2, 3};
+  device.i2c_block(bus, battery, 0x51, short_block);
+  const uint8_t long_block[]{1, 2, 3, 4, 5};
+  device.i2c_block(bus, battery, 0x55, long_block);
+  sbs_battery_info record = read_battery();
+  EXPECT_EQ(record.block_51, INT_MIN);
+  EXPECT_EQ(record.block_55, INT_MIN);
+  EXPECT_EQ(record.complete, 1);
+  device.i2c_block(bus, battery, 0x51, long_block);  // cut to the four bytes that were asked for
+  record = read_battery();
+  EXPECT_EQ(record.block_51, 0x04030201);
+}
+
+TEST(SmartBattery, MissingBusIsTheOnlyFailure) {
+  Device device("generic");
+  device.remove("/dev/i2c-2");
+  sbs_battery_info record{};
+  EXPECT_EQ(sbs_battery_get_direct(&record), 0);
+  EXPECT_EQ(record.temp_c, 129);
+  EXPECT_EQ(sbs_battery_shutdown(), 0);
+}
+
+TEST(SmartBattery, ShutdownIsSentTwiceWithARestBetween) {
+  Device device("four-source");
+  device.trace(true);
+  const int64_t start = get_timestamp_mono_ms();
+  EXPECT_EQ(sbs_battery_shutdown(), 1);
+  EXPECT_GE(get_timestamp_mono_ms() - start, 200);
+  EXPECT_EQ(passes(device), 1);
+  device.i2c_refuse(bus, battery, 0x00, true);
+  EXPECT_EQ(sbs_battery_shutdown(), 0);
+  EXPECT_EQ(passes(device), 6);
+}
+
+TEST(SmartBattery, PowerSupplyAttributesTakeBasePrefixes) {
+  Device device("four-source");
+  const struct {
+    const char* text;
+    int result;
+    int64_t value;
+  } cases[] = {{"25904000\n", 1, 25904000},
+               {"0x1F", 1, 31},
+               {"-017", 1, -15},
+               {"0", 1, 0},
+               {"none", 0, 9},
+               {"", 0, 9},
+               {"08", 1, 0},
+               {"99999999999999999999", 1, INT64_MAX},
+               {"-99999999999999999999", 1, INT64_MIN}};
+  for (const auto& entry : cases) {
+    device.file("/sys/class/power_supply/sbs-2-000b/voltage_now", entry.text);
+    int64_t value = 9;
+    EXPECT_EQ(read_sbs_int_value("voltage_now", &value), entry.result) << entry.text;
+    EXPECT_EQ(value, entry.value) << entry.text;
+  }
+  int64_t value = 9;
+  EXPECT_EQ(read_sbs_int_value("missing", &value), 0);
+  EXPECT_EQ(read_sbs_int_value(std::string(200, 'x').c_str(), &value), 0);
+  EXPECT_EQ(read_sbs_int_value(nullptr, &value), 0);
+  EXPECT_EQ(read_sbs_int_value("voltage_now", nullptr), 0);
+}

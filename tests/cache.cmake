@@ -1,0 +1,1 @@
+kvrn_test(cache_test cache_test.cpp)

@@ -1,0 +1,238 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+#include <kvrn/kvrn.h>
+#include <sys/stat.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+
+#include "sim/device.hpp"
+#include "tests/descriptors.hpp"
+#include "tests/temp_dir.hpp"
+
+using kvrn::sim::Device;
+
+namespace {
+
+std::string logged;  // "priority text" lines
+
+constexpr const char* psu_cache = "/tmp/.psu_info_cache";
+constexpr const char* output_cache = "/tmp/.output_cache";
+constexpr const char* raw_battery = "/tmp/.raw_battery_data";
+
+template <typename Image>
+std::string bytes_of(const Image& image) {
+  return std::string(reinterpret_cast<const char*>(&image), sizeof image);
+}
+
+psu_info_image fresh_image() {
+  psu_info_image image{};
+  for (uint32_t i = 0; i < KVRN_PSU_MAX; ++i) {
+    image.records[i].id = i;
+    image.records[i].voltage_mv = static_cast<int32_t>(1000 + i);
+  }
+  image.stamp = get_timestamp_mono();
+  return image;
+}
+
+}  // namespace
+
+// The program's own syslog stands before the C library's: what the library logs, and how urgently.
+extern "C" __attribute__((visibility("default"))) void syslog(int priority, const char* format, ...) {
+  char text[512];
+  va_list args;
+  va_start(args, format);
+  std::vsnprintf(text, sizeof text, format, args);
+  va_end(args);
+  logged += std::to_string(priority) + ' ' + text + '\n';
+}
+
+TEST(PsuCache, AcceptsTenSecondsAndRefusesElevenSilently) {
+  Device device("four-source");
+  for (const auto& [age, accepted] : {std::pair{0, 1}, {10, 1}, {11, 0}, {-5, 1}}) {
+    psu_info_image image = fresh_image();
+    image.stamp = get_timestamp_mono() - age;
+    device.file(psu_cache, bytes_of(image));
+    psu_info_view view{};
+    // Another second may begin between the stamp and the check.
+    if (age == 10 && get_psu_info_cache_data(&view) == 0) continue;
+    if (age != 10) EXPECT_EQ(get_psu_info_cache_data(&view), accepted) << age;
+    if (view.records != nullptr) {
+      EXPECT_EQ(view.count, 4);
+      EXPECT_EQ(view.records[2].voltage_mv, 1002);
+      EXPECT_GT(view.fd, 0);
+    }
+    psu_info_cache_data_free(&view);
+    EXPECT_EQ(view.records, nullptr);
+    EXPECT_EQ(view.fd, 0);
+    psu_info_cache_data_free(&view);
+  }
+  psu_info_image image = fresh_image();
+  image.stamp = -1;  // never refreshed
+  device.file(psu_cache, bytes_of(image));
+  psu_info_view view{};
+  if (get_timestamp_mono() > 9) EXPECT_EQ(get_psu_info_cache_data(&view), 0);
+  EXPECT_EQ(logged, "");
+}
+
+TEST(PsuCache, ImageIsBigEndianOnEveryHost) {
+  Device device("four-source");
+  std::string bytes(552, '\0');
+  bytes[136 + 20 + 2] = 0x64;  // voltage of record 1: 0x00006400
+  const auto now = static_cast<uint64_t>(get_timestamp_mono());
+  for (int i = 0; i < 8; ++i) bytes[static_cast<size_t>(544 + i)] = static_cast<char>(now >> (8 * (7 - i)));
+  device.file(psu_cache, bytes);
+  psu_info all[KVRN_PSU_MAX]{};
+  EXPECT_EQ(psu_info_get_all(all, nullptr), 4);
+  EXPECT_EQ(all[1].voltage_mv, 0x6400);
+}
+
+TEST(Caches, RefuseEveryOtherFileWithTheirLogLine) {
+  Device device("four-source");
+  psu_info_view view{};
+  output_view outputs{};
+  EXPECT_EQ(get_psu_info_cache_data(&view), 0);
+  EXPECT_EQ(get_output_cache_data(&outputs), 0);
+  EXPECT_EQ(logged, "");  // a missing cache is no news
+  for (const size_t size : {0U, 1U, 551U, 553U, 4096U}) {
+    logged.clear();
+    device.file(psu_cache, std::string(size, '\0'));
+    EXPECT_EQ(get_psu_info_cache_data(&view), 0) << size;
+    EXPECT_EQ(logged, std::to_string(LOG_INFO) + " PSU cache: Result file /tmp/.psu_info_cache is too short\n");
+  }
+  logged.clear();
+  device.file(output_cache, std::string(79, '\0'));
+  EXPECT_EQ(get_output_cache_data(&outputs), 0);
+  EXPECT_EQ(logged, std::to_string(LOG_INFO) + " Output cache: Result file /tmp/.output_cache is too short\n");
+  EXPECT_EQ(get_psu_info_cache_data(nullptr), 0);
+  psu_info_cache_data_free(nullptr);
+  output_cache_data_free(nullptr);
+}
+
+TEST(OutputCache, HandsOutAnImageOfAnyAge) {
+  Device device("three-source");
+  output_image image{};
+  image.records[2].power_uw = 900000;
+  image.stamp = -1;
+  device.file(output_cache, bytes_of(image));
+  output_view view{};
+  ASSERT_EQ(get_output_cache_data(&view), 1);
+  EXPECT_EQ(view.count, 3);
+  EXPECT_EQ(view.records[2].power_uw, 900000);
+  output_cache_data_free(&view);
+}
+
+TEST(GetAll, TakesFourRecordsFromTheCacheWhateverTheCount) {
+  Device device("generic");
+  device.file(psu_cache, bytes_of(fresh_image()));
+  psu_info all[KVRN_PSU_MAX];
+  std::memset(all, 0xEE, sizeof all);
+  EXPECT_EQ(psu_info_get_all(all, nullptr), 2);
+  EXPECT_EQ(all[3].voltage_mv, 1003);
+}
+
+TEST(GetAll, FillsOnlyTheBoardsRecordsFromTheHardware) {
+  Device device("generic");
+  psu_info all[KVRN_PSU_MAX];
+  std::memset(all, 0xEE, sizeof all);
+  EXPECT_EQ(psu_info_get_all(all, nullptr), 2);
+  EXPECT_EQ(all[1].id, 1U);
+  EXPECT_EQ(all[2].id, 0xEEEEEEEE);
+  EXPECT_EQ(psu_info_get_all(nullptr, nullptr), 0);
+}
+
+namespace {
+
+psu_info heap_records[KVRN_PSU_MAX];
+int heap_get(cache_source*, void* view) {
+  heap_records[0].voltage_mv = 777;
+  *static_cast<psu_info_view*>(view) = {heap_records, 3, 0};
+  return 1;
+}
+int failing_get(cache_source*, void*) { return 0; }
+
+// A source as a writer's process has it: its own mapping and descriptor.
+int mapped_fd = -1;
+const psu_info* mapped = nullptr;
+int mapped_get(cache_source*, void* view) {
+  *static_cast<psu_info_view*>(view) = {mapped, 4, mapped_fd};
+  return 1;
+}
+
+}  // namespace
+
+TEST(GetAll, PrefersTheCallersSourceAndReadsDirectlyWhenItFails) {
+  Device device("generic");
+  device.file(psu_cache, bytes_of(fresh_image()));
+  psu_info all[KVRN_PSU_MAX]{};
+  cache_source source{nullptr, nullptr, heap_get, nullptr};
+  EXPECT_EQ(psu_info_get_all(all, &source), 3);
+  EXPECT_EQ(all[0].voltage_mv, 777);
+  source.get = failing_get;
+  all[0] = {};
+  EXPECT_EQ(psu_info_get_all(all, &source), 2);
+  EXPECT_EQ(all[0].type, static_cast<uint32_t>(PSU_TYPE_INPUT));  // the cache is passed over
+}
+
+TEST(GetAll, SurvivesAFileThatIsCutShortWhileItIsMapped) {
+  Device device("generic");
+  device.file(psu_cache, bytes_of(fresh_image()));
+  psu_info_view view{};
+  ASSERT_EQ(get_psu_info_cache_data(&view), 1);
+  mapped_fd = view.fd;
+  mapped = view.records;
+  ASSERT_EQ(::truncate(device.path(psu_cache).c_str(), 0), 0);
+  psu_info all[KVRN_PSU_MAX]{};
+  cache_source source{nullptr, nullptr, mapped_get, nullptr};
+  EXPECT_EQ(psu_info_get_all(all, &source), 2);
+  psu_info_cache_data_free(&view);
+}
+
+TEST(RawBatteryFile, GivesTheRecordWhileItIsFreshAndZeroesOtherwise) {
+  Device device("four-source");
+  raw_battery_image image{};
+  for (int32_t i = 0; i < 4; ++i) image.records[i].voltage_mv = 100 + i;
+  image.stamp = get_timestamp_mono();
+  device.file(raw_battery, bytes_of(image));
+  sbs_battery_info record{};
+  for (int i = 0; i < 4; ++i) {
+    EXPECT_EQ(get_battery_info(i, &record), 1);
+    EXPECT_EQ(record.voltage_mv, 100 + i);
+  }
+  for (const int bad : {-1, 4, 1 << 30}) {
+    record.voltage_mv = 5;
+    EXPECT_EQ(get_battery_info(bad, &record), 0);
+    EXPECT_EQ(record.voltage_mv, 0);
+  }
+  EXPECT_EQ(get_battery_info(3, nullptr), 0);
+  image.stamp = get_timestamp_mono() - 11;
+  device.file(raw_battery, bytes_of(image));
+  EXPECT_EQ(get_battery_info(3, &record), 0);
+  device.file(raw_battery, bytes_of(image) + "x");
+  EXPECT_EQ(get_battery_info(3, &record), 0);
+  EXPECT_EQ(record.voltage_mv, 0);
+  EXPECT_EQ(logged, "");
+}
+
+TEST(Caches, KeepNoDescriptorWhateverTheFileIs) {
+  Device device("four-source");
+  psu_info all[KVRN_PSU_MAX]{};
+  psu_info_get_all(all, nullptr);
+  const auto before = open_descriptors();
+  output_view outputs{};
+  sbs_battery_info record{};
+  for (const std::string& content : {std::string(), std::string(552, '\0'), std::string(360, '\1'),
+                                     std::string(80, '\0'), bytes_of(fresh_image())}) {
+    for (const char* path : {psu_cache, output_cache, raw_battery}) device.file(path, content);
+    for (int i = 0; i < 20; ++i) {
+      psu_info_view view{};
+      if (get_psu_info_cache_data(&view) == 1) psu_info_cache_data_free(&view);
+      if (get_output_cache_data(&outputs) == 1) output_cache_data_free(&outputs);
+      get_battery_info(i % 4, &record);
+    }
+  }
+  EXPECT_EQ(open_descriptors(), before);
+}

@@ -1,0 +1,1 @@
+kvrn_test(hw_test hw_test.cpp)

@@ -1,0 +1,293 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+#include <kvrn/kvrn.h>
+
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+
+#include "sim/device.hpp"
+#include "tests/descriptors.hpp"
+#include "tests/temp_dir.hpp"
+
+using kvrn::sim::Device;
+
+namespace {
+
+psu_info read_psu(int number) {
+  psu_info record;
+  std::memset(&record, 0xEE, sizeof record);
+  EXPECT_EQ(psu_info_get_direct(&record, number), 0);
+  return record;
+}
+
+bool has(uint8_t flags, int bit) { return (flags & bit) != 0; }
+
+// Compares with the golden file; KVRN_UPDATE_GOLDEN=1 writes it anew.
+void expect_golden(const std::string& name, const std::string& text) {
+  const std::string path = std::string(KVRN_GOLDEN "/") + name;
+  if (std::getenv("KVRN_UPDATE_GOLDEN") != nullptr) write_text(path, text);
+  EXPECT_EQ(text, read_text(path)) << path;
+}
+
+}  // namespace
+
+TEST(Platform, RulesFollowTheBoard) {
+  const struct {
+    const char* profile;
+    int psus;
+    int outputs;
+  } cases[] = {{"four-source", 4, 1}, {"three-source", 3, 3}, {"generic", 2, 1}, {"ar724x", 2, 1}};
+  for (const auto& entry : cases) {
+    // Each board in a process of its own: the library asks once.
+    EXPECT_EXIT(
+        {
+          Device device(entry.profile);
+          int outputs = 0;
+          const char* const* names = get_dc_out_addrs(&outputs);
+          const bool names_end = std::strcmp(names[0], "mon-dc-out-1") == 0 && names[outputs] == nullptr;
+          const bool valid = psu_id_valid(entry.psus - 1) == 1 && psu_id_valid(entry.psus) == 0 &&
+                             psu_id_valid(-1) == 0 && psu_id_valid(INT_MIN) == 0;
+          const bool right = get_psu_count() == entry.psus && outputs == entry.outputs && names_end && valid &&
+                             psu_get_type(1) == 1 && psu_get_type(7) == 2 && get_max_charging_power(2) == 10000;
+          device.~Device();
+          std::_Exit(right ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "")
+        << entry.profile;
+  }
+}
+
+TEST(Mains, FlagFileWinsOverTheActiveLowLine) {
+  Device device("generic");
+  const struct {
+    int level;
+    const char* flag;
+    int expected;
+  } cases[] = {{0, nullptr, 1}, {1, nullptr, 0}, {0, "0", 0},   {1, "1", 1},  {0, "-1", 0},
+               {1, "2", 1},     {0, "", 1},      {1, "abc", 0}, {0, "abc", 1}};
+  for (const auto& entry : cases) {
+    device.gpio(211, entry.level);
+    device.gpio(212, 1);
+    device.remove("/tmp/.ac_on_status");
+    if (entry.flag != nullptr) device.file("/tmp/.ac_on_status", entry.flag);
+    EXPECT_EQ(is_ac_connected(0), entry.expected) << entry.level << ' ' << (entry.flag ? entry.flag : "none");
+    EXPECT_EQ(psu_info_ac_connected(), entry.expected);
+  }
+  device.gpio(212, 0);
+  EXPECT_EQ(is_ac_connected(-5), 1);  // every non-zero number is input 1
+  device.gpio_busy(212, true);
+  EXPECT_EQ(is_ac_connected(1), 0);  // an unreadable line is no mains
+}
+
+TEST(Supply, ReadsTelemetryOnlyWhereTheSlotIsOccupiedAndMainsIsOn) {
+  Device device("three-source");
+  device.gpio(205, 0);
+  device.gpio(211, 0);
+  device.i2c_byte(2, 0x58, 0x8B, 135);
+  device.i2c_byte(2, 0x58, 0x8C, 21);
+  device.i2c_byte(2, 0x58, 0x8D, 255);
+  psu_info psu = read_psu(0);
+  EXPECT_EQ(psu.type, 1U);
+  EXPECT_EQ(psu.status, PSU_STATUS_FILLED | PSU_STATUS_USABLE);
+  EXPECT_EQ(psu.supply_status, PSU_SUPPLY_TELEMETRY);
+  EXPECT_EQ(psu.supply_vout_mv, 54000);
+  EXPECT_EQ(psu.supply_iout_ma, 2100);
+  EXPECT_EQ(psu.supply_temp_c, -127);
+  device.i2c_byte(2, 0x58, 0x8D, 254);
+  EXPECT_EQ(read_psu(0).supply_temp_c, -102);  // 154 in 8 bits
+
+  device.trace(true);
+  device.gpio(205, 1);
+  psu = read_psu(0);
+  EXPECT_EQ(psu.type, 0U);
+  EXPECT_EQ(psu.status, 0x80);
+  EXPECT_EQ(psu.supply_vout_mv, INT_MIN);
+  EXPECT_EQ(device.trace().find("211"), std::string::npos);
+  device.gpio_busy(205, true);
+  EXPECT_EQ(read_psu(0).type, 1U);
+  device.gpio_busy(205, false);
+  device.gpio(205, 0);
+  device.gpio(211, 1);
+  EXPECT_EQ(read_psu(0).supply_status, 0);
+
+  int temp = 7;
+  device.i2c_byte(2, 0x58, 0x8D, 131);
+  device.i2c_byte(8, 0x59, 0x8D, 140);
+  EXPECT_EQ(get_psu_temp_info(0, &temp), 1);  // without mains too
+  EXPECT_EQ(temp, 31);
+  EXPECT_EQ(read_lcm_temperature(&temp), 1);
+  EXPECT_EQ(temp, 40);
+  device.i2c_byte(8, 0x59, 0x8D, 255);
+  EXPECT_EQ(read_lcm_temperature(&temp), 1);
+  EXPECT_EQ(temp, 31);
+  device.i2c_refuse(2, 0x58, 0x8D, true);
+  EXPECT_EQ(read_lcm_temperature(&temp), 0);
+  EXPECT_EQ(temp, 31);
+  EXPECT_EQ(read_lcm_temperature(nullptr), 0);
+}
+
+TEST(HwmonBattery, ChargingFollowsTheFileThenTheCurrent) {
+  Device device("three-source");
+  device.gpio(100, 0);
+  device.gpio(109, 0);
+  device.gpio(211, 0);
+  const struct {
+    const char* current;
+    const char* file;
+    bool charging;
+    bool unknown;
+  } cases[] = {{"-81", nullptr, true, false}, {"-80", nullptr, false, false}, {"-900", "-1", false, true},
+               {"-900", "0", false, false},   {"500", "1", true, false},      {"-900", "text", true, false},
+               {"500", "", false, false}};
+  for (const auto& entry : cases) {
+    device.hwmon("mon-battery", "curr1_input", entry.current);
+    device.remove("/tmp/.charging_status");
+    if (entry.file != nullptr) device.file("/tmp/.charging_status", entry.file);
+    const psu_info psu = read_psu(2);
+    EXPECT_EQ(has(psu.battery_status, PSU_BATTERY_CHARGING), entry.charging) << entry.current << ' ' << entry.file;
+    EXPECT_EQ(has(psu.battery_status, PSU_BATTERY_CHARGE_UNKNOWN), entry.unknown) << entry.current;
+    EXPECT_EQ(psu.current_ma, std::atoi(entry.current));
+  }
+  device.gpio(109, 1);  // charging disabled
+  psu_info psu = read_psu(2);
+  EXPECT_FALSE(has(psu.status, PSU_STATUS_CHARGER));
+  device.file("/tmp/.batt_ch_status", "1");
+  device.file("/tmp/.charging_status", "1");
+  psu = read_psu(2);
+  EXPECT_TRUE(has(psu.status, PSU_STATUS_CHARGER));
+  EXPECT_FALSE(has(psu.battery_status, PSU_BATTERY_CHARGING));  // the line still forbids it
+}
+
+TEST(HwmonBattery, AbsentBatteryHasNoVoltageAndUnknownMarkers) {
+  Device device("four-source");
+  device.gpio(100, 1);
+  device.hwmon("mon-battery", "in0_input", "12345");
+  psu_info psu = read_psu(2);
+  EXPECT_EQ(psu.voltage_mv, 0);
+  EXPECT_FALSE(has(psu.status, PSU_STATUS_USABLE));
+  EXPECT_EQ(psu.battery_kind, PSU_BATTERY_HWMON);
+  EXPECT_EQ(psu.battery_temp_c, -127);
+  EXPECT_EQ(psu.charge_pct, PSU_UNKNOWN_PCT);
+  EXPECT_EQ(psu.manufacture_time, PSU_UNKNOWN_TIME);
+  EXPECT_EQ(psu.time_to_full_s, INT_MIN);
+  EXPECT_EQ(psu.cell_count, 0U);
+  device.file("/tmp/.batt_status", "1");
+  psu = read_psu(2);
+  EXPECT_EQ(psu.voltage_mv, 12345);
+  EXPECT_TRUE(has(psu.status, PSU_STATUS_USABLE));
+}
+
+TEST(SmartBattery, RecordIsCopiedFromTheFileWhileItIsFreshElseFromTheBus) {
+  Device device("four-source");
+  device.gpio(115, 0);
+  device.gpio(211, 0);
+  device.i2c(2, 0x0b, 0x09, 25000);
+  psu_info psu = read_psu(3);
+  EXPECT_EQ(psu.voltage_mv, 25000);
+  EXPECT_EQ(psu.smart_battery, 1U);
+  EXPECT_EQ(psu.cell_count, 7U);
+  EXPECT_EQ(psu.cell_mv[7], INT_MIN);
+  raw_battery_image image{};
+  sbs_battery_info& record = image.records[3];
+  record.complete = 3;  // bit 0 counts
+  record.charging = 1;
+  record.voltage_mv = 24000;
+  record.temp_c = 129;
+  image.stamp = get_timestamp_mono();
+  device.file("/tmp/.raw_battery_data", std::string(reinterpret_cast<const char*>(&image), sizeof image));
+  psu = read_psu(3);
+  EXPECT_EQ(psu.voltage_mv, 24000);
+  EXPECT_EQ(psu.battery_temp_c, -127);
+  EXPECT_TRUE(has(psu.battery_status, PSU_BATTERY_PRESENT));
+  EXPECT_TRUE(has(psu.battery_status, PSU_BATTERY_CHARGING));
+  device.gpio(115, 1);
+  EXPECT_FALSE(has(read_psu(3).battery_status, PSU_BATTERY_CHARGING));
+  device.gpio_busy(115, true);  // unreadable counts as 0
+  EXPECT_TRUE(has(read_psu(3).battery_status, PSU_BATTERY_CHARGING));
+}
+
+TEST(Batteries, HighestCurrentNeedsBothLinesLow) {
+  Device device("four-source");
+  const struct {
+    int psu;
+    unsigned first;
+    unsigned second;
+  } batteries[] = {{2, 108, 113}, {3, 207, 213}};
+  for (const auto& battery : batteries)
+    for (int levels = 0; levels < 4; ++levels) {
+      device.gpio(battery.first, levels & 1);
+      device.gpio(battery.second, levels >> 1);
+      EXPECT_EQ(has(read_psu(battery.psu).status, PSU_STATUS_HIGH_CURRENT), levels == 0) << battery.psu << levels;
+    }
+  device.gpio(108, 0);
+  device.gpio(113, 0);
+  device.gpio_busy(113, true);
+  EXPECT_FALSE(has(read_psu(2).status, PSU_STATUS_HIGH_CURRENT));
+}
+
+TEST(Readout, RefusesOtherNumbersAndLeavesNothingUninitialised) {
+  Device device("three-source");
+  psu_info psu;
+  std::memset(&psu, 0xEE, sizeof psu);
+  for (const int bad : {-1, 3, INT_MAX}) EXPECT_EQ(psu_info_get_direct(&psu, bad), -1);
+  EXPECT_EQ(psu.id, 0xEEEEEEEE);
+  EXPECT_EQ(psu_info_get_direct(nullptr, 0), -1);
+  for (int number = 0; number < 3; ++number) {
+    psu = read_psu(number);
+    const auto* bytes = reinterpret_cast<const uint8_t*>(&psu);
+    for (const size_t at : {5, 6, 7, 12, 13, 14, 15, 19, 108, 111, 122, 123, 132, 135}) EXPECT_EQ(bytes[at], 0) << at;
+  }
+}
+
+TEST(Readout, SmallReaders) {
+  Device device("three-source");
+  device.hwmon("mon-battery", "curr1_input", "-450");
+  EXPECT_EQ(get_battery_current(2), -450);
+  EXPECT_EQ(get_battery_current(9), -450);
+  EXPECT_EQ(get_battery_current(1), 0);
+  device.hwmon("mon-battery", "curr1_input", "none");
+  EXPECT_EQ(get_battery_current(2), 0);
+  device.gpio(110, 0);
+  EXPECT_EQ(get_chg_stat(), 0);
+  device.gpio_busy(110, true);
+  EXPECT_EQ(get_chg_stat(), 1);
+  int value = 5;
+  EXPECT_EQ(read_gpio(110, &value), -1);
+  EXPECT_EQ(value, 5);
+  device.gpio(111, 1);
+  EXPECT_EQ(read_gpio(111 + 256, &value), 0);  // only the low 8 bits count
+  EXPECT_EQ(value, 1);
+  EXPECT_EQ(read_gpio(111, nullptr), 0);
+}
+
+// What a readout touches, and in which order.
+class Trace : public testing::TestWithParam<const char*> {};
+
+TEST_P(Trace, OfADirectReadoutIsGolden) {
+  Device device(GetParam());
+  psu_info all[KVRN_PSU_MAX]{};
+  const int count = get_psu_count();
+  device.trace(true);
+  for (int psu = 0; psu < count; ++psu) psu_info_get_direct(&all[psu], psu);
+  expect_golden(std::string(GetParam()) + ".trace", device.trace());
+}
+
+INSTANTIATE_TEST_SUITE_P(Boards, Trace, testing::Values("four-source", "three-source", "generic", "ar724x"));
+
+TEST(Readout, HoldsNothingAfterThousandsOfMixedCalls) {
+  Device device("four-source");
+  psu_info all[KVRN_PSU_MAX]{};
+  psu_info_get_all(all, nullptr);
+  const auto before = open_descriptors();
+  raw_battery_image image{};
+  for (int i = 0; i < 300; ++i) {
+    image.stamp = get_timestamp_mono();
+    device.file("/tmp/.raw_battery_data", std::string(reinterpret_cast<const char*>(&image), sizeof image));
+    device.gpio_busy(211, i == 100);
+    device.i2c_refuse(2, 0x0b, 0x09, i % 2 == 0);
+    device.file("/tmp/.charging_status", i % 3 == 0 ? "x" : "1");
+    EXPECT_EQ(psu_info_get_all(all, nullptr), 4);
+  }
+  EXPECT_EQ(open_descriptors(), before);
+}

@@ -1,0 +1,1 @@
+kvrn_test(util_test util_test.cpp)
