@@ -1,0 +1,1 @@
+kvrn_bench(bench_psu psu_bench.cpp)

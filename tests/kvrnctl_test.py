@@ -1,0 +1,261 @@
+# SPDX-License-Identifier: MIT
+"""kvrnctl on the simulated device: documents, texts, exit statuses, completion."""
+import json
+import os
+import pty
+import struct
+import subprocess
+import tempfile
+import time
+import unittest
+
+BIN = os.environ["KVRN_BIN"]
+SOURCE = os.environ["KVRN_SOURCE"]
+MARKERS = ("-2147483648", "-127", "2147483647", "3932100", "-2147483.648")
+
+
+class Run:
+    def __init__(self, done):
+        self.status, self.out, self.err = done.returncode, done.stdout, done.stderr
+
+    def json(self):
+        return json.loads(self.out)
+
+
+class Device:
+    def __init__(self, board):
+        self.folder = tempfile.TemporaryDirectory(prefix="kvrn-test-")
+        self.root = os.path.join(self.folder.name, "root")
+        self.sim("new", self.root, "--board", board)
+
+    def sim(self, *words):
+        return subprocess.run([BIN + "/kvrn-sim", *words], check=True, capture_output=True, text=True).stdout
+
+    def set(self, *words):
+        self.sim("set", self.root, *words)
+
+    def path(self, name):
+        return self.root + name
+
+    def command(self, *words):
+        return [BIN + "/kvrn-sim", "run", self.root, "--", BIN + "/kvrnctl", *words]
+
+    def run(self, *words, env=None):
+        return Run(subprocess.run(self.command(*words), capture_output=True, text=True, timeout=60,
+                                  env={**os.environ, **(env or {})}))
+
+    def cache(self, age=0, size=552):
+        stamp = int(time.clock_gettime(time.CLOCK_MONOTONIC)) - age
+        records = b"".join(struct.pack(">IB3xI", i, 0xC0, 1 if i < 2 else 2).ljust(136, b"\0") for i in range(4))
+        with open(self.path("/tmp/.psu_info_cache"), "wb") as file:
+            file.write((records + struct.pack(">q", stamp))[:size])
+
+
+class Documents(unittest.TestCase):
+    def test_every_command_prints_one_document_even_when_readings_fail(self):
+        device = Device("four-source")
+        for broken in (False, True):
+            if broken:
+                device.set("i2c", "2-0b", "0x09", "refuse")
+                device.set("gpio", "211", "busy")
+            for words in (["board"], ["psu"], ["psu", "3"], ["battery"], ["gpio", "get", "211"], ["doctor"],
+                          ["get", "psu.2.voltage_mv"], ["psu", "--source", "cache"]):
+                run = device.run(*words, "--json")
+                document = run.json()
+                self.assertEqual(document["schema_version"], 1)
+                self.assertEqual(document["errors"] != [], run.status != 0, words)
+                for marker in MARKERS:
+                    self.assertNotIn(marker, run.out, words)
+
+    def test_board(self):
+        board = Device("four-source").run("board", "--json").json()["board"]
+        self.assertEqual(board["system_id"], "0xee5a")
+        self.assertEqual(board["soc"]["family"], "QCA953x")
+        self.assertRegex(board["soc"]["revision"], "^0x[0-9a-f]{8}$")
+        self.assertRegex(board["ports"][0]["mac"], "^([0-9a-f]{2}:){5}[0-9a-f]{2}$")
+        self.assertEqual(board["psu_count"], 4)
+        unknown = Device("generic")
+        os.remove(unknown.path("/proc/cpuinfo"))
+        run = unknown.run("board", "--json")
+        self.assertEqual((run.status, run.json()["board"]["model"]), (0, "Unknown"))
+        self.assertIsNone(run.json()["board"]["soc"]["family"])
+
+    def test_psus_of_both_platforms(self):
+        psus = Device("four-source").run("psu", "--json").json()
+        self.assertEqual([psu["id"] for psu in psus["psu"]], [0, 1, 2, 3])
+        self.assertEqual(psus["psu"][3]["kind"], "smart")
+        self.assertEqual(len(psus["psu"][3]["cells"]), 7)
+        self.assertEqual(psus["source"]["kind"], "direct")
+        supplies = Device("three-source").run("psu", "--json").json()["psu"]
+        self.assertIsInstance(supplies[0]["output_voltage_mv"], int)
+        self.assertEqual(len(supplies), 3)
+
+    def test_unknown_is_null_and_unknown(self):
+        device = Device("four-source")
+        os.remove(device.path("/dev/i2c-2"))
+        run = device.run("psu", "3", "--json")
+        psu = run.json()["psu"][0]
+        self.assertEqual(run.status, 0)
+        for key in ("voltage_mv", "charge_pct", "temperature_c", "manufacture_date", "time_to_full_s"):
+            self.assertIsNone(psu[key], key)
+        text = device.run("psu", "3").out
+        self.assertIn("unknown", text)
+        for marker in MARKERS:
+            self.assertNotIn(marker, text)
+
+
+class Sources(unittest.TestCase):
+    def test_cache_says_its_age_and_stale_is_status_3(self):
+        device = Device("four-source")
+        device.cache(age=2)
+        run = device.run("psu", "--source", "cache", "--json")
+        self.assertEqual(run.status, 0)
+        self.assertEqual(run.json()["source"]["kind"], "cache")
+        self.assertIn(run.json()["source"]["age_s"], (2, 3))
+        self.assertIn("s old", device.run("psu").out)
+        device.cache(age=60)
+        run = device.run("psu", "--source", "cache", "--json")
+        self.assertEqual((run.status, run.json()["psu"]), (3, []))
+        run = device.run("psu", "--json")
+        self.assertEqual((run.status, run.json()["source"]["kind"]), (0, "direct"))
+        self.assertIn("old", run.json()["source"]["reason"])
+        self.assertEqual(device.run("psu", "--source", "direct", "--json").json()["source"]["kind"], "direct")
+
+    def test_a_cache_that_cannot_be_used_says_why(self):
+        device = Device("four-source")
+        run = device.run("psu", "--source", "cache")
+        self.assertEqual(run.status, 1)
+        self.assertIn("no such file", run.err)
+        device.cache(size=551)
+        self.assertIn("wrong size (551 bytes)", device.run("psu", "--source", "cache").err)
+
+    @unittest.skipIf(os.geteuid() != 0, "needs root to become another user")
+    def test_a_cache_of_another_user_is_permission_denied(self):
+        device = Device("four-source")
+        device.cache()
+        os.chmod(device.path("/tmp/.psu_info_cache"), 0o640)
+        for folder, names, _ in os.walk(device.folder.name):
+            os.chmod(folder, 0o755)
+        run = Run(subprocess.run(device.command("psu", "--source", "cache"), capture_output=True, text=True, user=65534,
+                                 group=65534, extra_groups=[]))
+        self.assertEqual(run.status, 1, run.err)
+        self.assertIn("/tmp/.psu_info_cache: Permission denied", run.err)
+
+
+class Statuses(unittest.TestCase):
+    def test_wrong_usage_is_2_and_another_board_is_4(self):
+        device = Device("three-source")
+        for status, words in ((2, ["psu", "7"]), (2, ["nonsense"]), (2, []), (2, ["gpio", "get", "399"]),
+                              (2, ["gpio", "set", "111", "2"]), (2, ["get", "psu.0.nothing"]), (2, ["get", "x"]),
+                              (2, ["psu", "--source", "elsewhere"]), (4, ["psu", "3"]), (4, ["get", "psu.3"]),
+                              (4, ["battery", "0"]), (0, ["battery"]), (0, ["--help"]), (0, ["psu", "--help"]),
+                              (0, ["--version"])):
+            run = device.run(*words)
+            self.assertEqual(run.status, status, (words, run.err))
+        self.assertEqual(Device("generic").run("battery").status, 4)
+
+    def test_get_prints_the_bare_value(self):
+        device = Device("four-source")
+        device.set("hwmon", "mon-battery", "in0_input", "25901")
+        self.assertEqual(device.run("get", "psu.2.voltage_mv").out, "25901\n")
+        self.assertEqual(device.run("get", "psu.2.voltage_mv", "--json").json()["value"], 25901)
+        run = device.run("get", "psu.2.charge_pct")
+        self.assertEqual((run.out, run.status), ("unknown\n", 1))
+        self.assertIn("battery.3.cells.1.voltage_mv=", device.run("get", "battery.3").out)
+
+    def test_full_output_device_is_a_failure(self):
+        with open("/dev/full", "w") as full:
+            done = subprocess.run(Device("generic").command("board"), stdout=full, stderr=subprocess.PIPE, text=True)
+        self.assertEqual(done.returncode, 1)
+        self.assertIn("cannot write", done.stderr)
+
+
+class Gpio(unittest.TestCase):
+    def test_get_and_set(self):
+        device = Device("four-source")
+        device.set("gpio", "111", "0")
+        self.assertEqual(device.run("gpio", "get", "111").out, "0\n")
+        self.assertIn("would drive", device.run("gpio", "set", "111", "1", "--dry-run").out)
+        self.assertEqual(device.run("gpio", "get", "111").out, "0\n")
+        self.assertEqual(device.run("gpio", "set", "111", "1").status, 0)
+        self.assertEqual(device.run("gpio", "get", "111").out, "1\n")
+        device.set("gpio", "111", "busy")
+        run = device.run("gpio", "get", "111")
+        self.assertEqual((run.status, run.out), (1, "unknown\n"))
+        self.assertIn("busy", run.err)
+        self.assertIn("inactive", device.run("gpio", "set", "--help").out)
+
+
+class Doctor(unittest.TestCase):
+    def test_names_what_fails_and_what_stands_in(self):
+        device = Device("four-source")
+        healthy = device.run("doctor", "--json")
+        self.assertEqual(healthy.status, 0, healthy.out)
+        self.assertEqual(healthy.json()["failures"], 0)
+        device.set("gpio", "211", "busy")
+        device.set("i2c", "2-0b", "0x09", "refuse")
+        os.remove(device.path("/var/run/hwmon/mon-battery/in0_input"))
+        os.remove(device.path("/dev/mem"))
+        run = device.run("doctor", "--json")
+        failed = {probe["source"]: probe for probe in run.json()["probes"] if probe["status"] == "failed"}
+        self.assertEqual(run.status, 1)
+        self.assertIn("busy", failed["GPIO 211"]["answer"])
+        self.assertEqual(failed["GPIO 211"]["stands_in"], "no mains")
+        self.assertEqual(failed["/var/run/hwmon/mon-battery/in0_input"]["stands_in"], "0")
+        self.assertIn("No such file", failed["/var/run/hwmon/mon-battery/in0_input"]["answer"])
+        self.assertIn("I2C 2-0b register 0x09", failed)
+        self.assertIn("/dev/mem at 0x18060090", failed)
+        self.assertEqual(len(failed), 4)
+        self.assertIn("Hints", device.run("doctor").out)
+
+
+class Terminal(unittest.TestCase):
+    def on_terminal(self, device, env):
+        master, slave = pty.openpty()
+        process = subprocess.Popen(device.command("psu"), stdout=slave, env={**os.environ, "TERM": "xterm", **env})
+        os.close(slave)
+        text = b""
+        while True:
+            try:
+                chunk = os.read(master, 4096)
+            except OSError:
+                break
+            if not chunk:
+                break
+            text += chunk
+        process.wait()
+        os.close(master)
+        return text
+
+    def test_colour_only_there_and_not_with_no_color(self):
+        device = Device("four-source")
+        self.assertIn(b"\033[32m", self.on_terminal(device, {"NO_COLOR": ""}))
+        self.assertNotIn(b"\033", self.on_terminal(device, {"NO_COLOR": "1"}))
+        self.assertNotIn("\033", device.run("psu").out)
+
+
+class Completion(unittest.TestCase):
+    def complete(self, device, line):
+        script = f"""
+          source /usr/share/bash-completion/bash_completion
+          source {SOURCE}/tools/kvrnctl/kvrnctl.bash
+          COMP_LINE={line!r}; COMP_POINT=${{#COMP_LINE}}
+          read -ra COMP_WORDS <<< "$COMP_LINE"; [[ $COMP_LINE == *' ' ]] && COMP_WORDS+=('')
+          COMP_CWORD=$((${{#COMP_WORDS[@]}} - 1))
+          _kvrnctl 2>/dev/null; printf '%s\\n' "${{COMPREPLY[@]}}" """
+        done = subprocess.run([BIN + "/kvrn-sim", "run", device.root, "--", "bash", "-c", script], capture_output=True,
+                              text=True, env={**os.environ, "PATH": BIN + ":" + os.environ["PATH"]})
+        return done.stdout.split()
+
+    @unittest.skipUnless(os.path.exists("/usr/share/bash-completion/bash_completion"), "no bash-completion")
+    def test_commands_options_and_paths(self):
+        device = Device("four-source")
+        self.assertEqual(self.complete(device, "kvrnctl p"), ["psu"])
+        self.assertEqual(self.complete(device, "kvrnctl gpio "), ["get", "set", "--help"])
+        self.assertEqual(self.complete(device, "kvrnctl psu --source c"), ["cache"])
+        self.assertEqual(self.complete(device, "kvrnctl get psu.2.volt"), ["psu.2.voltage_mv"])
+        self.assertIn("battery.3", self.complete(device, "kvrnctl get battery."))
+
+
+if __name__ == "__main__":
+    unittest.main()

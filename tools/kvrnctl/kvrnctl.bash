@@ -1,0 +1,53 @@
+# bash completion for kvrnctl                                     -*- shell-script -*-
+
+_kvrnctl_paths() {
+  # Paths of values, as far as they are typed: the program itself knows them.
+  local typed=$1 parent=${1%.*}
+  [[ $typed == *.* ]] || {
+    printf '%s\n' board psu battery
+    return
+  }
+  kvrnctl get "$parent" 2>/dev/null | sed -n "s/^\(${parent//./\\.}\.[^.=]*\).*/\1/p" | sort -u
+}
+
+_kvrnctl() {
+  local cur prev words cword
+  _init_completion -n : || return
+
+  local common="--json --verbose --help" command="" sub="" i
+  for ((i = 1; i < cword; i++)); do
+    [[ ${words[i]} == -* ]] && continue
+    if [[ -z $command ]]; then
+      command=${words[i]}
+    elif [[ $command == gpio && -z $sub ]]; then
+      sub=${words[i]}
+    fi
+  done
+
+  if [[ $prev == --source ]]; then
+    mapfile -t COMPREPLY < <(compgen -W "auto cache direct" -- "$cur")
+    return
+  fi
+
+  local choices=""
+  case $command in
+    "") choices="board psu battery gpio get doctor --help --version" ;;
+    board | doctor) choices=$common ;;
+    psu | battery) choices="0 1 2 3 --source $common" ;;
+    gpio)
+      case $sub in
+        "") choices="get set --help" ;;
+        get) choices="--as-input $common" ;;
+        set) choices="0 1 --dry-run $common" ;;
+      esac
+      ;;
+    get)
+      choices=$common
+      if [[ $cur != -* ]]; then
+        choices=$(_kvrnctl_paths "$cur")
+        compopt -o nospace
+      fi
+      ;;
+  esac
+  mapfile -t COMPREPLY < <(compgen -W "$choices" -- "$cur")
+} && complete -F _kvrnctl kvrnctl
