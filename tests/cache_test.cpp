@@ -59,7 +59,9 @@ TEST(PsuCache, AcceptsTenSecondsAndRefusesElevenSilently) {
     psu_info_view view{};
     // Another second may begin between the stamp and the check.
     if (age == 10 && get_psu_info_cache_data(&view) == 0) continue;
-    if (age != 10) EXPECT_EQ(get_psu_info_cache_data(&view), accepted) << age;
+    if (age != 10) {
+      EXPECT_EQ(get_psu_info_cache_data(&view), accepted) << age;
+    }
     if (view.records != nullptr) {
       EXPECT_EQ(view.count, 4);
       EXPECT_EQ(view.records[2].voltage_mv, 1002);
@@ -74,7 +76,9 @@ TEST(PsuCache, AcceptsTenSecondsAndRefusesElevenSilently) {
   image.stamp = -1;  // never refreshed
   device.file(psu_cache, bytes_of(image));
   psu_info_view view{};
-  if (get_timestamp_mono() > 9) EXPECT_EQ(get_psu_info_cache_data(&view), 0);
+  if (get_timestamp_mono() > 9) {
+    EXPECT_EQ(get_psu_info_cache_data(&view), 0);
+  }
   EXPECT_EQ(logged, "");
 }
 

@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: MIT
+#include "sim/device.hpp"
+
+#include <stdlib.h>
+
+#include <cstdio>
+#include <stdexcept>
+
+namespace kvrn::sim {
+namespace {
+
+std::filesystem::path temporary_folder() {
+  char name[] = "/tmp/kvrn-device-XXXXXX";
+  if (::mkdtemp(name) == nullptr) throw std::runtime_error("cannot make a folder in /tmp");
+  return name;
+}
+
+std::string number(unsigned value) {
+  char text[16];
+  std::snprintf(text, sizeof text, "0x%02x\n", value);
+  return text;
+}
+
+}  // namespace
+
+Device::Device(std::string_view profile) : state_(temporary_folder()) {
+  create_root(state_.root(), profile);
+  ::setenv("KVRN_SIM_ROOT", state_.root().c_str(), 1);
+}
+
+Device::~Device() {
+  ::unsetenv("KVRN_SIM_ROOT");
+  std::error_code ignored;
+  std::filesystem::remove_all(state_.root(), ignored);
+}
+
+void Device::gpio(unsigned packed, int level) {
+  LineState line = state_.line(packed).value_or(LineState{});
+  line.level = level;
+  state_.line(packed, line);
+}
+
+int Device::gpio(unsigned packed) const { return state_.line(packed).value().level; }
+
+std::string Device::gpio_direction(unsigned packed) const { return state_.line(packed).value().direction; }
+
+void Device::gpio_busy(unsigned packed, bool busy) {
+  LineState line = state_.line(packed).value_or(LineState{});
+  line.busy = busy;
+  state_.line(packed, line);
+}
+
+void Device::i2c(int bus, int address, int reg, unsigned word) {
+  state_.i2c(bus, address, register_file(reg), number(word));
+}
+
+unsigned Device::i2c(int bus, int address, int reg) const {
+  return static_cast<unsigned>(std::stoul(state_.i2c(bus, address, register_file(reg)).value(), nullptr, 0));
+}
+
+void Device::i2c_byte(int bus, int address, int reg, unsigned byte) { i2c(bus, address, reg, byte); }
+
+void Device::i2c_block(int bus, int address, int subcommand, std::span<const std::uint8_t> bytes) {
+  state_.i2c(bus, address, block_file(subcommand), block_text(bytes));
+}
+
+void Device::i2c_refuse(int bus, int address, int reg, bool refuse) {
+  const std::string file = register_file(reg);
+  const std::string saved = "was-" + file;
+  const auto now = state_.i2c(bus, address, file);
+  const bool refuses = now && now->starts_with("refuse");
+  if (refuse && !refuses) {
+    if (now) state_.i2c(bus, address, saved, *now);
+    state_.i2c(bus, address, file, "refuse\n");
+  } else if (!refuse && refuses) {
+    state_.i2c(bus, address, file, state_.i2c(bus, address, saved).value_or("0x00\n"));
+  }
+}
+
+void Device::hwmon(std::string_view device, std::string_view attribute, std::string_view text) {
+  state_.file("/var/run/hwmon/" + std::string(device) + '/' + std::string(attribute), text);
+}
+
+void Device::trace(bool on) {
+  if (on)
+    state_.file("trace", "");
+  else
+    state_.remove("trace");
+}
+
+std::string Device::trace() const { return state_.file("trace").value_or(""); }
+
+}  // namespace kvrn::sim

@@ -1,0 +1,171 @@
+// SPDX-License-Identifier: MIT
+#include "sim/hooks/root.hpp"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <stdarg.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace kvrn::sim {
+namespace {
+
+// What belongs to the device: one file, a file and the temporary names beside it, or everything below a folder.
+enum class Kind { file, prefix };
+struct Rule {
+  const char* path;
+  Kind kind;
+};
+constexpr Rule rules[] = {
+    {"/dev/gpiochip", Kind::prefix},
+    {"/dev/i2c-", Kind::prefix},
+    {"/dev/mem", Kind::file},
+    {"/dev/mtd", Kind::prefix},
+    {"/proc/cpuinfo", Kind::file},
+    {"/proc/mtd", Kind::file},
+    {"/sys/devices/platform/i2c/", Kind::prefix},
+    {"/sys/class/power_supply/sbs-2-000b/", Kind::prefix},
+    {"/var/run/hwmon/", Kind::prefix},
+    {"/etc/board.info", Kind::file},
+    {"/etc/version", Kind::file},
+    {"/etc/persistent/battery_data", Kind::prefix},
+    {"/tmp/system.cfg", Kind::prefix},
+    {"/tmp/.psu_info_cache", Kind::prefix},
+    {"/tmp/.output_cache", Kind::prefix},
+    {"/tmp/.raw_battery_data", Kind::prefix},
+    {"/tmp/.dc_out_lock", Kind::prefix},
+    {"/tmp/.ac_on_status", Kind::prefix},
+    {"/tmp/.batt_ch_status", Kind::prefix},
+    {"/tmp/.batt_li_ch_status", Kind::prefix},
+    {"/tmp/.batt_status", Kind::prefix},
+    {"/tmp/.charging_status", Kind::prefix},
+    {"/tmp/.battery_info", Kind::prefix},
+    {"/tmp/.battery_outage_check", Kind::prefix},
+    {"/tmp/.calibrating", Kind::prefix},
+    {"/tmp/.overload_", Kind::prefix},
+    {"/tmp/.dc-problem", Kind::prefix},
+    {"/tmp/.dc-enabled", Kind::prefix},
+    {"/tmp/.ac_outage_", Kind::prefix},
+    {"/tmp/.lv", Kind::prefix},
+};
+
+}  // namespace
+
+const char* root() {
+  static char canonical[path_size];
+  static char source[path_size];
+  const char* wanted = ::getenv("KVRN_SIM_ROOT");
+  if (wanted == nullptr || *wanted == '\0') return nullptr;
+  if (::strcmp(wanted, source) != 0) {
+    // The link of a directory descriptor is its canonical path; realpath() is hooked.
+    const int fd = open_raw(wanted, O_PATH | O_DIRECTORY);
+    if (fd < 0) return nullptr;
+    char link[64];
+    ::snprintf(link, sizeof link, "/proc/self/fd/%d", fd);
+    const long length = ::syscall(SYS_readlinkat, AT_FDCWD, link, canonical, sizeof canonical - 1);
+    ::close(fd);
+    if (length <= 0) return nullptr;
+    canonical[length] = '\0';
+    ::snprintf(source, sizeof source, "%s", wanted);
+  }
+  return canonical;
+}
+
+bool is_device_path(const char* path) {
+  for (const Rule& rule : rules) {
+    const bool matches =
+        rule.kind == Kind::file ? ::strcmp(path, rule.path) == 0 : ::strncmp(path, rule.path, ::strlen(rule.path)) == 0;
+    if (matches) return true;
+  }
+  return false;
+}
+
+const char* redirect(const char* path, char (&buffer)[path_size]) {
+  if (path == nullptr || path[0] != '/' || !is_device_path(path)) return path;
+  const char* folder = root();
+  if (folder == nullptr) return path;
+  const int length = ::snprintf(buffer, sizeof buffer, "%s%s", folder, path);
+  return length > 0 && static_cast<size_t>(length) < sizeof buffer ? buffer : path;
+}
+
+const char* device_of(int fd, char (&buffer)[path_size]) {
+  const char* folder = root();
+  if (folder == nullptr) return nullptr;
+  const int saved = errno;
+  char link[64];
+  ::snprintf(link, sizeof link, "/proc/self/fd/%d", fd);
+  const long length = ::syscall(SYS_readlinkat, AT_FDCWD, link, buffer, sizeof buffer - 1);
+  errno = saved;
+  if (length <= 0) return nullptr;
+  buffer[length] = '\0';
+  const size_t prefix = ::strlen(folder);
+  return ::strncmp(buffer, folder, prefix) == 0 && buffer[prefix] == '/' ? buffer + prefix : nullptr;
+}
+
+int open_raw(const char* path, int flags, unsigned mode) {
+  return static_cast<int>(::syscall(SYS_openat, AT_FDCWD, path, flags | O_CLOEXEC, mode));
+}
+
+bool read_state(char* text, size_t size, const char* format, ...) {
+  char path[path_size];
+  va_list args;
+  va_start(args, format);
+  const int prefix = ::snprintf(path, sizeof path, "%s/", root());
+  ::vsnprintf(path + prefix, sizeof path - static_cast<size_t>(prefix), format, args);
+  va_end(args);
+  const int fd = open_raw(path, O_RDONLY);
+  if (fd < 0) return false;
+  const ssize_t got = ::read(fd, text, size - 1);
+  ::close(fd);
+  if (got < 0) return false;
+  text[got] = '\0';
+  return true;
+}
+
+bool write_state(const char* text, const char* format, ...) {
+  char path[path_size];
+  va_list args;
+  va_start(args, format);
+  const int prefix = ::snprintf(path, sizeof path, "%s/", root());
+  ::vsnprintf(path + prefix, sizeof path - static_cast<size_t>(prefix), format, args);
+  va_end(args);
+  const int fd = open_raw(path, O_WRONLY | O_CREAT | O_TRUNC, 0644);
+  if (fd < 0) return false;
+  const bool written = ::write(fd, text, ::strlen(text)) >= 0;
+  ::close(fd);
+  return written;
+}
+
+void trace(const char* format, ...) {
+  const char* folder = root();
+  if (folder == nullptr) return;
+  const int saved = errno;
+  char path[path_size];
+  ::snprintf(path, sizeof path, "%s/trace", folder);
+  const int fd = open_raw(path, O_WRONLY | O_APPEND);
+  if (fd >= 0) {
+    char line[path_size];
+    va_list args;
+    va_start(args, format);
+    int length = ::vsnprintf(line, sizeof line - 1, format, args);
+    va_end(args);
+    if (length > static_cast<int>(sizeof line) - 2) length = static_cast<int>(sizeof line) - 2;
+    line[length] = '\n';
+    [[maybe_unused]] const ssize_t written = ::write(fd, line, static_cast<size_t>(length) + 1);
+    ::close(fd);
+  }
+  errno = saved;
+}
+
+const char* outcome(int error) {
+  static char text[32];
+  if (error == 0) return "";
+  const char* name = ::strerrorname_np(error);
+  ::snprintf(text, sizeof text, " %s", name == nullptr ? "error" : name);
+  return text;
+}
+
+}  // namespace kvrn::sim

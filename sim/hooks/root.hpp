@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: MIT
+// The folder that stands for the device, and raw access to it that no hook sees.
+#pragma once
+
+#include <stddef.h>
+#include <stdint.h>
+
+namespace kvrn::sim {
+
+constexpr size_t path_size = 4096;
+
+// The canonical path of the device's folder, or null when this process runs without one.
+const char* root();
+
+// Whether a path is one of the device's own; everything else belongs to the machine.
+bool is_device_path(const char* path);
+
+// The file that stands for a path: in the device's folder, or the path itself.
+const char* redirect(const char* path, char (&buffer)[path_size]);
+
+// The path below the device's folder that a descriptor was opened with ("/dev/i2c-2"), or null.
+const char* device_of(int fd, char (&buffer)[path_size]);
+
+// Small text files of the folder, named relative to it.
+int open_raw(const char* path, int flags, unsigned mode = 0);
+__attribute__((format(printf, 3, 4))) bool read_state(char* text, size_t size, const char* format, ...);
+__attribute__((format(printf, 2, 3))) bool write_state(const char* text, const char* format, ...);
+
+// Appends a line to the folder's file "trace", if there is one.
+__attribute__((format(printf, 1, 2))) void trace(const char* format, ...);
+
+// "" for 0, else " EIO" and the like, for the end of a trace line.
+const char* outcome(int error);
+
+}  // namespace kvrn::sim

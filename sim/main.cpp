@@ -1,0 +1,214 @@
+// SPDX-License-Identifier: MIT
+// kvrn-sim: makes a simulated device, changes it while programs run, and runs programs on it.
+#include <fmt/core.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cstring>
+#include <functional>
+#include <optional>
+#include <stdexcept>
+
+#include "sim/profiles.hpp"
+#include "sim/state.hpp"
+
+namespace {
+
+using kvrn::sim::State;
+using Words = std::vector<std::string>;
+
+[[noreturn]] void refuse(const std::string& why) { throw std::runtime_error(why); }
+
+unsigned to_number(const std::string& text) {
+  std::size_t used = 0;
+  unsigned long value = 0;
+  try {
+    value = std::stoul(text, &used, 0);
+  } catch (const std::exception&) {
+    used = 0;
+  }
+  if (used == 0 || used != text.size()) refuse(fmt::format("'{}' is no number", text));
+  return static_cast<unsigned>(value);
+}
+
+// "2-0b" is bus 2, address 0x0b.
+std::pair<int, int> to_device(const std::string& text) {
+  int bus = 0;
+  int address = 0;
+  char rest = '\0';
+  if (std::sscanf(text.c_str(), "%d-%x%c", &bus, reinterpret_cast<unsigned*>(&address), &rest) != 2)
+    refuse(fmt::format("'{}' is no I2C device: give BUS-ADDRESS, e.g. 2-0b", text));
+  return {bus, address};
+}
+
+std::string to_register(const std::string& text) {
+  if (text.starts_with("block-")) return text;
+  return kvrn::sim::register_file(static_cast<int>(to_number(text)));
+}
+
+void expect(const Words& words, std::size_t count, const char* usage) {
+  if (words.size() != count) refuse(fmt::format("usage: {}", usage));
+}
+
+void set_gpio(const State& state, const Words& words) {
+  expect(words, 3, "set ROOT gpio NUMBER 0|1|busy|free");
+  const unsigned number = to_number(words[1]);
+  auto line = state.line(number).value_or(kvrn::sim::LineState{});
+  if (words[2] == "busy" || words[2] == "free")
+    line.busy = words[2] == "busy";
+  else
+    line.level = to_number(words[2]) != 0 ? 1 : 0;
+  state.line(number, line);
+}
+
+void set_i2c(const State& state, const Words& words) {
+  if (words.size() == 3 && words[2] == "absent") {
+    state.remove("/i2c/" + words[1]);
+    return;
+  }
+  expect(words, 4, "set ROOT i2c BUS-ADDRESS REGISTER VALUE|refuse, or BUS-ADDRESS absent");
+  const auto [bus, address] = to_device(words[1]);
+  const std::string value =
+      words[3] == "refuse" || words[2].starts_with("block-") ? words[3] : fmt::format("0x{:02x}", to_number(words[3]));
+  state.i2c(bus, address, to_register(words[2]), value + '\n');
+}
+
+void set(const State& state, const Words& words) {
+  const std::string& kind = words.at(0);
+  if (kind == "gpio") return set_gpio(state, words);
+  if (kind == "i2c") return set_i2c(state, words);
+  if (kind == "file") {
+    expect(words, 3, "set ROOT file PATH TEXT");
+    return state.file(words[1], words[2]);
+  }
+  if (kind == "hwmon") {
+    expect(words, 4, "set ROOT hwmon DEVICE ATTRIBUTE TEXT");
+    return state.file(fmt::format("/var/run/hwmon/{}/{}", words[1], words[2]), words[3] + '\n');
+  }
+  refuse(fmt::format("'{}' is nothing to set: gpio, i2c, file or hwmon", kind));
+}
+
+std::string get(const State& state, const Words& words) {
+  const std::string& kind = words.at(0);
+  std::optional<std::string> text;
+  if (kind == "gpio" && words.size() == 2) {
+    if (const auto line = state.line(to_number(words[1])))
+      text = fmt::format("{} {} {}{}\n", line->level, line->direction, line->name, line->busy ? " busy" : "");
+  } else if (kind == "i2c" && words.size() == 3) {
+    const auto [bus, address] = to_device(words[1]);
+    text = state.i2c(bus, address, to_register(words[2]));
+  } else if (kind == "file" && words.size() == 2) {
+    text = state.file(words[1]);
+  } else if (kind == "hwmon" && words.size() == 3) {
+    text = state.file(fmt::format("/var/run/hwmon/{}/{}", words[1], words[2]));
+  } else {
+    refuse("usage: get ROOT gpio NUMBER | i2c BUS-ADDRESS REGISTER | file PATH | hwmon DEVICE ATTRIBUTE");
+  }
+  if (!text) refuse("there is no such thing on this device");
+  return *text;
+}
+
+void trace(const State& state, const std::string& what) {
+  if (what == "on" || what == "clear")
+    state.file("trace", "");
+  else if (what == "off")
+    state.remove("trace");
+  else
+    fmt::print("{}", state.file("trace").value_or(""));
+}
+
+// The hooks are beside the program, or where the library is installed.
+std::filesystem::path hooks() {
+  const auto program = std::filesystem::canonical("/proc/self/exe").parent_path();
+  for (const auto& folder : {program / "../lib", program / "../" KVRN_LIBDIR, program})
+    if (std::filesystem::exists(folder / "libkvrn-sim.so"))
+      return std::filesystem::canonical(folder / "libkvrn-sim.so");
+  refuse("libkvrn-sim.so is not where kvrn-sim expects it (../lib)");
+}
+
+void run(const State& state, const Words& command) {
+  ::setenv("KVRN_SIM_ROOT", std::filesystem::canonical(state.root()).c_str(), 1);
+  std::string preload = hooks();
+  if (const char* others = std::getenv("LD_PRELOAD")) preload += std::string(":") + others;
+  ::setenv("LD_PRELOAD", preload.c_str(), 1);
+  std::vector<char*> arguments;
+  for (const std::string& word : command) arguments.push_back(const_cast<char*>(word.c_str()));
+  arguments.push_back(nullptr);
+  ::execvp(arguments[0], arguments.data());
+  refuse(fmt::format("{}: {}", command[0], std::strerror(errno)));
+}
+
+struct Arguments {
+  std::string root;
+  std::string board = "four-source";
+  std::string what = "show";
+  Words words;
+};
+
+State existing(const std::string& root) {
+  if (!std::filesystem::is_directory(std::filesystem::path(root) / "gpio"))
+    refuse(fmt::format("{} is no simulated device: make one with 'kvrn-sim new {}'", root, root));
+  return State(std::filesystem::absolute(root));
+}
+
+CLI::App* add(CLI::App& app, const char* name, const char* text, Arguments& arguments, std::function<void()> action) {
+  CLI::App* command = app.add_subcommand(name, text);
+  command->add_option("ROOT", arguments.root, "Folder of the device")->required();
+  command->callback(std::move(action));
+  return command;
+}
+
+void define(CLI::App& app, Arguments& arguments, std::function<void()>& action) {
+  add(app, "new", "Make a device", arguments,
+      [&] { action = [&] { kvrn::sim::create_root(arguments.root, arguments.board); }; })
+      ->add_option("--board", arguments.board, "What it starts as")
+      ->check(CLI::IsMember(kvrn::sim::profile_names()));
+  add(app, "set",
+      "Change it: gpio 111 0|1|busy|free, i2c 2-0b 0x09 VALUE|refuse, hwmon DEVICE ATTRIBUTE VALUE, file "
+      "PATH TEXT",
+      arguments, [&] { action = [&] { set(existing(arguments.root), arguments.words); }; })
+      ->add_option("WHAT", arguments.words, "What and its new state")
+      ->required();
+  add(app, "unset", "Remove one of its files", arguments,
+      [&] { action = [&] { existing(arguments.root).remove(arguments.what); }; })
+      ->add_option("PATH", arguments.what, "Path on the device")
+      ->required();
+  add(app, "get", "Show a part of its state", arguments,
+      [&] { action = [&] { fmt::print("{}", get(existing(arguments.root), arguments.words)); }; })
+      ->add_option("WHAT", arguments.words, "As for set")
+      ->required();
+  add(app, "trace", "Log what programs do with it", arguments,
+      [&] { action = [&] { trace(existing(arguments.root), arguments.what); }; })
+      ->add_option("WHAT", arguments.what, "on, off, clear, or show")
+      ->check(CLI::IsMember({"on", "off", "clear", "show"}));
+  add(app, "run", "Run a program on it", arguments,
+      [&] { action = [&] { run(existing(arguments.root), arguments.words); }; })
+      ->add_option("PROGRAM", arguments.words, "The program and its arguments, after --")
+      ->required();
+  app.add_subcommand("boards", "List the boards")->callback([&] {
+    action = [] {
+      for (const std::string& name : kvrn::sim::profile_names()) fmt::print("{}\n", name);
+    };
+  });
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  CLI::App app("A simulated device for programs that use libkvrn.", "kvrn-sim");
+  app.set_version_flag("--version", "kvrn-sim " KVRN_VERSION);
+  app.require_subcommand(1);
+  Arguments arguments;
+  std::function<void()> action;
+  define(app, arguments, action);
+  try {
+    app.parse(argc, argv);
+    action();
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : 2;
+  } catch (const std::exception& error) {
+    fmt::print(stderr, "kvrn-sim: {}\n", error.what());
+    return 1;
+  }
+  return 0;
+}

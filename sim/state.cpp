@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: MIT
+#include "sim/state.hpp"
+
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+namespace kvrn::sim {
+namespace {
+
+std::string hex(int value) {
+  char text[16];
+  std::snprintf(text, sizeof text, "%02x", static_cast<unsigned>(value));
+  return text;
+}
+
+std::optional<std::string> read(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) return std::nullopt;
+  std::stringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+void write(const std::filesystem::path& path, std::string_view text) {
+  std::filesystem::create_directories(path.parent_path());
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  out << text << std::flush;
+  if (!out) throw std::runtime_error("cannot write " + path.string());
+}
+
+std::filesystem::path device(int bus, int address) {
+  return std::filesystem::path("i2c") / (std::to_string(bus) + '-' + hex(address));
+}
+
+}  // namespace
+
+std::string register_file(int reg) { return hex(reg); }
+
+std::string block_file(int subcommand) { return "block-" + hex(subcommand); }
+
+std::string block_text(std::span<const std::uint8_t> bytes) {
+  std::string text;
+  for (const std::uint8_t byte : bytes) text += hex(byte) + ' ';
+  if (!text.empty()) text.back() = '\n';
+  return text;
+}
+
+std::filesystem::path State::path(std::string_view device_path) const {
+  return root_ / std::filesystem::path(device_path).relative_path();
+}
+
+std::optional<LineState> State::line(unsigned packed) const {
+  const auto text = read(root_ / "gpio" / std::to_string(packed));
+  if (!text) return std::nullopt;
+  LineState line;
+  std::string busy;
+  std::istringstream(*text) >> line.level >> line.direction >> line.name >> busy;
+  line.busy = busy == "busy";
+  return line;
+}
+
+void State::line(unsigned packed, const LineState& line) const {
+  const std::string name = line.name.empty() ? "line-" + std::to_string(packed) : line.name;
+  write(root_ / "gpio" / std::to_string(packed),
+        std::to_string(line.level) + ' ' + line.direction + ' ' + name + (line.busy ? " busy\n" : "\n"));
+}
+
+std::optional<std::string> State::i2c(int bus, int address, std::string_view file) const {
+  return read(root_ / device(bus, address) / file);
+}
+
+void State::i2c(int bus, int address, std::string_view file, std::string_view text) const {
+  write(root_ / device(bus, address) / file, text);
+}
+
+std::optional<std::string> State::file(std::string_view device_path) const { return read(path(device_path)); }
+
+void State::file(std::string_view device_path, std::string_view text) const { write(path(device_path), text); }
+
+void State::remove(std::string_view device_path) const { std::filesystem::remove_all(path(device_path)); }
+
+}  // namespace kvrn::sim
