@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: MIT
+#include "board/models_ar724x.hpp"
+#include "board/table.hpp"
+#include "board/tables.hpp"
+
+namespace {
+
+consteval board_record generic() {
+  board_record record = kvrn::generic_record(KVRN_SOC_AR724X, "Generic ar724x");
+  record.radio_count = 1;
+  record.radio_subsys_id = record.system_id;
+  record.constant_a = 1;
+  return record;
+}
+
+}  // namespace
+
+static_assert(kvrn::models_ar724x.size() == kvrn::ar724x_rows);
+static_assert(kvrn::well_formed(kvrn::models_ar724x));
+
+extern "C" {
+__attribute__((visibility("hidden"))) extern kvrn::BoardTable<kvrn::ar724x_rows> kvrn_ar724x_table;
+constinit kvrn::BoardTable<kvrn::ar724x_rows> kvrn_ar724x_table =
+    kvrn::make_table(kvrn::models_ar724x, KVRN_SOC_AR724X, generic());
+}
+KVRN_EXPORT_GENERIC(ar7240_board, kvrn_ar724x_table, 72);
+
+std::span<board_record> kvrn::ar724x_table() { return kvrn_ar724x_table.rows; }

@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: MIT
+// The board tables. Each is one object, so that the exported generic record lies directly behind the rows.
+#pragma once
+
+#include <kvrn/board.h>
+
+#include <span>
+
+namespace kvrn {
+
+inline constexpr std::size_t ar724x_rows = 72;
+inline constexpr std::size_t qca953x_rows = 3;
+
+std::span<board_record> ar724x_table();
+std::span<board_record> qca953x_table();
+
+board_record& unknown_board();
+
+// Boards that are told apart by their radio alone.
+struct NameOverride {
+  char display_name[32];
+  std::uint16_t system_id;
+  std::uint16_t radio_subsys_id;
+};
+std::span<const NameOverride> name_overrides();
+
+}  // namespace kvrn

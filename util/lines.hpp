@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: MIT
+// Lines of a text file through a buffer of fixed size; a longer line goes on as a line of its own.
+#pragma once
+
+#include <cstddef>
+#include <cstdio>
+#include <string_view>
+
+#include "util/handle.hpp"
+
+namespace kvrn {
+
+template <std::size_t BufferSize>
+class Lines {
+ public:
+  explicit Lines(const char* path) : file_(::fopen(path, "re")) {}
+  explicit operator bool() const { return file_ != nullptr; }
+
+  // The next line with its line end, up to a NUL in it. False at the end, and where the file cannot be read.
+  bool next(std::string_view& line) {
+    if (file_ == nullptr || ::fgets(buffer_, static_cast<int>(BufferSize), file_.get()) == nullptr) return false;
+    line = buffer_;
+    return true;
+  }
+
+ private:
+  Stream file_;
+  char buffer_[BufferSize];
+};
+
+}  // namespace kvrn

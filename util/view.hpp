@@ -1,0 +1,13 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string_view>
+
+namespace kvrn {
+
+// string_view's own starts_with() takes a substring, which pulls in the C++ run time.
+constexpr bool has_prefix(std::string_view text, std::string_view prefix) {
+  return text.size() >= prefix.size() && std::string_view(text.data(), prefix.size()) == prefix;
+}
+
+}  // namespace kvrn
