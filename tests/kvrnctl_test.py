@@ -1,8 +1,10 @@
 # SPDX-License-Identifier: MIT
 """kvrnctl on the simulated device: documents, texts, exit statuses, completion."""
+import atexit
 import json
 import os
 import pty
+import shutil
 import struct
 import subprocess
 import tempfile
@@ -24,8 +26,9 @@ class Run:
 
 class Device:
     def __init__(self, board):
-        self.folder = tempfile.TemporaryDirectory(prefix="kvrn-test-")
-        self.root = os.path.join(self.folder.name, "root")
+        self.folder = tempfile.mkdtemp(prefix="kvrn-test-")
+        atexit.register(shutil.rmtree, self.folder)
+        self.root = os.path.join(self.folder, "root")
         self.sim("new", self.root, "--board", board)
 
     def sim(self, *words):
@@ -134,7 +137,7 @@ class Sources(unittest.TestCase):
         device = Device("four-source")
         device.cache()
         os.chmod(device.path("/tmp/.psu_info_cache"), 0o640)
-        for folder, names, _ in os.walk(device.folder.name):
+        for folder, names, _ in os.walk(device.folder):
             os.chmod(folder, 0o755)
         run = Run(subprocess.run(device.command("psu", "--source", "cache"), capture_output=True, text=True, user=65534,
                                  group=65534, extra_groups=[]))

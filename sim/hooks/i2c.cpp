@@ -103,8 +103,12 @@ void trace_transfer(const Target& target, const i2c_smbus_ioctl_data& request, i
                      : request.size == I2C_SMBUS_BYTE_DATA ? "byte"
                                                            : "block";
   const bool reads = request.read_write == I2C_SMBUS_READ;
-  trace("i2c %s-%02x %s %s 0x%02x%s", target.bus, target.address, reads ? "read" : "write", size, request.command,
-        outcome(error));
+  char value[16] = "";
+  if (!reads)
+    ::snprintf(value, sizeof value, " = 0x%02x",
+               request.size == I2C_SMBUS_WORD_DATA ? request.data->word : request.data->byte);
+  trace("i2c %s-%02x %s %s 0x%02x%s%s", target.bus, target.address, reads ? "read" : "write", size, request.command,
+        value, outcome(error));
 }
 
 }  // namespace

@@ -1,0 +1,9 @@
+# The device: big-endian MIPS, 32-bit. Tests run under qemu-user.
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_SYSTEM_PROCESSOR mips)
+set(CMAKE_C_COMPILER mips-linux-gnu-gcc)
+set(CMAKE_CXX_COMPILER mips-linux-gnu-g++)
+set(CMAKE_CROSSCOMPILING_EMULATOR "qemu-mips;-L;/usr/mips-linux-gnu")
+get_filename_component(KVRN_MIPS_DEPS ${CMAKE_CURRENT_LIST_DIR}/../build/deps/mips ABSOLUTE)
+set(ENV{PKG_CONFIG_LIBDIR} ${KVRN_MIPS_DEPS}/lib/pkgconfig)
+set(CMAKE_BUILD_RPATH ${KVRN_MIPS_DEPS}/lib)

@@ -1,0 +1,8 @@
+need_packages "${packages_build[@]}" "${packages_bench[@]}"
+build bench
+failed=0
+for program in build/bench/bin/bench_*; do
+  step "$(basename "$program")"
+  "$program" "$@" || failed=1
+done
+exit "$failed"

@@ -1,0 +1,22 @@
+# Sourced by dev.
+
+say() { printf '%s\n' "$*"; }
+step() { printf '\n== %s\n' "$*"; }
+die() {
+  printf 'dev: %s\n' "$*" >&2
+  exit 1
+}
+
+# timed LABEL COMMAND...: runs a step and remembers how long it took.
+timings=()
+timed() {
+  local label=$1 start=$SECONDS
+  shift
+  step "$label"
+  "$@"
+  timings+=("$(printf '%5d s  %s' $((SECONDS - start)) "$label")")
+}
+print_timings() {
+  step "Time"
+  printf '%s\n' "${timings[@]}"
+}

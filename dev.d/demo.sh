@@ -1,0 +1,51 @@
+need_packages "${packages_build[@]}"
+step "Building"
+build native kvrn kvrn_sim kvrn-sim kvrnctl
+
+export PATH=$PWD/build/native/bin:$PATH
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+# on BOARD COMMAND...: shows a command as a user would type it on the device, and runs it there.
+on() {
+  local board=$1
+  shift
+  printf '\n%s$ %s\n' "$board" "$*"
+  kvrn-sim run "$work/$board" -- "$@" || true
+}
+
+demo_board() {
+  local board=$1
+  kvrn-sim new "$work/$board" --board "$board"
+  step "The $board board"
+  on "$board" kvrnctl board
+  on "$board" kvrnctl psu
+}
+
+# change BOARD WHAT COMMAND...: changes the device and shows what is different afterwards.
+change() {
+  local board=$1 what=$2
+  shift 2
+  kvrn-sim run "$work/$board" -- kvrnctl psu >"$work/before"
+  "$@"
+  kvrn-sim run "$work/$board" -- kvrnctl psu >"$work/after"
+  printf '\n-- %s\n' "$what"
+  diff -U0 "$work/before" "$work/after" | sed '1,2d; /^@@/d' || true
+}
+
+demo_default() {
+  demo_board four-source
+  on four-source kvrnctl psu 3
+  demo_board three-source
+  step "The device changes"
+  change four-source "mains fails on input 0" kvrn-sim set "$work/four-source" gpio 211 1
+  change four-source "the smart battery is pulled" kvrn-sim set "$work/four-source" i2c 2-0b absent
+  change three-source "mains fails on input 0" kvrn-sim set "$work/three-source" gpio 211 1
+  change three-source "the supply in slot 1 is pulled" kvrn-sim set "$work/three-source" gpio 200 1
+  on four-source kvrnctl get psu.3.voltage_mv
+  on four-source kvrnctl doctor | grep -E '^(four|STATUS|failed)|^$'
+}
+
+name=${1:-default}
+declare -F "demo_$name" >/dev/null || die "no demo '$name'"
+"demo_$name"

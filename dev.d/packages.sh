@@ -1,0 +1,106 @@
+# Sourced by dev. Debian packages: which are needed, and how they come here.
+
+packages_build=(g++ make cmake pkgconf libgpiod-dev libcli11-dev libfmt-dev nlohmann-json3-dev)
+packages_test=(libgtest-dev googletest python3 binutils strace scdoc bash-completion)
+packages_cross=(g++-mips-linux-gnu qemu-user xz-utils)
+packages_check=(git clang clang-format clang-tidy)
+packages_bench=(libbenchmark-dev)
+
+codename() { (. /etc/os-release && printf '%s' "${VERSION_CODENAME:-}"); }
+
+is_installed() { [[ $(dpkg-query -W -f='${db:Status-Status}' "$1" 2>/dev/null) == installed ]]; }
+
+# libgpiod 1 has the same package name and another interface.
+has_gpiod() { is_installed libgpiod-dev && pkg-config --exists 'libgpiod >= 2' 2>/dev/null; }
+
+as_root() { [[ $(id -u) -eq 0 ]]; }
+
+# configured_source SUITE: "URI SIGNED-BY" of the first configured source of binary packages of a suite. New sources
+# are derived from it, so that a mirror stays a mirror.
+configured_source() {
+  local suite=$1 files=()
+  mapfile -t files < <(find /etc/apt/sources.list.d -name '*.sources' 2>/dev/null | sort)
+  if [[ ${#files[@]} -gt 0 ]]; then
+    awk -v suite="$suite" '
+      function flush() { if (!done && wanted && uri != "") { print uri, key; done = 1 } uri = key = ""; wanted = 0 }
+      /^[[:space:]]*$/ { flush() }
+      tolower($1) == "uris:" { uri = $2 }
+      tolower($1) == "signed-by:" { key = $2 }
+      tolower($1) == "suites:" { for (i = 2; i <= NF; ++i) if ($i == suite) wanted = 1 }
+      FNR == 1 && NR > 1 { flush() }
+      END { flush() }' "${files[@]}" | grep . && return
+  fi
+  find /etc/apt/sources.list /etc/apt/sources.list.d -name '*.list' -exec cat {} + 2>/dev/null |
+    sed -n 's/^deb  *//p' | awk -v suite="$suite" '
+      { key = ""; at = 1
+        if ($1 ~ /^\[/) {
+          while ($at !~ /\]$/) ++at
+          options = $0; sub(/\].*/, "", options)
+          if (match(options, /signed-by=[^] ]+/)) key = substr(options, RSTART + 10, RLENGTH - 10)
+          ++at
+        }
+        if ($(at + 1) == suite) { print $at, key; exit } }' | grep .
+}
+
+# add_source NAME TYPE SUITE: a source file derived from the configured release.
+add_source() {
+  local name=$1 type=$2 suite=$3 uri key
+  read -r uri key < <(configured_source "$(codename)") || die "no configured Debian source of $(codename) to derive $suite from"
+  {
+    printf 'Types: %s\nURIs: %s\nSuites: %s\nComponents: main\n' "$type" "$uri" "$suite"
+    printf 'Signed-By: %s\n' "${key:-/usr/share/keyrings/debian-archive-keyring.gpg}"
+  } >"/etc/apt/sources.list.d/kvrn-$name.sources"
+  apt_update=needed
+}
+
+apt_update=needed
+update_lists() {
+  [[ $apt_update == needed ]] || return 0
+  apt-get update -qq
+  apt_update=done
+}
+
+gpiod_2_on_offer() { apt-cache madison libgpiod-dev 2>/dev/null | awk '{print $3}' | grep -q '^2'; }
+
+install_packages() {
+  export DEBIAN_FRONTEND=noninteractive
+  update_lists
+  local wanted=() package
+  for package in "$@"; do
+    [[ $package == libgpiod-dev ]] || wanted+=("$package")
+  done
+  if ! has_gpiod && [[ " $* " == *" libgpiod-dev "* ]]; then
+    if ! gpiod_2_on_offer; then
+      # Debian 12 has libgpiod 2 among its backports only.
+      add_source backports deb "$(codename)-backports"
+      update_lists
+    fi
+    local version
+    version=$(apt-cache madison libgpiod-dev | awk '$3 ~ /^2/ {print $3; exit}')
+    [[ -n $version ]] || die "no libgpiod 2 among the configured package sources"
+    wanted+=("libgpiod-dev=$version" "libgpiod3=$version")
+  fi
+  apt-get install -y -qq --no-install-recommends "${wanted[@]}" >/dev/null
+}
+
+# need_packages PACKAGE...: installs what is missing; without root it names them and stops.
+need_packages() {
+  local missing=() package
+  for package in "$@"; do
+    if [[ $package == libgpiod-dev ]]; then
+      has_gpiod || missing+=("$package")
+    elif ! is_installed "$package"; then
+      missing+=("$package")
+    fi
+  done
+  [[ ${#missing[@]} -gt 0 ]] || return 0
+  if ! as_root; then
+    say "These Debian packages are missing; install them as root, or run this command as root once:" >&2
+    say "  apt-get install --no-install-recommends ${missing[*]}" >&2
+    [[ " ${missing[*]} " != *" libgpiod-dev "* ]] ||
+      say "  (libgpiod-dev must be version 2: on Debian 12 it comes from $(codename)-backports)" >&2
+    exit 1
+  fi
+  step "Installing ${missing[*]}"
+  install_packages "${missing[@]}"
+}
