@@ -12,6 +12,7 @@ gpiod_source_uri() {
 # The source archive, fetched once and checked against the archive's own checksum.
 fetch_gpiod() {
   local found line uri file sum
+  mkdir -p "$cache"
   found=$(find "$cache" -name 'libgpiod_2*.orig.tar.xz' 2>/dev/null | sort | tail -1)
   if [[ -n $found ]] && (cd "$cache" && sha256sum --quiet -c "$(basename "$found").sha256"); then
     gpiod_archive=$found
@@ -28,7 +29,8 @@ fetch_gpiod() {
   read -r uri file _ sum <<<"$line"
   mkdir -p "$cache"
   gpiod_archive=$cache/$file
-  /usr/lib/apt/apt-helper download-file "$(tr -d "'" <<<"$uri")" "$gpiod_archive" "$sum" >/dev/null
+  # apt drops its privileges for downloads; root keeps them, so that the file may lie in a home folder.
+  /usr/lib/apt/apt-helper -o APT::Sandbox::User=root download-file "$(tr -d "'" <<<"$uri")" "$gpiod_archive" "$sum" >/dev/null
   printf '%s  %s\n' "${sum#SHA256:}" "$file" >"$gpiod_archive.sha256"
 }
 

@@ -29,7 +29,7 @@ std::string cell(const json& psu, const char* key) {
 }
 
 std::string overview(const Context& context, const json& list) {
-  Table table({"PSU", "TYPE", "STATE", "USABLE", "VOLTAGE", "CURRENT", "CHARGE", "TEMPERATURE"});
+  Table table({"PSU", "TYPE           ", "STATE       ", "USABLE", "VOLTAGE", "CURRENT", "CHARGE", "TEMPERATURE"});
   for (const json& psu : list) {
     const bool battery = psu["type"] == "battery";
     const std::string type = psu["type"].get<std::string>() + (battery ? ", " + psu.value("kind", "none") : "");
