@@ -24,8 +24,8 @@ const board_record* decoded(const board_record* found) {
 const board_record* find_code(std::span<const board_record> rows, const char* scrambled, const char* plain) {
   if (scrambled == nullptr || plain == nullptr) return nullptr;
   for (const board_record& row : rows) {
-    // A decoded row is compared with the whole code, a scrambled one with its first five characters: a longer code
-    // finds only rows that were handed out before. Programs with longer codes depend on it.
+    // A scrambled row is compared with the code's first five characters, a decoded one with the whole code: what a
+    // longer code finds depends on what was handed out before. Kept, because programs pass such codes.
     const char* wanted = row.decoded != 0 ? plain : scrambled;
     if (::strncmp(row.platform_code, wanted, sizeof row.platform_code) == 0) return &row;
   }

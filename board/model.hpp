@@ -31,7 +31,6 @@ struct Model {
 };
 
 inline constexpr std::uint16_t radio_pci_vendor = 0x168C;
-inline constexpr std::uint16_t subsystem_vendor = 0x0777;
 inline constexpr std::uint16_t unclamped_mtu = 0x4000;
 inline constexpr std::uint16_t fast_ethernet_mtu = 2024;
 inline constexpr std::uint32_t default_cal_power = 840;
@@ -65,11 +64,17 @@ constexpr board_record common_record(std::uint32_t soc_type, std::uint16_t id) {
   record.soc_type = soc_type;
   record.param_a = 30;
   record.param_b = 150;
-  record.radio_index = 1;
-  record.radio_vendor_id = radio_pci_vendor;
   record.system_id = id;
   record.cal_power = default_cal_power;
   return record;
+}
+
+// A radio answers to its board's id.
+constexpr void put_radio(board_record& record) {
+  record.radio_count = 1;
+  record.radio_index = 1;
+  record.radio_vendor_id = radio_pci_vendor;
+  record.radio_subsys_id = record.system_id;
 }
 
 constexpr board_record expand(const Model& model, std::uint32_t soc_type) {
@@ -83,11 +88,7 @@ constexpr board_record expand(const Model& model, std::uint32_t soc_type) {
   for (unsigned i = 0; i < record.eth_count; ++i)
     put_port(record.eth[i], true, gigabit ? unclamped_mtu : fast_ethernet_mtu);
   record.eth[record.eth_count - 1].poe_gpio = model.poe_gpio;
-  if (model.radio) {
-    record.radio_count = 1;
-    record.radio_subsys_id = model.id;
-    record.radio_subsys_vendor_id = subsystem_vendor;
-  }
+  if (model.radio) put_radio(record);
   record.min_revision = model.min_revision;
   put_leds(record, model.leds, record.eth_count);
   put_text(record.uuid_a, model.uuid_a);

@@ -7,8 +7,7 @@ namespace {
 
 consteval board_record generic() {
   board_record record = kvrn::generic_record(KVRN_SOC_AR724X, "Generic ar724x");
-  record.radio_count = 1;
-  record.radio_subsys_id = record.system_id;
+  kvrn::put_radio(record);
   record.constant_a = 1;
   return record;
 }

@@ -7,8 +7,6 @@ namespace {
 
 consteval board_record generic() {
   board_record record = kvrn::generic_record(KVRN_SOC_QCA953X, "Generic ar953x");
-  record.radio_index = 0;
-  record.radio_vendor_id = 0;
   record.constant_b = 1;
   return record;
 }

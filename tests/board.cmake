@@ -1,0 +1,5 @@
+kvrn_test(board_test board_test.cpp)
+kvrn_test(board_unit_test board_unit_test.cpp)
+kvrn_test(eeprom_test eeprom_test.cpp)
+target_link_libraries(board_test PRIVATE ${CMAKE_DL_LIBS})
+target_link_libraries(board_unit_test PRIVATE ${CMAKE_DL_LIBS})

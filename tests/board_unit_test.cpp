@@ -1,0 +1,241 @@
+// SPDX-License-Identifier: MIT
+// What identification reads from the unit's calibration partition, and what it writes into the chosen record.
+#include <gtest/gtest.h>
+#include <kvrn/board.h>
+
+#include <algorithm>
+#include <cstring>
+#include <fstream>
+#include <optional>
+
+#include "sim/device.hpp"
+#include "tests/board_table.hpp"
+#include "tests/descriptors.hpp"
+#include "tests/flash_image.hpp"
+
+using kvrn::sim::Device;
+
+namespace {
+
+using Mac = std::array<uint8_t, 6>;
+constexpr Mac no_mac{};
+constexpr Mac first_mac{0x10, 0x11, 0x12, 0x13, 0x14, 0x15};
+constexpr Mac second_mac{0x16, 0x17, 0x18, 0x19, 0x1A, 0x1B};
+constexpr Mac calibration_mac{0xA0, 0xA1, 0xA2, 0xA3, 0xA4, 0xA5};
+
+Mac mac_of(const uint8_t (&bytes)[6]) {
+  Mac mac;
+  std::ranges::copy(bytes, mac.begin());
+  return mac;
+}
+
+FlashImage radio_image(unsigned id, uint32_t revision, unsigned calibration = 0x0348) {
+  return FlashImage()
+      .macs()
+      .revision(revision)
+      .radio_word(0, 0xA55A)
+      .radio_word(19, 0x0777)
+      .radio_word(20, id)
+      .calibration(256, calibration);
+}
+
+void put_soc_revision(const Device& device, uint32_t revision) {
+  std::fstream memory(device.path("/dev/mem"), std::ios::in | std::ios::out | std::ios::binary);
+  memory.seekp(0x18060090);
+  memory.write(reinterpret_cast<const char*>(&revision), sizeof revision);
+}
+
+// The first row that nobody touched yet, with so many gigabit ports.
+board_record& fresh_gigabit_row(int ports) {
+  for (board_record& row : ar724x_rows())
+    if (row.eth_count == ports && row.eth[0].max_mtu == 0x4000 && row.radio_count != 0) return row;
+  ADD_FAILURE() << "no such row";
+  return ar724x_generic();
+}
+
+}  // namespace
+
+TEST(Ar724xUnit, RevisionChoosesBetweenRowsOfOneId) {
+  Device device("ar724x");
+  const struct {
+    uint32_t revision, min_revision;
+  } cases[] = {{0, 0}, {5, 0}, {6, 6}, {7, 6}, {0xFFFFFFFE, 6}, {0xFFFFFFFF, 0}};
+  for (const auto& entry : cases) {
+    device.file("/dev/mtdblock5", radio_image(0xE1C5, entry.revision).bytes);
+    const board_record* board = ar7240_identify(3);
+    EXPECT_EQ(board->system_id, 0xE1C5);
+    EXPECT_EQ(board->min_revision, entry.min_revision) << entry.revision;
+    EXPECT_EQ(board->decoded, 0);
+  }
+  EXPECT_EQ(ar7240_identify(5), &ar724x_generic()) << "the rows are of another family";
+}
+
+TEST(Ar724xUnit, IdentityComesFromTheRadioDataOrElseFromTheBoardData) {
+  constexpr unsigned nobody = 0x1234;
+  const auto image = [] { return FlashImage().macs().revision(1).radio_word(0, 0xA55A).calibration(256, 0); };
+  const struct {
+    const char* what;
+    FlashImage flash;
+    std::optional<uint16_t> row;  // none: the generic record
+    uint16_t id, vendor;
+    Mac base_mac;
+  } cases[] = {
+      {"words 19 and 20", image().radio_word(19, 0xAAAA).radio_word(20, 0xE205), 0xE205, 0xE205, 0xAAAA,
+       calibration_mac},
+      {"swapped mark swaps nothing", image().radio_word(0, 0x5AA5).radio_word(20, 0xE205), 0xE205, 0xE205, 0xFFFF,
+       calibration_mac},
+      {"words 10 and 11", image().radio_word(10, 0xBBBB).radio_word(11, 0xE205).radio_word(20, nobody), 0xE205, 0xE205,
+       0xBBBB, calibration_mac},
+      {"no radio on the board", image().radio_word(20, 0xE700), 0xE700, 0xE700, 0xFFFF, first_mac},
+      {"radio data before board data", image().radio_word(20, 0xE205).board_id(0xE700), 0xE205, 0xE205, 0xFFFF,
+       calibration_mac},
+      {"board data after unknown radio", image().radio_word(20, nobody).board_id(0xE209), 0xE209, 0xE209, 0x0777,
+       first_mac},
+      {"board data without radio data", image().radio_word(0, 0xFFFF).board_id(0xE701), 0xE701, 0xE701, 0x0777,
+       first_mac},
+      {"unknown in the radio data",
+       image().radio_word(10, 0xBBBB).radio_word(11, 0x4321).radio_word(20, nobody),
+       {},
+       0x4321,
+       0xBBBB,
+       first_mac},
+      {"unknown in the board data", image().board_id(nobody), {}, nobody, 0x0777, first_mac},
+      {"nothing", image().radio_word(0, 0xFFFF), {}, 0, 0, no_mac},
+  };
+  Device device("ar724x");
+  for (const auto& entry : cases) {
+    device.file("/dev/mtdblock5", entry.flash.bytes);
+    const board_record* board = ar7240_identify(3);
+    if (entry.row)
+      EXPECT_EQ(board->system_id, *entry.row) << entry.what;
+    else
+      EXPECT_EQ(board, &ar724x_generic()) << entry.what;
+    EXPECT_EQ(board->radio_subsys_id, entry.id) << entry.what;
+    EXPECT_EQ(board->radio_subsys_vendor_id, entry.vendor) << entry.what;
+    EXPECT_EQ(mac_of(board->base_mac), entry.base_mac) << entry.what;
+    EXPECT_EQ(mac_of(board->eth[0].mac), first_mac) << entry.what;
+    EXPECT_EQ(mac_of(board->eth[1].mac), second_mac) << entry.what;
+  }
+  device.remove("/proc/mtd");
+  const board_record* board = ar7240_identify(3);
+  EXPECT_EQ(board, &ar724x_generic());
+  EXPECT_EQ(board->radio_subsys_id + board->radio_subsys_vendor_id, 0);
+  EXPECT_EQ(mac_of(board->base_mac), no_mac);
+  EXPECT_EQ(mac_of(board->eth[1].mac), no_mac);
+}
+
+TEST(Ar724xUnit, CalibrationValueIsTakenWhereItSaysSomething) {
+  const struct {
+    unsigned word;
+    uint32_t cal_power;  // 0: kept
+    uint32_t features;
+  } cases[] = {{0x0348, 0x0348, 0x20000},
+               {0x7FFE, 0x3FFE, 0x20000},
+               {0x8001, 1, 0x10000},
+               {0xFFFF, 0x3FFF, 0x10000},
+               {0x3FFF, 0, 0},
+               {0x7FFF, 0, 0},
+               {0x0000, 0, 0},
+               {0xC000, 0, 0}};
+  Device device("ar724x");
+  std::size_t row = 0;
+  for (const auto& entry : cases) {
+    const board_record& expected = ar724x_rows()[row++];
+    const uint32_t kept = expected.cal_power;
+    device.file("/dev/mtdblock5", radio_image(expected.system_id, 1, entry.word).bytes);
+    const board_record* board = ar7240_identify(3);
+    ASSERT_EQ(board, &expected);
+    EXPECT_EQ(board->cal_power, entry.cal_power != 0 ? entry.cal_power : kept) << entry.word;
+    EXPECT_EQ(board->features, entry.features) << entry.word;
+  }
+}
+
+TEST(Ar724xUnit, MtuLimitsFollowTheSocRevision) {
+  const struct {
+    std::optional<uint32_t> revision;  // none: no /dev/mem
+    int ports;
+    uint32_t written;
+    uint16_t mtu;
+  } cases[] = {{0x00000101, 1, 0x00000101, 2024},
+               {0x000000FF, 1, 0x000000FF, 1524},
+               {0xFFF000FF, 2, 0xFFF000FF, 1524},
+               {0x00080000, 2, 0x00080000, 2024},
+               {{}, 1, 0xFFFFFFFE, 2024}};
+  Device device("ar724x");
+  for (const auto& entry : cases) {
+    const board_record& row = fresh_gigabit_row(entry.ports);
+    if (entry.revision)
+      put_soc_revision(device, *entry.revision);
+    else
+      device.remove("/dev/mem");
+    device.file("/dev/mtdblock5", radio_image(row.system_id, 1).bytes);
+    ASSERT_EQ(ar7240_identify(3), &row);
+    EXPECT_EQ(row.cpu_revision, entry.written);
+    for (int port = 0; port < entry.ports; ++port) EXPECT_EQ(row.eth[port].max_mtu, entry.mtu) << entry.written;
+  }
+}
+
+TEST(Qca953xUnit, NeedsTheBoardDatasMagic) {
+  const struct {
+    const char* what;
+    FlashImage flash;
+    const board_record* row;
+    uint16_t id, vendor;
+    Mac base_mac;
+  } cases[] = {
+      {"three-source", FlashImage().macs().board_id(0xEE5B), &qca953x_rows()[2], 0xEE5B, 0x0777, first_mac},
+      {"base", FlashImage().macs().board_id(0xE000), &qca953x_rows()[0], 0xE000, 0x0777, first_mac},
+      {"unknown id", FlashImage().macs().board_id(0x1234), &qca953x_generic(), 0x1234, 0x0777, first_mac},
+      {"no magic", FlashImage().macs().board_id(0xEE5B).word(14, 0x7707), &qca953x_generic(), 0, 0, no_mac},
+      {"radio data is not asked", radio_image(0xEE5B, 1), &qca953x_generic(), 0, 0, no_mac},
+  };
+  Device device("four-source");
+  for (const auto& entry : cases) {
+    device.file("/dev/mtdblock5", entry.flash.bytes);
+    const board_record* board = ar953x_identify(5);
+    EXPECT_EQ(board, entry.row) << entry.what;
+    EXPECT_EQ(board->radio_subsys_id, entry.id) << entry.what;
+    EXPECT_EQ(board->radio_subsys_vendor_id, entry.vendor) << entry.what;
+    EXPECT_EQ(mac_of(board->base_mac), entry.base_mac) << entry.what;
+    EXPECT_EQ(mac_of(board->eth[0].mac), first_mac) << entry.what;
+    EXPECT_EQ(mac_of(board->eth[1].mac), second_mac) << entry.what;
+    EXPECT_EQ(board->features, 0U) << entry.what;
+    for (int port = 0; port < board->eth_count; ++port) EXPECT_LE(board->eth[port].max_mtu, 2024) << entry.what;
+  }
+}
+
+TEST(Qca953xUnit, WithoutCalibrationDataIsGenericWithoutIds) {
+  Device device("four-source");
+  device.remove("/dev/mtdblock5");
+  device.file("/dev/mem", "");
+  const board_record* board = board_identify();
+  EXPECT_STREQ(board->name, "Generic ar953x");
+  EXPECT_EQ(board->radio_subsys_id + board->radio_subsys_vendor_id, 0);
+  EXPECT_EQ(mac_of(board->eth[0].mac), no_mac);
+  EXPECT_EQ(board->cpu_revision, 0xFFFFFFFF) << "a file that ends in front of the register";
+}
+
+TEST(SocRevision, IsTheSameOnBothFamilies) {
+  Device device("ar724x");
+  put_soc_revision(device, 0x12345678);
+  EXPECT_EQ(ar724x_get_cpu_revision(), 0x12345678U);
+  EXPECT_EQ(ar953x_get_cpu_revision(), 0x12345678U);
+  device.remove("/dev/mem");
+  EXPECT_EQ(ar724x_get_cpu_revision(), 0xFFFFFFFEU);
+  std::filesystem::create_directory(device.path("/dev/mem"));
+  EXPECT_EQ(ar953x_get_cpu_revision(), 0xFFFFFFFFU);
+}
+
+TEST(Unit, IdentificationLeavesNoDescriptorOpen) {
+  Device device("ar724x");
+  const auto before = open_descriptors();
+  for (const char* removed : {"", "/dev/mem", "/dev/mtdblock5", "/dev/mtd5", "/proc/mtd", "/proc/cpuinfo"}) {
+    if (*removed != '\0') device.remove(removed);
+    for (int i = 0; i < 100; ++i) {
+      (void)ar7240_identify(3);
+      (void)ar953x_identify(5);
+      (void)board_identify_platform("no");
+    }
+    EXPECT_EQ(open_descriptors(), before) << removed;
+  }
+}

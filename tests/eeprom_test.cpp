@@ -1,0 +1,171 @@
+// SPDX-License-Identifier: MIT
+// The calibration partition: finding it, and images of every size.
+#include <gtest/gtest.h>
+#include <kvrn/board.h>
+
+#include <climits>
+#include <cstring>
+#include <memory>
+#include <vector>
+
+#include "sim/device.hpp"
+#include "tests/descriptors.hpp"
+#include "tests/flash_image.hpp"
+
+using kvrn::sim::Device;
+
+namespace {
+
+struct Free {
+  void operator()(ar7240_eeprom* image) const { ar7240_eeprom_free(image); }
+};
+using Image = std::unique_ptr<ar7240_eeprom, Free>;
+
+// From a block of exactly the image's size, so that a sanitizer sees every byte read past its end.
+Image parse(const FlashImage& flash) {
+  const std::vector<uint8_t> exact(flash.bytes.begin(), flash.bytes.end());
+  return Image(ar7240_eeprom_parsemem(exact.data(), static_cast<int>(exact.size())));
+}
+
+long chosen_block(const Image& image) { return static_cast<long>(image->cal - image->radio) * 2; }
+
+}  // namespace
+
+TEST(EepromImage, CopiesBoardAndRadioData) {
+  const FlashImage flash = FlashImage(0x10000).macs().board_id(0xEE5A).revision(0x01020304).radio_word(2047, 0x1234);
+  const Image image = parse(flash);
+  ASSERT_NE(image, nullptr);
+  EXPECT_EQ(image->board, image->board_copy);
+  EXPECT_EQ(image->radio, image->radio_copy);
+  EXPECT_EQ(std::memcmp(image->board, flash.bytes.data(), 20), 0);
+  EXPECT_EQ(ar7240_rd_get(image.get(), 2047), 0x1234);
+  for (const uint32_t past : {2048U, 65536U, 0x80000000U, UINT32_MAX}) {
+    EXPECT_EQ(ar7240_rd_get(image.get(), past), 0) << past;
+    EXPECT_EQ(ar7240_rd_base_get(image.get(), past), 0) << past;
+  }
+  EXPECT_EQ(chosen_block(image), 512);
+  EXPECT_EQ(ar7240_rd_base_get(image.get(), 2047 - 256), 0x1234);
+  EXPECT_EQ(ar7240_rd_base_get(image.get(), 2048 - 256), 0);
+  EXPECT_EQ(ar7240_rd_get(nullptr, 0), 0);
+  EXPECT_EQ(ar7240_rd_base_get(nullptr, 0), 0);
+  ar7240_eeprom_free(nullptr);
+}
+
+TEST(EepromImage, ShortImagesReadAsZeroPastTheirEnd) {
+  for (const std::size_t size : {0UL, 1UL, 20UL, 4095UL}) EXPECT_EQ(parse(FlashImage(size)), nullptr) << size;
+  for (const std::size_t size : {4096UL, 4097UL, 4353UL, 8191UL, 8192UL}) {
+    const Image image = parse(FlashImage(size));
+    ASSERT_NE(image, nullptr) << size;
+    for (uint32_t i = 0; i < 2048; ++i) {
+      const std::size_t at = 4096 + 2 * i;
+      const unsigned expected = at + 1 < size ? 0xFFFF : at < size ? 0xFF00 : 0;
+      ASSERT_EQ(ar7240_rd_get(image.get(), i), expected) << size << ' ' << i;
+    }
+  }
+  const uint8_t byte = 0;
+  EXPECT_EQ(ar7240_eeprom_parsemem(&byte, -1), nullptr);
+  EXPECT_EQ(ar7240_eeprom_parsemem(&byte, INT_MIN), nullptr);
+  EXPECT_EQ(ar7240_eeprom_parsemem(nullptr, INT_MAX), nullptr);
+}
+
+TEST(EepromImage, ChoosesTheCalibrationBlockByItsChecksum) {
+  const auto empty = [] { return FlashImage(0x2000); };
+  // Every word 0 but the first two: length, and what makes the sum all ones.
+  const auto zeros = [](std::size_t offset, unsigned length) {
+    FlashImage flash(0x2000, '\0');
+    flash.word(FlashImage::radio + offset, length).word(FlashImage::radio + offset + 2, ~length & 0xFFFF);
+    return flash;
+  };
+  const struct {
+    const char* what;
+    FlashImage flash;
+    long block;
+  } cases[] = {
+      {"both hold", empty().calibration(128, 1).calibration(256, 1), 256},
+      {"the second holds", empty().calibration(128, 1).calibration(256, 1).word(FlashImage::radio + 256 + 8, 7), 128},
+      {"none holds", empty(), 512},
+      {"erased", FlashImage(0x2000), 512},
+      {"all zero", FlashImage(0x2000, '\0'), 512},
+      {"length 4", zeros(256, 4), 256},
+      {"odd length", zeros(256, 5), 256},
+      {"one word cannot sum up", zeros(256, 3), 512},
+      {"no word", zeros(256, 1), 512},
+      {"length 0", zeros(256, 0), 512},
+      {"longest, past the end of the data", zeros(256, 4096), 256},
+      {"longest, second block", zeros(128, 4096), 128},
+      {"too long", zeros(256, 4097), 512},
+      {"image ends in the block",
+       [] {
+         FlashImage flash(0x1000 + 256 + 4);
+         flash.word(0x1100, 100).word(0x1102, ~100U & 0xFFFF);
+         return flash;
+       }(),
+       256},
+  };
+  for (const auto& entry : cases) EXPECT_EQ(chosen_block(parse(entry.flash)), entry.block) << entry.what;
+}
+
+TEST(EepromPartition, IsTheFirstOneWithTheName) {
+  const std::string filler(256, ' ');
+  const struct {
+    std::string mtd;
+    bool found;
+  } cases[] = {
+      {"mtd5: 00010000 00010000 \"EEPROM\"\n", true},
+      {"mtd5: 00010000 00010000 \"ART\"", true},
+      {"mtd0: 1 1 \"u-boot\"\nmtd5: 1 1 \"ART\"\nmtd6: 1 1 \"EEPROM\"\n", true},
+      {"mtd6: 1 1 \"ART\"\nmtd5: 1 1 \"EEPROM\"\n", false},  // the first one is not there
+      {"EEPROM\nmtdEEPROM\nmtd: ART\nmtd5: ART\n", true},
+      {"mtd5: 1 1 \"art\"\n", false},
+      {"mtd5: " + filler + "ART\n", false},             // beyond what is read as one line
+      {filler + "mtd5: ART\n", true},                   // the rest of a long line is a line
+      {"mtd5:" + std::string(248, ' ') + "ART", true},  // exactly one line
+      {"mtd99999999999999999999: ART\n", false},
+      {"mtd-1: ART\n", false},
+      {std::string(1 << 20, 'm'), false},
+      {std::string("mtd5: \0ART\n", 11), false},
+      {"", false},
+  };
+  Device device("four-source");
+  const auto before = open_descriptors();
+  for (const auto& entry : cases) {
+    device.file("/proc/mtd", entry.mtd);
+    EXPECT_EQ(Image(ar7240_eeprom_parse()) != nullptr, entry.found) << entry.mtd.substr(0, 300);
+  }
+  device.remove("/proc/mtd");
+  EXPECT_EQ(ar7240_eeprom_parse(), nullptr);
+  EXPECT_EQ(open_descriptors(), before);
+}
+
+TEST(EepromPartition, MayBeSmallerThanItClaims) {
+  Device device("four-source");
+  const auto before = open_descriptors();
+  const struct {
+    const char* claim;
+    std::size_t size;
+    bool parsed;
+  } cases[] = {{"0x10000", 0x10000, true}, {"0x10000", 5000, true}, {"0x10000", 4096, true},  {"0x10000", 4095, false},
+               {"0x10000", 0, false},      {"5000", 0x10000, true}, {"4095", 0x10000, false}, {"0", 0x10000, false}};
+  for (const auto& entry : cases) {
+    device.file("/dev/mtd5", entry.claim);
+    device.file("/dev/mtdblock5", FlashImage(entry.size).bytes);
+    const Image image(ar7240_eeprom_parse());
+    EXPECT_EQ(image != nullptr, entry.parsed) << entry.claim << ' ' << entry.size;
+    if (image != nullptr && entry.size == 5000) {
+      EXPECT_EQ(ar7240_rd_get(image.get(), (5000 - 4096) / 2 - 1), 0xFFFF);
+      EXPECT_EQ(ar7240_rd_get(image.get(), (5000 - 4096) / 2), 0);
+    }
+  }
+  // A sparse giant, and a claim that no int holds.
+  std::filesystem::resize_file(device.path("/dev/mtdblock5"), 1 << 30);
+  device.file("/dev/mtd5", "0x40000000");
+  (void)Image(ar7240_eeprom_parse());  // null where the address space is too small
+  device.file("/dev/mtd5", "0xF0000000");
+  (void)Image(ar7240_eeprom_parse());
+  device.remove("/dev/mtdblock5");
+  std::filesystem::create_directory(device.path("/dev/mtdblock5"));
+  EXPECT_EQ(ar7240_eeprom_parse(), nullptr);
+  device.remove("/dev/mtd5");
+  EXPECT_EQ(ar7240_eeprom_parse(), nullptr);
+  EXPECT_EQ(open_descriptors(), before);
+}
