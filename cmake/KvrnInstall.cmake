@@ -1,2 +1,35 @@
+# What goes where; the simulated device is a component of its own.
+include(CMakePackageConfigHelpers)
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/kvrn)
+# Only the library itself: programs that use it need neither its build flags nor libgpiod's headers.
 install(TARGETS kvrn EXPORT kvrn-targets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY include/kvrn DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(EXPORT kvrn-targets NAMESPACE kvrn:: DESTINATION ${package_dir})
+write_basic_package_version_file(${CMAKE_BINARY_DIR}/kvrn-config-version.cmake COMPATIBILITY SameMajorVersion)
+configure_package_config_file(cmake/kvrn-config.cmake.in ${CMAKE_BINARY_DIR}/kvrn-config.cmake
+  INSTALL_DESTINATION ${package_dir})
+install(FILES ${CMAKE_BINARY_DIR}/kvrn-config.cmake ${CMAKE_BINARY_DIR}/kvrn-config-version.cmake
+  DESTINATION ${package_dir})
+configure_file(cmake/kvrn.pc.in ${CMAKE_BINARY_DIR}/kvrn.pc @ONLY)
+install(FILES ${CMAKE_BINARY_DIR}/kvrn.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# Manual pages: docs/man/NAME.SECTION.scd
+find_program(SCDOC scdoc)
+if(SCDOC AND KVRN_TOOLS)
+  file(GLOB pages CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/man/*.scd)
+  foreach(page IN LISTS pages)
+    get_filename_component(name ${page} NAME_WLE)
+    string(REGEX MATCH "[0-9]$" section ${name})
+    add_custom_command(OUTPUT ${CMAKE_BINARY_DIR}/man/${name} DEPENDS ${page}
+      COMMAND ${CMAKE_COMMAND} -E make_directory ${CMAKE_BINARY_DIR}/man
+      COMMAND sh -c "${SCDOC} < ${page} > ${CMAKE_BINARY_DIR}/man/${name}" VERBATIM)
+    list(APPEND manuals ${CMAKE_BINARY_DIR}/man/${name})
+    install(FILES ${CMAKE_BINARY_DIR}/man/${name} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section})
+  endforeach()
+  add_custom_target(manuals ALL DEPENDS ${manuals})
+endif()
+if(KVRN_TOOLS)
+  install(FILES tools/kvrnctl/kvrnctl.bash RENAME kvrnctl
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+endif()

@@ -1,0 +1,115 @@
+# SPDX-License-Identifier: MIT
+"""The library as linkers, packagers and other projects see it."""
+import glob
+import os
+import pathlib
+import re
+import subprocess
+import tempfile
+import unittest
+
+BUILD, SOURCE = os.environ["KVRN_BUILD"], os.environ["KVRN_SOURCE"]
+LIBRARY = BUILD + "/lib/libkvrn.so"
+HOOKS = BUILD + "/lib/libkvrn-sim.so"
+
+
+def run(*command, **options):
+    done = subprocess.run(command, capture_output=True, text=True, **options)
+    if done.returncode != 0:
+        raise AssertionError(f"{command}: {done.stdout}{done.stderr}")
+    return done.stdout
+
+
+def symbols(library, which):
+    names = set()
+    for line in run("nm", "-D", which, library).splitlines():
+        name = line.split()[-1].split("@")[0]
+        if not name.startswith("KVRN_"):
+            names.add(name)
+    return names
+
+
+class Linking(unittest.TestCase):
+    def test_needs_nothing_but_gpiod_libc_and_libm(self):
+        dynamic = run("readelf", "-d", LIBRARY)
+        needed = set(re.findall(r"NEEDED.*\[(.*)\]", dynamic))
+        self.assertLessEqual(needed, {"libgpiod.so.3", "libc.so.6", "libm.so.6", "ld-linux-x86-64.so.2"})
+        self.assertIn("[libkvrn.so.1]", dynamic)
+        self.assertIn("BIND_NOW", dynamic)
+        self.assertIn("GNU_RELRO", run("readelf", "-lW", LIBRARY))
+
+    def test_exports_are_the_list(self):
+        text = re.sub(r"/\*.*?\*/", "", pathlib.Path(SOURCE + "/cmake/libkvrn.map").read_text(), flags=re.S)
+        listed = set(re.findall(r"\b(\w+);", text))
+        self.assertEqual(symbols(LIBRARY, "--defined-only"), listed)
+
+    def test_a_programs_own_parse_does_not_disturb_the_library(self):
+        self.assertIn("parse", symbols(BUILD + "/bin/name_clash", "--defined-only"))
+        self.assertIn("2 sources", run(BUILD + "/bin/name_clash"))
+
+    def test_generic_records_lie_behind_their_tables_with_their_own_size(self):
+        table = {}
+        for line in run("nm", "-S", LIBRARY).splitlines():
+            parts = line.split()
+            if len(parts) == 4:
+                table[parts[3].split("@")[0]] = int(parts[0], 16), int(parts[1], 16)
+        for generic, rows, count in (("ar7240_board", "kvrn_ar724x_table", 72), ("ar953x_board", "kvrn_qca953x_table", 3)):
+            self.assertEqual(table[generic], (table[rows][0] + count * 1408, 1408))
+        dynamic = run("nm", "-D", "-S", LIBRARY)
+        self.assertRegex(dynamic, r"0000000000000580 D ar7240_board")
+
+
+class Hooks(unittest.TestCase):
+    """Every call of the library and of libgpiod that names a file or device must be one that the simulator knows."""
+    TAKES_PATH_OR_DEVICE = re.compile(
+        r"^(f?open|creat|ioctl|l?stat|fstatat|statx|access|faccessat|readlink|realpath|rename|link|symlink|unlink|"
+        r"remove|mkdir|rmdir|opendir|scandir|chmod|chown|truncate|mknod|utime|mkfifo|freopen)")
+    NOT_BY_PATH = {"openlog", "statvfs", "link_map"}
+
+    def test_every_import_is_hooked(self):
+        hooked = symbols(HOOKS, "--defined-only")
+        for library in (LIBRARY, os.environ["GPIOD"] + "/libgpiod.so.3"):
+            for name in symbols(library, "--undefined-only"):
+                plain = re.sub(r"(_time64|_chk|_2|64)+$", "", name.lstrip("_"))
+                if self.TAKES_PATH_OR_DEVICE.match(plain) and name not in self.NOT_BY_PATH:
+                    self.assertIn(name, hooked, f"{library} imports {name}")
+
+
+class Headers(unittest.TestCase):
+    def test_each_compiles_alone_as_c_and_cxx(self):
+        for header in glob.glob(SOURCE + "/include/kvrn/*.h"):
+            source = f'#include <kvrn/{os.path.basename(header)}>\n'
+            for compiler, language, standard in ((os.environ["CC"], "c", "c11"), (os.environ["CXX"], "c++", "c++20")):
+                run(compiler, "-x", language, "-std=" + standard, "-pedantic", "-Wall", "-Wextra", "-Wshadow", "-Werror",
+                    "-fsyntax-only", "-I" + SOURCE + "/include", "-", input=source)
+
+
+class Installed(unittest.TestCase):
+    PROGRAM = "#include <kvrn/kvrn.h>\nint main(void) { return get_chip_path(9)[0] + kvrn_i32(kvrn_to_i32(0)); }\n"
+
+    def test_a_project_finds_it_with_cmake_and_with_pkg_config(self):
+        with tempfile.TemporaryDirectory() as folder:
+            prefix = folder + "/usr"
+            run("cmake", "--install", BUILD, "--prefix", prefix)
+            pc = glob.glob(prefix + "/**/kvrn.pc", recursive=True)[0]
+            text = pathlib.Path(pc).read_text()
+            pathlib.Path(pc).write_text(re.sub(r"^prefix=.*", "prefix=" + prefix, text, flags=re.M))
+            pathlib.Path(folder + "/main.c").write_text(self.PROGRAM)
+            env = {**os.environ, "PKG_CONFIG_PATH": os.path.dirname(pc)}
+            flags = run("pkg-config", "--cflags", "--libs", "kvrn", env=env).split()
+            libdir = run("pkg-config", "--variable=libdir", "kvrn", env=env).strip()
+            run(os.environ["CC"], folder + "/main.c", "-o", folder + "/with-pc", *flags)
+            run(folder + "/with-pc", env={**os.environ, "LD_LIBRARY_PATH": libdir})
+
+            pathlib.Path(folder + "/CMakeLists.txt").write_text(
+                "cmake_minimum_required(VERSION 3.25)\nproject(user C)\nfind_package(kvrn 1.0 REQUIRED)\n"
+                "add_executable(user main.c)\ntarget_link_libraries(user PRIVATE kvrn::kvrn)\n")
+            run("cmake", "-S", folder, "-B", folder + "/build", "-DCMAKE_PREFIX_PATH=" + prefix)
+            run("cmake", "--build", folder + "/build")
+            run(folder + "/build/user")
+            self.assertTrue(os.path.exists(prefix + "/bin/kvrnctl"))
+            self.assertTrue(glob.glob(prefix + "/share/man/man1/kvrnctl.1*"))
+
+
+if __name__ == "__main__":
+    unittest.main()
