@@ -37,8 +37,8 @@ inline constexpr std::uint32_t default_cal_power = 840;
 
 template <std::size_t Size>
 constexpr void put_text(char (&field)[Size], std::string_view text) {
-  // Out of range here is a compile-time error: a name always leaves room for its NUL.
-  for (std::size_t i = 0; i < text.size(); ++i) (i + 1 < Size ? field[i] : field[Size]) = text[i];
+  // A text that is too long is out of range here, which is an error at compile time.
+  for (std::size_t i = 0; i < text.size(); ++i) field[i] = text[i];
 }
 
 constexpr void put_port(board_eth& port, bool present, std::uint16_t max_mtu) {

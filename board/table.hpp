@@ -36,6 +36,7 @@ consteval bool well_formed(const std::array<Model, Rows>& models) {
   for (std::size_t i = 0; i < Rows; ++i) {
     const Model& model = models[i];
     if (model.code.empty() || model.code.size() > 5) return false;
+    if (model.name.empty() || model.name.size() >= sizeof board_record{}.name) return false;
     if (!survives_scrambling(model.name) || !survives_scrambling(model.code)) return false;
     for (std::size_t other = 0; other < i; ++other) {
       if (models[other].code == model.code || models[other].name == model.name) return false;
