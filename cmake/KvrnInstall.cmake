@@ -11,6 +11,9 @@ configure_package_config_file(cmake/kvrn-config.cmake.in ${CMAKE_BINARY_DIR}/kvr
   INSTALL_DESTINATION ${package_dir})
 install(FILES ${CMAKE_BINARY_DIR}/kvrn-config.cmake ${CMAKE_BINARY_DIR}/kvrn-config-version.cmake
   DESTINATION ${package_dir})
+# The pkg-config file finds its prefix from its own place, so that an installed tree can be moved.
+file(RELATIVE_PATH KVRN_PC_TO_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+file(RELATIVE_PATH KVRN_PC_INCLUDE ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_INCLUDEDIR})
 configure_file(cmake/kvrn.pc.in ${CMAKE_BINARY_DIR}/kvrn.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/kvrn.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 

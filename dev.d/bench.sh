@@ -1,3 +1,5 @@
+# shellcheck shell=bash disable=SC2034,SC2154
+# SPDX-License-Identifier: MIT
 need_packages "${packages_build[@]}" "${packages_bench[@]}"
 build bench
 failed=0

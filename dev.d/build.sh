@@ -1,6 +1,15 @@
+# shellcheck shell=bash disable=SC2034,SC2154
+# SPDX-License-Identifier: MIT
 # Sourced by dev. Configures and builds a preset in build/PRESET.
 
 jobs=$(nproc)
+
+# build_tools: what a user runs, without the tests, which need more packages.
+configure_options=()
+build_tools() {
+  configure_options=(-DKVRN_TESTS=OFF)
+  build native kvrn kvrn_sim kvrn-sim kvrnctl
+}
 
 # build PRESET [TARGET...]
 build() {
@@ -8,8 +17,8 @@ build() {
   shift
   log=build/$preset.log
   mkdir -p build
-  if ! { cmake --preset "$preset" && cmake --build --preset "$preset" -j "$jobs" ${1:+--target "$@"}; } >"$log" 2>&1; then
-    grep -E -A4 'error|Error|undefined' "$log" | head -60 >&2
+  if ! { cmake --preset "$preset" "${configure_options[@]}" && cmake --build --preset "$preset" -j "$jobs" ${1:+--target "$@"}; } >"$log" 2>&1; then
+    { grep -E -A4 'error|Error|undefined' "$log" || tail -n 20 "$log"; } | head -n 60 >&2 || true
     die "building '$preset' failed: $log"
   fi
   ! grep -E 'warning:' "$log" || say "(warnings above)"

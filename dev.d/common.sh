@@ -1,3 +1,5 @@
+# shellcheck shell=bash disable=SC2034,SC2154
+# SPDX-License-Identifier: MIT
 # Sourced by dev.
 
 say() { printf '%s\n' "$*"; }
@@ -6,6 +8,9 @@ die() {
   printf 'dev: %s\n' "$*" >&2
   exit 1
 }
+
+# tracked PATTERN...: the files of this checkout, whoever owns it.
+tracked() { git -c safe.directory='*' ls-files -- "$@"; }
 
 # timed LABEL COMMAND...: runs a step and remembers how long it took.
 timings=()

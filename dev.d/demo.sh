@@ -1,6 +1,8 @@
+# shellcheck shell=bash disable=SC2034,SC2154
+# SPDX-License-Identifier: MIT
 need_packages "${packages_build[@]}"
 step "Building"
-build native kvrn kvrn_sim kvrn-sim kvrnctl
+build_tools
 
 export PATH=$PWD/build/native/bin:$PATH
 work=$(mktemp -d)
@@ -29,7 +31,7 @@ change() {
   kvrn-sim run "$work/$board" -- kvrnctl psu >"$work/before"
   "$@"
   kvrn-sim run "$work/$board" -- kvrnctl psu >"$work/after"
-  printf '\n-- %s\n' "$what"
+  printf '\n-- %s: %s\n' "$board" "$what"
   diff -U0 "$work/before" "$work/after" | sed '1,2d; /^@@/d' || true
 }
 

@@ -1,3 +1,6 @@
+# shellcheck shell=bash disable=SC2034,SC2154
+# SPDX-License-Identifier: MIT
+[[ -f tests/fuzz/CMakeLists.txt ]] || die "there are no fuzz targets in tests/fuzz"
 need_packages "${packages_build[@]}" clang
 need_packages "libclang-rt-$(clang -dumpversion | cut -d. -f1)-dev"
 build fuzz
@@ -5,6 +8,8 @@ seconds=${1:-60}
 for program in build/fuzz/bin/fuzz_*; do
   name=$(basename "$program")
   step "$name, $seconds s"
-  mkdir -p "build/fuzz/corpus/$name"
-  "$program" -max_total_time="$seconds" -print_final_stats=1 "build/fuzz/corpus/$name" "tests/fuzz/seeds/$name"
+  corpora=("build/fuzz/corpus/$name")
+  mkdir -p "${corpora[0]}"
+  [[ ! -d tests/fuzz/seeds/$name ]] || corpora+=("tests/fuzz/seeds/$name")
+  "$program" -max_total_time="$seconds" -print_final_stats=1 "${corpora[@]}"
 done

@@ -26,7 +26,7 @@ def layers():
 
 def main():
     levels = layers()
-    files = subprocess.run(["git", "ls-files", "*.cpp", "*.hpp", "*.inc"], check=True, capture_output=True,
+    files = subprocess.run(["git", "-c", "safe.directory=*", "ls-files", "*.cpp", "*.hpp", "*.inc"], check=True, capture_output=True,
                            text=True).stdout.split()
     files = [file for file in files if file.startswith(FOLDERS)]
     faults = []

@@ -1,8 +1,10 @@
+# shellcheck shell=bash disable=SC2034,SC2154
+# SPDX-License-Identifier: MIT
 # Sourced by cross and check. The parts that the device's build needs from elsewhere: libgpiod, built for MIPS.
 
 mips_host=mips-linux-gnu
 mips_prefix=$PWD/build/deps/mips
-cache=${XDG_CACHE_HOME:-$HOME/.cache}/kvrn
+cache=${XDG_CACHE_HOME:-${HOME:-$PWD/build}/.cache}/kvrn
 
 gpiod_source_uri() {
   { apt-get source --print-uris libgpiod/trixie || apt-get source --print-uris libgpiod; } 2>/dev/null |
@@ -21,6 +23,11 @@ fetch_gpiod() {
   line=$(gpiod_source_uri)
   if [[ -z $line ]]; then
     as_root || die "no source of libgpiod 2 is configured: add a deb-src entry for trixie, or run this command as root once"
+    # Lists may only be absent.
+    update_lists
+    line=$(gpiod_source_uri)
+  fi
+  if [[ -z $line ]]; then
     add_source trixie-src deb-src trixie
     update_lists
     line=$(gpiod_source_uri)

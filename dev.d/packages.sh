@@ -1,9 +1,11 @@
+# shellcheck shell=bash disable=SC2034,SC2154
+# SPDX-License-Identifier: MIT
 # Sourced by dev. Debian packages: which are needed, and how they come here.
 
 packages_build=(g++ make cmake pkgconf libgpiod-dev libcli11-dev libfmt-dev nlohmann-json3-dev)
 packages_test=(libgtest-dev googletest python3 binutils strace scdoc bash-completion)
 packages_cross=(g++-mips-linux-gnu qemu-user xz-utils)
-packages_check=(git clang clang-format clang-tidy)
+packages_check=(git clang clang-format clang-tidy shellcheck)
 packages_bench=(libbenchmark-dev)
 
 codename() { (. /etc/os-release && printf '%s' "${VERSION_CODENAME:-}"); }
@@ -50,14 +52,14 @@ add_source() {
     printf 'Types: %s\nURIs: %s\nSuites: %s\nComponents: main\n' "$type" "$uri" "$suite"
     printf 'Signed-By: %s\n' "${key:-/usr/share/keyrings/debian-archive-keyring.gpg}"
   } >"/etc/apt/sources.list.d/kvrn-$name.sources"
-  apt_update=needed
+  package_lists=old
 }
 
-apt_update=needed
+package_lists=old
 update_lists() {
-  [[ $apt_update == needed ]] || return 0
+  [[ $package_lists == old ]] || return 0
   apt-get update -qq
-  apt_update=done
+  package_lists=new
 }
 
 gpiod_2_on_offer() { apt-cache madison libgpiod-dev 2>/dev/null | awk '{print $3}' | grep -q '^2'; }
@@ -96,9 +98,11 @@ need_packages() {
   [[ ${#missing[@]} -gt 0 ]] || return 0
   if ! as_root; then
     say "These Debian packages are missing; install them as root, or run this command as root once:" >&2
+    if [[ $(codename) == bookworm && " ${missing[*]} " == *" libgpiod-dev "* ]]; then
+      say "(libgpiod-dev must be version 2; its package source is bookworm-backports.)" >&2
+      missing=("${missing[@]/#libgpiod-dev/libgpiod-dev/bookworm-backports}")
+    fi
     say "  apt-get install --no-install-recommends ${missing[*]}" >&2
-    [[ " ${missing[*]} " != *" libgpiod-dev "* ]] ||
-      say "  (libgpiod-dev must be version 2: on Debian 12 it comes from $(codename)-backports)" >&2
     exit 1
   fi
   step "Installing ${missing[*]}"

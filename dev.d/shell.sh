@@ -1,5 +1,7 @@
+# shellcheck shell=bash disable=SC2034,SC2154
+# SPDX-License-Identifier: MIT
 need_packages "${packages_build[@]}"
-build native kvrn kvrn_sim kvrn-sim kvrnctl
+build_tools
 board=${1:-four-source}
 root=$(mktemp -d)/device
 build/native/bin/kvrn-sim new "$root" --board "$board"

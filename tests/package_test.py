@@ -9,6 +9,7 @@ import tempfile
 import unittest
 
 BUILD, SOURCE = os.environ["KVRN_BUILD"], os.environ["KVRN_SOURCE"]
+NM, READELF = os.environ["NM"], os.environ["READELF"]
 LIBRARY = BUILD + "/lib/libkvrn.so"
 HOOKS = BUILD + "/lib/libkvrn-sim.so"
 
@@ -22,7 +23,7 @@ def run(*command, **options):
 
 def symbols(library, which):
     names = set()
-    for line in run("nm", "-D", which, library).splitlines():
+    for line in run(NM, "-D", which, library).splitlines():
         name = line.split()[-1].split("@")[0]
         if not name.startswith("KVRN_"):
             names.add(name)
@@ -31,32 +32,34 @@ def symbols(library, which):
 
 class Linking(unittest.TestCase):
     def test_needs_nothing_but_gpiod_libc_and_libm(self):
-        dynamic = run("readelf", "-d", LIBRARY)
+        dynamic = run(READELF, "-d", LIBRARY)
         needed = set(re.findall(r"NEEDED.*\[(.*)\]", dynamic))
-        self.assertLessEqual(needed, {"libgpiod.so.3", "libc.so.6", "libm.so.6", "ld-linux-x86-64.so.2"})
+        loaders = {name for name in needed if re.match(r"ld(-linux.*|64)?\.so\.\d", name)}
+        self.assertLessEqual(needed - loaders, {"libgpiod.so.3", "libc.so.6", "libm.so.6"})
         self.assertIn("[libkvrn.so.1]", dynamic)
         self.assertIn("BIND_NOW", dynamic)
-        self.assertIn("GNU_RELRO", run("readelf", "-lW", LIBRARY))
+        self.assertIn("GNU_RELRO", run(READELF, "-lW", LIBRARY))
 
     def test_exports_are_the_list(self):
         text = re.sub(r"/\*.*?\*/", "", pathlib.Path(SOURCE + "/cmake/libkvrn.map").read_text(), flags=re.S)
         listed = set(re.findall(r"\b(\w+);", text))
         self.assertEqual(symbols(LIBRARY, "--defined-only"), listed)
 
+    @unittest.skipIf("KVRN_CROSS" in os.environ, "runs a program")
     def test_a_programs_own_parse_does_not_disturb_the_library(self):
         self.assertIn("parse", symbols(BUILD + "/bin/name_clash", "--defined-only"))
         self.assertIn("2 sources", run(BUILD + "/bin/name_clash"))
 
     def test_generic_records_lie_behind_their_tables_with_their_own_size(self):
         table = {}
-        for line in run("nm", "-S", LIBRARY).splitlines():
+        for line in run(NM, "-S", LIBRARY).splitlines():
             parts = line.split()
             if len(parts) == 4:
                 table[parts[3].split("@")[0]] = int(parts[0], 16), int(parts[1], 16)
         for generic, rows, count in (("ar7240_board", "kvrn_ar724x_table", 72), ("ar953x_board", "kvrn_qca953x_table", 3)):
             self.assertEqual(table[generic], (table[rows][0] + count * 1408, 1408))
-        dynamic = run("nm", "-D", "-S", LIBRARY)
-        self.assertRegex(dynamic, r"0000000000000580 D ar7240_board")
+        dynamic = run(NM, "-D", "-S", LIBRARY)
+        self.assertRegex(dynamic, r"00000580 D ar7240_board")
 
 
 class Hooks(unittest.TestCase):
@@ -92,8 +95,6 @@ class Installed(unittest.TestCase):
             prefix = folder + "/usr"
             run("cmake", "--install", BUILD, "--prefix", prefix)
             pc = glob.glob(prefix + "/**/kvrn.pc", recursive=True)[0]
-            text = pathlib.Path(pc).read_text()
-            pathlib.Path(pc).write_text(re.sub(r"^prefix=.*", "prefix=" + prefix, text, flags=re.M))
             pathlib.Path(folder + "/main.c").write_text(self.PROGRAM)
             env = {**os.environ, "PKG_CONFIG_PATH": os.path.dirname(pc)}
             flags = run("pkg-config", "--cflags", "--libs", "kvrn", env=env).split()
