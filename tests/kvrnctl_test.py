@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """kvrnctl on the simulated device: documents, texts, exit statuses, completion."""
 import atexit
+import glob
 import json
 import os
 import pty
@@ -139,8 +140,14 @@ class Sources(unittest.TestCase):
         os.chmod(device.path("/tmp/.psu_info_cache"), 0o640)
         for folder, names, _ in os.walk(device.folder):
             os.chmod(folder, 0o755)
-        run = Run(subprocess.run(device.command("psu", "--source", "cache"), capture_output=True, text=True, user=65534,
-                                 group=65534, extra_groups=[]))
+        # The build folder may be closed to other users: run an installed copy.
+        with tempfile.TemporaryDirectory() as prefix:
+            os.chmod(prefix, 0o755)
+            subprocess.run(["cmake", "--install", BIN + "/..", "--prefix", prefix], check=True, capture_output=True)
+            library = glob.glob(prefix + "/**/libkvrn.so.1", recursive=True)[0]
+            command = [prefix + "/bin/kvrn-sim", "run", device.root, "--", prefix + "/bin/kvrnctl", "psu", "--source", "cache"]
+            run = Run(subprocess.run(command, capture_output=True, text=True, cwd="/", user=65534, group=65534,
+                                     extra_groups=[], env={**os.environ, "LD_LIBRARY_PATH": os.path.dirname(library)}))
         self.assertEqual(run.status, 1, run.err)
         self.assertIn("/tmp/.psu_info_cache: Permission denied", run.err)
 
