@@ -77,6 +77,14 @@ void Device::i2c_refuse(int bus, int address, int reg, bool refuse) {
   }
 }
 
+void Device::i2c_busy(int bus, bool busy) {
+  const std::string file = "/i2c/" + std::to_string(bus) + ".busy";
+  if (busy)
+    state_.file(file, "");
+  else
+    state_.remove(file);
+}
+
 void Device::hwmon(std::string_view device, std::string_view attribute, std::string_view text) {
   state_.file("/var/run/hwmon/" + std::string(device) + '/' + std::string(attribute), text);
 }

@@ -28,6 +28,8 @@ class Device {
   void i2c_block(int bus, int address, int subcommand, std::span<const std::uint8_t> bytes);
   // The register does not answer; its value comes back afterwards.
   void i2c_refuse(int bus, int address, int reg, bool refuse);
+  // No device of the bus answers.
+  void i2c_busy(int bus, bool busy);
 
   void file(std::string_view device_path, std::string_view text) { state_.file(device_path, text); }
   void remove(std::string_view device_path) { state_.remove(device_path); }

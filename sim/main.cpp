@@ -17,7 +17,14 @@ namespace {
 using kvrn::sim::State;
 using Words = std::vector<std::string>;
 
-[[noreturn]] void refuse(const std::string& why) { throw std::runtime_error(why); }
+// What the user wrote makes no sense; everything else that goes wrong is a failure.
+class WrongUsage : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+[[noreturn]] void refuse(const std::string& why) { throw WrongUsage(why); }
+[[noreturn]] void fail(const std::string& why) { throw std::runtime_error(why); }
 
 unsigned to_number(const std::string& text) {
   std::size_t used = 0;
@@ -66,7 +73,11 @@ void set_i2c(const State& state, const Words& words) {
     state.remove("/i2c/" + words[1]);
     return;
   }
-  expect(words, 4, "set ROOT i2c BUS-ADDRESS REGISTER VALUE|refuse, or BUS-ADDRESS absent");
+  if (words.size() == 3 && (words[2] == "busy" || words[2] == "free")) {
+    const std::string file = fmt::format("/i2c/{}.busy", to_number(words[1]));
+    return words[2] == "busy" ? state.file(file, "") : state.remove(file);
+  }
+  expect(words, 4, "set ROOT i2c BUS-ADDRESS REGISTER VALUE|refuse, BUS-ADDRESS absent, or BUS busy|free");
   const auto [bus, address] = to_device(words[1]);
   const std::string value =
       words[3] == "refuse" || words[2].starts_with("block-") ? words[3] : fmt::format("0x{:02x}", to_number(words[3]));
@@ -104,7 +115,7 @@ std::string get(const State& state, const Words& words) {
   } else {
     refuse("usage: get ROOT gpio NUMBER | i2c BUS-ADDRESS REGISTER | file PATH | hwmon DEVICE ATTRIBUTE");
   }
-  if (!text) refuse("there is no such thing on this device");
+  if (!text) fail("there is no such thing on this device");
   return *text;
 }
 
@@ -123,7 +134,7 @@ std::filesystem::path hooks() {
   for (const auto& folder : {program / "../lib", program / "../" KVRN_LIBDIR, program})
     if (std::filesystem::exists(folder / "libkvrn-sim.so"))
       return std::filesystem::canonical(folder / "libkvrn-sim.so");
-  refuse("libkvrn-sim.so is not where kvrn-sim expects it (../lib)");
+  fail("libkvrn-sim.so is not where kvrn-sim expects it (../lib)");
 }
 
 void run(const State& state, const Words& command) {
@@ -135,7 +146,7 @@ void run(const State& state, const Words& command) {
   for (const std::string& word : command) arguments.push_back(const_cast<char*>(word.c_str()));
   arguments.push_back(nullptr);
   ::execvp(arguments[0], arguments.data());
-  refuse(fmt::format("{}: {}", command[0], std::strerror(errno)));
+  fail(fmt::format("{}: {}", command[0], std::strerror(errno)));
 }
 
 struct Arguments {
@@ -147,7 +158,7 @@ struct Arguments {
 
 State existing(const std::string& root) {
   if (!std::filesystem::is_directory(std::filesystem::path(root) / "gpio"))
-    refuse(fmt::format("{} is no simulated device: make one with 'kvrn-sim new {}'", root, root));
+    fail(fmt::format("{} is no simulated device: make one with 'kvrn-sim new {}'", root, root));
   return State(std::filesystem::absolute(root));
 }
 
@@ -185,7 +196,7 @@ void define(CLI::App& app, Arguments& arguments, std::function<void()>& action) 
       [&] { action = [&] { run(existing(arguments.root), arguments.words); }; })
       ->add_option("PROGRAM", arguments.words, "The program and its arguments, after --")
       ->required();
-  app.add_subcommand("boards", "List the boards")->callback([&] {
+  app.add_subcommand("profiles", "List the boards")->alias("boards")->callback([&] {
     action = [] {
       for (const std::string& name : kvrn::sim::profile_names()) fmt::print("{}\n", name);
     };
@@ -198,6 +209,7 @@ int main(int argc, char** argv) {
   CLI::App app("A simulated device for programs that use libkvrn.", "kvrn-sim");
   app.set_version_flag("--version", "kvrn-sim " KVRN_VERSION);
   app.require_subcommand(1);
+  app.footer("Exit status: 0 done, 1 failed, 2 wrong usage; `run` ends with the program's own.");
   Arguments arguments;
   std::function<void()> action;
   define(app, arguments, action);
@@ -206,6 +218,9 @@ int main(int argc, char** argv) {
     action();
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : 2;
+  } catch (const WrongUsage& error) {
+    fmt::print(stderr, "kvrn-sim: {}\n", error.what());
+    return 2;
   } catch (const std::exception& error) {
     fmt::print(stderr, "kvrn-sim: {}\n", error.what());
     return 1;

@@ -85,6 +85,10 @@ constexpr Text four_source_files[] = {
     {"/var/run/hwmon/mon-dc-out-1/in0_input", "53800\n"},
     {"/var/run/hwmon/mon-dc-out-1/curr1_input", "850\n"},
     {"/sys/class/power_supply/sbs-2-000b/voltage_now", "25904000\n"},
+    {"/sys/class/power_supply/sbs-2-000b/current_now", "1200000\n"},
+    {"/sys/class/power_supply/sbs-2-000b/temp", "250\n"},
+    {"/sys/class/power_supply/sbs-2-000b/capacity", "78\n"},
+    {"/sys/class/power_supply/sbs-2-000b/cycle_count", "42\n"},
 };
 constexpr Text three_source_files[] = {
     {"/var/run/hwmon/mon-battery/in0_input", "51900\n"},  {"/var/run/hwmon/mon-battery/curr1_input", "-1250\n"},

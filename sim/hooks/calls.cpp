@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The C library's calls that name a file or a device, in every spelling that programs import. Each finds the real call
 // behind it, redirects the path, and does nothing else; read, write and mmap work on real files.
+#include <dirent.h>
 #include <dlfcn.h>
 #include <errno.h>
 #include <fcntl.h>
@@ -8,7 +9,9 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include "sim/hooks/devices.hpp"
@@ -27,31 +30,33 @@ Function real(const char* name) {
 
 bool creates(int flags) { return (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE; }
 
-// Opens of the device's files are worth a line of the trace.
+bool failed(long result) { return result < 0; }
+bool failed(const void* result) { return result == nullptr; }
+
+// What is done to the device's files is worth a line of the trace.
 template <typename Result>
-Result traced(const char* path, Result result, bool failed) {
+Result traced(const char* verb, const char* path, Result result) {
   if (path != nullptr && root() != nullptr && is_device_path(path))
-    trace("open %s%s", path, outcome(failed ? errno : 0));
+    trace("%s %s%s", verb, path, outcome(failed(result) ? errno : 0));
   return result;
 }
 
 int open_at(const char* name, int folder, const char* path, int flags, mode_t mode) {
   char buffer[path_size];
   static const auto call = real<int (*)(int, const char*, int, mode_t)>(name);
-  const int fd = call(folder, redirect(path, buffer), flags, mode);
-  return traced(path, fd, fd < 0);
+  return traced("open", path, call(folder, redirect(path, buffer), flags, mode));
 }
 
 FILE* open_stream(const char* name, const char* path, const char* mode) {
   char buffer[path_size];
   const auto call = real<FILE* (*)(const char*, const char*)>(name);
-  FILE* file = call(redirect(path, buffer), mode);
-  return traced(path, file, file == nullptr);
+  return traced("open", path, call(redirect(path, buffer), mode));
 }
 
 int device_ioctl(const char* name, int fd, unsigned long request, void* argument) {
   char buffer[path_size];
   if (const char* device = device_of(fd, buffer)) {
+    request &= 0xFFFFFFFFUL;  // libgpiod keeps some requests in an int, which is widened with its sign
     constexpr char chips[] = "/dev/gpiochip/by-label/";
     if (::strncmp(device, chips, sizeof chips - 1) == 0)
       return gpio_chip_ioctl(device + sizeof chips - 1, request, argument);
@@ -118,38 +123,88 @@ KVRN_IOCTL(ioctl)
 KVRN_IOCTL(__ioctl_time64)
 
 // -- calls with one path --
-#define KVRN_PATH1(type, name, parameters, arguments) \
-  KVRN_HOOK type name parameters {                    \
-    char buffer[path_size];                           \
-    return real<type(*) parameters>(#name) arguments; \
+#define KVRN_PATH1(type, name, verb, parameters, arguments)               \
+  KVRN_HOOK type name parameters {                                        \
+    char buffer[path_size];                                               \
+    return traced(verb, path, real<type(*) parameters>(#name) arguments); \
   }
 #define KVRN_P redirect(path, buffer)
-KVRN_PATH1(int, access, (const char* path, int mode), (KVRN_P, mode))
-KVRN_PATH1(int, faccessat, (int folder, const char* path, int mode, int flags), (folder, KVRN_P, mode, flags))
-KVRN_PATH1(int, unlink, (const char* path), (KVRN_P))
-KVRN_PATH1(int, unlinkat, (int folder, const char* path, int flags), (folder, KVRN_P, flags))
-KVRN_PATH1(int, remove, (const char* path), (KVRN_P))
-KVRN_PATH1(int, mkdir, (const char* path, mode_t mode), (KVRN_P, mode))
-KVRN_PATH1(int, rmdir, (const char* path), (KVRN_P))
-KVRN_PATH1(int, chmod, (const char* path, mode_t mode), (KVRN_P, mode))
-KVRN_PATH1(int, chown, (const char* path, uid_t user, gid_t group), (KVRN_P, user, group))
-KVRN_PATH1(int, truncate, (const char* path, off_t size), (KVRN_P, size))
-KVRN_PATH1(int, truncate64, (const char* path, off64_t size), (KVRN_P, size))
-KVRN_PATH1(ssize_t, readlink, (const char* path, char* text, size_t size), (KVRN_P, text, size))
-KVRN_PATH1(void*, opendir, (const char* path), (KVRN_P))
-KVRN_PATH1(int, statx, (int folder, const char* path, int flags, unsigned mask, struct statx* out),
+KVRN_PATH1(FILE*, freopen, "open", (const char* path, const char* mode, FILE* stream), (KVRN_P, mode, stream))
+KVRN_PATH1(FILE*, freopen64, "open", (const char* path, const char* mode, FILE* stream), (KVRN_P, mode, stream))
+KVRN_PATH1(DIR*, opendir, "open", (const char* path), (KVRN_P))
+KVRN_PATH1(int, statx, "stat", (int folder, const char* path, int flags, unsigned mask, struct statx* out),
            (folder, KVRN_P, flags, mask, out))
+KVRN_PATH1(int, access, "access", (const char* path, int mode), (KVRN_P, mode))
+KVRN_PATH1(int, eaccess, "access", (const char* path, int mode), (KVRN_P, mode))
+KVRN_PATH1(int, euidaccess, "access", (const char* path, int mode), (KVRN_P, mode))
+KVRN_PATH1(int, faccessat, "access", (int folder, const char* path, int mode, int flags), (folder, KVRN_P, mode, flags))
+KVRN_PATH1(int, unlink, "unlink", (const char* path), (KVRN_P))
+KVRN_PATH1(int, unlinkat, "unlink", (int folder, const char* path, int flags), (folder, KVRN_P, flags))
+KVRN_PATH1(int, remove, "unlink", (const char* path), (KVRN_P))
+KVRN_PATH1(int, mkdir, "mkdir", (const char* path, mode_t mode), (KVRN_P, mode))
+KVRN_PATH1(int, mkdirat, "mkdir", (int folder, const char* path, mode_t mode), (folder, KVRN_P, mode))
+KVRN_PATH1(int, rmdir, "rmdir", (const char* path), (KVRN_P))
+KVRN_PATH1(int, chmod, "chmod", (const char* path, mode_t mode), (KVRN_P, mode))
+KVRN_PATH1(int, fchmodat, "chmod", (int folder, const char* path, mode_t mode, int flags),
+           (folder, KVRN_P, mode, flags))
+KVRN_PATH1(int, chown, "chown", (const char* path, uid_t user, gid_t group), (KVRN_P, user, group))
+KVRN_PATH1(int, lchown, "chown", (const char* path, uid_t user, gid_t group), (KVRN_P, user, group))
+KVRN_PATH1(int, fchownat, "chown", (int folder, const char* path, uid_t user, gid_t group, int flags),
+           (folder, KVRN_P, user, group, flags))
+KVRN_PATH1(int, truncate, "truncate", (const char* path, off_t size), (KVRN_P, size))
+KVRN_PATH1(int, truncate64, "truncate", (const char* path, off64_t size), (KVRN_P, size))
+KVRN_PATH1(int, utimensat, "utime", (int folder, const char* path, const timespec times[2], int flags),
+           (folder, KVRN_P, times, flags))
+KVRN_PATH1(int, __utimensat64, "utime", (int folder, const char* path, const void* times, int flags),
+           (folder, KVRN_P, times, flags))
+KVRN_PATH1(ssize_t, readlink, "readlink", (const char* path, char* text, size_t size), (KVRN_P, text, size))
+KVRN_PATH1(ssize_t, __readlink_chk, "readlink", (const char* path, char* text, size_t size, size_t room),
+           (KVRN_P, text, size, room))
+KVRN_PATH1(ssize_t, readlinkat, "readlink", (int folder, const char* path, char* text, size_t size),
+           (folder, KVRN_P, text, size))
+KVRN_PATH1(ssize_t, __readlinkat_chk, "readlink", (int folder, const char* path, char* text, size_t size, size_t room),
+           (folder, KVRN_P, text, size, room))
+KVRN_PATH1(ssize_t, getxattr, "xattr", (const char* path, const char* name, void* out, size_t size),
+           (KVRN_P, name, out, size))
+KVRN_PATH1(ssize_t, lgetxattr, "xattr", (const char* path, const char* name, void* out, size_t size),
+           (KVRN_P, name, out, size))
+KVRN_PATH1(int, inotify_add_watch, "watch", (int fd, const char* path, uint32_t mask), (fd, KVRN_P, mask))
+// A link's text is what its reader resolves: it stays as given.
+KVRN_PATH1(int, symlink, "symlink", (const char* text, const char* path), (text, KVRN_P))
+KVRN_PATH1(int, symlinkat, "symlink", (const char* text, int folder, const char* path), (text, folder, KVRN_P))
 
 // -- calls with two --
-#define KVRN_PATH2(name)                                                                                \
-  KVRN_HOOK int name(const char* from, const char* to) {                                                \
-    char first[path_size];                                                                              \
-    char second[path_size];                                                                             \
-    return real<int (*)(const char*, const char*)>(#name)(redirect(from, first), redirect(to, second)); \
+#define KVRN_PATH2(name, verb, parameters, arguments)            \
+  KVRN_HOOK int name parameters {                                \
+    char first[path_size];                                       \
+    char second[path_size];                                      \
+    const int result = real<int(*) parameters>(#name) arguments; \
+    return traced(verb " to", to, traced(verb, from, result));   \
   }
-KVRN_PATH2(rename)
-KVRN_PATH2(link)
-KVRN_PATH2(symlink)
+#define KVRN_FROM redirect(from, first)
+#define KVRN_TO redirect(to, second)
+KVRN_PATH2(rename, "rename", (const char* from, const char* to), (KVRN_FROM, KVRN_TO))
+KVRN_PATH2(renameat, "rename", (int folder, const char* from, int into, const char* to),
+           (folder, KVRN_FROM, into, KVRN_TO))
+KVRN_PATH2(renameat2, "rename", (int folder, const char* from, int into, const char* to, unsigned flags),
+           (folder, KVRN_FROM, into, KVRN_TO, flags))
+KVRN_PATH2(link, "link", (const char* from, const char* to), (KVRN_FROM, KVRN_TO))
+KVRN_PATH2(linkat, "link", (int folder, const char* from, int into, const char* to, int flags),
+           (folder, KVRN_FROM, into, KVRN_TO, flags))
+
+// -- temporary names beside a file: the caller's template gets the letters that were chosen --
+#define KVRN_TEMPLATE(name, parameters, arguments)                                   \
+  KVRN_HOOK int name parameters {                                                    \
+    char buffer[path_size];                                                          \
+    char* at = const_cast<char*>(redirect(path, buffer));                            \
+    const int fd = real<int(*) parameters>(#name) arguments;                         \
+    if (fd >= 0 && at != path) ::strcpy(path, at + (::strlen(at) - ::strlen(path))); \
+    return traced("open", path, fd);                                                 \
+  }
+KVRN_TEMPLATE(mkstemp, (char* path), (at))
+KVRN_TEMPLATE(mkstemp64, (char* path), (at))
+KVRN_TEMPLATE(mkostemp, (char* path, int flags), (at, flags))
+KVRN_TEMPLATE(mkostemp64, (char* path, int flags), (at, flags))
 
 // libgpiod asks which subsystem a character device belongs to.
 KVRN_HOOK char* realpath(const char* path, char* resolved) {
@@ -163,6 +218,13 @@ KVRN_HOOK char* realpath(const char* path, char* resolved) {
     return ::strcpy(resolved, subsystem);
   }
   char buffer[path_size];
-  return real<char* (*)(const char*, char*)>("realpath")(redirect(path, buffer), resolved);
+  const char* at = redirect(path, buffer);
+  char* answer = real<char* (*)(const char*, char*)>("realpath")(at, resolved);
+  if (answer == nullptr || at == path) return answer;
+  // The program is told the device's name of the file, not where it stands.
+  const size_t prefix = ::strlen(root());
+  if (::strncmp(answer, root(), prefix) == 0 && answer[prefix] == '/')
+    ::memmove(answer, answer + prefix, ::strlen(answer + prefix) + 1);
+  return answer;
 }
 KVRN_HOOK char* __realpath_chk(const char* path, char* resolved, size_t) { return realpath(path, resolved); }

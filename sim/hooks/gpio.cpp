@@ -17,7 +17,7 @@
 namespace kvrn::sim {
 namespace {
 
-constexpr unsigned lines_per_chip = 32;
+constexpr unsigned lines_per_chip = 64;
 
 struct Line {
   unsigned number;
@@ -56,6 +56,21 @@ int chip_info(unsigned chip, const char* label, gpiochip_info& info) {
   return 0;
 }
 
+int open_state(const Line& line, int flags) {
+  char path[path_size];
+  ::snprintf(path, sizeof path, "%s/gpio/%u", root(), line.number);
+  return open_raw(path, flags);
+}
+
+bool is_held(const Line& line) {
+  if (line.busy) return true;
+  const int fd = open_state(line, O_RDONLY);
+  if (fd < 0) return false;
+  const bool held = ::flock(fd, LOCK_EX | LOCK_NB) != 0;
+  ::close(fd);
+  return held;
+}
+
 int line_info(unsigned chip, gpio_v2_line_info& info) {
   const unsigned offset = info.offset;
   if (offset >= lines_per_chip) return fail(EINVAL);
@@ -66,7 +81,7 @@ int line_info(unsigned chip, gpio_v2_line_info& info) {
   if (!load(chip * 100 + offset, line)) return 0;
   ::snprintf(info.name, sizeof info.name, "%s", line.name);
   if (::strcmp(line.direction, "out") == 0) info.flags = GPIO_V2_LINE_FLAG_OUTPUT;
-  if (line.busy) info.flags |= GPIO_V2_LINE_FLAG_USED;
+  if (is_held(line)) info.flags |= GPIO_V2_LINE_FLAG_USED;
   return 0;
 }
 
@@ -85,9 +100,7 @@ uint64_t wanted_flags(const gpio_v2_line_config& config) {
 
 int open_line(Line& line) {
   if (line.busy) return fail(EBUSY);
-  char path[path_size];
-  ::snprintf(path, sizeof path, "%s/gpio/%u", root(), line.number);
-  const int fd = open_raw(path, O_RDWR);
+  const int fd = open_state(line, O_RDWR);
   if (fd < 0) return -1;
   if (::flock(fd, LOCK_EX | LOCK_NB) == 0) return fd;
   ::close(fd);
@@ -102,16 +115,22 @@ int request_line(unsigned chip, gpio_v2_line_request& request) {
   const uint64_t flags = wanted_flags(request.config);
   const bool output = (flags & GPIO_V2_LINE_FLAG_OUTPUT) != 0;
   const bool input = (flags & GPIO_V2_LINE_FLAG_INPUT) != 0;
+  // Only what is simulated is granted: levels are physical, and there are no edge events.
+  constexpr uint64_t unsupported =
+      GPIO_V2_LINE_FLAG_ACTIVE_LOW | GPIO_V2_LINE_FLAG_EDGE_RISING | GPIO_V2_LINE_FLAG_EDGE_FALLING;
+  if ((output && input) || (flags & unsupported) != 0) return fail(EINVAL);
   const int fd = open_line(line);
-  trace("gpio %u request %s%s%s", number,
+  const int level = initial_level(request.config);
+  trace("gpio %u request %s%s%s%s", number,
         output  ? "out"
         : input ? "in"
                 : "as-is",
-        request.consumer[0] != '\0' ? " with consumer" : "", outcome(fd < 0 ? errno : 0));
+        output && level != 0 ? " active" : "", request.consumer[0] != '\0' ? " with consumer" : "",
+        outcome(fd < 0 ? errno : 0));
   if (fd < 0) return -1;
   if (output || input) {
     ::snprintf(line.direction, sizeof line.direction, "%s", output ? "out" : "in");
-    if (output) line.level = initial_level(request.config);
+    if (output) line.level = level;
     store(line);
   }
   request.fd = fd;
@@ -122,7 +141,7 @@ int request_line(unsigned chip, gpio_v2_line_request& request) {
 
 int gpio_chip_ioctl(const char* label, unsigned long request, void* argument) {
   const int chip = gpio_chip_number(label);
-  if (chip < 0) return fail(ENOTTY);
+  if (chip < 0) return fail(ENODEV);  // its file was removed: unplugged
   const auto number = static_cast<unsigned>(chip);
   switch (request) {
     case GPIO_GET_CHIPINFO_IOCTL:
@@ -146,8 +165,11 @@ int gpio_line_ioctl(const char* name, unsigned long request, void* argument) {
       trace("gpio %u get %d", line.number, line.level);
       return 0;
     case GPIO_V2_LINE_SET_VALUES_IOCTL:
-      if (::strcmp(line.direction, "out") != 0) return fail(EPERM);
       line.level = static_cast<int>(values.bits & values.mask & 1);
+      if (::strcmp(line.direction, "out") != 0) {
+        trace("gpio %u set %d EPERM", line.number, line.level);
+        return fail(EPERM);
+      }
       trace("gpio %u set %d", line.number, line.level);
       store(line);
       return 0;

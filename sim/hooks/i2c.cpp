@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 // I2C buses. A device is a folder "i2c/BUS-ADDRESS", a register a file in it that holds its value ("0x6530") or the
 // word "refuse". A folder with a file "command" is a smart battery: a word written to register 0 is kept there, and a
-// block read of register 0x23 answers with the bytes of "block-COMMAND".
+// block read of register 0x23 answers with the bytes of "block-COMMAND". While there is a file "i2c/BUS.busy" no device
+// of the bus answers.
 #include <errno.h>
+#include <fcntl.h>
 #include <linux/i2c-dev.h>
 #include <linux/i2c.h>
 #include <mtd/mtd-user.h>
@@ -37,6 +39,10 @@ struct Target {
     char path[path_size];
     ::snprintf(path, sizeof path, "%s/i2c/%s-%02x", root(), bus, address);
     return ::access(path, F_OK) == 0;
+  }
+  bool bus_busy() const {
+    char text[4];
+    return read_state(text, sizeof text, "i2c/%s.busy", bus);
   }
   bool smart_battery() const {
     char text[16];
@@ -79,7 +85,10 @@ int read_block(const Target& target, i2c_smbus_data& data) {
 }
 
 int transfer(const Target& target, const i2c_smbus_ioctl_data& request) {
+  if (target.bus_busy()) return EBUSY;
   if (!target.exists()) return ENXIO;
+  if (request.size == I2C_SMBUS_QUICK) return 0;
+  if (request.data == nullptr) return EINVAL;
   char file[8];
   ::snprintf(file, sizeof file, "%02x", request.command);
   i2c_smbus_data& data = *request.data;
@@ -98,17 +107,31 @@ int transfer(const Target& target, const i2c_smbus_ioctl_data& request) {
   return 0;
 }
 
+// " 74 0e", " 0x6530" or " 0x87".
+struct ValueText {
+  char chars[3 * I2C_SMBUS_BLOCK_MAX + 1] = "";
+
+  explicit ValueText(const i2c_smbus_ioctl_data& request) {
+    if (request.data == nullptr) return;
+    const i2c_smbus_data& data = *request.data;
+    if (request.size == I2C_SMBUS_WORD_DATA) ::snprintf(chars, sizeof chars, " 0x%04x", data.word);
+    if (request.size == I2C_SMBUS_BYTE_DATA) ::snprintf(chars, sizeof chars, " 0x%02x", data.byte);
+    if (request.size != I2C_SMBUS_BLOCK_DATA) return;
+    for (int i = 0; i < data.block[0] && i < I2C_SMBUS_BLOCK_MAX; ++i)
+      ::snprintf(chars + 3 * i, 4, " %02x", data.block[i + 1]);
+  }
+};
+
 void trace_transfer(const Target& target, const i2c_smbus_ioctl_data& request, int error) {
-  const char* size = request.size == I2C_SMBUS_WORD_DATA   ? "word"
-                     : request.size == I2C_SMBUS_BYTE_DATA ? "byte"
-                                                           : "block";
+  const char* size = request.size == I2C_SMBUS_WORD_DATA    ? "word"
+                     : request.size == I2C_SMBUS_BYTE_DATA  ? "byte"
+                     : request.size == I2C_SMBUS_BLOCK_DATA ? "block"
+                                                            : "quick";
   const bool reads = request.read_write == I2C_SMBUS_READ;
-  char value[16] = "";
-  if (!reads)
-    ::snprintf(value, sizeof value, " = 0x%02x",
-               request.size == I2C_SMBUS_WORD_DATA ? request.data->word : request.data->byte);
-  trace("i2c %s-%02x %s %s 0x%02x%s%s", target.bus, target.address, reads ? "read" : "write", size, request.command,
-        value, outcome(error));
+  const bool answered = error == 0 && request.size != I2C_SMBUS_QUICK;
+  const char* mark = !reads ? " =" : answered ? " ->" : "";
+  trace("i2c %s-%02x %s %s 0x%02x%s%s%s", target.bus, target.address, reads ? "read" : "write", size, request.command,
+        mark, reads && !answered ? "" : ValueText(request).chars, outcome(error));
 }
 
 }  // namespace
@@ -120,6 +143,11 @@ int i2c_ioctl(int fd, const char* bus, unsigned long request, void* argument) {
     // The selected address is the descriptor's file offset: copies of the descriptor share it, as with the kernel.
     return ::lseek(fd, static_cast<off_t>(address), SEEK_SET) < 0 ? -1 : 0;
   }
+  if (request == I2C_FUNCS) {
+    *static_cast<unsigned long*>(argument) =
+        I2C_FUNC_SMBUS_QUICK | I2C_FUNC_SMBUS_BYTE_DATA | I2C_FUNC_SMBUS_WORD_DATA | I2C_FUNC_SMBUS_READ_BLOCK_DATA;
+    return 0;
+  }
   if (request != I2C_SMBUS) return fail(ENOTTY);
   const Target target{bus, static_cast<unsigned>(::lseek(fd, 0, SEEK_CUR))};
   const auto& data = *static_cast<const i2c_smbus_ioctl_data*>(argument);
@@ -128,16 +156,29 @@ int i2c_ioctl(int fd, const char* bus, unsigned long request, void* argument) {
   return error == 0 ? 0 : fail(error);
 }
 
+// The size is the text of "dev/mtdN", else the length of "dev/mtdblockN": a partition may claim more than it has.
 int mtd_ioctl(const char* name, unsigned long request, void* argument) {
   if (request != MEMGETINFO) return fail(ENOTTY);
   char text[32];
-  if (!read_state(text, sizeof text, "dev/%s", name)) return fail(EIO);
+  if (::strncmp(name, "mtdblock", 8) == 0 || !read_state(text, sizeof text, "dev/%s", name)) return fail(ENOTTY);
+  char* end = nullptr;
+  unsigned long size = ::strtoul(text, &end, 0);
+  if (end == text) {
+    char path[path_size];
+    ::snprintf(path, sizeof path, "%s/dev/mtdblock%s", root(), name + 3);
+    const int fd = open_raw(path, O_RDONLY);
+    const off_t length = fd < 0 ? -1 : ::lseek(fd, 0, SEEK_END);
+    if (fd >= 0) ::close(fd);
+    if (length < 0) return fail(ENODEV);
+    size = static_cast<unsigned long>(length);
+  }
   auto& info = *static_cast<mtd_info_user*>(argument);
   info = {};
   info.type = MTD_NORFLASH;
-  info.size = static_cast<unsigned>(::strtoul(text, nullptr, 0));
+  info.size = static_cast<unsigned>(size);
   info.erasesize = 65536;
   info.writesize = 1;
+  trace("%s size %lu", name, size);
   return 0;
 }
 

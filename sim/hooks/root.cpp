@@ -13,8 +13,9 @@
 namespace kvrn::sim {
 namespace {
 
-// What belongs to the device: one file, a file and the temporary names beside it, or everything below a folder.
-enum class Kind { file, prefix };
+// What belongs to the device. A named file of /etc or /tmp is a prefix: numbered siblings ("/tmp/.dc-problem1"),
+// backups and an editor's temporary names stand beside it. A folder goes with all that is below.
+enum class Kind { file, prefix, folder };
 struct Rule {
   const char* path;
   Kind kind;
@@ -26,37 +27,48 @@ constexpr Rule rules[] = {
     {"/dev/mtd", Kind::prefix},
     {"/proc/cpuinfo", Kind::file},
     {"/proc/mtd", Kind::file},
-    {"/sys/devices/platform/i2c/", Kind::prefix},
-    {"/sys/class/power_supply/sbs-2-000b/", Kind::prefix},
-    {"/var/run/hwmon/", Kind::prefix},
-    {"/etc/board.info", Kind::file},
-    {"/etc/version", Kind::file},
+    {"/sys/devices/platform/i2c", Kind::folder},
+    {"/sys/class/power_supply/sbs-2-000b", Kind::folder},
+    {"/var/run/hwmon", Kind::folder},
+    {"/etc/board.info", Kind::prefix},
+    {"/etc/version", Kind::prefix},
+    {"/etc/persistent", Kind::file},
     {"/etc/persistent/battery_data", Kind::prefix},
     {"/tmp/system.cfg", Kind::prefix},
+    {"/tmp/.system.cfg", Kind::prefix},
     {"/tmp/.psu_info_cache", Kind::prefix},
+    {"/tmp/.psu_data_stable", Kind::prefix},
     {"/tmp/.output_cache", Kind::prefix},
     {"/tmp/.raw_battery_data", Kind::prefix},
     {"/tmp/.dc_out_lock", Kind::prefix},
     {"/tmp/.ac_on_status", Kind::prefix},
+    {"/tmp/.ac_outage_", Kind::prefix},
     {"/tmp/.batt_ch_status", Kind::prefix},
     {"/tmp/.batt_li_ch_status", Kind::prefix},
     {"/tmp/.batt_status", Kind::prefix},
-    {"/tmp/.charging_status", Kind::prefix},
     {"/tmp/.battery_info", Kind::prefix},
     {"/tmp/.battery_outage_check", Kind::prefix},
     {"/tmp/.calibrating", Kind::prefix},
-    {"/tmp/.overload_", Kind::prefix},
-    {"/tmp/.dc-problem", Kind::prefix},
+    {"/tmp/.charging_status", Kind::prefix},
     {"/tmp/.dc-enabled", Kind::prefix},
-    {"/tmp/.ac_outage_", Kind::prefix},
+    {"/tmp/.dc-problem", Kind::prefix},
+    {"/tmp/.led-status-loc", Kind::prefix},
     {"/tmp/.lv", Kind::prefix},
+    {"/tmp/.overload_", Kind::prefix},
+    {"/tmp/.power_meter", Kind::prefix},
 };
+
+bool matches(const Rule& rule, const char* path) {
+  const size_t length = ::strlen(rule.path);
+  if (::strncmp(path, rule.path, length) != 0) return false;
+  return rule.kind == Kind::prefix || path[length] == '\0' || (rule.kind == Kind::folder && path[length] == '/');
+}
 
 }  // namespace
 
 const char* root() {
-  static char canonical[path_size];
-  static char source[path_size];
+  static thread_local char canonical[path_size];
+  static thread_local char source[path_size];
   const char* wanted = ::getenv("KVRN_SIM_ROOT");
   if (wanted == nullptr || *wanted == '\0') return nullptr;
   if (::strcmp(wanted, source) != 0) {
@@ -75,11 +87,8 @@ const char* root() {
 }
 
 bool is_device_path(const char* path) {
-  for (const Rule& rule : rules) {
-    const bool matches =
-        rule.kind == Kind::file ? ::strcmp(path, rule.path) == 0 : ::strncmp(path, rule.path, ::strlen(rule.path)) == 0;
-    if (matches) return true;
-  }
+  for (const Rule& rule : rules)
+    if (matches(rule, path)) return true;
   return false;
 }
 
@@ -87,8 +96,11 @@ const char* redirect(const char* path, char (&buffer)[path_size]) {
   if (path == nullptr || path[0] != '/' || !is_device_path(path)) return path;
   const char* folder = root();
   if (folder == nullptr) return path;
-  const int length = ::snprintf(buffer, sizeof buffer, "%s%s", folder, path);
-  return length > 0 && static_cast<size_t>(length) < sizeof buffer ? buffer : path;
+  // A folder that lies beside one of the device's files, such as /tmp/system.cfg.d.
+  const size_t prefix = ::strlen(folder);
+  if (::strncmp(path, folder, prefix) == 0 && (path[prefix] == '/' || path[prefix] == '\0')) return path;
+  ::snprintf(buffer, sizeof buffer, "%s%s", folder, path);  // a path beyond 4096 stays too long
+  return buffer;
 }
 
 const char* device_of(int fd, char (&buffer)[path_size]) {
@@ -132,9 +144,11 @@ bool write_state(const char* text, const char* format, ...) {
   const int prefix = ::snprintf(path, sizeof path, "%s/", root());
   ::vsnprintf(path + prefix, sizeof path - static_cast<size_t>(prefix), format, args);
   va_end(args);
-  const int fd = open_raw(path, O_WRONLY | O_CREAT | O_TRUNC, 0644);
+  // In place, then cut: another program reads the old text or the new one, never an empty file.
+  const int fd = open_raw(path, O_WRONLY | O_CREAT, 0644);
   if (fd < 0) return false;
-  const bool written = ::write(fd, text, ::strlen(text)) >= 0;
+  const auto length = static_cast<ssize_t>(::strlen(text));
+  const bool written = ::write(fd, text, static_cast<size_t>(length)) == length && ::ftruncate(fd, length) == 0;
   ::close(fd);
   return written;
 }
@@ -161,7 +175,7 @@ void trace(const char* format, ...) {
 }
 
 const char* outcome(int error) {
-  static char text[32];
+  static thread_local char text[32];
   if (error == 0) return "";
   const char* name = ::strerrorname_np(error);
   ::snprintf(text, sizeof text, " %s", name == nullptr ? "error" : name);

@@ -7,7 +7,8 @@
 
 namespace kvrn::sim {
 
-constexpr size_t path_size = 4096;
+// Room for the folder before the longest path: what is too long for the kernel is the kernel's to refuse.
+constexpr size_t path_size = 8192;
 
 // The canonical path of the device's folder, or null when this process runs without one.
 const char* root();
