@@ -5,6 +5,6 @@ build bench
 failed=0
 for program in build/bench/bin/bench_*; do
   step "$(basename "$program")"
-  "$program" "$@" || failed=1
+  "$program" --benchmark_enable_random_interleaving=true "$@" || failed=1
 done
 exit "$failed"

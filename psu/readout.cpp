@@ -18,7 +18,7 @@ int copy_shared(psu_info* out, cache_source* source) {
     return filled && kvrn::copy_records(view, bytes) ? view.count : -1;
   }
   if (::get_psu_info_cache_data(&view) == 0) return -1;
-  const int count = kvrn::copy_records(view, bytes) ? view.count : -1;
+  const int count = kvrn::read_image(view.fd, bytes, 0) ? view.count : -1;
   ::psu_info_cache_data_free(&view);
   return count;
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 #include <kvrn/kvrn.h>
+#include <malloc.h>
 
 #include <climits>
 #include <cstdlib>
@@ -291,3 +292,14 @@ TEST(Readout, HoldsNothingAfterThousandsOfMixedCalls) {
   }
   EXPECT_EQ(open_descriptors(), before);
 }
+
+#if !defined(__SANITIZE_ADDRESS__)
+TEST(Readout, HoldsNoHeap) {
+  Device device("four-source");
+  psu_info all[KVRN_PSU_MAX]{};
+  psu_info_get_all(all, nullptr);  // the first call may make the C library's own buffers
+  const auto before = ::mallinfo2().uordblks;
+  for (int i = 0; i < 3; ++i) psu_info_get_all(all, nullptr);
+  EXPECT_EQ(::mallinfo2().uordblks, before);
+}
+#endif

@@ -8,14 +8,15 @@
 #include <map>
 #include <string>
 
-// Remembers the best time of each benchmark; interleave repetitions so that both sides meet the same machine.
+// Remembers the least processor time of each benchmark: what other programs leave of the machine does not count.
 class RatioReporter : public benchmark::ConsoleReporter {
  public:
+  RatioReporter() : ConsoleReporter(OO_Tabular) {}
   void ReportRuns(const std::vector<Run>& runs) override {
     ConsoleReporter::ReportRuns(runs);
     for (const Run& run : runs) {
       if (run.run_type != Run::RT_Iteration) continue;
-      const double time = run.GetAdjustedRealTime();
+      const double time = run.GetAdjustedCPUTime();
       auto& best = best_[run.run_name.function_name + (run.run_name.args.empty() ? "" : "/" + run.run_name.args)];
       if (best == 0 || time < best) best = time;
     }
