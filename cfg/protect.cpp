@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 #include "cfg/base64.hpp"
 #include "cfg/model.hpp"
