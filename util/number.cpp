@@ -61,7 +61,36 @@ T clamped(const Scanned& scanned) {
   return static_cast<T>(-static_cast<T>(scanned.magnitude));
 }
 
+// An unsigned number with a minus sign negates modulo 2^32.
+std::uint32_t negated_u32(const Scanned& scanned) {
+  const auto value = static_cast<std::uint32_t>(scanned.magnitude);
+  return scanned.negative ? 0U - value : value;
+}
+
+template <typename T>
+bool fits(const Scanned& scanned) {
+  const auto positive_limit = static_cast<std::uint64_t>(std::numeric_limits<T>::max());
+  const bool lowest = std::numeric_limits<T>::is_signed && scanned.negative && scanned.magnitude == positive_limit + 1;
+  return scanned.magnitude <= positive_limit || lowest;
+}
+
+template <typename T>
+std::optional<T> fitting(std::string_view text, unsigned base) {
+  const auto scanned = scan(text, base);
+  if (!scanned || !fits<T>(*scanned)) return std::nullopt;
+  return clamped<T>(*scanned);
+}
+
 }  // namespace
+
+std::optional<std::int32_t> fitting_i32(std::string_view text) { return fitting<std::int32_t>(text, 0); }
+std::optional<std::int32_t> fitting_i32_dec(std::string_view text) { return fitting<std::int32_t>(text, 10); }
+std::optional<std::int64_t> fitting_i64(std::string_view text) { return fitting<std::int64_t>(text, 0); }
+std::optional<std::uint32_t> fitting_u32(std::string_view text) {
+  const auto scanned = scan(text, 0);
+  if (!scanned || !fits<std::uint32_t>(*scanned)) return std::nullopt;
+  return negated_u32(*scanned);
+}
 
 std::optional<std::int32_t> parse_d(std::string_view text) {
   const auto scanned = scan(text, 10);
@@ -73,8 +102,7 @@ std::optional<std::uint32_t> parse_u(std::string_view text) {
   const auto scanned = scan(text, 10);
   if (!scanned) return std::nullopt;
   if (scanned->magnitude > std::numeric_limits<std::uint32_t>::max()) return std::numeric_limits<std::uint32_t>::max();
-  const auto value = static_cast<std::uint32_t>(scanned->magnitude);
-  return scanned->negative ? 0U - value : value;
+  return negated_u32(*scanned);
 }
 
 std::optional<std::int64_t> parse_lli(std::string_view text) {

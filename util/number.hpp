@@ -40,4 +40,11 @@ std::optional<std::int32_t> parse_d(std::string_view text);
 std::optional<std::uint32_t> parse_u(std::string_view text);
 std::optional<std::int64_t> parse_lli(std::string_view text);
 
+// The same, with "0x" and "0" as base prefixes unless decimal, for callers that refuse a value outside the range:
+// nullopt. An unsigned one is outside when its magnitude is.
+std::optional<std::int32_t> fitting_i32(std::string_view text);
+std::optional<std::int32_t> fitting_i32_dec(std::string_view text);
+std::optional<std::uint32_t> fitting_u32(std::string_view text);
+std::optional<std::int64_t> fitting_i64(std::string_view text);
+
 }  // namespace kvrn

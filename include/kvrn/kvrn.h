@@ -7,8 +7,10 @@
 #include <kvrn/board.h>
 #include <kvrn/bytes.h>
 #include <kvrn/cache.h>
+#include <kvrn/cfg.h>
 #include <kvrn/hw.h>
 #include <kvrn/psu.h>
+#include <kvrn/status.h>
 #include <kvrn/util.h>
 
 #endif

@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: MIT
+#include <stdio.h>
+#include <string.h>
+
+#include "cfg/line_reader.hpp"
+#include "cfg/model.hpp"
+#include "cfg/protect.hpp"
+#include "cfg/trim.hpp"
+#include "util/handle.hpp"
+
+namespace kvrn {
+namespace {
+
+// The entry of a line; null for a comment, for a line without "=" and without memory.
+cfg_entry* parse_line(std::string_view line) {
+  const char first = line.front();
+  if (first == '\n' || first == '\r' || first == '#') return nullptr;
+  line = std::string_view(line.data(), ::strnlen(line.data(), line.size()));
+  const std::size_t equals = line.find('=');
+  if (equals == std::string_view::npos) return nullptr;
+  std::string_view value = line;
+  value.remove_prefix(equals + 1);
+  return new_entry(trimmed({line.data(), equals}, true), trimmed(value, false));
+}
+
+}  // namespace
+}  // namespace kvrn
+
+cfg_entry* parse_stream(FILE* stream) {
+  if (stream == nullptr) return nullptr;
+  kvrn::LineReader lines(stream);
+  kvrn::Chain chain;
+  std::string_view line;
+  while (lines.next(line)) {
+    cfg_entry* entry = kvrn::parse_line(line);
+    if (entry == nullptr) continue;
+    kvrn::open_entry(*entry);
+    chain.add(entry);
+  }
+  return chain.first();
+}
+
+cfg_entry* parse(const char* path) {
+  if (path == nullptr) return nullptr;
+  const kvrn::Stream stream(::fopen(path, "re"));
+  return parse_stream(stream.get());
+}

@@ -1,0 +1,90 @@
+// SPDX-License-Identifier: MIT
+#include "cfg/query.hpp"
+
+#include <algorithm>
+#include <array>
+
+#include "cfg/model.hpp"
+#include "cfg/trim.hpp"
+#include "util/number.hpp"
+
+namespace kvrn {
+namespace {
+
+constexpr std::array<std::string_view, 6> on_words{"on", "enabled", "1", "enable", "active", "true"};
+constexpr std::array<std::string_view, 6> off_words{"off", "disabled", "0", "disable", "inactive", "false"};
+
+bool any_of(const std::array<std::string_view, 6>& words, std::string_view text) {
+  const auto same = [](char a, char b) { return lower(a) == lower(b); };
+  for (const std::string_view word : words)
+    if (std::equal(text.begin(), text.end(), word.begin(), word.end(), same)) return true;
+  return false;
+}
+
+// A cleared value counts as none.
+const char* value_or_null(const cfg_entry* cfg, const Pattern& pattern) {
+  const cfg_entry* entry = find_entry(cfg, pattern);
+  return entry == nullptr ? nullptr : entry->value;
+}
+
+template <typename T>
+T number(const cfg_entry* cfg, const Pattern& pattern, std::optional<T> (*convert)(std::string_view), T fallback) {
+  const char* value = value_or_null(cfg, pattern);
+  return value == nullptr ? fallback : convert(value).value_or(fallback);
+}
+
+}  // namespace
+
+const cfg_entry* find_entry(const cfg_entry* cfg, const Pattern& pattern) {
+  while (cfg != nullptr && !pattern.equals(cfg->key)) cfg = cfg->next;
+  return cfg;
+}
+
+std::optional<bool> find_switch(const cfg_entry* cfg, const Pattern& pattern) {
+  const std::string_view word = trimmed(text_of(value_or_null(cfg, pattern)), true);
+  if (any_of(on_words, word)) return true;
+  if (any_of(off_words, word)) return false;
+  return std::nullopt;
+}
+
+}  // namespace kvrn
+
+using kvrn::Pattern;
+
+const char* get_value(const cfg_entry* cfg, const char* fallback, const char* pattern, ...) {
+  KVRN_PATTERN(Pattern, key, pattern, pattern);
+  const cfg_entry* entry = kvrn::find_entry(cfg, key);
+  return entry == nullptr ? fallback : entry->value;
+}
+
+const char* get_esc_value(cfg_entry* cfg, const char* fallback, const char* pattern, ...) {
+  KVRN_PATTERN(Pattern, key, pattern, pattern);
+  const cfg_entry* entry = kvrn::find_entry(cfg, key);
+  return entry == nullptr ? fallback : esc_value(const_cast<cfg_entry*>(entry));
+}
+
+int32_t get_int32(const cfg_entry* cfg, int32_t fallback, const char* pattern, ...) {
+  KVRN_PATTERN(Pattern, key, pattern, pattern);
+  return kvrn::number(cfg, key, kvrn::fitting_i32, fallback);
+}
+
+uint32_t get_uint32(const cfg_entry* cfg, uint32_t fallback, const char* pattern, ...) {
+  KVRN_PATTERN(Pattern, key, pattern, pattern);
+  return kvrn::number(cfg, key, kvrn::fitting_u32, fallback);
+}
+
+int32_t get_int32_dec(const cfg_entry* cfg, int32_t fallback, const char* pattern, ...) {
+  KVRN_PATTERN(Pattern, key, pattern, pattern);
+  return kvrn::number(cfg, key, kvrn::fitting_i32_dec, fallback);
+}
+
+int64_t get_int64(const cfg_entry* cfg, int64_t fallback, const char* pattern, ...) {
+  KVRN_PATTERN(Pattern, key, pattern, pattern);
+  return kvrn::number(cfg, key, kvrn::fitting_i64, fallback);
+}
+
+int get_bool(const cfg_entry* cfg, int fallback, const char* pattern, ...) {
+  KVRN_PATTERN(Pattern, key, pattern, pattern);
+  const auto on = kvrn::find_switch(cfg, key);
+  return on ? int{*on} : fallback;
+}

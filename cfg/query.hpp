@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <kvrn/cfg.h>
+
+#include <optional>
+
+#include "cfg/pattern.hpp"
+
+namespace kvrn {
+
+// The first record whose key equals the pattern; null if none.
+const cfg_entry* find_entry(const cfg_entry* cfg, const Pattern& pattern);
+
+// What a switch says; nullopt without the key, without a value and for a word that is none of the known.
+std::optional<bool> find_switch(const cfg_entry* cfg, const Pattern& pattern);
+
+}  // namespace kvrn

@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: MIT
+#include "cfg/write.hpp"
+
+#include <stdio.h>
+
+#include "cfg/protect.hpp"
+#include "util/handle.hpp"
+
+namespace kvrn {
+namespace {
+
+void write_line(FILE* stream, const char* key, const char* value) {
+  // Results are not looked at: programs take the 0 of a save as "the file could be opened".
+  (void)::fputs(key, stream);
+  (void)::fputc('=', stream);
+  (void)::fputs(value, stream);
+  (void)::fputc('\n', stream);
+}
+
+const char* or_empty(const char* text) { return text == nullptr ? "" : text; }
+
+}  // namespace
+
+int write_cfg(const cfg_entry* cfg, const char* path, bool protect) {
+  if (path == nullptr) return -1;
+  const Stream stream(::fopen(path, "we"));
+  if (!stream) return -1;
+  for (; cfg != nullptr; cfg = cfg->next) {
+    const char* key = or_empty(cfg->key);
+    const char* value = or_empty(cfg->value);
+    if (protect) seal_line(key, value);
+    write_line(stream.get(), key, value);
+  }
+  return 0;
+}
+
+}  // namespace kvrn
+
+int save_cfg(const cfg_entry* cfg, const char* path) { return kvrn::write_cfg(cfg, path, true); }
+
+void print_cfg(const cfg_entry* cfg) {
+  for (; cfg != nullptr; cfg = cfg->next)
+    kvrn::write_line(stdout, kvrn::or_empty(cfg->key), kvrn::or_empty(cfg->value));
+}
+
+int crypt_cfg(const char* input, const char* output, int protect) {
+  cfg_entry* cfg = parse(input);
+  if (cfg == nullptr) return -1;
+  const int result = kvrn::write_cfg(cfg, output, protect != 0);
+  free_cfg(cfg);
+  return result;
+}

@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: MIT
+#include <kvrn/status.h>
+#include <string.h>
+
+#include "cfg/list.hpp"
+#include "cfg/query.hpp"
+
+namespace kvrn {
+namespace {
+
+constexpr size_t name_size = 16;  // the kernel's interface name field
+constexpr const char* devname = ".devname";
+
+// The bridge entry of a device name; null if none.
+const cfg_entry* find_bridge(const List& bridges, const char* name) {
+  for (cfg_entry* bridge = bridges.get(); bridge != nullptr; bridge = bridge->next) {
+    const char* escaped = esc_value(bridge);
+    if (escaped != nullptr && ::strcmp(escaped, name) == 0) return bridge;
+  }
+  return nullptr;
+}
+
+void copy_name(char* destination, const char* name) {
+  const size_t length = ::strnlen(name, name_size);
+  ::memset(destination, 0, name_size);
+  ::memcpy(destination, name, length);
+}
+
+// Writes the name of the bridge's port; false when the name stands for itself.
+bool resolve(const cfg_entry* cfg, const char* name, char* destination) {
+  const List list = matching(cfg, false, pattern_of("bridge."));
+  const List bridges = section(list.get(), pattern_of("bridge."), Middle::component, devname, nullptr);
+  if (!find_switch(list.get(), pattern_of("bridge.status")).value_or(false)) return false;
+  const cfg_entry* bridge = find_bridge(bridges, name);
+  if (bridge == nullptr) return false;
+
+  const int32_t number = get_cfg_key_idx(bridge->key, 1);
+  if (!find_switch(cfg, pattern_of("bridge.%d.status", number)).value_or(true)) return false;
+  const List ports = section(cfg, pattern_of("bridge.%d.port.", number), Middle::component, devname, nullptr);
+  // The port's number is taken from the bridge's key, which has none (-1): one switch, normally absent, decides for
+  // every port, and the answer is the first of them. Devices rely on the bridge answering with its lowest port.
+  const int32_t port = get_cfg_key_idx(bridge->key, 2);
+  if (!find_switch(cfg, pattern_of("bridge.%d.port.%d.status", number, port)).value_or(true)) return false;
+  const char* first = esc_value(ports.get());
+  if (first == nullptr) return false;
+  copy_name(destination, first);
+  return true;
+}
+
+}  // namespace
+}  // namespace kvrn
+
+void getRuntimeInterface(const cfg_entry* cfg, const char* name, char* destination, int) {
+  if (destination == nullptr) return;
+  if (name == nullptr) name = "";
+  if (!kvrn::resolve(cfg, name, destination)) kvrn::copy_name(destination, name);
+}

@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: MIT
+// Configurations from and to texts.
+#pragma once
+
+#include <kvrn/cfg.h>
+#include <stdio.h>
+
+#include <memory>
+#include <string>
+
+struct FreeCfg {
+  void operator()(cfg_entry* first) const { free_cfg(first); }
+};
+struct FreeCfgIt {
+  void operator()(cfg_entry* first) const { free_cfg_it(first); }
+};
+using Config = std::unique_ptr<cfg_entry, FreeCfg>;
+using ResultList = std::unique_ptr<cfg_entry, FreeCfgIt>;
+
+inline Config config(const std::string& text) {
+  FILE* stream = ::tmpfile();
+  ::fwrite(text.data(), 1, text.size(), stream);
+  ::rewind(stream);
+  Config cfg(parse_stream(stream));
+  ::fclose(stream);
+  return cfg;
+}
+
+// "key=value" of each record with a comma between; a null value has no "=".
+inline std::string shown(const cfg_entry* record) {
+  std::string text;
+  for (; record != nullptr; record = record->next) {
+    if (!text.empty()) text += ',';
+    text += record->key;
+    if (record->value != nullptr) text += std::string("=") + record->value;
+  }
+  return text;
+}
+inline std::string shown(const Config& cfg) { return shown(cfg.get()); }
+inline std::string shown(const ResultList& list) { return shown(list.get()); }

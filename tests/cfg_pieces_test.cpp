@@ -1,0 +1,153 @@
+// SPDX-License-Identifier: MIT
+// The hidden pieces against their definitions, and how often keys are compared.
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <cmath>
+#include <random>
+#include <vector>
+
+#include "cfg/base64.hpp"
+#include "cfg/key.hpp"
+#include "cfg/seal.hpp"
+#include "tests/cfg_fixture.hpp"
+#include "tests/cfg_rounds.hpp"
+
+extern "C" int __real__ZN4kvrn11cfg_key_cmpEPKcS1_(const char* a, const char* b);
+static double comparisons = 0;
+extern "C" int __wrap__ZN4kvrn11cfg_key_cmpEPKcS1_(const char* a, const char* b);
+extern "C" int __wrap__ZN4kvrn11cfg_key_cmpEPKcS1_(const char* a, const char* b) {
+  ++comparisons;
+  return __real__ZN4kvrn11cfg_key_cmpEPKcS1_(a, b);
+}
+
+namespace {
+
+std::mt19937 random_source(20240501);
+unsigned below(unsigned limit) { return static_cast<unsigned>(random_source()) % limit; }
+
+// The ranks of a text, each worked out anew.
+std::vector<uint32_t> ranks(const std::string& text) {
+  const auto digit = [&](size_t i) { return i < text.size() && text[i] >= '0' && text[i] <= '9'; };
+  std::vector<uint32_t> result;
+  for (size_t i = 0; i < text.size(); ++i) {
+    const bool first = digit(i) && (i == 0 || !digit(i - 1));
+    if (first)
+      while (text[i] == '0' && digit(i + 1)) ++i;
+    uint32_t rank = static_cast<unsigned char>(text[i]);
+    if (rank >= 'A' && rank <= 'Z') rank += 32;
+    if (digit(i)) {
+      rank = 0;
+      for (size_t j = i; digit(j); ++j) rank = rank * 10 + static_cast<uint32_t>(text[j] - '0');
+      rank += 256;
+    }
+    result.push_back(rank);
+  }
+  return result;
+}
+
+int sign(int value) { return (value > 0) - (value < 0); }
+
+}  // namespace
+
+TEST(key, order) {
+  const struct {
+    const char *a, *b;
+    int order;
+  } cases[] = {
+      {"a.10", "a.9", 1}, {"a.01", "a.1", 0},  {"A", "a", 0},         {"a.1b", "a.1c", -1},
+      {"a.0", "a.00", 0}, {"1", "z", 1},       {"1", "\xff", 1},      {"z", "\x80", -1},
+      {"a", "a.1", -1},   {"a.100", "a.1", 1}, {"", "", 0},           {"4294967296", "0", 1},
+      {"a", nullptr, 1},  {nullptr, "a", -1},  {nullptr, nullptr, 0}, {"4294967137", "a294967137", 0},
+  };
+  for (const auto& c : cases) EXPECT_EQ(sign(kvrn::cfg_key_cmp(c.a, c.b)), c.order) << c.a << " " << c.b;
+}
+
+TEST(key, order_is_that_of_the_ranks) {
+  constexpr std::string_view alphabet = "aAbz.019999990\x80";
+  for (int round = 0; round < 200000; ++round) {
+    std::string a, b;
+    for (unsigned i = below(24); i > 0; --i) a += alphabet[below(static_cast<unsigned>(alphabet.size()))];
+    b = a;
+    for (unsigned i = below(3); i > 0; --i)
+      b.insert(below(static_cast<unsigned>(b.size()) + 1), 1, alphabet[below(14)]);
+    if (!b.empty() && below(2) == 0) b.erase(below(static_cast<unsigned>(b.size())), 1);
+    const auto ra = ranks(a), rb = ranks(b);
+    const int expected = ra < rb ? -1 : (ra > rb ? 1 : 0);
+    ASSERT_EQ(sign(kvrn::cfg_key_cmp(a.c_str(), b.c_str())), expected) << a << " " << b;
+  }
+  const std::string ones(500000, '1');
+  EXPECT_EQ(kvrn::cfg_key_cmp(("2" + ones).c_str(), ("3" + ones).c_str()), 0) << "equal modulo 2^32, and not slow";
+}
+
+TEST(seal, is_what_the_literal_rounds_yield) {
+  for (int round = 0; round < 200; ++round) {
+    std::vector<uint8_t> blob(kvrn::header_size + below(120));
+    for (auto& byte : blob) byte = static_cast<uint8_t>(below(256));
+    const auto text = std::span(blob).subspan(kvrn::header_size);
+    const auto key = rounds::derive_key(blob.data());
+    std::vector<uint8_t> expected(text.begin(), text.end());
+    for (size_t i = 0; i < expected.size(); ++i) expected[i] ^= rounds::keystream(key, blob.data() + 12, i);
+    uint8_t tag[kvrn::tag_size];
+    kvrn::make_tag(blob, tag);
+    EXPECT_EQ(rounds::tag(key, blob), std::vector<uint8_t>(tag, tag + sizeof tag));
+    kvrn::apply_keystream(blob, text);
+    EXPECT_EQ(std::vector<uint8_t>(text.begin(), text.end()), expected);
+  }
+}
+
+TEST(base64, texts) {
+  const struct {
+    const char *plain, *text;
+  } cases[] = {{"", ""}, {"f", "Zg"}, {"fo", "Zm8"}, {"foo", "Zm9v"}, {"\xff\xfe?", "//4/"}};
+  for (const auto& c : cases) {
+    const std::span bytes(reinterpret_cast<const uint8_t*>(c.plain), ::strlen(c.plain));
+    const size_t needed = (bytes.size() + 2) / 3 * 4 + 1;
+    char text[8];
+    EXPECT_TRUE(kvrn::base64_encode(bytes, std::span(text).first(needed)));
+    EXPECT_STREQ(text, c.text);
+    EXPECT_FALSE(kvrn::base64_encode(bytes, std::span(text).first(needed - 1)));
+    uint8_t decoded[4];
+    EXPECT_EQ(kvrn::base64_decode(std::string(" \x80") + c.text + "=\n", decoded), bytes.size());
+    EXPECT_EQ(::memcmp(decoded, c.plain, bytes.size()), 0);
+  }
+  uint8_t small[2];
+  EXPECT_EQ(kvrn::base64_decode("Zm9v", small), std::nullopt);
+}
+
+TEST(growth, no_quadratic_step) {
+  constexpr int n = 20000;
+  const double n_log_n = n * std::log2(n);
+  std::string before, after;
+  for (int i = 0; i < n; ++i) {
+    before += "netconf." + std::to_string(below(n)) + ".p" + std::to_string(below(9)) + "=1\n";
+    after += "netconf." + std::to_string(below(n)) + ".p" + std::to_string(below(9)) + "=2\n";
+  }
+  Config a = config(before);
+  const Config b = config(after);
+
+  comparisons = 0;
+  fix_cfg_idx(a.get(), "netconf.", 1);
+  EXPECT_LE(comparisons, n_log_n + n);
+  fix_cfg_idx(b.get(), "netconf.", 1);
+
+  comparisons = 0;
+  EXPECT_GT(get_cfg_count(ResultList(get_cfg_diff_it(a.get(), b.get())).get()), n / 2);
+  EXPECT_LE(comparisons, 4 * (n_log_n + n)) << "two sorts, and a search for each entry of both";
+
+  comparisons = 0;
+  EXPECT_EQ(get_cfg_idx_by_devname(a.get(), "netconf.", "none"), -1);
+  EXPECT_LE(comparisons, 2 * (n_log_n + n));
+
+  comparisons = 0;
+  cfg_entry* sorted = sort_cfg(a.release());
+  EXPECT_LE(comparisons, n_log_n + n);
+  EXPECT_EQ(get_cfg_count(sorted), n);
+  for (const cfg_entry* e = sorted; e->next != nullptr; e = e->next)
+    EXPECT_LE(kvrn::cfg_key_cmp(e->key, e->next->key), 0);
+  comparisons = 0;
+  sorted = sort_cfg(sorted);
+  EXPECT_EQ(comparisons, n - 1);
+  free_cfg(sorted);
+}

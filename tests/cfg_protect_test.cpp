@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: MIT
+// Protected passwords in files.
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "tests/cfg_fixture.hpp"
+#include "tests/temp_dir.hpp"
+
+using namespace std::string_literals;
+
+namespace {
+
+// The line of a configuration's only entry as save_cfg() writes it.
+std::string saved(const Config& cfg) {
+  const TempDir dir;
+  EXPECT_EQ(save_cfg(cfg.get(), (dir / "cfg").c_str()), 0);
+  return read_text(dir / "cfg");
+}
+
+bool is_sealed(const std::string& line) { return line.compare(0, 6, "~META~") == 0; }
+
+}  // namespace
+
+TEST(protect, known_line) {
+  // A blob of salt 0..11, nonce 12..23; ciphertext and tag worked out by the format's definition.
+  const Config cfg = config(
+      "~META~dXNlcnMuMS5wYXNzd29yZA=="
+      "=AAECAwQFBgcICQoLDA0ODxAREhMUFRYXS11bSk1cPj4iIiYmIiI\r\n");
+  EXPECT_EQ(shown(cfg), "users.1.password=secret");
+}
+
+TEST(protect, passwords_come_back) {
+  for (const char* text :
+       {"users.1.password=secret", "users.1.password=", "users.password=x", "users.a b.c.password= \"blanks\" "})
+    EXPECT_EQ(shown(config(saved(config(text)))), text);
+  for (const char* text : {"users.1.name=a\n", "users.password.x=a\n", "Users.1.password=a\n", "users.1.Password=a\n"})
+    EXPECT_EQ(saved(config(text)), text);
+  const Config cleared = config("users.1.password=x");
+  update_value(cleared.get(), nullptr, "users.1.password");
+  EXPECT_EQ(shown(config(saved(cleared))), "users.1.password=");
+}
+
+TEST(protect, limits) {
+  for (const auto& [length, sealed] : {std::pair{478, true}, {479, false}, {480, false}, {481, false}}) {
+    const std::string text = "users.1.password=" + std::string(static_cast<size_t>(length), 'v');
+    const std::string line = saved(config(text));
+    EXPECT_EQ(is_sealed(line), sealed) << length;
+    EXPECT_EQ(shown(config(line)), text);
+  }
+  for (const auto& [length, sealed, opened] :
+       {std::tuple{505, true, true}, {506, true, false}, {513, true, false}, {514, false, true}}) {
+    const std::string text = "users." + std::string(static_cast<size_t>(length - 15), 'k') + ".password=v";
+    const std::string line = saved(config(text));
+    EXPECT_EQ(is_sealed(line), sealed) << length;
+    EXPECT_EQ(shown(config(line)) == text, opened) << length;
+  }
+}
+
+TEST(protect, random_bytes_are_drawn_in_order_and_refused_lines_draw_too) {
+  const std::string refused(479, 'v');
+  const char* key = "users.1.password";
+  const char* value = refused.c_str();
+  ::srand(1);
+  adv_vento_cfg_encrypt(&key, &value);
+  EXPECT_EQ(value, refused.c_str());
+  const int next = ::rand();
+  ::srand(1);
+  for (int i = 0; i < 24; ++i) (void)::rand();
+  EXPECT_EQ(next, ::rand());
+  const char* none = nullptr;
+  adv_vento_cfg_encrypt(&none, &value);
+  adv_vento_cfg_encrypt(&key, &none);
+  adv_vento_cfg_encrypt(nullptr, nullptr);
+}
+
+TEST(protect, an_altered_line_stays_as_read) {
+  const std::string line = saved(config("users.1.password=" + std::string(60, 's')));
+  const size_t value = line.find('=') + 1;
+  const auto opens = [&](size_t at) {
+    std::string altered = line;
+    altered[value + at] = altered[value + at] == 'A' ? 'B' : 'A';
+    return shown(config(altered)).compare(0, 6, "users.") == 0;
+  };
+  EXPECT_TRUE(opens(0)) << "the salt";
+  EXPECT_FALSE(opens(17 * 4 / 3 + 1)) << "the nonce's last bytes";
+  EXPECT_TRUE(opens(30 * 4 / 3));
+  EXPECT_FALSE(opens(50 * 4 / 3)) << "ciphertext under the tag";
+  EXPECT_TRUE(opens(70 * 4 / 3)) << "beyond it";
+  EXPECT_FALSE(opens(line.size() - value - 4)) << "the tag";
+  for (const std::string& text : {line.substr(0, line.size() - 3), "~META~="s + std::string(41, 'A'),
+                                  "~META~x=" + std::string(681, 'A'), "~META~=" + line.substr(value, 30) + "\n"})
+    EXPECT_EQ(shown(config(text)).compare(0, 6, "~META~"), 0) << text;
+  const Config cfg = config("~META~x=" + line.substr(value));
+  EXPECT_EQ(shown(cfg), "=" + std::string(60, 's')) << "one base64 digit is no byte";
+  adv_vento_cfg_decrypt_entry(nullptr);
+}
+
+TEST(protect, files) {
+  const TempDir dir;
+  const std::string plain = dir / "plain", sealed = dir / "sealed", opened = dir / "opened";
+  write_text(plain, "a=1\nusers.1.password=secret\nusers.2.password=other\n");
+  EXPECT_EQ(crypt_cfg(plain.c_str(), sealed.c_str(), 1), 0);
+  EXPECT_EQ(read_text(sealed).find("secret"), std::string::npos);
+  EXPECT_EQ(crypt_cfg(sealed.c_str(), opened.c_str(), 0), 0);
+  EXPECT_EQ(read_text(opened), "a=1\nusers.1.password=secret\nusers.2.password=other\n");
+  write_text(plain, "# nothing\n");
+  EXPECT_EQ(crypt_cfg(plain.c_str(), (dir / "none").c_str(), 1), -1);
+  EXPECT_FALSE(std::filesystem::exists(dir / "none"));
+  EXPECT_EQ(crypt_cfg(sealed.c_str(), (dir / "no/folder").c_str(), 1), -1);
+  EXPECT_EQ(crypt_cfg(nullptr, nullptr, 1), -1);
+}
