@@ -72,6 +72,12 @@ constexpr Line four_source_lines[] = {
     {115, "li-charge-disable", 0, "out"},
     {207, "li-charge-current-a", 0, "out"},
     {213, "li-charge-current-b", 0, "out"},
+    // The expanders are the three-source board's too: lines that this board leaves unconnected read 0.
+    {160, "spare-160", 0},
+    {200, "spare-200", 0},
+    {201, "spare-201", 0},
+    {202, "spare-202", 0},
+    {205, "spare-205", 0},
 };
 constexpr Line three_source_lines[] = {
     {160, "dc-out-3-on", 1, "out"}, {200, "slot-2-empty", 0}, {201, "dc-out-2", 1, "out"},

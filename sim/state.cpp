@@ -25,8 +25,11 @@ std::optional<std::string> read(const std::filesystem::path& path) {
 
 void write(const std::filesystem::path& path, std::string_view text) {
   std::filesystem::create_directories(path.parent_path());
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  // In place, then cut: a program that reads meanwhile never finds an empty file.
+  std::ofstream(path, std::ios::binary | std::ios::app).close();
+  std::ofstream out(path, std::ios::binary | std::ios::in | std::ios::out);
   out << text << std::flush;
+  if (out) std::filesystem::resize_file(path, text.size());
   if (!out) throw std::runtime_error("cannot write " + path.string());
 }
 
