@@ -20,6 +20,7 @@ timed() {
   step "$label"
   "$@"
   timings+=("$(printf '%5d s  %s' $((SECONDS - start)) "$label")")
+  say "-- $label: $((SECONDS - start)) s"
 }
 print_timings() {
   step "Time"
