@@ -1,0 +1,109 @@
+// SPDX-License-Identifier: MIT
+// kvrn-monitord: the one process that reads the hardware for every other. It reads and publishes; the alarm flags are
+// set by others.
+#include <fmt/core.h>
+#include <signal.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <chrono>
+#include <cstring>
+
+#include "tools/kvrn-monitord/notify.hpp"
+#include "tools/kvrn-monitord/pid_file.hpp"
+#include "tools/kvrn-monitord/publisher.hpp"
+
+namespace monitord {
+namespace {
+
+using Clock = std::chrono::steady_clock;  // a step of the wall clock moves no period
+using std::chrono::microseconds;
+
+struct Options {
+  double period_s = 2;
+  bool once = false;
+  bool background = false;
+  std::string pid_file = "/run/kvrn-monitord.pid";
+};
+
+sigset_t ending_signals() {
+  sigset_t signals;
+  ::sigemptyset(&signals);
+  ::sigaddset(&signals, SIGTERM);
+  ::sigaddset(&signals, SIGINT);
+  return signals;
+}
+
+// Waits until then, telling the watchdog in time. @return a signal wants the end
+bool wait_until(Clock::time_point end, const sigset_t& signals) {
+  const auto watchdog = watchdog_period();
+  for (;;) {
+    auto rest = std::chrono::duration_cast<microseconds>(end - Clock::now());
+    if (rest <= microseconds::zero()) rest = microseconds::zero();
+    if (watchdog && *watchdog < rest) rest = *watchdog;
+    const timespec time{static_cast<time_t>(rest.count() / 1'000'000),
+                        static_cast<long>(rest.count() % 1'000'000) * 1000};
+    if (::sigtimedwait(&signals, nullptr, &time) > 0) return true;
+    if (watchdog) notify("WATCHDOG=1");
+    if (Clock::now() >= end) return false;
+  }
+}
+
+int run(const Options& options) {
+  PidFile pid_file;
+  std::string why;
+  if (!pid_file.take(options.pid_file, why)) {
+    fmt::print(stderr, "kvrn-monitord: {}\n", why);
+    return 1;
+  }
+  const sigset_t signals = ending_signals();
+  ::sigprocmask(SIG_BLOCK, &signals, nullptr);
+  if (options.background && ::daemon(0, 0) != 0) {
+    fmt::print(stderr, "kvrn-monitord: {}\n", std::strerror(errno));
+    return 1;
+  }
+  ::openlog("kvrn-monitord", LOG_PID, LOG_DAEMON);
+  if (!pid_file.write()) ::syslog(LOG_WARNING, "cannot write %s: %m", options.pid_file.c_str());
+  Publisher publisher;
+  if (!publisher) {
+    ::syslog(LOG_ERR, "no memory");
+    return 1;
+  }
+  publisher.refresh();
+  if (options.once) return 0;
+  ::syslog(LOG_INFO, "publishing every %g s on %s", options.period_s, ::map_board_name(::board_identify()));
+  notify("READY=1");
+  const auto period = std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(options.period_s));
+  auto next = Clock::now() + period;
+  while (!wait_until(next, signals)) {
+    // The watchdog hears of a refresh only when it is over: hardware that hangs is not kept alive.
+    publisher.refresh();
+    next = std::max(next + period, Clock::now());  // a late period is not caught up with
+  }
+  notify("STOPPING=1");
+  ::syslog(LOG_INFO, "ending");
+  return 0;
+}
+
+}  // namespace
+}  // namespace monitord
+
+int main(int argc, char** argv) {
+  CLI::App app("Reads the power hardware and publishes the readings for every other process.", "kvrn-monitord");
+  monitord::Options options;
+  app.set_version_flag("--version", "kvrn-monitord " KVRN_VERSION);
+  app.add_option("--period", options.period_s, "Seconds between readings; readers refuse readings above 10 s")
+      ->check(CLI::Range(0.1, 9.0))
+      ->capture_default_str();
+  app.add_flag("--once", options.once, "Publish once and end");
+  app.add_flag("--background", options.background, "Leave the terminal");
+  app.add_option("--pid-file", options.pid_file, "The file that only one monitor can lock")->capture_default_str();
+  app.footer("Exit status: 0 ended by a signal or --once, 1 failed or another monitor runs, 2 wrong usage.");
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : 2;
+  }
+  return monitord::run(options);
+}

@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: MIT
+#include "tools/kvrn-monitord/notify.hpp"
+
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+
+#include "util/handle.hpp"
+
+namespace monitord {
+
+void notify(std::string_view state) {
+  const char* path = std::getenv("NOTIFY_SOCKET");
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  if (path == nullptr || (path[0] != '/' && path[0] != '@')) return;
+  const std::size_t length = std::strlen(path);
+  if (length >= sizeof address.sun_path) return;
+  std::memcpy(address.sun_path, path, length);
+  if (path[0] == '@') address.sun_path[0] = '\0';  // an abstract name
+  const kvrn::Fd fd(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+  if (!fd) return;
+  // A manager that does not listen is no concern of the readings.
+  (void)::sendto(fd.get(), state.data(), state.size(), MSG_NOSIGNAL, reinterpret_cast<const sockaddr*>(&address),
+                 static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + length));
+}
+
+std::optional<std::chrono::microseconds> watchdog_period() {
+  const char* period = std::getenv("WATCHDOG_USEC");
+  const char* process = std::getenv("WATCHDOG_PID");
+  if (period == nullptr || (process != nullptr && std::atol(process) != ::getpid())) return std::nullopt;
+  const long microseconds = std::atol(period);
+  if (microseconds <= 0) return std::nullopt;
+  return std::chrono::microseconds(microseconds / 2);
+}
+
+}  // namespace monitord

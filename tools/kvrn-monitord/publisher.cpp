@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: MIT
+#include "tools/kvrn-monitord/publisher.hpp"
+
+#include <syslog.h>
+
+#include <limits>
+
+#include "board/platform.hpp"
+
+namespace monitord {
+namespace {
+
+constexpr int smart_battery_psu = 3;
+
+constexpr kvrn::WriterSpec battery_file{
+    {kvrn::raw_battery_file.path, kvrn::raw_battery_file.size, "Battery data", kvrn::raw_battery_file.ages},
+    "file",
+    sizeof(sbs_battery_info)};
+
+bool has_smart_battery() {
+  const kvrn::Platform& platform = kvrn::platform_of(::board_identify()->system_id);
+  return platform.psu_count > smart_battery_psu && platform.battery(smart_battery_psu) == kvrn::BatteryReader::smart;
+}
+
+// Shedding asks whether the outputs draw more than the limit: without a budget nothing is shed.
+int limit_of(int budget_mw) { return budget_mw == 0 ? std::numeric_limits<int>::max() : budget_mw; }
+
+}  // namespace
+
+Publisher::Publisher()
+    : smart_battery_(has_smart_battery()), psus_(::psu_info_cache_new()), outputs_(::output_cache_new(&limit_mw_, 0)) {}
+
+void Publisher::refresh() {
+  // The battery first: the readout of the power sources takes it from the file, so the bus is read once a period.
+  if (smart_battery_) publish_battery();
+  psus_->update(psus_.get());
+  limit_mw_ = limit_of(::get_max_usable_power_ex(0, psus_.get()));
+  outputs_->update(outputs_.get());
+  // An update's result is no status; a view says whether there is an image to publish in.
+  psu_info_view psus{};
+  output_view outputs{};
+  log_change(psus_->get(psus_.get(), &psus) != 0 && outputs_->get(outputs_.get(), &outputs) != 0);
+}
+
+void Publisher::publish_battery() {
+  kvrn::drop_if_replaced(battery_file, battery_image_);
+  if (battery_image_.start == nullptr) {
+    kvrn::Fd fd = kvrn::open_for_writing(battery_file, nullptr);
+    if (!fd || !kvrn::map_for_writing(battery_file, std::move(fd), battery_image_)) return;
+  }
+  raw_battery_image image{};
+  // Without a bus there is nothing to publish: the file ages, and readers ask on their own.
+  if (::sbs_battery_get_direct(&image.records[smart_battery_psu]) == 0) return;
+  (void)kvrn::publish(battery_file, battery_image_, std::as_bytes(std::span(image.records)));
+}
+
+void Publisher::log_change(bool working) {
+  if (working == working_) return;
+  working_ = working;
+  ::syslog(working ? LOG_NOTICE : LOG_ERR, working ? "publishing again" : "a cache cannot be written, trying again");
+}
+
+}  // namespace monitord

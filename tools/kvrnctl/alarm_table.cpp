@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: MIT
+#include "tools/kvrnctl/alarm_table.hpp"
+
+#include <kvrn/kvrn.h>
+#include <kvrn/status.h>
+
+namespace kvrnctl {
+namespace {
+
+bool non_zero(int value) { return value != 0; }
+bool never(int) { return false; }
+
+}  // namespace
+
+const std::array<Alarm, 10> alarms{{
+    {"overload", Index::none, [](int) { return ::get_overload_status(); }, nullptr, non_zero,
+     "1 the outputs draw too much, 2 a protection tripped"},
+    {"output-overload", Index::output, [](int index) { return ::get_overload_status_port(index); }, nullptr, non_zero,
+     "1 this output draws too much, 2 its protection tripped"},
+    {"output-protection", Index::output, [](int index) { return ::get_dc_hwprotect_error(index); },
+     [](int index, int value) { return ::set_dc_hwprotect_error(index, value) == 1; }, non_zero,
+     "1 the hardware protection of this output tripped"},
+    {"output-config", Index::output, [](int index) { return ::is_dc_out_cfg_enabled(index); },
+     [](int index, int value) { return ::set_flag(index, value) == 1; }, never,
+     "2 on or not configured, 0 or 1 off"},
+    {"overload-request", Index::request, [](int index) { return ::get_overload_flag(index); },
+     [](int index, int value) {
+       ::set_overload_flag(index, value);
+       return ::get_overload_flag(index) == value;
+     },
+     never, "1 the overload check is wanted"},
+    {"insufficient-power", Index::none, [](int) { return ::insufficient_power_get(); },
+     [](int, int value) { return ::insufficient_power_set(value) == 1; }, non_zero,
+     "1 there is not enough power to charge"},
+    {"ac-outage", Index::none, [](int) { return ::get_ac_outage_status(); }, nullptr, non_zero, "1 a mains input failed"},
+    {"ac-outage-overload", Index::none, [](int) { return ::ac_disabled_overload(); }, nullptr, non_zero,
+     "1 overload after a mains failure"},
+    {"battery-outage", Index::none, [](int) { return ::get_battery_outage_status(); }, nullptr, non_zero,
+     "1 a battery failed"},
+    {"low-voltage", Index::battery, [](int index) { return ::get_lvmonitor_status_psu(index); }, nullptr, non_zero,
+     "1 the low-voltage monitor is active, 2 the battery is nearly empty"},
+}};
+
+int alarm_first(const Alarm& alarm) { return alarm.index == Index::battery ? 2 : 0; }
+
+int alarm_count(const Alarm& alarm) {
+  int outputs = 0;
+  switch (alarm.index) {
+    case Index::output: (void)::get_dc_out_addrs(&outputs); return outputs;
+    case Index::request: return 2;
+    case Index::battery: return ::get_psu_count() - 2;
+    case Index::none: break;
+  }
+  return 1;
+}
+
+json alarm_list() {
+  json list = json::array();
+  for (const Alarm& alarm : alarms)
+    for (int i = 0; i < alarm_count(alarm); ++i) {
+      const int index = alarm_first(alarm) + i;
+      const int value = alarm.get(index);
+      list.push_back({{"id", alarm.index == Index::none ? std::string(alarm.name)
+                                                        : std::string(alarm.name) + '.' + std::to_string(index)},
+                      {"value", value},
+                      {"raised", alarm.raised(value)},
+                      {"settable", alarm.set != nullptr},
+                      {"meaning", alarm.meaning}});
+    }
+  return list;
+}
+
+}  // namespace kvrnctl

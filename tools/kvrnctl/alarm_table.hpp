@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: MIT
+// The alarm and status flags by their names on the command line.
+#pragma once
+
+#include <array>
+#include <optional>
+#include <string_view>
+
+#include "tools/kvrnctl/context.hpp"
+
+namespace kvrnctl {
+
+// What the index of a flag counts.
+enum class Index { none, output, request, battery };
+
+struct Alarm {
+  const char* name;
+  Index index;
+  int (*get)(int index);
+  bool (*set)(int index, int value);  // null: only its owner sets it
+  bool (*raised)(int value);
+  const char* meaning;
+};
+
+extern const std::array<Alarm, 10> alarms;
+
+// Number of entries that an indexed flag has on this board, and the first one.
+int alarm_count(const Alarm& alarm);
+int alarm_first(const Alarm& alarm);
+
+json alarm_list();
+
+}  // namespace kvrnctl

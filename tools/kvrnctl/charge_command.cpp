@@ -1,0 +1,114 @@
+// SPDX-License-Identifier: MIT
+// The charger of a battery: its currents, which one to use, on and off.
+#include <fmt/core.h>
+#include <kvrn/psu.h>
+
+#include <memory>
+
+#include "board/platform.hpp"
+#include "tools/kvrnctl/command.hpp"
+#include "tools/kvrnctl/format.hpp"
+#include "tools/kvrnctl/sections.hpp"
+
+namespace kvrnctl {
+namespace {
+
+struct Options {
+  int psu = 2;
+  int current_ma = 0;
+  std::string on = "on";
+  bool dry_run = false;
+};
+
+// False, with the result filled, when the board has no such battery.
+bool has_battery(const Options& options, Result& result) {
+  if (options.psu < ::get_psu_count()) return true;
+  result.fail(Exit::not_on_this_board, fmt::format("this board has no battery {}", options.psu));
+  return false;
+}
+
+std::vector<int> currents(int psu) {
+  uint32_t list[5]{};
+  ::psu_get_charging_options(psu, list);
+  std::vector<int> found;
+  for (const uint32_t current : list)
+    if (current != 0) found.push_back(static_cast<int>(current));
+  return found;
+}
+
+Result show(const Options& options) {
+  Result result;
+  if (!has_battery(options, result)) return result;
+  json list = json::array();
+  Table table({"INDEX", "CURRENT"});
+  for (const int current : currents(options.psu)) {
+    table.add({std::to_string(list.size()), humanize("current_ma", current)});
+    list.push_back({{"id", list.size()}, {"current_ma", current}});
+  }
+  result.data["psu"] = options.psu;
+  result.data["charging_currents"] = std::move(list);
+  result.text = table.text();
+  return result;
+}
+
+Result set_current(const Options& options) {
+  Result result;
+  if (!has_battery(options, result)) return result;
+  const std::vector<int> list = currents(options.psu);
+  const auto found = std::ranges::find(list, options.current_ma);
+  if (found == list.end()) {
+    result.fail(Exit::usage, fmt::format("battery {} has no charging current {} mA; \"kvrnctl charge show\" lists them",
+                                         options.psu, options.current_ma));
+    return result;
+  }
+  const int index = static_cast<int>(found - list.begin());
+  result.data["charge"] = {{"psu", options.psu}, {"current_ma", options.current_ma}, {"index", index}, {"dry_run", options.dry_run}};
+  if (options.dry_run) {
+    const auto& row = kvrn::platform_of(::board_identify()->system_id).charging_table(options.psu)[static_cast<std::size_t>(index)];
+    for (const kvrn::LineLevel& line : row.lines)
+      if (line.line != 0) result.text += fmt::format("would drive line {} to {}\n", line.line, line.level);
+  } else if (::psu_set_charging_current(options.psu, index) != 0) {
+    result.fail(Exit::failed, "a charging line cannot be driven; \"kvrnctl doctor\" may say why");
+  }
+  return result;
+}
+
+Result enable(const Options& options) {
+  Result result;
+  if (!has_battery(options, result)) return result;
+  const bool on = options.on == "on";
+  result.data["charge"] = {{"psu", options.psu}, {"enabled", on}, {"dry_run", options.dry_run}};
+  if (options.dry_run)
+    result.text = fmt::format("would switch the charger of battery {} {}\n", options.psu, options.on);
+  else if (::psu_set_charge(options.psu, on ? 1 : 0) != 0)
+    result.fail(Exit::failed, "the charge-disable line cannot be driven; \"kvrnctl doctor\" may say why");
+  return result;
+}
+
+CLI::App* add(CommandLine& line, CLI::App& parent, const char* name, const char* text,
+              const std::shared_ptr<Options>& options, Result (*action)(const Options&)) {
+  CLI::App* command = line.add(parent, name, text);
+  command->add_option("--psu", options->psu, "The battery, 2 or 3")
+      ->check(CLI::Range(2, 3))
+      ->option_text("N")
+      ->capture_default_str();
+  command->callback([&line, options, action] { line.action = [=](const Context&) { return action(*options); }; });
+  return command;
+}
+
+}  // namespace
+
+void add_charge_commands(CommandLine& line) {
+  CLI::App* charge = line.app.add_subcommand("charge", "The charger of a battery");
+  charge->require_subcommand(1);
+  const auto options = std::make_shared<Options>();
+  add(line, *charge, "show", "The charging currents it can use", options, show);
+  CLI::App* command = add(line, *charge, "current", "Use one of its charging currents", options, set_current);
+  command->add_option("MA", options->current_ma, "In mA, as listed")->required();
+  command->add_flag("--dry-run", options->dry_run, "Say what would be driven");
+  command = add(line, *charge, "enable", "Switch it on or off", options, enable);
+  command->add_option("STATE", options->on)->required()->check(CLI::IsMember({"on", "off"}));
+  command->add_flag("--dry-run", options->dry_run, "Say what would be done");
+}
+
+}  // namespace kvrnctl

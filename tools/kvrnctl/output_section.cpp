@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: MIT
+#include <fmt/core.h>
+#include <kvrn/status.h>
+
+#include <array>
+#include <climits>
+
+#include "status/flags.hpp"
+#include "tools/kvrnctl/cache_probe.hpp"
+#include "tools/kvrnctl/power_sections.hpp"
+
+namespace kvrnctl {
+namespace {
+
+constexpr std::array<const char*, 6> state_names{"normal",     "shed", "overload", "protected",
+                                                 "idle, below 0.9 W", "configured off"};
+
+std::string output_state_name(std::int32_t state) {
+  if (state < 0 || static_cast<std::size_t>(state) >= state_names.size()) return "unknown";
+  return state_names[static_cast<std::size_t>(state)];
+}
+
+// What is configured: 0 and negative numbers are off, 1 is a request that keeps the output off, 2 is not configured.
+json configured(int output) { return ::is_dc_out_cfg_enabled(output) >= 2 ? json("on") : json("off"); }
+
+json output_section(const output_status& output, int id) {
+  return {{"id", id},
+          {"enabled", output.enabled != 0},
+          {"state", output_state_name(output.state)},
+          {"state_code", std::int32_t{output.state}},
+          {"configured", configured(id)},
+          {"voltage_mv", std::int32_t{output.voltage_mv}},
+          {"current_ma", std::int32_t{output.current_ma}},
+          {"power_uw", std::int32_t{output.power_uw}}};
+}
+
+// Without the monitor the state is nobody's decision: the readings and the switch are all there is.
+json direct_section(int id) {
+  const auto output = static_cast<std::uint32_t>(id);
+  return {{"id", id},
+          {"enabled", ::is_dc_out_enabled(id) != 0 && ::get_dc_hwprotect_error(id) == 0},
+          {"state", nullptr},
+          {"state_code", nullptr},
+          {"configured", configured(id)},
+          {"voltage_mv", ::isl28022_read_voltage_id_direct(output)},
+          {"current_ma", ::isl28022_read_current_id_direct(output)},
+          {"power_uw", ::isl28022_read_power_id_direct(output)}};
+}
+
+}  // namespace
+
+OutputReading read_outputs() {
+  OutputReading reading;
+  reading.list = json::array();
+  const CacheProbe probe = probe_cache(kvrn::output_cache_file);
+  output_view view{};
+  if (::get_output_cache_data(&view) != 0) {
+    std::array<output_status, KVRN_OUTPUT_MAX> records{};
+    const bool whole = ::pread(view.fd, records.data(), sizeof records, 0) == static_cast<ssize_t>(sizeof records);
+    for (int id = 0; whole && id < view.count; ++id)
+      reading.list.push_back(output_section(records[static_cast<std::size_t>(id)], id));
+    ::output_cache_data_free(&view);
+    reading.source = {{"kind", "cache"},
+                      {"path", kvrn::output_cache_file.path},
+                      {"age_s", probe.age_s ? json(*probe.age_s) : json(nullptr)},
+                      {"fresh", probe.fresh()}};
+    if (whole) return reading;
+  }
+  int count = 0;
+  (void)::get_dc_out_addrs(&count);
+  for (int id = 0; id < count; ++id) reading.list.push_back(direct_section(id));
+  reading.source = {{"kind", "direct"},
+                    {"path", nullptr},
+                    {"age_s", 0},
+                    {"fresh", true},
+                    {"reason", fmt::format("{}: {}", kvrn::output_cache_file.path, probe.text())}};
+  return reading;
+}
+
+json budget_section() {
+  psu_info psus[KVRN_PSU_MAX]{};
+  (void)::psu_info_get_all(psus, nullptr);
+  const int available = ::get_max_power(psus);
+  const int drawn = ::get_output_power(0);
+  return {{"available_mw", available == 0 ? json(nullptr) : json(available)},
+          {"single_supply_limit_mw", available == 0 ? json(nullptr) : json(::get_max_power_single_ex(psus, 1))},
+          {"drawn_mw", drawn},
+          {"free_mw", available == 0 ? json(nullptr) : json(available - drawn)},
+          {"inputs_with_mains", ::psu_info_ac_connected()},
+          {"charging_mw", ::get_max_charging_power(2)}};
+}
+
+json state_section() {
+  static constexpr std::array<const char*, 15> meanings{
+      "running on mains, battery idle",
+      "running on battery",
+      nullptr,
+      nullptr,
+      "battery low",
+      "output off",
+      "mains failed on the first input",
+      "mains failed on the second input",
+      "outputs overloaded",
+      "output stopped by its protection",
+      "charging",
+      "charging with the highest current",
+      "calibrating the battery",
+      "battery error",
+      "running on mains, no battery"};
+  psu_info psus[KVRN_PSU_MAX]{};
+  (void)::psu_info_get_all(psus, nullptr);
+  const int code = ::get_device_state(psus);
+  const bool named = code >= 0 && static_cast<std::size_t>(code) < meanings.size() && meanings[static_cast<std::size_t>(code)] != nullptr;
+  return {{"code", code}, {"meaning", named ? json(meanings[static_cast<std::size_t>(code)]) : json(nullptr)}};
+}
+
+json capacity_section() {
+  const std::int64_t capacity = ::read_lcm_battery_capacity_mah();
+  json out{{"capacity_mah", capacity}};
+  json list = json::array();
+  for (int psu = 2; psu < ::get_psu_count(); ++psu) {
+    int32_t time_s = 0;
+    int32_t third = 0;
+    int32_t percentage = 100;
+    const int charge = ::get_battery_data(psu, &time_s, &third);
+    const int calibrating = ::read_battery_calibrating(psu, &percentage);
+    const int resistance = ::get_battery_internal_resistance(psu);
+    list.push_back({{"id", psu},
+                    {"charge_pct", charge == -2 ? json(nullptr) : json(charge)},
+                    {"time_s", charge == -2 ? json(nullptr) : json(time_s)},
+                    {"internal_resistance", resistance == 0 ? json(nullptr) : json(resistance)},
+                    {"calibrating", calibrating != 0},
+                    {"calibration_pct", calibrating != 0 ? json(percentage) : json(nullptr)}});
+  }
+  out["batteries"] = std::move(list);
+  return out;
+}
+
+}  // namespace kvrnctl

@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: MIT
+// outputs, budget, state, capacity: what the power unit delivers and may deliver.
+#include <fmt/core.h>
+
+#include "tools/kvrnctl/command.hpp"
+#include "tools/kvrnctl/format.hpp"
+#include "tools/kvrnctl/power_sections.hpp"
+#include "tools/kvrnctl/power_text.hpp"
+
+namespace kvrnctl {
+namespace {
+
+Result outputs(const Context& context) {
+  Result result;
+  const OutputReading reading = read_outputs();
+  result.data["source"] = reading.source;
+  result.data["outputs"] = reading.list;
+  result.text = outputs_text(context, reading.list) + '\n' + source_line(reading.source);
+  if (reading.source["fresh"] != true)
+    result.fail(Exit::stale, "the readings are old: the monitoring process is not running");
+  return result;
+}
+
+Result budget(const Context&) {
+  Result result;
+  result.data["budget"] = budget_section();
+  result.text = fields(result.data["budget"], "");
+  if (result.data["budget"]["available_mw"].is_null())
+    result.fail(Exit::not_on_this_board, "this board has no power budget");
+  return result;
+}
+
+Result state(const Context&) {
+  Result result;
+  result.data["state"] = state_section();
+  const json& section = result.data["state"];
+  result.text = fmt::format("{}  {}\n", section["code"].dump(), humanize("meaning", section["meaning"]));
+  return result;
+}
+
+Result capacity(const Context&) {
+  Result result;
+  if (::get_psu_count() <= 2) {
+    result.data["capacity"] = nullptr;
+    result.fail(Exit::not_on_this_board, "this board has no battery");
+    return result;
+  }
+  result.data["capacity"] = capacity_section();
+  const json& section = result.data["capacity"];
+  result.text = fields(section, "");
+  for (const json& battery : section["batteries"])
+    result.text += fmt::format("\nPSU {}\n{}", battery["id"].dump(), fields(battery, "  "));
+  return result;
+}
+
+}  // namespace
+
+void add_power_commands(CommandLine& line) {
+  const auto add = [&line](const char* name, const char* description, Result (*command)(const Context&)) {
+    line.add(name, description)->callback([&line, command] { line.action = command; });
+  };
+  add("outputs", "The DC outputs: switch, state, load", outputs);
+  add("budget", "How much power may be drawn, and how much is", budget);
+  add("state", "The device state: its code and what it means", state);
+  add("capacity", "Capacity, charge and calibration of the batteries", capacity);
+}
+
+}  // namespace kvrnctl

@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: MIT
+#include "tools/kvrnctl/power_text.hpp"
+
+#include <fmt/core.h>
+
+namespace kvrnctl {
+namespace {
+
+Color color_of_psu(const std::string& state) {
+  if (state == "mains on" || state == "charging") return Color::good;
+  if (state == "no mains" || state == "absent" || state == "unknown") return Color::bad;
+  return Color::none;
+}
+
+Color color_of_output(const std::string& state) {
+  if (state == "normal") return Color::good;
+  if (state == "shed" || state == "overload" || state == "protected") return Color::bad;
+  return Color::none;
+}
+
+// A value that this source does not have is no unknown value.
+std::string cell(const json& entry, const char* key) {
+  return entry.contains(key) ? humanize(key, entry[key]) : "-";
+}
+
+}  // namespace
+
+std::string outputs_text(const Context& context, const json& outputs) {
+  Table table({"OUTPUT", "SWITCHED", "STATE            ", "CONFIGURED", "VOLTAGE", "CURRENT", "POWER"});
+  for (const json& output : outputs) {
+    const std::string state = humanize("state", output["state"]);
+    table.add({output["id"].dump(), output["enabled"] == true ? "on" : "off",
+               painted(context, color_of_output(state), state), output["configured"], cell(output, "voltage_mv"),
+               cell(output, "current_ma"), cell(output, "power_uw")});
+  }
+  return table.text();
+}
+
+std::string psus_text(const Context& context, const json& psus) {
+  Table table({"PSU", "TYPE           ", "STATE       ", "USABLE", "VOLTAGE", "CURRENT", "CHARGE", "TEMPERATURE"});
+  for (const json& psu : psus) {
+    const bool battery = psu["type"] == "battery";
+    const std::string type = psu["type"].get<std::string>() + (battery ? ", " + psu.value("kind", "none") : "");
+    const std::string state = psu["state"];
+    table.add({psu["id"].dump(), type, painted(context, color_of_psu(state), state), humanize("usable", psu["usable"]),
+               cell(psu, battery ? "voltage_mv" : "output_voltage_mv"),
+               cell(psu, battery ? "current_ma" : "output_current_ma"), cell(psu, "charge_pct"),
+               cell(psu, "temperature_c")});
+  }
+  return table.text();
+}
+
+std::string source_line(const json& source) {
+  if (source["kind"] == "cache")
+    return fmt::format("Source: cache {}, {}\n", source["path"].get<std::string>(),
+                       source["age_s"].is_null() ? "never refreshed" : source["age_s"].dump() + " s old");
+  if (!source.contains("reason")) return "Source: direct readout\n";
+  return fmt::format("Source: direct readout ({})\n", source["reason"].get<std::string>());
+}
+
+}  // namespace kvrnctl
