@@ -30,7 +30,7 @@ class PatternOf {
   }
 
   // A text that could not be formatted matches nothing (as an empty prefix it would match every key).
-  bool equals(const char* key) const { return valid_ && cfg_key_cmp(key, text_) == 0; }
+  bool equals(const char* key) const { return valid_ && cfg_key_equal(key, {text_, length_}); }
   bool begins(const char* key) const { return valid_ && key != nullptr && ::strncmp(key, text_, length_) == 0; }
   bool matches(const char* key, bool exact) const { return exact ? equals(key) : begins(key); }
 
