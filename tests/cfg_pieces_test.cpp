@@ -47,6 +47,13 @@ std::vector<uint32_t> ranks(const std::string& text) {
   return result;
 }
 
+// Element by element: the library's comparison of whole vectors is wrong on big-endian hosts in some versions.
+int order_of(const std::vector<uint32_t>& a, const std::vector<uint32_t>& b) {
+  for (size_t i = 0; i < a.size() && i < b.size(); ++i)
+    if (a[i] != b[i]) return a[i] < b[i] ? -1 : 1;
+  return (a.size() > b.size()) - (a.size() < b.size());
+}
+
 int sign(int value) { return (value > 0) - (value < 0); }
 
 }  // namespace
@@ -73,9 +80,9 @@ TEST(key, order_is_that_of_the_ranks) {
     for (unsigned i = below(3); i > 0; --i)
       b.insert(below(static_cast<unsigned>(b.size()) + 1), 1, alphabet[below(14)]);
     if (!b.empty() && below(2) == 0) b.erase(below(static_cast<unsigned>(b.size())), 1);
-    const auto ra = ranks(a), rb = ranks(b);
-    const int expected = ra < rb ? -1 : (ra > rb ? 1 : 0);
+    const int expected = order_of(ranks(a), ranks(b));
     ASSERT_EQ(sign(kvrn::cfg_key_cmp(a.c_str(), b.c_str())), expected) << a << " " << b;
+    ASSERT_EQ(kvrn::cfg_key_equal(a.c_str(), b), expected == 0) << a << " " << b;
   }
   const std::string ones(500000, '1');
   EXPECT_EQ(kvrn::cfg_key_cmp(("2" + ones).c_str(), ("3" + ones).c_str()), 0) << "equal modulo 2^32, and not slow";
