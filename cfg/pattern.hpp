@@ -18,6 +18,7 @@ class PatternOf {
  public:
   __attribute__((format(printf, 2, 0))) PatternOf(const char* format, va_list args) {
     if (format == nullptr) return;
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): KVRN_PATTERN starts the list
     const int length = std::vsnprintf(text_, Size, format, args);
     if (length < 0) return;
     valid_ = true;

@@ -6,7 +6,7 @@ packages_build=(g++ make cmake pkgconf libgpiod-dev libcli11-dev libfmt-dev nloh
 packages_test=(libgtest-dev googletest python3 binutils strace scdoc bash-completion)
 packages_cross=(g++-mips-linux-gnu qemu-user xz-utils)
 packages_check=(git clang clang-format clang-tidy shellcheck)
-packages_bench=(libbenchmark-dev)
+packages_bench=(libbenchmark-dev libglib2.0-dev libinih-dev)
 
 codename() { (. /etc/os-release && printf '%s' "${VERSION_CODENAME:-}"); }
 

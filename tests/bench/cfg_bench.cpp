@@ -146,14 +146,14 @@ void open_literal(benchmark::State& state) {
     }
 }
 
-#define SIZES Arg(200)->Arg(2000)->Arg(20000)->Repetitions(21)
+#define SIZES Arg(200)->Arg(2000)->Arg(20000)->Repetitions(21)->MinTime(0.02)
 BENCHMARK(parse_kvrn)->SIZES;
 BENCHMARK(parse_inih)->SIZES;
 BENCHMARK(parse_glib)->SIZES;
 BENCHMARK(value_kvrn)->SIZES;
 BENCHMARK(value_walk)->SIZES;
-BENCHMARK(open_kvrn)->Repetitions(5);
-BENCHMARK(open_literal)->Repetitions(5);
+BENCHMARK(open_kvrn)->Repetitions(9)->MinTime(0.02);
+BENCHMARK(open_literal)->Repetitions(9)->MinTime(0.02);
 
 }  // namespace
 
@@ -165,13 +165,7 @@ int main(int argc, char** argv) {
     write_text(path(entries, ".key"), "[cfg]\n" + lines(entries));
     chains[entries].reset(parse(path(entries, ".cfg").c_str()));
   }
-  // Both sides of a ratio meet the same machine.
-  std::vector<char*> arguments(argv, argv + argc);
-  char interleave[] = "--benchmark_enable_random_interleaving=true";
-  char min_time[] = "--benchmark_min_time=0.02";
-  arguments.insert(arguments.begin() + 1, {interleave, min_time});
-  int count = static_cast<int>(arguments.size());
-  benchmark::Initialize(&count, arguments.data());
+  benchmark::Initialize(&argc, argv);
   RatioReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   bool kept = true;
