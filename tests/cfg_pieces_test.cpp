@@ -2,13 +2,11 @@
 // The hidden pieces against their definitions, and how often keys are compared.
 #include <gtest/gtest.h>
 #include <stdlib.h>
-#include <string.h>
 
 #include <cmath>
 #include <random>
 #include <vector>
 
-#include "cfg/base64.hpp"
 #include "cfg/key.hpp"
 #include "cfg/seal.hpp"
 #include "tests/cfg_fixture.hpp"
@@ -102,25 +100,6 @@ TEST(seal, is_what_the_literal_rounds_yield) {
     kvrn::apply_keystream(blob, text);
     EXPECT_EQ(std::vector<uint8_t>(text.begin(), text.end()), expected);
   }
-}
-
-TEST(base64, texts) {
-  const struct {
-    const char *plain, *text;
-  } cases[] = {{"", ""}, {"f", "Zg"}, {"fo", "Zm8"}, {"foo", "Zm9v"}, {"\xff\xfe?", "//4/"}};
-  for (const auto& c : cases) {
-    const std::span bytes(reinterpret_cast<const uint8_t*>(c.plain), ::strlen(c.plain));
-    const size_t needed = (bytes.size() + 2) / 3 * 4 + 1;
-    char text[8];
-    EXPECT_TRUE(kvrn::base64_encode(bytes, std::span(text).first(needed)));
-    EXPECT_STREQ(text, c.text);
-    EXPECT_FALSE(kvrn::base64_encode(bytes, std::span(text).first(needed - 1)));
-    uint8_t decoded[4];
-    EXPECT_EQ(kvrn::base64_decode(std::string(" \x80") + c.text + "=\n", decoded), bytes.size());
-    EXPECT_EQ(::memcmp(decoded, c.plain, bytes.size()), 0);
-  }
-  uint8_t small[2];
-  EXPECT_EQ(kvrn::base64_decode("Zm9v", small), std::nullopt);
 }
 
 TEST(growth, no_quadratic_step) {
