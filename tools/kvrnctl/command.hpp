@@ -26,6 +26,7 @@ void add_board_command(CommandLine& line);
 void add_psu_commands(CommandLine& line);
 void add_gpio_commands(CommandLine& line);
 void add_get_command(CommandLine& line);
+void add_cfg_commands(CommandLine& line);
 void add_doctor_command(CommandLine& line);
 
 }  // namespace kvrnctl

@@ -12,7 +12,7 @@ _kvrnctl_paths() {
 
 _kvrnctl() {
   local cur prev words cword
-  _init_completion -n : || return
+  _init_completion -s -n : || return
 
   local common="--json --verbose --help" command="" sub="" i
   for ((i = 1; i < cword; i++)); do
@@ -43,7 +43,7 @@ _kvrnctl() {
       ;;
     get)
       choices=$common
-      if [[ $cur != -* ]]; then
+      if [[ $cur != -* && $prev == get ]]; then
         choices=$(_kvrnctl_paths "$cur")
         compopt -o nospace
       fi

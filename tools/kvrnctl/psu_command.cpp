@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <fmt/core.h>
+#include <kvrn/util.h>
 
-#include <map>
+#include <algorithm>
 #include <optional>
 
 #include "tools/kvrnctl/command.hpp"
@@ -12,14 +13,19 @@ namespace kvrnctl {
 namespace {
 
 struct Options {
-  Source source = Source::automatic;
+  std::string source = "auto";
   std::optional<int> psu;
 };
+
+Source to_source(std::string_view name) {
+  if (name == "cache") return Source::cache;
+  return name == "direct" ? Source::direct : Source::automatic;
+}
 
 Color color_of(const json& psu) {
   const std::string state = psu["state"];
   if (state == "mains on" || state == "charging") return Color::good;
-  if (state == "no mains" || state == "absent") return Color::bad;
+  if (state == "no mains" || state == "absent" || state == "unknown") return Color::bad;
   return Color::none;
 }
 
@@ -68,8 +74,10 @@ Result show(const Context& context, const Options& options, bool batteries_only)
                 fmt::format("this board has {} power sources, no PSU {}", count, *options.psu));
     return result;
   }
-  const PsuReading reading = read_psus(options.source);
-  json list = psu_list(reading.records, batteries_only);
+  const std::int64_t start = ::get_timestamp_mono_ms();
+  const PsuReading reading = read_psus(to_source(options.source));
+  context.note(fmt::format("{} power sources in {} ms", reading.records.size(), ::get_timestamp_mono_ms() - start));
+  json list = psu_list(reading, batteries_only, result.errors);
   if (options.psu)
     list.erase(std::remove_if(list.begin(), list.end(), [&](const json& psu) { return psu["id"] != *options.psu; }),
                list.end());
@@ -94,16 +102,16 @@ Result show(const Context& context, const Options& options, bool batteries_only)
 }
 
 void add(CommandLine& line, const char* name, const char* description, bool batteries_only) {
-  static const std::map<std::string, Source> sources{
-      {"auto", Source::automatic}, {"cache", Source::cache}, {"direct", Source::direct}};
   const auto options = std::make_shared<Options>();
   CLI::App* command = line.add(name, description);
-  command->add_option("N", options->psu, "Number of one PSU, with all its values")->check(CLI::Range(0, 3));
+  command->add_option("N", options->psu, "Number of one PSU, 0 to 3, with all its values")
+      ->check(CLI::Range(0, 3))
+      ->option_text("N");
   command
       ->add_option("--source", options->source,
                    "auto: the cache if it is fresh, else the hardware; cache: nothing but the cache; direct: the "
                    "hardware")
-      ->transform(CLI::CheckedTransformer(sources))
+      ->check(CLI::IsMember({"auto", "cache", "direct"}))
       ->option_text("auto|cache|direct");
   command->callback([&line, options, batteries_only] {
     line.action = [=](const Context& context) { return show(context, *options, batteries_only); };
