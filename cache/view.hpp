@@ -15,8 +15,8 @@ namespace kvrn {
 // Number of DC outputs, counted once per process (a count of 0 is counted again).
 int output_count();
 
-// Copies records out of a caller's view. A view whose descriptor is a file is read through it, so that a file that was cut
-// short makes this false instead of killing the process; a caller's own source may have no descriptor.
+// Copies records out of a caller's view. A view whose descriptor is a file is read through it, so that a file that was
+// cut short makes this false instead of killing the process; a caller's own source may have no descriptor.
 template <typename View>
 bool copy_records(const View& view, std::span<std::byte> out) {
   if (view.records == nullptr) return false;

@@ -1,8 +1,6 @@
 # SPDX-License-Identifier: MIT
 """kvrnctl on the simulated device: documents, texts, exit statuses, completion."""
-import atexit
 import glob
-import json
 import os
 import pty
 import shutil
@@ -12,42 +10,13 @@ import tempfile
 import time
 import unittest
 
-BIN = os.environ["KVRN_BIN"]
-SOURCE = os.environ["KVRN_SOURCE"]
+from kvrnctl_device import BIN, SOURCE, Run
+from kvrnctl_device import Device as PlainDevice
+
 MARKERS = ("-2147483648", "-127", "2147483647", "3932100", "-2147483.648")
 
 
-class Run:
-    def __init__(self, done):
-        self.status, self.out, self.err = done.returncode, done.stdout, done.stderr
-
-    def json(self):
-        return json.loads(self.out)
-
-
-class Device:
-    def __init__(self, board):
-        self.folder = tempfile.mkdtemp(prefix="kvrn-test-")
-        atexit.register(shutil.rmtree, self.folder)
-        self.root = os.path.join(self.folder, "root")
-        self.sim("new", self.root, "--board", board)
-
-    def sim(self, *words):
-        return subprocess.run([BIN + "/kvrn-sim", *words], check=True, capture_output=True, text=True).stdout
-
-    def set(self, *words):
-        self.sim("set", self.root, *words)
-
-    def path(self, name):
-        return self.root + name
-
-    def command(self, *words):
-        return [BIN + "/kvrn-sim", "run", self.root, "--", BIN + "/kvrnctl", *words]
-
-    def run(self, *words, env=None):
-        return Run(subprocess.run(self.command(*words), capture_output=True, text=True, timeout=60,
-                                  env={**os.environ, **(env or {})}))
-
+class Device(PlainDevice):
     def cache(self, age=0, size=552):
         stamp = int(time.clock_gettime(time.CLOCK_MONOTONIC)) - age
         records = b"".join(struct.pack(">IB3xI", i, 0xC0, 1 if i < 2 else 2).ljust(136, b"\0") for i in range(4))
@@ -283,6 +252,10 @@ class Completion(unittest.TestCase):
         self.assertEqual(self.complete(device, "kvrnctl gpio "), ["get", "set", "--help"])
         self.assertEqual(self.complete(device, "kvrnctl psu --source c"), ["cache"])
         self.assertEqual(self.complete(device, "kvrnctl get psu.2.volt"), ["psu.2.voltage_mv"])
+        device.set("file", "/tmp/system.cfg", "radio.1.mode=ap\nradio.1.band=5\n")
+        self.assertEqual(self.complete(device, "kvrnctl cfg set radio.1.m"), ["radio.1.mode"])
+        self.assertEqual(self.complete(device, "kvrnctl cfg get --type u"), ["uint"])
+        self.assertIn("renumber", self.complete(device, "kvrnctl cfg "))
         self.assertIn("battery.3", self.complete(device, "kvrnctl get battery."))
 
 

@@ -73,23 +73,36 @@ Result edit_file(const Context& context, const CfgOptions& options, bool protect
   return result;
 }
 
+// The library cannot append to the empty configuration: its first entry is a line that is read.
+std::string first_entry(Cfg& cfg, const std::string& key, const std::string& value) {
+  cfg = parse_cfg_text(key + '=' + value + '\n');
+  const cfg_entry* first = cfg.first();
+  if (first == nullptr || first->key != key || first->value != value || first->next != nullptr)
+    throw CfgError{fmt::format("'{}' would be lost: as a line it reads differently", key)};
+  return "appended";
+}
+
+// The library cuts a key that it looks for; the wrong entry must not be changed.
+void check_length(const std::string& key) {
+  constexpr std::size_t longest_pattern = 255;
+  if (key.size() > longest_pattern)
+    throw CfgError{fmt::format("a key that is looked for has at most {} characters", longest_pattern)};
+}
+
 std::string set_value(Cfg& cfg, const std::string& key, const std::string& value) {
-  if (cfg.first() == nullptr) {
-    // The library cannot append to the empty configuration: its first entry is a line that is read.
-    cfg = parse_cfg_text(key + '=' + value + '\n');
-    if (cfg.first() == nullptr) throw CfgError{fmt::format("'{}={}' is no line of a configuration", key, value)};
-    return "appended";
-  }
+  check_length(key);
+  if (cfg.first() == nullptr) return first_entry(cfg, key, value);
   return ::update_value(cfg.first(), value.c_str(), "%s", key.c_str()) == 1 ? "appended" : "changed";
 }
 
 std::string add_value(Cfg& cfg, const std::string& key, const std::string& value) {
-  if (cfg.first() == nullptr) return set_value(cfg, key, value);
+  if (cfg.first() == nullptr) return first_entry(cfg, key, value);
   if (::add_str_value(cfg.first(), value.c_str(), "%s", key.c_str()) != 0) throw CfgError{"no memory"};
   return "appended";
 }
 
 std::string delete_keys(Cfg& cfg, const std::string& key, bool prefix) {
+  check_length(key);
   const int deleted = ::cfg_del_key(&cfg.first(), prefix ? 0 : 1, "%s", key.c_str());
   if (deleted == 0) throw CfgError{fmt::format("no key {} '{}'", prefix ? "begins with" : "is", key)};
   return fmt::format("{} deleted", deleted);
@@ -101,6 +114,7 @@ std::string sort_entries(Cfg& cfg) {
 }
 
 std::string renumber(Cfg& cfg, const std::string& prefix, int position) {
+  check_length(prefix);
   ::fix_cfg_idx(cfg.first(), "%s", position, prefix.c_str());
   return "renumbered";
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <exception>
 #include <random>
@@ -49,6 +50,8 @@ int run(int argc, char** argv) {
     if (line.app.exit(error) != 0) return static_cast<int>(Exit::usage);
     return static_cast<int>(flush_output() ? Exit::ok : Exit::failed);
   }
+  // A file size limit is an error of the write, as a full disk is; not the end of the process with half a file.
+  (void)std::signal(SIGXFSZ, SIG_IGN);
   // The library draws salts from rand() and leaves the seed to its program.
   std::srand(std::random_device{}());
   line.context.color = wants_color();
