@@ -168,7 +168,7 @@ struct Words {
 
 void add_cfg_edit_commands(CommandLine& line, CLI::App& cfg, const std::shared_ptr<CfgOptions>& options) {
   const auto words = std::make_shared<Words>();
-  const auto add = [&](const char* name, const char* description, bool protect, Edit edit) {
+  const auto add = [&](const char* name, const char* description, bool protect, const Edit& edit) {
     CLI::App* command = add_cfg(line, cfg, name, description, *options);
     command->add_flag("--dry-run", options->dry_run, "Print the changes and leave the file");
     command->add_flag("--backup", options->backup, "Keep the old file as FILE.bak");
