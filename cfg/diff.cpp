@@ -8,9 +8,11 @@
 namespace kvrn {
 namespace {
 
-bool is_comment(const char* key) {
+// Comments differ without changing anything.
+bool is_compared(const char* key) {
+  if (key == nullptr) return false;
   const char* dot = ::strrchr(key, '.');
-  return dot != nullptr && ::strcmp(dot + 1, "comment") == 0;
+  return dot == nullptr || ::strcmp(dot + 1, "comment") != 0;
 }
 
 // The record that a key of the other side is compared with.
@@ -37,10 +39,10 @@ cfg_entry* get_cfg_diff_it(const cfg_entry* old, const cfg_entry* changed) {
   const kvrn::KeyIndex in_changed(changed);
   cfg_entry* list = nullptr;
   for (const cfg_entry* entry = changed; entry != nullptr; entry = entry->next)
-    if (!kvrn::is_comment(entry->key) && !kvrn::same_value(kvrn::counterpart(in_old, *entry), *entry))
+    if (kvrn::is_compared(entry->key) && !kvrn::same_value(kvrn::counterpart(in_old, *entry), *entry))
       kvrn::push(list, entry->key, entry->value);
   for (const cfg_entry* entry = old; entry != nullptr; entry = entry->next)
-    if (!kvrn::is_comment(entry->key) && kvrn::counterpart(in_changed, *entry) == nullptr)
+    if (kvrn::is_compared(entry->key) && kvrn::counterpart(in_changed, *entry) == nullptr)
       kvrn::push(list, entry->key, nullptr);
   return list;
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "cfg/key.hpp"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -54,12 +55,80 @@ class Ranks {
   std::uint32_t number_ = 0;
 };
 
-int compare_ranks(Ranks a, Ranks b) {
+// Kept apart, so that the usual comparison needs few registers.
+[[gnu::noinline]] int compare_ranks(const char* a_text, const char* b_text) {
+  Ranks a(a_text);
+  Ranks b(b_text);
   for (; !a.ended(); a.next(), b.next()) {
     if (b.ended()) return 1;
     if (a.rank() != b.rank()) return a.rank() < b.rank() ? -1 : 1;
   }
   return b.ended() ? 0 : -1;
+}
+
+std::size_t digits_at(const char* text) {
+  std::size_t count = 0;
+  while (is_digit(text[count])) ++count;
+  return count;
+}
+
+// Numbers that begin like this are below 10^9 and have no leading zeros: they are equal when their digits are, and the
+// longer one is greater.
+constexpr bool is_plain(char a, char b, std::size_t digits) { return digits < 10 && a != '0' && b != '0'; }
+
+// Where the number of a place begins.
+std::size_t number_start(const char* text, std::size_t at) {
+  while (at > 0 && is_digit(text[at - 1])) --at;
+  return at;
+}
+
+// Two texts that are equal, but for the case of letters, up to a place where they part.
+[[gnu::noinline]] int compare_from(const char* a, const char* b, std::size_t at) {
+  const int order = static_cast<int>(lower(a[at])) - static_cast<int>(lower(b[at]));
+  if (!is_digit(a[at]) && !is_digit(b[at])) return order;
+  const std::size_t a_digits = digits_at(a + at);
+  const std::size_t b_digits = digits_at(b + at);
+  const std::size_t start = number_start(a, at);
+  if (!is_plain(a[start], b[start], at - start + std::max(a_digits, b_digits)))
+    return compare_ranks(a + start, b + start);
+  if (a_digits != b_digits) return a_digits < b_digits ? -1 : 1;
+  return order;
+}
+
+// The number of characters, in the same case, that a text begins with of another, which has `size`.
+std::size_t common_start(const char* text, const char* other, std::size_t size) {
+  std::size_t at = 0;
+  for (; at + 4 <= size; at += 4) {
+    if (text[at] != other[at]) return at;
+    if (text[at + 1] != other[at + 1]) return at + 1;
+    if (text[at + 2] != other[at + 2]) return at + 2;
+    if (text[at + 3] != other[at + 3]) return at + 3;
+  }
+  while (at < size && text[at] == other[at]) ++at;
+  return at;
+}
+
+// Whether two texts that are the same up to a place are unequal for what stands there, by a cheap look.
+bool surely_part(const char* a, const char* b, std::size_t at) {
+  constexpr int letter_case = 'a' ^ 'A';
+  if (((a[at] ^ b[at]) & ~letter_case) == 0) return false;
+  const std::size_t digits = std::max(digits_at(a + at), digits_at(b + at));
+  if (digits == 0) return true;
+  const std::size_t start = number_start(a, at);
+  return is_plain(a[start], b[start], at - start + digits);
+}
+
+std::size_t parting(const char* a, const char* b, std::size_t at) {
+  while (a[at] != '\0' && lower(a[at]) == lower(b[at])) ++at;
+  return at;
+}
+
+// A look-up compares with every key before the one it finds, and most have the same beginning.
+[[gnu::always_inline]] inline bool is_equal(const char* key, std::string_view wanted) {
+  if (key == nullptr) return false;
+  const std::size_t at = common_start(key, wanted.data(), wanted.size());
+  if (surely_part(key, wanted.data(), at)) return false;
+  return compare_from(key, wanted.data(), parting(key, wanted.data(), at)) == 0;
 }
 
 }  // namespace
@@ -68,12 +137,14 @@ int cfg_key_cmp(const char* a, const char* b) {
   if (a == b) return 0;
   if (a == nullptr) return -1;
   if (b == nullptr) return 1;
-  // Most keys share a beginning: only where they part can their order be decided, unless a number parts them.
-  std::size_t at = 0;
-  while (a[at] != '\0' && (a[at] == b[at] || lower(a[at]) == lower(b[at]))) ++at;
-  if (!is_digit(a[at]) && !is_digit(b[at])) return static_cast<int>(lower(a[at])) - static_cast<int>(lower(b[at]));
-  while (at > 0 && is_digit(a[at - 1])) --at;
-  return compare_ranks(Ranks(a + at), Ranks(b + at));
+  return compare_from(a, b, parting(a, b, 0));
+}
+
+bool cfg_key_equal(const char* key, std::string_view wanted) { return is_equal(key, wanted); }
+
+const cfg_entry* find_key(const cfg_entry* chain, std::string_view wanted) {
+  while (chain != nullptr && !is_equal(chain->key, wanted)) chain = chain->next;
+  return chain;
 }
 
 }  // namespace kvrn

@@ -18,6 +18,7 @@ class PatternOf {
  public:
   __attribute__((format(printf, 2, 0))) PatternOf(const char* format, va_list args) {
     if (format == nullptr) return;
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): KVRN_PATTERN starts the list
     const int length = std::vsnprintf(text_, Size, format, args);
     if (length < 0) return;
     valid_ = true;
@@ -30,7 +31,7 @@ class PatternOf {
   }
 
   // A text that could not be formatted matches nothing (as an empty prefix it would match every key).
-  bool equals(const char* key) const { return valid_ && cfg_key_cmp(key, text_) == 0; }
+  bool equals(const char* key) const { return valid_ && cfg_key_equal(key, {text_, length_}); }
   bool begins(const char* key) const { return valid_ && key != nullptr && ::strncmp(key, text_, length_) == 0; }
   bool matches(const char* key, bool exact) const { return exact ? equals(key) : begins(key); }
 

@@ -114,6 +114,8 @@ void open_entry(cfg_entry& entry) {
     ::free(plain_key);
     return;
   }
+  // A cache that is the value itself would outlive it.
+  if (entry.escaped == entry.value) entry.escaped = nullptr;
   ::free(std::exchange(entry.key, plain_key));
   ::free(std::exchange(entry.value, plain_value.release()));
 }

@@ -36,8 +36,7 @@ T number(const cfg_entry* cfg, const Pattern& pattern, std::optional<T> (*conver
 }  // namespace
 
 const cfg_entry* find_entry(const cfg_entry* cfg, const Pattern& pattern) {
-  while (cfg != nullptr && !pattern.equals(cfg->key)) cfg = cfg->next;
-  return cfg;
+  return pattern.valid() ? find_key(cfg, {pattern.c_str(), pattern.size()}) : nullptr;
 }
 
 std::optional<bool> find_switch(const cfg_entry* cfg, const Pattern& pattern) {

@@ -16,7 +16,9 @@ build() {
   local preset=$1 log
   shift
   log=build/$preset.log
-  mkdir -p build
+  # Checked by hand: when a redirection fails, bash skips the command and "if !" goes on as if it had succeeded.
+  { mkdir -p build && : >>"$log"; } 2>/dev/null ||
+    die "cannot write $PWD/$log: another user has built this checkout; remove or chown its folder build"
   if ! { cmake --preset "$preset" "${configure_options[@]}" && cmake --build --preset "$preset" -j "$jobs" ${1:+--target "$@"}; } >"$log" 2>&1; then
     { grep -E -A4 'error|Error|undefined' "$log" || tail -n 20 "$log"; } | head -n 60 >&2 || true
     die "building '$preset' failed: $log"

@@ -8,6 +8,11 @@ die() {
   printf 'dev: %s\n' "$*" >&2
   exit 1
 }
+# die_usage TEXT: what the user asked for does not exist.
+die_usage() {
+  printf 'dev: %s\n' "$*" >&2
+  exit 2
+}
 
 # tracked PATTERN...: the files of this checkout, whoever owns it.
 tracked() { git -c safe.directory='*' ls-files -- "$@"; }

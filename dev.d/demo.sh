@@ -1,13 +1,5 @@
 # shellcheck shell=bash disable=SC2034,SC2154
 # SPDX-License-Identifier: MIT
-need_packages "${packages_build[@]}"
-step "Building"
-build_tools
-
-export PATH=$PWD/build/native/bin:$PATH
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-
 # on BOARD COMMAND...: shows a command as a user would type it on the device, and runs it there.
 on() {
   local board=$1
@@ -16,7 +8,7 @@ on() {
   kvrn-sim run "$work/$board" -- "$@" || true
 }
 
-demo_board() {
+show_board() {
   local board=$1
   kvrn-sim new "$work/$board" --board "$board"
   step "The $board board"
@@ -36,9 +28,9 @@ change() {
 }
 
 demo_default() {
-  demo_board four-source
+  show_board four-source
   on four-source kvrnctl psu 3
-  demo_board three-source
+  show_board three-source
   step "The device changes"
   change four-source "mains fails on input 0" kvrn-sim set "$work/four-source" gpio 211 1
   change four-source "the smart battery is pulled" kvrn-sim set "$work/four-source" i2c 2-0b absent
@@ -49,5 +41,14 @@ demo_default() {
 }
 
 name=${1:-default}
-declare -F "demo_$name" >/dev/null || die "no demo '$name'"
+demos=$(compgen -A function demo_ | sed 's/^demo_//')
+grep -qxF -- "$name" <<<"$demos" || die_usage "no demo '$name': ${demos//$'\n'/, }"
+
+need_packages "${packages_build[@]}"
+step "Building"
+build_tools
+
+export PATH=$PWD/build/native/bin:$PATH
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
 "demo_$name"

@@ -6,7 +6,7 @@ packages_build=(g++ make cmake pkgconf libgpiod-dev libcli11-dev libfmt-dev nloh
 packages_test=(libgtest-dev googletest python3 binutils strace scdoc bash-completion)
 packages_cross=(g++-mips-linux-gnu qemu-user xz-utils)
 packages_check=(git clang clang-format clang-tidy shellcheck)
-packages_bench=(libbenchmark-dev)
+packages_bench=(libbenchmark-dev libglib2.0-dev libinih-dev)
 
 codename() { (. /etc/os-release && printf '%s' "${VERSION_CODENAME:-}"); }
 
@@ -24,12 +24,13 @@ configured_source() {
   mapfile -t files < <(find /etc/apt/sources.list.d -name '*.sources' 2>/dev/null | sort)
   if [[ ${#files[@]} -gt 0 ]]; then
     awk -v suite="$suite" '
-      function flush() { if (!done && wanted && uri != "") { print uri, key; done = 1 } uri = key = ""; wanted = 0 }
+      function flush() { if (!done && wanted && !off && uri != "") { print uri, key; done = 1 } uri = key = ""; wanted = off = 0 }
+      FNR == 1 && NR > 1 { flush() }
       /^[[:space:]]*$/ { flush() }
       tolower($1) == "uris:" { uri = $2 }
       tolower($1) == "signed-by:" { key = $2 }
+      tolower($1) == "enabled:" { off = tolower($2) ~ /^(no|false|off|0)$/ }
       tolower($1) == "suites:" { for (i = 2; i <= NF; ++i) if ($i == suite) wanted = 1 }
-      FNR == 1 && NR > 1 { flush() }
       END { flush() }' "${files[@]}" | grep . && return
   fi
   find /etc/apt/sources.list /etc/apt/sources.list.d -name '*.list' -exec cat {} + 2>/dev/null |

@@ -33,8 +33,11 @@ Line numbered(uint32_t number) {
   return {::get_chip_path(kvrn::gpio_chip_index(number)), kvrn::gpio_offset(number), nullptr};
 }
 
-// A null name must fail, not mean line 0.
-Line named(const char* chip_path, const char* name) { return {chip_path, 0, name == nullptr ? "" : name}; }
+// A line that must have a name. A null name must not mean line 0, and the empty name would find the first line that the
+// device tree left unnamed: without a chip the request fails.
+Line named(const char* chip_path, const char* name) {
+  return name == nullptr || *name == '\0' ? Line{nullptr, 0, nullptr} : Line{chip_path, 0, name};
+}
 
 // An opened line. The chip is closed before the request is released.
 struct Requested {
@@ -65,8 +68,9 @@ int read(const Line& line, Direction direction) {
 }
 
 int write(const Line& line, uint32_t value) {
-  // Only 0 and 1 can match a level; any other value always drives the line.
-  if (static_cast<uint32_t>(read(line, as_is)) == value) return 0;
+  // Only 0 and 1 can match a level; any other value always drives the line, 255 too, which is a failed read.
+  const auto level_now = static_cast<uint32_t>(read(line, as_is));
+  if (value <= 1 && level_now == value) return 0;
   // No initial value: the line goes inactive first, then to its level. The chargers rely on that order.
   const Requested requested = request(line, output);
   if (!requested.request) return -1;

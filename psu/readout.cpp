@@ -4,22 +4,27 @@
 
 #include <kvrn/hw.h>
 
+#include <optional>
+
 #include "board/platform.hpp"
 #include "cache/view.hpp"
 
 namespace {
 
-// All four records from the caller's source, or from the cache. @return the view's count, or -1
-int copy_shared(psu_info* out, cache_source* source) {
+// All four records from the caller's source, or from the cache. @return the view's count
+std::optional<int> copy_shared(psu_info* out, cache_source* source) {
   const std::span<std::byte> bytes = std::as_writable_bytes(std::span(out, KVRN_PSU_MAX));
   psu_info_view view{};
   if (source != nullptr) {
     const bool filled = source->get != nullptr && source->get(source, &view) != 0;
-    return filled && kvrn::copy_records(view, bytes) ? view.count : -1;
+    if (!filled || !kvrn::copy_records(view, bytes)) return std::nullopt;
+    return view.count;
   }
-  if (::get_psu_info_cache_data(&view) == 0) return -1;
-  const int count = kvrn::read_image(view.fd, bytes, 0) ? view.count : -1;
+  if (::get_psu_info_cache_data(&view) == 0) return std::nullopt;
+  const bool whole = kvrn::read_image(view.fd, bytes, 0);
+  const int count = view.count;
   ::psu_info_cache_data_free(&view);
+  if (!whole) return std::nullopt;
   return count;
 }
 
@@ -38,8 +43,7 @@ void read_battery(psu_info& out, int psu) {
 
 int psu_info_get_all(psu_info* out, cache_source* source) {
   if (out == nullptr) return 0;
-  const int shared = copy_shared(out, source);
-  if (shared >= 0) return shared;
+  if (const auto shared = copy_shared(out, source)) return *shared;
   const int count = ::get_psu_count();
   for (int psu = 0; psu < count; ++psu) (void)::psu_info_get_direct(&out[psu], psu);  // every number is valid
   return count;

@@ -24,7 +24,13 @@ std::string number(unsigned value) {
 }  // namespace
 
 Device::Device(std::string_view profile) : state_(temporary_folder()) {
-  create_root(state_.root(), profile);
+  try {
+    create_root(state_.root(), profile);
+  } catch (...) {
+    std::error_code ignored;
+    std::filesystem::remove_all(state_.root(), ignored);
+    throw;
+  }
   ::setenv("KVRN_SIM_ROOT", state_.root().c_str(), 1);
 }
 

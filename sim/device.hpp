@@ -32,7 +32,7 @@ class Device {
   void i2c_busy(int bus, bool busy);
 
   void file(std::string_view device_path, std::string_view text) { state_.file(device_path, text); }
-  void remove(std::string_view device_path) { state_.remove(device_path); }
+  void remove(std::string_view device_path) { (void)state_.remove(device_path); }
   void hwmon(std::string_view device, std::string_view attribute, std::string_view text);
 
   // What programs do with the device, a line an action, from now on.

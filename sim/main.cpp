@@ -4,6 +4,8 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <charconv>
 #include <cstring>
 #include <functional>
 #include <optional>
@@ -18,39 +20,53 @@ using kvrn::sim::State;
 using Words = std::vector<std::string>;
 
 // What the user wrote makes no sense; everything else that goes wrong is a failure.
-class WrongUsage : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
-
-[[noreturn]] void refuse(const std::string& why) { throw WrongUsage(why); }
+[[noreturn]] void refuse(const std::string& why) { throw std::invalid_argument(why); }
 [[noreturn]] void fail(const std::string& why) { throw std::runtime_error(why); }
 
-unsigned to_number(const std::string& text) {
-  std::size_t used = 0;
-  unsigned long value = 0;
-  try {
-    value = std::stoul(text, &used, 0);
-  } catch (const std::exception&) {
-    used = 0;
-  }
-  if (used == 0 || used != text.size()) refuse(fmt::format("'{}' is no number", text));
-  return static_cast<unsigned>(value);
+// Digits of a base alone: no sign, no blank.
+std::optional<unsigned> digits(std::string_view text, int base) {
+  unsigned value = 0;
+  const char* end = text.data() + text.size();
+  const auto [rest, error] = std::from_chars(text.data(), end, value, base);
+  if (error != std::errc() || rest != end) return std::nullopt;
+  return value;
 }
+
+// Decimal, or hexadecimal with 0x.
+unsigned to_number(const std::string& text, unsigned limit) {
+  const bool hexadecimal = text.starts_with("0x") || text.starts_with("0X");
+  const auto value = digits(std::string_view(text).substr(hexadecimal ? 2 : 0), hexadecimal ? 16 : 10);
+  if (!value) refuse(fmt::format("'{}' is no number", text));
+  if (*value > limit) refuse(fmt::format("{} is too large: at most {} (0x{:x})", text, limit, limit));
+  return *value;
+}
+
+unsigned to_line(const std::string& text) {
+  const unsigned number = to_number(text, 263);
+  if (number % 100 > 63) refuse(fmt::format("{} is no line: chip (0 to 2) x 100 + offset (0 to 63)", text));
+  return number;
+}
+
+constexpr unsigned last_bus = 255;
 
 // "2-0b" is bus 2, address 0x0b.
 std::pair<int, int> to_device(const std::string& text) {
-  int bus = 0;
-  int address = 0;
-  char rest = '\0';
-  if (std::sscanf(text.c_str(), "%d-%x%c", &bus, reinterpret_cast<unsigned*>(&address), &rest) != 2)
+  const std::size_t dash = std::min(text.find('-'), text.size());
+  const auto bus = digits(std::string_view(text).substr(0, dash), 10);
+  const auto address = digits(std::string_view(text).substr(std::min(dash + 1, text.size())), 16);
+  if (!bus || !address || *bus > last_bus || *address > 0x7F)
     refuse(fmt::format("'{}' is no I2C device: give BUS-ADDRESS, e.g. 2-0b", text));
-  return {bus, address};
+  return {*bus, *address};
 }
 
+bool is_block(const std::string& text) { return text.starts_with("block-"); }
+
+// The name of the file that holds a register or a block.
 std::string to_register(const std::string& text) {
-  if (text.starts_with("block-")) return text;
-  return kvrn::sim::register_file(static_cast<int>(to_number(text)));
+  if (!is_block(text)) return kvrn::sim::register_file(static_cast<int>(to_number(text, 0xFF)));
+  const auto subcommand = digits(std::string_view(text).substr(6), 16);
+  if (!subcommand || text.size() != 8) refuse(fmt::format("'{}' is no block: give e.g. block-71", text));
+  return kvrn::sim::block_file(static_cast<int>(*subcommand));
 }
 
 void expect(const Words& words, std::size_t count, const char* usage) {
@@ -59,28 +75,33 @@ void expect(const Words& words, std::size_t count, const char* usage) {
 
 void set_gpio(const State& state, const Words& words) {
   expect(words, 3, "set ROOT gpio NUMBER 0|1|busy|free");
-  const unsigned number = to_number(words[1]);
+  const unsigned number = to_line(words[1]);
   auto line = state.line(number).value_or(kvrn::sim::LineState{});
   if (words[2] == "busy" || words[2] == "free")
     line.busy = words[2] == "busy";
   else
-    line.level = to_number(words[2]) != 0 ? 1 : 0;
+    line.level = static_cast<int>(to_number(words[2], 1));
   state.line(number, line);
 }
 
 void set_i2c(const State& state, const Words& words) {
   if (words.size() == 3 && words[2] == "absent") {
-    state.remove("/i2c/" + words[1]);
+    const auto [bus, address] = to_device(words[1]);
+    (void)state.remove(kvrn::sim::device_folder(bus, address));
     return;
   }
   if (words.size() == 3 && (words[2] == "busy" || words[2] == "free")) {
-    const std::string file = fmt::format("/i2c/{}.busy", to_number(words[1]));
-    return words[2] == "busy" ? state.file(file, "") : state.remove(file);
+    const std::string file = fmt::format("/i2c/{}.busy", to_number(words[1], last_bus));
+    if (words[2] == "busy")
+      state.file(file, "");
+    else
+      (void)state.remove(file);
+    return;
   }
   expect(words, 4, "set ROOT i2c BUS-ADDRESS REGISTER VALUE|refuse, BUS-ADDRESS absent, or BUS busy|free");
   const auto [bus, address] = to_device(words[1]);
-  const std::string value =
-      words[3] == "refuse" || words[2].starts_with("block-") ? words[3] : fmt::format("0x{:02x}", to_number(words[3]));
+  const bool as_text = words[3] == "refuse" || is_block(words[2]);
+  const std::string value = as_text ? words[3] : fmt::format("0x{:02x}", to_number(words[3], 0xFFFF));
   state.i2c(bus, address, to_register(words[2]), value + '\n');
 }
 
@@ -103,7 +124,7 @@ std::string get(const State& state, const Words& words) {
   const std::string& kind = words.at(0);
   std::optional<std::string> text;
   if (kind == "gpio" && words.size() == 2) {
-    if (const auto line = state.line(to_number(words[1])))
+    if (const auto line = state.line(to_line(words[1])))
       text = fmt::format("{} {} {}{}\n", line->level, line->direction, line->name, line->busy ? " busy" : "");
   } else if (kind == "i2c" && words.size() == 3) {
     const auto [bus, address] = to_device(words[1]);
@@ -119,11 +140,15 @@ std::string get(const State& state, const Words& words) {
   return *text;
 }
 
+void unset(const State& state, const std::string& path) {
+  if (!state.remove(path)) fail(fmt::format("{}: there is no such thing on this device", path));
+}
+
 void trace(const State& state, const std::string& what) {
   if (what == "on" || what == "clear")
     state.file("trace", "");
   else if (what == "off")
-    state.remove("trace");
+    (void)state.remove("trace");
   else
     fmt::print("{}", state.file("trace").value_or(""));
 }
@@ -140,6 +165,9 @@ std::filesystem::path hooks() {
 void run(const State& state, const Words& command) {
   ::setenv("KVRN_SIM_ROOT", std::filesystem::canonical(state.root()).c_str(), 1);
   std::string preload = hooks();
+  // ld.so would take such a path apart, say so at most, and start the program on the machine.
+  if (preload.find_first_of(" :$") != std::string::npos)
+    fail(fmt::format("{}: a blank, ':' or '$' in this path keeps it from being loaded; install it elsewhere", preload));
   if (const char* others = std::getenv("LD_PRELOAD")) preload += std::string(":") + others;
   ::setenv("LD_PRELOAD", preload.c_str(), 1);
   std::vector<char*> arguments;
@@ -181,7 +209,7 @@ void define(CLI::App& app, Arguments& arguments, std::function<void()>& action) 
       ->add_option("WHAT", arguments.words, "What and its new state")
       ->required();
   add(app, "unset", "Remove one of its files", arguments,
-      [&] { action = [&] { existing(arguments.root).remove(arguments.what); }; })
+      [&] { action = [&] { unset(existing(arguments.root), arguments.what); }; })
       ->add_option("PATH", arguments.what, "Path on the device")
       ->required();
   add(app, "get", "Show a part of its state", arguments,
@@ -218,7 +246,7 @@ int main(int argc, char** argv) {
     action();
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : 2;
-  } catch (const WrongUsage& error) {
+  } catch (const std::invalid_argument& error) {
     fmt::print(stderr, "kvrn-sim: {}\n", error.what());
     return 2;
   } catch (const std::exception& error) {

@@ -17,7 +17,7 @@ std::string hex(int value) {
 
 std::optional<std::string> read(const std::filesystem::path& path) {
   std::ifstream in(path, std::ios::binary);
-  if (!in) return std::nullopt;
+  if (!in || std::filesystem::is_directory(path)) return std::nullopt;
   std::stringstream text;
   text << in.rdbuf();
   return text.str();
@@ -33,11 +33,9 @@ void write(const std::filesystem::path& path, std::string_view text) {
   if (!out) throw std::runtime_error("cannot write " + path.string());
 }
 
-std::filesystem::path device(int bus, int address) {
-  return std::filesystem::path("i2c") / (std::to_string(bus) + '-' + hex(address));
-}
-
 }  // namespace
+
+std::string device_folder(int bus, int address) { return "i2c/" + std::to_string(bus) + '-' + hex(address); }
 
 std::string register_file(int reg) { return hex(reg); }
 
@@ -51,7 +49,10 @@ std::string block_text(std::span<const std::uint8_t> bytes) {
 }
 
 std::filesystem::path State::path(std::string_view device_path) const {
-  return root_ / std::filesystem::path(device_path).relative_path();
+  const auto inside = std::filesystem::path(device_path).relative_path().lexically_normal();
+  if (inside.empty() || inside == "." || *inside.begin() == "..")
+    throw std::invalid_argument('\'' + std::string(device_path) + "' is no path on the device");
+  return root_ / inside;
 }
 
 std::optional<LineState> State::line(unsigned packed) const {
@@ -71,17 +72,17 @@ void State::line(unsigned packed, const LineState& line) const {
 }
 
 std::optional<std::string> State::i2c(int bus, int address, std::string_view file) const {
-  return read(root_ / device(bus, address) / file);
+  return read(root_ / device_folder(bus, address) / file);
 }
 
 void State::i2c(int bus, int address, std::string_view file, std::string_view text) const {
-  write(root_ / device(bus, address) / file, text);
+  write(root_ / device_folder(bus, address) / file, text);
 }
 
 std::optional<std::string> State::file(std::string_view device_path) const { return read(path(device_path)); }
 
 void State::file(std::string_view device_path, std::string_view text) const { write(path(device_path), text); }
 
-void State::remove(std::string_view device_path) const { std::filesystem::remove_all(path(device_path)); }
+bool State::remove(std::string_view device_path) const { return std::filesystem::remove_all(path(device_path)) > 0; }
 
 }  // namespace kvrn::sim

@@ -22,6 +22,7 @@ class State {
  public:
   explicit State(std::filesystem::path root) : root_(std::move(root)) {}
   const std::filesystem::path& root() const { return root_; }
+  // @throws std::invalid_argument for a path that names the folder itself or leaves it
   std::filesystem::path path(std::string_view device_path) const;
 
   std::optional<LineState> line(unsigned packed) const;
@@ -33,12 +34,15 @@ class State {
 
   std::optional<std::string> file(std::string_view device_path) const;
   void file(std::string_view device_path, std::string_view text) const;
-  void remove(std::string_view device_path) const;
+  // @return whether there was one
+  bool remove(std::string_view device_path) const;
 
  private:
   std::filesystem::path root_;
 };
 
+// "i2c/2-0b"
+std::string device_folder(int bus, int address);
 std::string register_file(int reg);
 std::string block_file(int subcommand);
 std::string block_text(std::span<const std::uint8_t> bytes);

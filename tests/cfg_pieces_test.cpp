@@ -2,13 +2,11 @@
 // The hidden pieces against their definitions, and how often keys are compared.
 #include <gtest/gtest.h>
 #include <stdlib.h>
-#include <string.h>
 
 #include <cmath>
 #include <random>
 #include <vector>
 
-#include "cfg/base64.hpp"
 #include "cfg/key.hpp"
 #include "cfg/seal.hpp"
 #include "tests/cfg_fixture.hpp"
@@ -47,6 +45,13 @@ std::vector<uint32_t> ranks(const std::string& text) {
   return result;
 }
 
+// Element by element: the library's comparison of whole vectors is wrong on big-endian hosts in some versions.
+int order_of(const std::vector<uint32_t>& a, const std::vector<uint32_t>& b) {
+  for (size_t i = 0; i < a.size() && i < b.size(); ++i)
+    if (a[i] != b[i]) return a[i] < b[i] ? -1 : 1;
+  return (a.size() > b.size()) - (a.size() < b.size());
+}
+
 int sign(int value) { return (value > 0) - (value < 0); }
 
 }  // namespace
@@ -73,9 +78,9 @@ TEST(key, order_is_that_of_the_ranks) {
     for (unsigned i = below(3); i > 0; --i)
       b.insert(below(static_cast<unsigned>(b.size()) + 1), 1, alphabet[below(14)]);
     if (!b.empty() && below(2) == 0) b.erase(below(static_cast<unsigned>(b.size())), 1);
-    const auto ra = ranks(a), rb = ranks(b);
-    const int expected = ra < rb ? -1 : (ra > rb ? 1 : 0);
+    const int expected = order_of(ranks(a), ranks(b));
     ASSERT_EQ(sign(kvrn::cfg_key_cmp(a.c_str(), b.c_str())), expected) << a << " " << b;
+    ASSERT_EQ(kvrn::cfg_key_equal(a.c_str(), b), expected == 0) << a << " " << b;
   }
   const std::string ones(500000, '1');
   EXPECT_EQ(kvrn::cfg_key_cmp(("2" + ones).c_str(), ("3" + ones).c_str()), 0) << "equal modulo 2^32, and not slow";
@@ -95,25 +100,6 @@ TEST(seal, is_what_the_literal_rounds_yield) {
     kvrn::apply_keystream(blob, text);
     EXPECT_EQ(std::vector<uint8_t>(text.begin(), text.end()), expected);
   }
-}
-
-TEST(base64, texts) {
-  const struct {
-    const char *plain, *text;
-  } cases[] = {{"", ""}, {"f", "Zg"}, {"fo", "Zm8"}, {"foo", "Zm9v"}, {"\xff\xfe?", "//4/"}};
-  for (const auto& c : cases) {
-    const std::span bytes(reinterpret_cast<const uint8_t*>(c.plain), ::strlen(c.plain));
-    const size_t needed = (bytes.size() + 2) / 3 * 4 + 1;
-    char text[8];
-    EXPECT_TRUE(kvrn::base64_encode(bytes, std::span(text).first(needed)));
-    EXPECT_STREQ(text, c.text);
-    EXPECT_FALSE(kvrn::base64_encode(bytes, std::span(text).first(needed - 1)));
-    uint8_t decoded[4];
-    EXPECT_EQ(kvrn::base64_decode(std::string(" \x80") + c.text + "=\n", decoded), bytes.size());
-    EXPECT_EQ(::memcmp(decoded, c.plain, bytes.size()), 0);
-  }
-  uint8_t small[2];
-  EXPECT_EQ(kvrn::base64_decode("Zm9v", small), std::nullopt);
 }
 
 TEST(growth, no_quadratic_step) {

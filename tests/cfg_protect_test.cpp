@@ -11,6 +11,8 @@ using namespace std::string_literals;
 
 namespace {
 
+constexpr const char* sealed_secret = "AAECAwQFBgcICQoLDA0ODxAREhMUFRYXS11bSk1cPj4iIiYmIiI";
+
 // The line of a configuration's only entry as save_cfg() writes it.
 std::string saved(const Config& cfg) {
   const TempDir dir;
@@ -23,11 +25,15 @@ bool is_sealed(const std::string& line) { return line.compare(0, 6, "~META~") ==
 }  // namespace
 
 TEST(protect, known_line) {
-  // A blob of salt 0..11, nonce 12..23; ciphertext and tag worked out by the format's definition.
-  const Config cfg = config(
-      "~META~dXNlcnMuMS5wYXNzd29yZA=="
-      "=AAECAwQFBgcICQoLDA0ODxAREhMUFRYXS11bSk1cPj4iIiYmIiI\r\n");
+  // "secret" in a blob of salt 0..11, nonce 12..23; ciphertext and tag worked out by the format's definition.
+  const Config cfg = config("~META~dXNlcnMuMS5wYXNzd29yZA=="s + "=" + sealed_secret + "\r\n");
   EXPECT_EQ(shown(cfg), "users.1.password=secret");
+  cfg_entry late{::strdup("~META~eA"), ::strdup(sealed_secret), nullptr, nullptr};
+  EXPECT_EQ(esc_value(&late), late.value);
+  adv_vento_cfg_decrypt_entry(&late);
+  EXPECT_STREQ(esc_value(&late), "secret") << "not the value that was freed";
+  ::free(late.key);
+  ::free(late.value);
 }
 
 TEST(protect, passwords_come_back) {

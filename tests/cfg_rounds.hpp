@@ -12,10 +12,11 @@ namespace rounds {
 
 using Key = std::array<uint8_t, 32>;
 
-// Source and destination may be the same buffer.
-inline void mix(const uint8_t* input, size_t length, uint8_t* destination) {
+// Source and destination may be the same buffer. Byte by byte (volatile): a compiler that sees through the rounds drops
+// them.
+inline void mix(const uint8_t* input, size_t length, volatile uint8_t* destination) {
   for (size_t j = 0; j < 32; ++j) destination[j] = static_cast<uint8_t>(length + j);
-  for (size_t k = 0; k < length; ++k) destination[k % 32] ^= input[k];
+  for (size_t k = 0; k < length; ++k) destination[k % 32] = destination[k % 32] ^ input[k];
 }
 
 inline Key derive_key(const uint8_t* salt) {

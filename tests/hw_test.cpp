@@ -24,7 +24,14 @@ TEST(GpioRead, FollowsTheLevelAndFailsWith255) {
   EXPECT_EQ(gpio_read_by_name(get_chip_path(2), "no such line"), 255);
   EXPECT_EQ(gpio_read_by_name("/dev/null", "x"), 255);
   EXPECT_EQ(gpio_read_by_name(nullptr, nullptr), 255);
-  EXPECT_EQ(gpio_read_by_name(get_chip_path(1), nullptr), 255);
+  device.file("/gpio/101", "0 in\n");  // a line that the device tree left unnamed
+  for (const char* no_name : {static_cast<const char*>(nullptr), ""}) {
+    EXPECT_EQ(gpio_read_by_name(get_chip_path(1), no_name), 255);
+    EXPECT_EQ(gpio_write_by_name(get_chip_path(1), no_name, 1), -1);
+  }
+  EXPECT_EQ(gpio_read_by_name(get_chip_path(1), "dc-out-1"), 1);
+  EXPECT_EQ(gpio_write_by_name(get_chip_path(1), "dc-out-1", 0), 0);
+  EXPECT_EQ(gpio_read(111), 0);
 }
 
 TEST(GpioRead, PlainReadKeepsTheDirectionAndForceReadMakesAnInput) {
@@ -49,6 +56,7 @@ TEST(GpioWrite, LeavesALineAloneThatHasTheLevelAndGoesThroughInactiveOtherwise) 
   EXPECT_EQ(gpio_write(111, 0), 0);
   EXPECT_EQ(device.gpio(111), 0);
   EXPECT_EQ(gpio_write(305, 1), -1);
+  EXPECT_EQ(gpio_write(305, 255), -1);  // not the failed read's own value
   EXPECT_EQ(gpio_write_by_name(get_chip_path(1), "no such line", 1), -1);
   EXPECT_EQ(gpio_write_by_name(get_chip_path(1), nullptr, 1), -1);
   gpio_oe();

@@ -282,10 +282,22 @@ TEST(Readout, HoldsNothingAfterThousandsOfMixedCalls) {
   psu_info_get_all(all, nullptr);
   const auto before = open_descriptors();
   raw_battery_image image{};
-  for (int i = 0; i < 300; ++i) {
+  sbs_battery_info record{};
+  int value = 0;
+  for (int i = 0; i < 1000; ++i) {
     image.stamp = get_timestamp_mono();
     device.file("/tmp/.raw_battery_data", std::string(reinterpret_cast<const char*>(&image), sizeof image));
-    device.gpio_busy(211, i == 100);
+    if (i % 100 < 2) device.gpio_busy(211, i % 100 == 0);
+    // Ten calls a round, of every kind.
+    get_battery_info(i % 5, &record);
+    get_battery_current(2);
+    get_psu_temp_info(i & 1, &value);
+    is_ac_connected(1);
+    read_gpio(305, &value);
+    board_identify_system(0xE000);
+    board_identify_platform("QP4");
+    ar7240_eeprom_free(ar7240_eeprom_parse());
+    ar953x_get_cpu_revision();
     device.i2c_refuse(2, 0x0b, 0x09, i % 2 == 0);
     device.file("/tmp/.charging_status", i % 3 == 0 ? "x" : "1");
     EXPECT_EQ(psu_info_get_all(all, nullptr), 4);

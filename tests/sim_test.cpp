@@ -10,6 +10,7 @@
 #include <mtd/mtd-user.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -248,6 +249,59 @@ TEST(SimPaths, OnlyTheDevicesOwnAreRedirected) {
   EXPECT_EQ(::access("/etc/passwd", R_OK), 0);
   ::unsetenv("KVRN_SIM_ROOT");
   EXPECT_EQ(::access(expander, F_OK), -1);
+}
+
+TEST(SimPaths, MachineStaysOutOfReachWhenTheFolderCannotBeOpened) {
+  ASSERT_EQ(::access("/proc/cpuinfo", R_OK), 0);  // the machine has one
+  const TempDir temporary;
+  write_text(temporary / "file", "");
+  ASSERT_EQ(::symlink("loop", (temporary / "loop").c_str()), 0);
+  const struct {
+    std::string root;
+    int error;
+  } cases[] = {{temporary / "removed", ENOENT},
+               {temporary / "file", ENOTDIR},
+               {temporary / "loop", ELOOP},
+               {temporary / std::string(5000, '/') + "long", ENAMETOOLONG},
+               {temporary / std::string(20000, '/') + "long", ENAMETOOLONG},
+               {"removed", ENOENT}};
+  for (const auto& entry : cases) {
+    ::setenv("KVRN_SIM_ROOT", entry.root.c_str(), 1);
+    const std::string name = entry.root.substr(0, 80);
+    errno = 0;
+    EXPECT_EQ(::open("/proc/cpuinfo", O_RDONLY), -1) << name;
+    EXPECT_EQ(errno, entry.error) << name;
+    EXPECT_EQ(::fopen("/proc/cpuinfo", "r"), nullptr) << name;
+    EXPECT_EQ(::access("/proc/cpuinfo", F_OK), -1) << name;
+    EXPECT_EQ(errno, entry.error) << name;
+    errno = 0;
+    EXPECT_EQ(::access("/etc/passwd", R_OK), 0) << name;
+    EXPECT_EQ(errno, 0) << name;
+  }
+  Device device("generic");
+  errno = 0;
+  EXPECT_EQ(::open(("/tmp/system.cfg" + std::string(9000, 'x')).c_str(), O_RDONLY), -1);
+  EXPECT_EQ(errno, ENAMETOOLONG);
+  // No descriptor is left to look at the folder with: another reason, the same rule.
+  ::setenv("KVRN_SIM_ROOT", (device.root() / ".").c_str(), 1);
+  rlimit limit{};
+  ::getrlimit(RLIMIT_NOFILE, &limit);
+  const rlimit none{0, limit.rlim_max};
+  ::setrlimit(RLIMIT_NOFILE, &none);
+  EXPECT_EQ(::access("/dev/mtd0", F_OK), -1);
+  EXPECT_EQ(::access("/dev/mtd5", F_OK), 0);
+  ::setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+TEST(SimState, PathsStayInTheFolder) {
+  Device device("generic");
+  const kvrn::sim::State state(device.root());
+  for (const char* path : {"", "/", ".", "..", "/..", "/tmp/..", "/../x", "/tmp/../../x", "../../x"}) {
+    EXPECT_THROW(state.file(path, "x"), std::invalid_argument) << path;
+    EXPECT_THROW((void)state.remove(path), std::invalid_argument) << path;
+  }
+  EXPECT_EQ(state.path("/tmp/../etc/./..x"), device.root() / "etc/..x");
+  EXPECT_TRUE(std::filesystem::exists(device.path("/proc/cpuinfo")));
 }
 
 TEST(SimTrace, TellsWhatProgramsDidInHumanTerms) {

@@ -22,6 +22,7 @@ void avg_value_buff_reset(avg_value_buff* buffer) {
 }
 
 int64_t avg_value_buff_add(avg_value_buff* buffer, int64_t value) {
+  if (buffer == nullptr || buffer->samples == nullptr) return 0;
   if (buffer->count < buffer->capacity) ++buffer->count;
   buffer->samples[buffer->next] = value;
   buffer->next = (buffer->next + 1) % buffer->capacity;

@@ -9,7 +9,7 @@
  *  - In C it is the plain integer on a big-endian host and a one-member struct elsewhere. Read and write it with the
  *    accessors, which compile on both: `kvrn_i32(rec.voltage_mv)`, `rec.voltage_mv = kvrn_to_i32(12000)`.
  *
- * Compute in native locals and assign to the record once.
+ * C callers need C11, C++ callers C++20. Compute in native locals and assign to the record once.
  */
 #ifndef KVRN_BYTES_H
 #define KVRN_BYTES_H
@@ -18,6 +18,9 @@
 #include <stdint.h>
 
 #if defined(__cplusplus)
+#if __cplusplus < 202002L
+#error "the kvrn headers need C++20, or C11"
+#endif
 
 #include <bit>
 #include <concepts>

@@ -79,7 +79,8 @@ KVRN_STATIC_ASSERT(sizeof(output_view) == sizeof(psu_info_view), "both views are
 
 /**
  * The writer object of a cache, and the stand-in for a cache that callers may pass to a readout. `view` is a
- * psu_info_view or an output_view, by the object's kind.
+ * psu_info_view or an output_view, by the object's kind. What `get` puts into the view's `fd` must be 0, or the
+ * descriptor of the file that `records` maps from offset 0: the library reads the records through it.
  */
 typedef struct cache_source cache_source;
 struct cache_source {

@@ -101,7 +101,7 @@ KVRN_API void adv_vento_cfg_encrypt(const char** key, const char** value);
 /**
  * Opens a protected entry: when its key begins with "~META~" and the value checks out, key and value are replaced by
  * the plain ones and the old ones freed. Everything else is left as it is: another key, a value that is no sealed blob
- * or whose tag differs, a key or value above 680 characters, no memory. The escaped copy is not touched.
+ * or whose tag differs, a key or value above 680 characters, no memory. A separate escaped copy stays as it is.
  */
 KVRN_API void adv_vento_cfg_decrypt_entry(cfg_entry* entry);
 

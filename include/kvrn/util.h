@@ -49,7 +49,7 @@ KVRN_API void avg_value_buff_reset(avg_value_buff* buffer);
 /**
  * Adds a sample, in place of the oldest when the ring is full.
  * @return the new average of the samples held, cut to its low 32 bits and sign-extended: averages beyond the signed
- *         32-bit range wrap
+ *         32-bit range wrap. 0 for a null buffer, or one that has no ring.
  */
 KVRN_API int64_t avg_value_buff_add(avg_value_buff* buffer, int64_t value);
 

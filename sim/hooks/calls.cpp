@@ -11,6 +11,7 @@
 #include <string.h>
 #include <sys/inotify.h>
 #include <sys/stat.h>
+#include <sys/statfs.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
@@ -143,8 +144,15 @@ KVRN_PATH1(int, unlinkat, "unlink", (int folder, const char* path, int flags), (
 KVRN_PATH1(int, remove, "unlink", (const char* path), (KVRN_P))
 KVRN_PATH1(int, mkdir, "mkdir", (const char* path, mode_t mode), (KVRN_P, mode))
 KVRN_PATH1(int, mkdirat, "mkdir", (int folder, const char* path, mode_t mode), (folder, KVRN_P, mode))
+KVRN_PATH1(int, mknod, "mknod", (const char* path, mode_t mode, dev_t device), (KVRN_P, mode, device))
+KVRN_PATH1(int, mknodat, "mknod", (int folder, const char* path, mode_t mode, dev_t device),
+           (folder, KVRN_P, mode, device))
+KVRN_PATH1(int, mkfifo, "mknod", (const char* path, mode_t mode), (KVRN_P, mode))
+KVRN_PATH1(int, mkfifoat, "mknod", (int folder, const char* path, mode_t mode), (folder, KVRN_P, mode))
 KVRN_PATH1(int, rmdir, "rmdir", (const char* path), (KVRN_P))
+KVRN_PATH1(int, chdir, "chdir", (const char* path), (KVRN_P))
 KVRN_PATH1(int, chmod, "chmod", (const char* path, mode_t mode), (KVRN_P, mode))
+KVRN_PATH1(int, lchmod, "chmod", (const char* path, mode_t mode), (KVRN_P, mode))
 KVRN_PATH1(int, fchmodat, "chmod", (int folder, const char* path, mode_t mode, int flags),
            (folder, KVRN_P, mode, flags))
 KVRN_PATH1(int, chown, "chown", (const char* path, uid_t user, gid_t group), (KVRN_P, user, group))
@@ -168,6 +176,16 @@ KVRN_PATH1(ssize_t, getxattr, "xattr", (const char* path, const char* name, void
            (KVRN_P, name, out, size))
 KVRN_PATH1(ssize_t, lgetxattr, "xattr", (const char* path, const char* name, void* out, size_t size),
            (KVRN_P, name, out, size))
+KVRN_PATH1(int, setxattr, "xattr", (const char* path, const char* name, const void* value, size_t size, int flags),
+           (KVRN_P, name, value, size, flags))
+KVRN_PATH1(int, lsetxattr, "xattr", (const char* path, const char* name, const void* value, size_t size, int flags),
+           (KVRN_P, name, value, size, flags))
+KVRN_PATH1(int, removexattr, "xattr", (const char* path, const char* name), (KVRN_P, name))
+KVRN_PATH1(int, lremovexattr, "xattr", (const char* path, const char* name), (KVRN_P, name))
+KVRN_PATH1(ssize_t, listxattr, "xattr", (const char* path, char* names, size_t size), (KVRN_P, names, size))
+KVRN_PATH1(ssize_t, llistxattr, "xattr", (const char* path, char* names, size_t size), (KVRN_P, names, size))
+KVRN_PATH1(int, statfs, "statfs", (const char* path, struct statfs* out), (KVRN_P, out))
+KVRN_PATH1(int, statfs64, "statfs", (const char* path, struct statfs64* out), (KVRN_P, out))
 KVRN_PATH1(int, inotify_add_watch, "watch", (int fd, const char* path, uint32_t mask), (fd, KVRN_P, mask))
 // A link's text is what its reader resolves: it stays as given.
 KVRN_PATH1(int, symlink, "symlink", (const char* text, const char* path), (text, KVRN_P))
@@ -206,6 +224,14 @@ KVRN_TEMPLATE(mkstemp64, (char* path), (at))
 KVRN_TEMPLATE(mkostemp, (char* path, int flags), (at, flags))
 KVRN_TEMPLATE(mkostemp64, (char* path, int flags), (at, flags))
 
+KVRN_HOOK char* mkdtemp(char* path) {
+  char buffer[path_size];
+  char* at = const_cast<char*>(redirect(path, buffer));
+  if (traced("mkdir", path, real<char* (*)(char*)>("mkdtemp")(at)) == nullptr) return nullptr;
+  if (at != path) ::strcpy(path, at + (::strlen(at) - ::strlen(path)));
+  return path;
+}
+
 // libgpiod asks which subsystem a character device belongs to.
 KVRN_HOOK char* realpath(const char* path, char* resolved) {
   unsigned major_number = 0;
@@ -227,4 +253,5 @@ KVRN_HOOK char* realpath(const char* path, char* resolved) {
     ::memmove(answer, answer + prefix, ::strlen(answer + prefix) + 1);
   return answer;
 }
+KVRN_HOOK char* canonicalize_file_name(const char* path) { return realpath(path, nullptr); }
 KVRN_HOOK char* __realpath_chk(const char* path, char* resolved, size_t) { return realpath(path, resolved); }

@@ -64,23 +64,34 @@ bool matches(const Rule& rule, const char* path) {
   return rule.kind == Kind::prefix || path[length] == '\0' || (rule.kind == Kind::folder && path[length] == '/');
 }
 
+// The link of a directory descriptor is its canonical path; realpath() is hooked. Keeps errno.
+bool find_canonical(const char* folder, char (&canonical)[path_size]) {
+  const int saved = errno;
+  const int fd = open_raw(folder, O_PATH | O_DIRECTORY);
+  char link[64];
+  ::snprintf(link, sizeof link, "/proc/self/fd/%d", fd);
+  const long length = fd < 0 ? -1 : ::syscall(SYS_readlinkat, AT_FDCWD, link, canonical, sizeof canonical - 1);
+  if (length > 0) canonical[length] = '\0';
+  if (fd >= 0) ::close(fd);
+  errno = saved;
+  return length > 0;
+}
+
 }  // namespace
 
 const char* root() {
   static thread_local char canonical[path_size];
+  static thread_local char as_given[path_size];
   static thread_local char source[path_size];
   const char* wanted = ::getenv("KVRN_SIM_ROOT");
   if (wanted == nullptr || *wanted == '\0') return nullptr;
   if (::strcmp(wanted, source) != 0) {
-    // The link of a directory descriptor is its canonical path; realpath() is hooked.
-    const int fd = open_raw(wanted, O_PATH | O_DIRECTORY);
-    if (fd < 0) return nullptr;
-    char link[64];
-    ::snprintf(link, sizeof link, "/proc/self/fd/%d", fd);
-    const long length = ::syscall(SYS_readlinkat, AT_FDCWD, link, canonical, sizeof canonical - 1);
-    ::close(fd);
-    if (length <= 0) return nullptr;
-    canonical[length] = '\0';
+    if (!find_canonical(wanted, canonical)) {
+      // Removed, forbidden or too long: the calls below it fail with the kernel's own reason. Never without a folder,
+      // or a program that was started on a device would work on the machine.
+      ::snprintf(as_given, sizeof as_given, "%s", wanted);
+      return as_given;
+    }
     ::snprintf(source, sizeof source, "%s", wanted);
   }
   return canonical;

@@ -10,7 +10,8 @@ namespace kvrn::sim {
 // Room for the folder before the longest path: what is too long for the kernel is the kernel's to refuse.
 constexpr size_t path_size = 8192;
 
-// The canonical path of the device's folder, or null when this process runs without one.
+// The canonical path of the device's folder, or null when this process runs without one. A folder that cannot be opened
+// is returned as it was given.
 const char* root();
 
 // Whether a path is one of the device's own; everything else belongs to the machine.

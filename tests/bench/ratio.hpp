@@ -30,6 +30,15 @@ class RatioReporter : public benchmark::ConsoleReporter {
     return kept;
   }
 
+  // How many times faster a is than b.
+  bool at_least_faster(const std::string& a, const std::string& b, double bound) {
+    const double ratio = best_[b] / best_[a];
+    const bool kept = ratio >= bound;
+    std::printf("%s is %.2f times faster than %s (at least %.2f) %s\n", a.c_str(), ratio, b.c_str(), bound,
+                kept ? "ok" : "MISSED");
+    return kept;
+  }
+
  private:
   std::map<std::string, double> best_;
 };

@@ -55,8 +55,9 @@ Result set(const Options& options) {
   int index = 0;
   const Alarm* alarm = find(options.name, index);
   if (alarm == nullptr || alarm->set == nullptr) {
-    result.fail(Exit::usage, alarm == nullptr ? fmt::format("no alarm '{}'; \"kvrnctl alarms\" lists them", options.name)
-                                              : fmt::format("'{}' is set by its owner alone", options.name));
+    result.fail(Exit::usage, alarm == nullptr
+                                 ? fmt::format("no alarm '{}'; \"kvrnctl alarms\" lists them", options.name)
+                                 : fmt::format("'{}' is set by its owner alone", options.name));
     return result;
   }
   if (index < alarm_first(*alarm) || index >= alarm_first(*alarm) + alarm_count(*alarm)) {
@@ -64,7 +65,8 @@ Result set(const Options& options) {
     return result;
   }
   const int before = alarm->get(index);
-  result.data["alarm"] = {{"id", options.name}, {"before", before}, {"value", options.value}, {"dry_run", options.dry_run}};
+  result.data["alarm"] = {
+      {"id", options.name}, {"before", before}, {"value", options.value}, {"dry_run", options.dry_run}};
   if (options.dry_run)
     result.text = fmt::format("would set {} from {} to {}\n", options.name, before, options.value);
   else if (!alarm->set(index, options.value))

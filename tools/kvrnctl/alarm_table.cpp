@@ -21,8 +21,7 @@ const std::array<Alarm, 10> alarms{{
      [](int index, int value) { return ::set_dc_hwprotect_error(index, value) == 1; }, non_zero,
      "1 the hardware protection of this output tripped"},
     {"output-config", Index::output, [](int index) { return ::is_dc_out_cfg_enabled(index); },
-     [](int index, int value) { return ::set_flag(index, value) == 1; }, never,
-     "2 on or not configured, 0 or 1 off"},
+     [](int index, int value) { return ::set_flag(index, value) == 1; }, never, "2 on or not configured, 0 or 1 off"},
     {"overload-request", Index::request, [](int index) { return ::get_overload_flag(index); },
      [](int index, int value) {
        ::set_overload_flag(index, value);
@@ -32,7 +31,8 @@ const std::array<Alarm, 10> alarms{{
     {"insufficient-power", Index::none, [](int) { return ::insufficient_power_get(); },
      [](int, int value) { return ::insufficient_power_set(value) == 1; }, non_zero,
      "1 there is not enough power to charge"},
-    {"ac-outage", Index::none, [](int) { return ::get_ac_outage_status(); }, nullptr, non_zero, "1 a mains input failed"},
+    {"ac-outage", Index::none, [](int) { return ::get_ac_outage_status(); }, nullptr, non_zero,
+     "1 a mains input failed"},
     {"ac-outage-overload", Index::none, [](int) { return ::ac_disabled_overload(); }, nullptr, non_zero,
      "1 overload after a mains failure"},
     {"battery-outage", Index::none, [](int) { return ::get_battery_outage_status(); }, nullptr, non_zero,
@@ -46,10 +46,15 @@ int alarm_first(const Alarm& alarm) { return alarm.index == Index::battery ? 2 :
 int alarm_count(const Alarm& alarm) {
   int outputs = 0;
   switch (alarm.index) {
-    case Index::output: (void)::get_dc_out_addrs(&outputs); return outputs;
-    case Index::request: return 2;
-    case Index::battery: return ::get_psu_count() - 2;
-    case Index::none: break;
+    case Index::output:
+      (void)::get_dc_out_addrs(&outputs);
+      return outputs;
+    case Index::request:
+      return 2;
+    case Index::battery:
+      return ::get_psu_count() - 2;
+    case Index::none:
+      break;
   }
   return 1;
 }

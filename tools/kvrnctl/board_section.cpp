@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <fmt/core.h>
 
+#include <algorithm>
 #include <array>
 
 #include "tools/kvrnctl/sections.hpp"
@@ -10,7 +11,8 @@ namespace {
 
 constexpr int led_roles = 6;
 
-std::string mac(const std::uint8_t (&bytes)[6]) {
+json mac(const std::uint8_t (&bytes)[6]) {
+  if (std::ranges::all_of(bytes, [](std::uint8_t byte) { return byte == 0; })) return nullptr;
   return fmt::format("{:02x}:{:02x}:{:02x}:{:02x}:{:02x}:{:02x}", bytes[0], bytes[1], bytes[2], bytes[3], bytes[4],
                      bytes[5]);
 }
@@ -22,7 +24,8 @@ json family(std::uint32_t soc_type) {
 }
 
 // Failures of the register's readout are codes in place of its value.
-json revision(std::uint32_t value) {
+json revision(std::uint32_t value, bool known) {
+  if (!known) return nullptr;
   const auto code = static_cast<std::int32_t>(value);
   return code == -1 || code == -2 ? json(nullptr) : json(fmt::format("0x{:08x}", value));
 }
@@ -34,7 +37,7 @@ json ports(const board_record& board) {
     list.push_back({{"id", i},
                     {"present", port.present != 0},
                     {"mac", mac(port.mac)},
-                    {"max_mtu_bytes", port.max_mtu},
+                    {"max_mtu_bytes", port.max_mtu == 0 ? json(nullptr) : json(port.max_mtu)},
                     {"poe_line", port.poe_gpio == 0 ? json(nullptr) : json(port.poe_gpio)}});
   }
   return list;
@@ -65,8 +68,8 @@ json board_section() {
   const std::string_view code(board.platform_code);
   return {{"model", ::map_board_name(&board)},
           {"platform_code", code.empty() ? json(nullptr) : json(code)},
-          {"system_id", fmt::format("0x{:04x}", board.system_id)},
-          {"soc", {{"family", family(board.soc_type)}, {"revision", revision(board.cpu_revision)}}},
+          {"system_id", board_is_known() ? json(fmt::format("0x{:04x}", board.system_id)) : json(nullptr)},
+          {"soc", {{"family", family(board.soc_type)}, {"revision", revision(board.cpu_revision, board_is_known())}}},
           {"base_mac", mac(board.base_mac)},
           {"radios", board.radio_count},
           {"radio_id", fmt::format("{:04x}:{:04x}", board.radio_subsys_vendor_id, board.radio_subsys_id)},

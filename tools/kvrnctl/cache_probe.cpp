@@ -36,7 +36,7 @@ std::string CacheProbe::text() const {
   if (open_error != 0) return errno_text(open_error);
   if (!whole) return fmt::format("wrong size ({} bytes)", size);
   if (!age_s) return "never refreshed";
-  return fmt::format("{} s old", *age_s);
+  return *age_s < 0 ? fmt::format("stamped {} s in the future", -*age_s) : fmt::format("{} s old", *age_s);
 }
 
 }  // namespace kvrnctl

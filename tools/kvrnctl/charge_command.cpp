@@ -62,9 +62,11 @@ Result set_current(const Options& options) {
     return result;
   }
   const int index = static_cast<int>(found - list.begin());
-  result.data["charge"] = {{"psu", options.psu}, {"current_ma", options.current_ma}, {"index", index}, {"dry_run", options.dry_run}};
+  result.data["charge"] = {
+      {"psu", options.psu}, {"current_ma", options.current_ma}, {"index", index}, {"dry_run", options.dry_run}};
   if (options.dry_run) {
-    const auto& row = kvrn::platform_of(::board_identify()->system_id).charging_table(options.psu)[static_cast<std::size_t>(index)];
+    const auto& row =
+        kvrn::platform_of(::board_identify()->system_id).charging_table(options.psu)[static_cast<std::size_t>(index)];
     for (const kvrn::LineLevel& line : row.lines)
       if (line.line != 0) result.text += fmt::format("would drive line {} to {}\n", line.line, line.level);
   } else if (::psu_set_charging_current(options.psu, index) != 0) {

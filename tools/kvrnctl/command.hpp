@@ -26,6 +26,11 @@ void add_board_command(CommandLine& line);
 void add_psu_commands(CommandLine& line);
 void add_gpio_commands(CommandLine& line);
 void add_get_command(CommandLine& line);
+void add_power_commands(CommandLine& line);
+void add_alarm_commands(CommandLine& line);
+void add_charge_commands(CommandLine& line);
+void add_watch_command(CommandLine& line);
+void add_cfg_commands(CommandLine& line);
 void add_doctor_command(CommandLine& line);
 
 }  // namespace kvrnctl

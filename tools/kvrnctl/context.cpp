@@ -9,7 +9,8 @@
 namespace kvrnctl {
 namespace {
 
-void complain(std::string_view text) { fmt::print(stderr, "kvrnctl: {}\n", text); }
+// Not fmt::print, which throws when standard error is closed: there is nobody left to tell.
+void complain(std::string_view text) { (void)std::fputs(fmt::format("kvrnctl: {}\n", text).c_str(), stderr); }
 
 }  // namespace
 
@@ -24,22 +25,25 @@ void Result::fail(Exit status, std::string error) {
   errors.push_back(std::move(error));
 }
 
+bool flush_output() {
+  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return true;
+  complain(fmt::format("cannot write the result: {}", errno_text(errno)));
+  return false;
+}
+
 int deliver(const Context& context, const Result& result) {
   if (context.json) {
     json document{{"schema_version", schema_version}};
     document.update(result.data);
     document["errors"] = result.errors;
     // Names come from flash and files: bytes that are no UTF-8 must not cost the whole document.
-    fmt::print("{}\n", document.dump(2, ' ', false, json::error_handler_t::replace));
+    (void)std::fputs((document.dump(2, ' ', false, json::error_handler_t::replace) + '\n').c_str(), stdout);
   } else {
-    fmt::print("{}", result.text);
+    (void)std::fputs(result.text.c_str(), stdout);
   }
+  const bool written = flush_output();
   for (const std::string& error : result.errors) context.warn(error);
-  if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
-    complain(fmt::format("cannot write the result: {}", errno_text(errno)));
-    return static_cast<int>(Exit::failed);
-  }
-  return static_cast<int>(result.exit);
+  return written ? static_cast<int>(result.exit) : static_cast<int>(Exit::failed);
 }
 
 std::string errno_text(int error) { return std::generic_category().message(error); }

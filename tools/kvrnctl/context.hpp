@@ -34,9 +34,12 @@ struct Result {
   std::vector<std::string> errors;
   Exit exit = Exit::ok;
 
-  // The worst status wins; the order of the statuses is no order of severity, so the first failure stays.
+  // The first failure's status stays.
   void fail(Exit status, std::string error);
 };
+
+// False, with a diagnostic, when standard output did not take everything.
+bool flush_output();
 
 // Prints the result and returns the exit status.
 int deliver(const Context& context, const Result& result);

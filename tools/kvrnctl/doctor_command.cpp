@@ -45,11 +45,23 @@ class Report {
     add(std::move(fact), fmt::format("GPIO {}", line), answer, std::move(stands_in), gpio_hint(line, answer));
   }
 
+  // An image that the monitoring process shares, or does not.
+  void add_image(std::string fact, const kvrn::ImageSpec& spec, std::string stands_in) {
+    const CacheProbe file = probe_cache(spec);
+    Status status = file.fresh() ? Status::ok : Status::failed;
+    if (file.open_error == ENOENT) status = Status::optional;
+    const char* hint = "the monitoring process is not running";
+    if (file.open_error == EACCES) hint = "run as the user that owns the file";
+    if (file.open_error == 0 && !file.whole) hint = "another program wrote the file: remove it";
+    put(status, std::move(fact), spec.path, {file.fresh(), file.open_error, file.text()}, std::move(stands_in), hint);
+  }
+
   void put(Status status, std::string fact, std::string source, const Answer& answer, std::string stands_in,
            std::string hint) {
     static constexpr const char* names[]{"ok", "absent", "failed"};
     failures_ += status == Status::failed ? 1 : 0;
-    probes_.push_back({{"fact", std::move(fact)},
+    probes_.push_back({{"id", probes_.size()},
+                       {"fact", std::move(fact)},
                        {"source", std::move(source)},
                        {"status", names[static_cast<int>(status)]},
                        {"answer", answer.text},
@@ -91,15 +103,16 @@ std::string device_hint(const Answer& answer) {
 }
 
 void probe_board(Report& report) {
-  report.add("SoC family", "/proc/cpuinfo", probe_open("/proc/cpuinfo", O_RDONLY), "the \"Unknown\" board");
-  report.add("calibration partition", "/proc/mtd", probe_open("/proc/mtd", O_RDONLY), "the family's generic board",
-             "the kernel has no MTD support");
-  ar7240_eeprom* image = ::ar7240_eeprom_parse();
-  Answer parsed{image != nullptr, 0, image != nullptr ? "found and read" : "no readable partition named EEPROM or ART"};
-  ::ar7240_eeprom_free(image);
-  report.add("board id and MAC addresses", "calibration partition", parsed, "the family's generic board, MAC zero",
+  Answer system = probe_text("/proc/cpuinfo", "system type");
+  if (system.ok && !board_is_known()) {
+    system.ok = false;
+    system.text += ": none of the library's SoCs";
+  }
+  report.add("SoC family", "/proc/cpuinfo", system, "the \"Unknown\" board", "is this the device?");
+  report.add("board id and MAC addresses", "calibration partition", probe_calibration(),
+             "the family's generic board, MAC unknown",
              "/dev/mtd* and /dev/mtdblock* are root's; the partition must be named EEPROM or ART");
-  const Answer memory = probe_open("/dev/mem", O_RDONLY);
+  const Answer memory = probe_revision();
   report.add("SoC revision", "/dev/mem at 0x18060090", memory, "revision unknown", device_hint(memory));
 }
 
@@ -108,7 +121,11 @@ void probe_input(Report& report, int index, const kvrn::Platform& platform) {
   const std::string psu = fmt::format("PSU {} ", index);
   report.add_flag(psu + "mains (override)", input.mains_flag, "the mains line decides");
   report.add_line(psu + "mains", input.mains_line, "no mains");
-  if (!platform.slots) return;
+  if (!platform.slots) {
+    report.put(Status::optional, psu + "output and temperature", "none", {false, 0, "not measured on this board"},
+               "no value", "");
+    return;
+  }
   report.add_line(psu + "slot", input.slot_line, "the slot counts as occupied");
   constexpr std::pair<const char*, std::uint8_t> registers[]{{"output voltage", kvrn::supply_vout},
                                                              {"output current", kvrn::supply_iout},
@@ -144,42 +161,39 @@ void probe_hwmon_battery(Report& report, const kvrn::Platform& platform) {
 
 void probe_smart_battery(Report& report, const kvrn::Platform& platform) {
   probe_charger(report, kvrn::smart_charger, platform);
-  const CacheProbe file = probe_cache(kvrn::raw_battery_file);
-  report.put(file.fresh()                ? Status::ok
-             : file.open_error == ENOENT ? Status::optional
-                                         : Status::failed,
-             "PSU 3 published readings", kvrn::raw_battery_file.path, {file.fresh(), file.open_error, file.text()},
-             "the battery is read over I2C", "the monitoring process is not running or cannot write the file");
+  report.add_image("PSU 3 published readings", kvrn::raw_battery_file, "the battery is read over I2C");
   constexpr std::pair<const char*, std::uint8_t> registers[]{{"status", kvrn::sbs::battery_status},
                                                              {"state code", kvrn::sbs::manufacturer_access},
                                                              {"voltage", kvrn::sbs::voltage},
                                                              {"current", kvrn::sbs::current},
                                                              {"temperature", kvrn::sbs::temperature},
+                                                             {"time to empty", kvrn::sbs::average_time_to_empty},
+                                                             {"time to full", kvrn::sbs::average_time_to_full},
+                                                             {"cycle count", kvrn::sbs::cycle_count},
+                                                             {"manufacture date", kvrn::sbs::manufacture_date},
+                                                             {"battery mode", kvrn::sbs::battery_mode},
+                                                             {"full capacity", kvrn::sbs::full_charge_capacity},
                                                              {"remaining capacity", kvrn::sbs::remaining_capacity},
-                                                             {"full capacity", kvrn::sbs::full_charge_capacity}};
+                                                             {"design capacity", kvrn::sbs::design_capacity}};
+  const std::string device = fmt::format("I2C {}-{:02x}", kvrn::sbs_bus, kvrn::sbs_address);
   for (const auto& [name, reg] : registers) {
     const Answer answer = probe_register(kvrn::sbs_bus, kvrn::sbs_address, reg, true);
-    report.add(fmt::format("PSU 3 {}", name),
-               fmt::format("I2C {}-{:02x} register 0x{:02x}", kvrn::sbs_bus, kvrn::sbs_address, reg), answer, "unknown",
+    report.add(fmt::format("PSU 3 {}", name), fmt::format("{} register 0x{:02x}", device, reg), answer, "unknown",
                device_hint(answer));
   }
-}
-
-void probe_cache_file(Report& report) {
-  const CacheProbe file = probe_cache(kvrn::psu_cache_file);
-  const bool missing = file.open_error == ENOENT;
-  report.put(
-      file.fresh() ? Status::ok
-      : missing    ? Status::optional
-                   : Status::failed,
-      "all PSUs", kvrn::psu_cache_file.path, {file.fresh(), file.open_error, file.text()}, "every PSU is read directly",
-      file.open_error == EACCES ? "run as the user that owns the cache" : "the monitoring process is not running");
+  constexpr std::pair<const char*, std::uint16_t> blocks[]{
+      {"cells 5-7", 0x7B}, {"cells 1-4", 0x71}, {"block 51", 0x51}, {"block 55", 0x55}};
+  for (const auto& [name, block] : blocks) {
+    const Answer answer = probe_block(block);
+    report.add(fmt::format("PSU 3 {}", name), fmt::format("{} block 0x{:02x}", device, block), answer, "unknown",
+               device_hint(answer));
+  }
 }
 
 Result doctor(const Context& context) {
   Report report;
   probe_board(report);
-  probe_cache_file(report);
+  report.add_image("all PSUs", kvrn::psu_cache_file, "every PSU is read directly");
   const kvrn::Platform& platform = kvrn::platform_of(::board_identify()->system_id);
   for (int input = 0; input < 2; ++input) probe_input(report, input, platform);
   for (int psu = 2; psu < platform.psu_count; ++psu) {

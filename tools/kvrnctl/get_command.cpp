@@ -13,14 +13,14 @@ namespace {
 
 struct Section {
   std::string_view name;
-  json (*make)();
+  json (*make)(std::vector<std::string>& errors);
 };
 
-json all_psus() { return psu_list(read_psus(Source::automatic).records, false); }
-json all_batteries() { return psu_list(read_psus(Source::automatic).records, true); }
+json board(std::vector<std::string>&) { return board_section(); }
+json psus(std::vector<std::string>& errors) { return psu_list(read_psus(Source::automatic), false, errors); }
+json batteries(std::vector<std::string>& errors) { return psu_list(read_psus(Source::automatic), true, errors); }
 
-constexpr std::array sections{Section{"board", board_section}, Section{"psu", all_psus},
-                              Section{"battery", all_batteries}};
+constexpr std::array sections{Section{"board", board}, Section{"psu", psus}, Section{"battery", batteries}};
 
 std::vector<std::string> split(const std::string& path) {
   std::vector<std::string> parts;
@@ -71,6 +71,15 @@ std::string names(const json& from) {
   return list;
 }
 
+// Whether another board may have what is missing here: an entry of a list, or a value that this board does not measure.
+bool may_be_elsewhere(const json& at, const std::string& name) {
+  constexpr std::array optional{"output_voltage_mv", "output_current_ma", "temperature_c", "cells",
+                                "block_51",          "block_55"};
+  if (at.is_object()) return std::ranges::find(optional, name) != optional.end();
+  const bool canonical = name == "0" || (!name.empty() && name[0] != '0');
+  return canonical && name.find_first_not_of("0123456789") == std::string::npos;
+}
+
 Result get(const std::string& path) {
   Result result;
   result.data["path"] = path;
@@ -82,15 +91,15 @@ Result get(const std::string& path) {
     result.fail(Exit::usage, fmt::format("no section '{}': there are board, psu and battery", parts[0]));
     return result;
   }
-  const json root = section->make();
+  std::vector<std::string> errors;  // of the whole section: worth saying only when the value is missing
+  const json root = section->make(errors);
   const json* at = &root;
   std::string walked = parts[0];
   for (std::size_t i = 1; i < parts.size(); ++i) {
     const json* next = step(*at, parts[i]);
     if (next == nullptr) {
       // A number that is missing from a list is a thing that this board lacks; a wrong name is wrong anywhere.
-      const bool numbered = at->is_array() && parts[i].find_first_not_of("0123456789") == std::string::npos;
-      result.fail(numbered ? Exit::not_on_this_board : Exit::usage,
+      result.fail(may_be_elsewhere(*at, parts[i]) ? Exit::not_on_this_board : Exit::usage,
                   fmt::format("no '{}' in {}: there is {}", parts[i], walked, at->empty() ? "nothing" : names(*at)));
       return result;
     }
@@ -102,7 +111,10 @@ Result get(const std::string& path) {
     flatten(path, *at, result.text);
   else
     result.text = bare(*at) + '\n';
-  if (at->is_null()) result.fail(Exit::failed, fmt::format("{} is unknown; \"kvrnctl doctor\" may say why", path));
+  if (at->is_null()) {
+    result.errors = std::move(errors);
+    result.fail(Exit::failed, fmt::format("{} is unknown; \"kvrnctl doctor\" may say why", path));
+  }
   return result;
 }
 

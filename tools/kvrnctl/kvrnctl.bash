@@ -12,14 +12,14 @@ _kvrnctl_paths() {
 
 _kvrnctl() {
   local cur prev words cword
-  _init_completion -n : || return
+  _init_completion -s -n : || return
 
   local common="--json --verbose --help" command="" sub="" i
   for ((i = 1; i < cword; i++)); do
     [[ ${words[i]} == -* ]] && continue
     if [[ -z $command ]]; then
       command=${words[i]}
-    elif [[ $command == gpio && -z $sub ]]; then
+    elif [[ ($command == gpio || $command == cfg) && -z $sub ]]; then
       sub=${words[i]}
     fi
   done
@@ -29,9 +29,18 @@ _kvrnctl() {
     return
   fi
 
-  local choices=""
+  if [[ $prev == --type ]]; then
+    mapfile -t COMPREPLY < <(compgen -W "str bool int uint int64" -- "$cur")
+    return
+  fi
+  if [[ $prev == --file || ($sub == diff && $cur != -*) ]]; then
+    _filedir
+    return
+  fi
+
+  local edits="set add delete sort renumber protect reveal" choices=""
   case $command in
-    "") choices="board psu battery gpio get doctor --help --version" ;;
+    "") choices="board psu battery gpio get cfg doctor --help --version" ;;
     board | doctor) choices=$common ;;
     psu | battery) choices="0 1 2 3 --source $common" ;;
     gpio)
@@ -41,9 +50,21 @@ _kvrnctl() {
         set) choices="0 1 --dry-run $common" ;;
       esac
       ;;
+    cfg)
+      case $sub in
+        "") choices="show get diff interface check $edits --help" ;;
+        get) choices="--type --default --file --reveal $common" ;;
+        show | diff | interface | check) choices="--file --reveal $common" ;;
+        delete) choices="--prefix --file --reveal --dry-run --backup --force $common" ;;
+        *) choices="--file --reveal --dry-run --backup --force $common" ;;
+      esac
+      if [[ ($sub == get || $sub == set || $sub == delete) && $cur != -* ]]; then
+        choices=$(kvrnctl cfg show 2>/dev/null | sed 's/=.*//')
+      fi
+      ;;
     get)
       choices=$common
-      if [[ $cur != -* ]]; then
+      if [[ $cur != -* && $prev == get ]]; then
         choices=$(_kvrnctl_paths "$cur")
         compopt -o nospace
       fi

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include <fmt/core.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <exception>
+#include <random>
 
 #include "tools/kvrnctl/command.hpp"
 
@@ -23,7 +24,8 @@ bool wants_color() {
   const char* off = std::getenv("NO_COLOR");
   if (off != nullptr && *off != '\0') return false;
   const char* terminal = std::getenv("TERM");
-  return ::isatty(STDOUT_FILENO) == 1 && terminal != nullptr && std::string_view(terminal) != "dumb";
+  if (terminal == nullptr || *terminal == '\0' || std::string_view(terminal) == "dumb") return false;
+  return ::isatty(STDOUT_FILENO) == 1;
 }
 
 int run(int argc, char** argv) {
@@ -39,13 +41,23 @@ int run(int argc, char** argv) {
   add_psu_commands(line);
   add_gpio_commands(line);
   add_get_command(line);
+  add_power_commands(line);
+  add_alarm_commands(line);
+  add_charge_commands(line);
+  add_watch_command(line);
+  add_cfg_commands(line);
   add_doctor_command(line);
   try {
     line.app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     // Help and version are successes; every other refusal is wrong usage.
-    return line.app.exit(error) == 0 ? static_cast<int>(Exit::ok) : static_cast<int>(Exit::usage);
+    if (line.app.exit(error) != 0) return static_cast<int>(Exit::usage);
+    return static_cast<int>(flush_output() ? Exit::ok : Exit::failed);
   }
+  // A file size limit is an error of the write, as a full disk is; not the end of the process with half a file.
+  (void)std::signal(SIGXFSZ, SIG_IGN);
+  // The library draws salts from rand() and leaves the seed to its program.
+  std::srand(std::random_device{}());
   line.context.color = wants_color();
   return deliver(line.context, line.action(line.context));
 }
@@ -57,7 +69,7 @@ int main(int argc, char** argv) {
   try {
     return kvrnctl::run(argc, argv);
   } catch (const std::exception& error) {
-    fmt::print(stderr, "kvrnctl: {}\n", error.what());
+    kvrnctl::Context().warn(error.what());
     return static_cast<int>(kvrnctl::Exit::failed);
   }
 }

@@ -5,15 +5,14 @@
 #include <array>
 #include <climits>
 
-#include "status/flags.hpp"
 #include "tools/kvrnctl/cache_probe.hpp"
 #include "tools/kvrnctl/power_sections.hpp"
 
 namespace kvrnctl {
 namespace {
 
-constexpr std::array<const char*, 6> state_names{"normal",     "shed", "overload", "protected",
-                                                 "idle, below 0.9 W", "configured off"};
+constexpr std::array<const char*, 6> state_names{"normal",        "shed", "overload", "protected", "idle, below 0.9 W",
+                                                 "configured off"};
 
 std::string output_state_name(std::int32_t state) {
   if (state < 0 || static_cast<std::size_t>(state) >= state_names.size()) return "unknown";
@@ -91,26 +90,26 @@ json budget_section() {
 }
 
 json state_section() {
-  static constexpr std::array<const char*, 15> meanings{
-      "running on mains, battery idle",
-      "running on battery",
-      nullptr,
-      nullptr,
-      "battery low",
-      "output off",
-      "mains failed on the first input",
-      "mains failed on the second input",
-      "outputs overloaded",
-      "output stopped by its protection",
-      "charging",
-      "charging with the highest current",
-      "calibrating the battery",
-      "battery error",
-      "running on mains, no battery"};
+  static constexpr std::array<const char*, 15> meanings{"running on mains, battery idle",
+                                                        "running on battery",
+                                                        nullptr,
+                                                        nullptr,
+                                                        "battery low",
+                                                        "output off",
+                                                        "mains failed on the first input",
+                                                        "mains failed on the second input",
+                                                        "outputs overloaded",
+                                                        "output stopped by its protection",
+                                                        "charging",
+                                                        "charging with the highest current",
+                                                        "calibrating the battery",
+                                                        "battery error",
+                                                        "running on mains, no battery"};
   psu_info psus[KVRN_PSU_MAX]{};
   (void)::psu_info_get_all(psus, nullptr);
   const int code = ::get_device_state(psus);
-  const bool named = code >= 0 && static_cast<std::size_t>(code) < meanings.size() && meanings[static_cast<std::size_t>(code)] != nullptr;
+  const bool named = code >= 0 && static_cast<std::size_t>(code) < meanings.size() &&
+                     meanings[static_cast<std::size_t>(code)] != nullptr;
   return {{"code", code}, {"meaning", named ? json(meanings[static_cast<std::size_t>(code)]) : json(nullptr)}};
 }
 

@@ -19,9 +19,7 @@ Color color_of_output(const std::string& state) {
 }
 
 // A value that this source does not have is no unknown value.
-std::string cell(const json& entry, const char* key) {
-  return entry.contains(key) ? humanize(key, entry[key]) : "-";
-}
+std::string cell(const json& entry, const char* key) { return entry.contains(key) ? humanize(key, entry[key]) : "-"; }
 
 }  // namespace
 

@@ -4,10 +4,12 @@
 #include <fcntl.h>
 #include <fmt/core.h>
 #include <gpiod.h>
+#include <kvrn/board.h>
 
 #include <cerrno>
 #include <memory>
 
+#include "battery/sbs_bus.hpp"
 #include "hw/gpio_number.hpp"
 #include "hw/smbus.hpp"
 #include "tools/kvrnctl/context.hpp"
@@ -74,10 +76,56 @@ Answer probe_number(const char* path) {
   return {true, 0, std::to_string(*value)};
 }
 
-Answer probe_open(const char* path, int flags) {
-  const kvrn::Fd fd = kvrn::Fd::open(path, flags);
+Answer probe_text(const char* path, const char* key) {
+  char buffer[4096];
+  const kvrn::Fd fd = kvrn::Fd::open(path, O_RDONLY);
   if (!fd) return failed("open");
-  return {true, 0, "opens"};
+  const ssize_t got = ::read(fd.get(), buffer, sizeof buffer);
+  if (got < 0) return failed("read");
+  const std::string_view text(buffer, static_cast<std::size_t>(got));
+  const std::size_t at = text.find(key);
+  if (at == std::string_view::npos) return {false, 0, fmt::format("no line with '{}'", key)};
+  std::string_view line = text.substr(at, text.find('\n', at) - at);
+  if (const std::size_t colon = line.find(':'); colon != std::string_view::npos) line.remove_prefix(colon + 1);
+  const std::size_t start = line.find_first_not_of(" \t");
+  return {true, 0, std::string(start == std::string_view::npos ? "empty" : line.substr(start))};
+}
+
+Answer probe_calibration() {
+  // The library says nothing but yes or no; the devices of the partition say why.
+  const std::unique_ptr<ar7240_eeprom, Call<ar7240_eeprom_free>> image(::ar7240_eeprom_parse());
+  if (image) return {true, 0, "read"};
+  const Answer partitions = probe_text("/proc/mtd", "mtd");
+  if (!partitions.ok) return {false, partitions.error, "/proc/mtd: " + partitions.text};
+  for (int number = 0; number < 16; ++number)
+    for (const char* kind : {"mtd", "mtdblock"}) {
+      const std::string path = fmt::format("/dev/{}{}", kind, number);
+      const kvrn::Fd fd = kvrn::Fd::open(path.c_str(), O_RDONLY);
+      if (!fd && errno != ENOENT) return failed(path);
+    }
+  return {false, 0, "no readable partition named EEPROM or ART"};
+}
+
+Answer probe_revision() {
+  const std::uint32_t revision = ::ar724x_get_cpu_revision();
+  const auto code = static_cast<std::int32_t>(revision);
+  if (code != -1 && code != -2) return {true, 0, fmt::format("0x{:08x}", revision)};
+  const kvrn::Fd fd = kvrn::Fd::open("/dev/mem", O_RDONLY);
+  if (!fd) return failed("open");
+  return {false, 0, "the register cannot be mapped"};
+}
+
+Answer probe_block(std::uint16_t subcommand) {
+  const kvrn::Fd fd = kvrn::Fd::open(kvrn::sbs_bus_path, O_RDONLY);
+  if (!fd) return failed("open");
+  if (kvrn::i2c_select(fd.get(), kvrn::sbs_address) < 0) return failed("select");
+  i2c_smbus_data data{};
+  data.word = subcommand;
+  if (kvrn::smbus_transfer(fd.get(), I2C_SMBUS_WRITE, kvrn::sbs::manufacturer_access, I2C_SMBUS_WORD_DATA, data) < 0)
+    return failed("write");
+  if (kvrn::smbus_transfer(fd.get(), I2C_SMBUS_READ, kvrn::sbs::manufacturer_data, I2C_SMBUS_BLOCK_DATA, data) < 0)
+    return failed("read");
+  return {true, 0, fmt::format("{} bytes", data.block[0])};
 }
 
 Answer probe_register(int bus, std::uint32_t address, std::uint8_t reg, bool word) {

@@ -21,10 +21,18 @@ Answer probe_gpio(std::uint32_t chip, const std::string& name);
 // A file with one integer at its start.
 Answer probe_number(const char* path);
 
-// A file that only needs to open; `flags` as for open().
-Answer probe_open(const char* path, int flags);
+// A file of text; the answer is the value of the first line that begins with `key`.
+Answer probe_text(const char* path, const char* key);
+
+// The partition that holds the calibration data: its number, device and content.
+Answer probe_calibration();
 
 // One SMBus register of a device; `word` or a byte.
+// The SoC revision register.
+Answer probe_revision();
+
+// A block of the smart battery.
+Answer probe_block(std::uint16_t subcommand);
 Answer probe_register(int bus, std::uint32_t address, std::uint8_t reg, bool word);
 
 }  // namespace kvrnctl

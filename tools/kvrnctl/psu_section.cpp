@@ -5,6 +5,7 @@
 #include <array>
 #include <cmath>
 
+#include "board/platform.hpp"
 #include "tools/kvrnctl/cache_probe.hpp"
 #include "tools/kvrnctl/sections.hpp"
 
@@ -40,7 +41,9 @@ std::string state(const psu_info& psu) {
   return has(psu.battery_status, PSU_BATTERY_CHARGING) ? "charging" : "not charging";
 }
 
+// Only some boards' supplies tell anything.
 void add_supply(json& out, const psu_info& psu) {
+  if (!kvrn::platform_of(::board_identify()->system_id).slots) return;
   const bool read = has(psu.supply_status, PSU_SUPPLY_TELEMETRY);
   out["output_voltage_mv"] = read ? number(psu.supply_vout_mv) : json(nullptr);
   out["output_current_ma"] = read ? number(psu.supply_iout_ma) : json(nullptr);
@@ -66,6 +69,7 @@ void add_battery(json& out, const psu_info& psu) {
   out["full_capacity_mah"] = number(psu.full_capacity_mah);
   out["design_capacity_mah"] = number(psu.design_capacity_mah);
   out["cycle_count"] = number(psu.cycle_count);
+  if (!smart) out.erase("temperature_c");  // nothing measures it
   out["max_charge_power_mw"] = std::uint32_t{psu.max_charge_power_mw};
   out["charge_state"] = psu.charge_state == 0 ? json(nullptr) : json(std::int32_t{psu.charge_state});
   out["manufacture_date"] = date(psu.manufacture_time);
@@ -88,7 +92,8 @@ void read_cache(PsuReading& reading) {
   if (::get_psu_info_cache_data(&view) == 0) {
     const bool stale = probe.whole && !probe.fresh();
     reading.exit = stale ? Exit::stale : Exit::failed;
-    reading.error = fmt::format("{}: {}{}", spec.path, probe.text(), stale ? ", more than 10 s: not used" : "");
+    const bool aged = stale && probe.age_s;
+    reading.error = fmt::format("{}: {}{}", spec.path, probe.text(), aged ? ", more than 10 s: not used" : "");
     return;
   }
   std::array<psu_info, KVRN_PSU_MAX> records{};
@@ -125,9 +130,11 @@ PsuReading read_psus(Source source) {
   return reading;
 }
 
-json psu_section(const psu_info& psu) {
+namespace {
+
+json psu_section(const psu_info& psu, std::size_t id) {
   static constexpr std::array<const char*, 3> types{"empty", "input", "battery"};
-  json out{{"id", std::uint32_t{psu.id}},
+  json out{{"id", id},
            {"type", psu.type < types.size() ? types[psu.type] : "unknown"},
            {"state", state(psu)},
            {"usable", has(psu.status, PSU_STATUS_USABLE)}};
@@ -138,10 +145,17 @@ json psu_section(const psu_info& psu) {
   return out;
 }
 
-json psu_list(const std::vector<psu_info>& records, bool batteries_only) {
+}  // namespace
+
+json psu_list(const PsuReading& reading, bool batteries_only, std::vector<std::string>& errors) {
   json list = json::array();
-  for (const psu_info& psu : records)
-    if (!batteries_only || psu.type == PSU_TYPE_BATTERY) list.push_back(psu_section(psu));
+  for (std::size_t id = 0; id < reading.records.size(); ++id) {
+    const psu_info& record = reading.records[id];
+    if (batteries_only && record.type != PSU_TYPE_BATTERY) continue;
+    json psu = psu_section(record, id);
+    if (reading.source["kind"] == "direct") note_failures(psu, errors);
+    list.push_back(std::move(psu));
+  }
   return list;
 }
 

@@ -26,7 +26,9 @@ struct PsuReading {
 };
 PsuReading read_psus(Source source);
 
-json psu_section(const psu_info& record);
-json psu_list(const std::vector<psu_info>& records, bool batteries_only);
+// The sections of a reading. A direct reading is looked at again where a default stands in for a failed one: the value
+// becomes null and the failure goes into `errors`.
+json psu_list(const PsuReading& reading, bool batteries_only, std::vector<std::string>& errors);
+void note_failures(json& psu, std::vector<std::string>& errors);
 
 }  // namespace kvrnctl

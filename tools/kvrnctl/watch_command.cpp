@@ -27,12 +27,12 @@ volatile std::sig_atomic_t ended = 0;
 
 std::string bar(double share, int columns) {
   const int filled = static_cast<int>(std::lround(std::min(std::max(share, 0.0), 1.0) * columns));
-  return '[' + std::string(static_cast<std::size_t>(filled), '#') + std::string(static_cast<std::size_t>(columns - filled), '.') + ']';
+  return '[' + std::string(static_cast<std::size_t>(filled), '#') +
+         std::string(static_cast<std::size_t>(columns - filled), '.') + ']';
 }
 
 std::string load_text(const Context& context, const json& budget) {
-  if (budget["available_mw"].is_null())
-    return fmt::format("Load     {}\n", humanize("drawn_mw", budget["drawn_mw"]));
+  if (budget["available_mw"].is_null()) return fmt::format("Load     {}\n", humanize("drawn_mw", budget["drawn_mw"]));
   const double share = budget["drawn_mw"].get<double>() / budget["available_mw"].get<double>();
   const Color color = share > 1 ? Color::bad : share > 0.9 ? Color::warning : Color::good;
   return fmt::format("Load     {} {} of {}\n", painted(context, color, bar(share, 30)),
@@ -55,7 +55,8 @@ std::string alarms_text(const Context& context) {
   std::string text;
   for (const json& alarm : alarm_list())
     if (alarm["raised"] == true)
-      text += ' ' + painted(context, Color::bad, fmt::format("{}={}", alarm["id"].get<std::string>(), alarm["value"].dump()));
+      text += ' ' +
+              painted(context, Color::bad, fmt::format("{}={}", alarm["id"].get<std::string>(), alarm["value"].dump()));
   return "Alarms  " + (text.empty() ? " none" : text) + '\n';
 }
 
@@ -94,9 +95,14 @@ void add_watch_command(CommandLine& line) {
   const auto options = std::make_shared<Options>();
   // Not a command with --json: it is a view for people; the documents are those of psu, outputs, budget and alarms.
   CLI::App* command = line.app.add_subcommand("watch", "A live view of load, charge, alarms, sources and outputs");
-  command->add_option("--period", options->period_s, "Seconds between views")->check(CLI::Range(0.1, 3600.0))->capture_default_str();
-  command->add_option("--count", options->count, "Views to show; 0 until a signal")->check(CLI::Range(0, 1000000))->capture_default_str();
-  command->callback([&line, options] { line.action = [=](const Context& context) { return watch(context, *options); }; });
+  command->add_option("--period", options->period_s, "Seconds between views")
+      ->check(CLI::Range(0.1, 3600.0))
+      ->capture_default_str();
+  command->add_option("--count", options->count, "Views to show; 0 until a signal")
+      ->check(CLI::Range(0, 1000000))
+      ->capture_default_str();
+  command->callback(
+      [&line, options] { line.action = [=](const Context& context) { return watch(context, *options); }; });
 }
 
 }  // namespace kvrnctl

@@ -1,0 +1,195 @@
+# SPDX-License-Identifier: MIT
+"""kvrnctl cfg: what it shows, and that an edit leaves the old file or the new one, whole."""
+import fcntl
+import os
+import resource
+import subprocess
+import unittest
+
+from kvrnctl_device import BIN, Device, Run, new_folder
+
+SAMPLE = ("radio.1.mode=ap\nusers.1.name=anna\nusers.1.password=secret\nnetconf.3.devname=eth0\nnetconf.7.devname=br0\n"
+          "bridge.status=enabled\nbridge.1.devname=br0\nbridge.1.port.1.devname=eth1\nx.note=a = b\n")
+
+
+class Case(unittest.TestCase):
+    def setUp(self):
+        self.folder = new_folder()
+        self.path = self.folder + "/system.cfg"
+        self.write(SAMPLE)
+
+    def write(self, text):
+        with open(self.path, "wb") as file:
+            file.write(text if isinstance(text, bytes) else text.encode())
+
+    def text(self, path=None):
+        with open(path or self.path, "rb") as file:
+            return file.read().decode()
+
+    def cfg(self, command, *words, **options):
+        return Run(subprocess.run([BIN + "/kvrnctl", "cfg", command, "--file", self.path, *words], capture_output=True,
+                                  text=True, timeout=60, **options))
+
+    def lines(self):
+        """The file's lines with passwords opened."""
+        return self.cfg("show", "--reveal").out.splitlines()
+
+
+class Showing(Case):
+    def test_show_keeps_the_order_and_hides_passwords(self):
+        self.assertEqual(self.cfg("show").out, SAMPLE.replace("secret", "********"))
+        self.assertEqual(self.cfg("show", "--reveal").out, SAMPLE)
+        document = self.cfg("show", "users.", "--json").json()
+        self.assertEqual([entry["value"] for entry in document["entries"]], ["anna", "********"])
+        self.assertEqual([entry["id"] for entry in document["entries"]], [2, 3])
+
+    def test_get_types_defaults_and_missing_keys(self):
+        self.write("n=0x1F\nbig=5000000000\nflag= Enabled \nt=12abc\nempty=\nusers.1.password=p\n")
+        for words, out, status in ((["n", "--type", "int"], "31\n", 0), (["big", "--type", "int"], "", 1),
+                                   (["big", "--type", "int64"], "5000000000\n", 0),
+                                   (["flag", "--type", "bool"], "true\n", 0), (["N"], "0x1F\n", 0),
+                                   (["t", "--type", "uint"], "12\n", 0), (["empty"], "\n", 0), (["none"], "", 1),
+                                   (["none", "--default", "7"], "7\n", 0), (["n", "--type", "odd"], "", 2),
+                                   (["users.1.password"], "********\n", 0),
+                                   (["users.1.password", "--reveal"], "p\n", 0)):
+            run = self.cfg("get", *words)
+            self.assertEqual((run.out, run.status), (out, status), words)
+        self.assertEqual(self.cfg("get", "n", "--type", "int", "--json").json()["value"], 31)
+
+    def test_diff_reads_like_a_diff(self):
+        other = self.folder + "/new.cfg"
+        with open(other, "w") as file:
+            file.write(SAMPLE.replace("mode=ap", "mode=sta").replace("secret", "other").replace("x.note=a = b\n", "y=1\n"))
+        run = self.cfg("diff", self.path, other)
+        self.assertEqual(run.out, f"--- {self.path}\n+++ {other}\n-radio.1.mode=ap\n+radio.1.mode=sta\n"
+                                  "-users.1.password=********\n+users.1.password=********\n-x.note=a = b\n+y=1\n")
+        changes = self.cfg("diff", self.path, other, "--json").json()["changes"]
+        self.assertEqual(changes[2], {"id": 3, "key": "x.note", "old": "a = b", "new": None})
+        self.assertEqual(self.cfg("diff", self.path, self.path).out, "")
+
+    def test_interface_and_check(self):
+        self.assertEqual(self.cfg("interface", "br0").out, "eth1\n")
+        self.write(SAMPLE + "# note\nx.note=again\n" + "long=" + "y" * 1100 + "\n")
+        run = self.cfg("check")
+        self.assertEqual(run.status, 1)
+        for word in ("comments", "more than once", "not protected", "longer than 1024"):
+            self.assertIn(word, run.out)
+        self.write("a=1\n")
+        self.assertEqual((self.cfg("check").status, self.cfg("check").out), (0, ""))
+
+    def test_the_default_file_is_the_devices(self):
+        device = Device("generic")
+        device.set("file", "/tmp/system.cfg", "a=1\n")
+        self.assertEqual(device.run("cfg", "get", "a").out, "1\n")
+        self.assertEqual(device.run("cfg", "set", "a", "2").out, "changed\n")
+        self.assertEqual(self.text(device.path("/tmp/system.cfg")), "a=2\n")
+
+
+class Editing(Case):
+    def test_edits_keep_the_order_of_lines(self):
+        self.assertEqual(self.cfg("set", "RADIO.1.mode", "sta").out, "changed\n")
+        self.assertEqual(self.cfg("set", "new.key", "v").out, "appended\n")
+        self.assertEqual(self.cfg("add", "new.key", "w").out, "appended\n")
+        self.assertEqual(self.cfg("delete", "--prefix", "bridge.").out, "3 deleted\n")
+        self.assertEqual(self.cfg("renumber", "netconf.").out, "renumbered\n")
+        self.assertEqual(self.lines(), ["radio.1.mode=sta", "users.1.name=anna", "users.1.password=secret",
+                                        "netconf.1.devname=eth0", "netconf.2.devname=br0", "x.note=a = b", "new.key=v",
+                                        "new.key=w"])
+        self.assertEqual(self.cfg("sort").status, 0)
+        self.assertEqual(self.lines()[0], "netconf.1.devname=eth0")
+        self.assertEqual(self.cfg("delete", "gone").status, 1)
+
+    def test_passwords_are_protected_and_revealed(self):
+        self.assertEqual(self.cfg("protect").out, "1 passwords protected\n")
+        self.assertNotIn("secret", self.text())
+        self.assertIn("~META~", self.text())
+        self.assertIn("users.1.password=secret", self.lines())
+        self.assertEqual(self.cfg("reveal").status, 0)
+        self.assertEqual(self.text(), SAMPLE)
+        run = self.cfg("set", "users.1.password", "p" * 479)
+        self.assertEqual(run.status, 0)
+        self.assertIn("stays plain", run.err)
+
+    def test_dry_run_prints_the_change_and_leaves_the_file(self):
+        run = self.cfg("set", "radio.1.mode", "sta", "--dry-run")
+        self.assertEqual(run.out, "-radio.1.mode=ap\n+radio.1.mode=sta\n")
+        self.assertEqual(self.text(), SAMPLE)
+        self.assertEqual(os.listdir(self.folder), ["system.cfg"])
+
+    def test_mode_owner_link_and_backup(self):
+        os.chmod(self.path, 0o640)
+        if os.geteuid() == 0:
+            os.chown(self.path, 12, 34)
+        os.rename(self.path, self.folder + "/real.cfg")
+        os.symlink("real.cfg", self.path)
+        self.assertEqual(self.cfg("set", "a", "1", "--backup").status, 0)
+        status = os.stat(self.path)
+        self.assertTrue(os.path.islink(self.path))
+        self.assertEqual(status.st_mode & 0o777, 0o640)
+        if os.geteuid() == 0:
+            self.assertEqual((status.st_uid, status.st_gid), (12, 34))
+        self.assertEqual(self.text(self.folder + "/real.cfg.bak"), SAMPLE)
+        self.assertNotIn("real.cfg.new", os.listdir(self.folder))
+
+    def test_what_would_be_lost_is_refused_with_the_reason(self):
+        for words, reason in ((["set", "a", "x\ny"], "line end"), (["set", "#a", "x"], "comment"),
+                              (["set", "a=b", "x"], "first '='"), (["set", "a", "x" * 1030], "at most 1024"),
+                              (["add", "a ", "x"], "blanks"), (["add", "a", "x\t"], "blanks"),
+                              (["add", "users." + "k" * 493 + ".password", "x"], "protected line"),
+                              (["add", "users." + "k" * 480 + ".password", "y" * 470], "protected line"),
+                              (["set", "k" * 256, "x"], "at most 255")):
+            run = self.cfg(*words)
+            self.assertEqual(run.status, 1, words[:2])
+            self.assertIn(reason, run.err)
+            self.assertEqual(self.text(), SAMPLE)
+        self.write("# keep me\n" + SAMPLE)
+        run = self.cfg("set", "a", "1")
+        self.assertEqual(run.status, 1)
+        self.assertIn("--force", run.err)
+        self.assertEqual(self.cfg("set", "a", "1", "--force").status, 0)
+
+    def test_odd_files(self):
+        self.write("")
+        self.assertIn("would be lost", self.cfg("set", "first", "1\nb=2").err)
+        self.assertEqual(self.text(), "")
+        self.assertEqual(self.cfg("set", "first", "1").out, "appended\n")
+        self.assertEqual(self.text(), "first=1\n")
+        for odd in (b"a=1\rb=2\r", b"no newline=1", b"k\0=v\nx=1\n", b"=\n", b"~META~\n~META~=\n~META~x=%%%\n",
+                    b"x=" + b"y" * (1 << 20)):
+            self.write(odd)
+            for command in ("show", "check"):
+                self.assertIn(self.cfg(command).status, (0, 1), odd[:20])
+            before = self.text()
+            if self.cfg("set", "z", "1").status != 0:
+                self.assertEqual(self.text(), before)
+        os.remove(self.path)
+        self.assertIn("No such file", self.cfg("set", "a", "1").err)
+        os.mkdir(self.path)
+        self.assertIn("directory", self.cfg("show").err)
+
+    def test_a_full_disk_leaves_the_old_file(self):
+        def limit():
+            resource.setrlimit(resource.RLIMIT_FSIZE, (64, 64))
+
+        for words in (["set", "a", "1"], ["add", "a", "1"], ["delete", "x.note"], ["sort"], ["renumber", "netconf."],
+                      ["protect"], ["reveal"]):
+            run = self.cfg(*words, preexec_fn=limit)
+            self.assertEqual(run.status, 1, (words, run.err))
+            self.assertIn("large", run.err)
+            self.assertEqual(self.text(), SAMPLE)
+            self.assertNotIn("system.cfg.new", os.listdir(self.folder))
+
+    def test_a_second_editor_waits_and_gives_up(self):
+        with open(self.path + ".lock", "w") as lock:
+            fcntl.flock(lock, fcntl.LOCK_EX)
+            run = self.cfg("set", "a", "1")
+        self.assertEqual(run.status, 1)
+        self.assertIn("another editor", run.err)
+        editors = [subprocess.Popen([BIN + "/kvrnctl", "cfg", "add", "--file", self.path, f"n.{i}", "v"],
+                                    stdout=subprocess.DEVNULL) for i in range(8)]
+        self.assertEqual([editor.wait() for editor in editors], [0] * 8)
+        self.assertEqual(len(self.lines()), len(SAMPLE.splitlines()) + 8)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,48 @@
+# SPDX-License-Identifier: MIT
+"""What the tests of the command line tools share: a simulated device, and programs run on it."""
+import atexit
+import json
+import os
+import shutil
+import subprocess
+import tempfile
+
+BIN = os.environ["KVRN_BIN"]
+SOURCE = os.environ["KVRN_SOURCE"]
+
+
+class Run:
+    def __init__(self, done):
+        self.status, self.out, self.err = done.returncode, done.stdout, done.stderr
+
+    def json(self):
+        return json.loads(self.out)
+
+
+def new_folder():
+    folder = tempfile.mkdtemp(prefix="kvrn-test-")
+    atexit.register(shutil.rmtree, folder, ignore_errors=True)
+    return folder
+
+
+class Device:
+    def __init__(self, board):
+        self.folder = new_folder()
+        self.root = os.path.join(self.folder, "root")
+        self.sim("new", self.root, "--board", board)
+
+    def sim(self, *words):
+        return subprocess.run([BIN + "/kvrn-sim", *words], check=True, capture_output=True, text=True).stdout
+
+    def set(self, *words):
+        self.sim("set", self.root, *words)
+
+    def path(self, name):
+        return self.root + name
+
+    def command(self, *words):
+        return [BIN + "/kvrn-sim", "run", self.root, "--", BIN + "/kvrnctl", *words]
+
+    def run(self, *words, env=None):
+        return Run(subprocess.run(self.command(*words), capture_output=True, text=True, timeout=60,
+                                  env={**os.environ, **(env or {})}))

@@ -1,0 +1,172 @@
+// SPDX-License-Identifier: MIT
+// kvrnctl cfg: shows a configuration. The editing commands are in cfg_edit_command.cpp.
+#include <fmt/core.h>
+#include <kvrn/status.h>
+
+#include <cstring>
+#include <memory>
+
+#include "tools/kvrnctl/cfg_command.hpp"
+#include "tools/kvrnctl/format.hpp"
+
+namespace kvrnctl {
+namespace {
+
+struct Query {
+  std::string key;
+  std::string type = "str";
+  std::optional<std::string> fallback;
+};
+
+json entries_of(const cfg_entry* cfg, const std::string& prefix, bool reveal) {
+  json list = json::array();
+  int id = 0;
+  for (const cfg_entry* entry = cfg; entry != nullptr; entry = entry->next) {
+    ++id;
+    if (!std::string_view(entry->key).starts_with(prefix)) continue;
+    list.push_back({{"id", id}, {"key", entry->key}, {"value", shown(entry->key, entry->value, reveal)}});
+  }
+  return list;
+}
+
+Result show(const CfgOptions& options, const std::string& prefix) {
+  Result result;
+  const CfgFile file = read_cfg_file(options.path);
+  result.data["file"] = file.path;
+  result.data["entries"] = entries_of(file.cfg.first(), prefix, options.reveal);
+  for (const json& entry : result.data["entries"])
+    result.text += fmt::format("{}={}\n", entry["key"].get<std::string>(), entry["value"].get<std::string>());
+  return result;
+}
+
+// A typed getter's result, nothing when it fell back: it answers two fallbacks differently then.
+template <typename Number, typename Getter>
+json converted(Getter getter, const cfg_entry* cfg, const char* key) {
+  const Number first = getter(cfg, Number{0}, "%s", key);
+  const Number second = getter(cfg, Number{1}, "%s", key);
+  return first == second ? json(first) : json(nullptr);
+}
+
+json value_of(const cfg_entry* cfg, const Query& query, bool reveal) {
+  const char* key = query.key.c_str();
+  if (query.type == "int") return converted<std::int32_t>(::get_int32, cfg, key);
+  if (query.type == "uint") return converted<std::uint32_t>(::get_uint32, cfg, key);
+  if (query.type == "int64") return converted<std::int64_t>(::get_int64, cfg, key);
+  if (query.type == "bool") {
+    const json number = converted<int>(::get_bool, cfg, key);
+    return number.is_null() ? number : json(number == 1);
+  }
+  const char* value = ::get_value(cfg, nullptr, "%s", key);
+  return value == nullptr ? json(nullptr) : json(shown(key, value, reveal));
+}
+
+Result get(const CfgOptions& options, const Query& query) {
+  Result result;
+  const CfgFile file = read_cfg_file(options.path);
+  json value = value_of(file.cfg.first(), query, options.reveal);
+  const bool missing = value.is_null();
+  if (missing && query.fallback) value = *query.fallback;
+  result.data["key"] = query.key;
+  result.data["value"] = value;
+  result.data["is_default"] = missing && query.fallback;
+  if (!value.is_null()) result.text = (value.is_string() ? value.get<std::string>() : value.dump()) + '\n';
+  if (missing && !query.fallback)
+    result.fail(Exit::failed, query.type == "str"
+                                  ? fmt::format("no '{}' in {}", query.key, file.path)
+                                  : fmt::format("no '{}' of type {} in {}", query.key, query.type, file.path));
+  return result;
+}
+
+Result diff(const CfgOptions& options, const std::string& before, const std::string& after) {
+  Result result;
+  const CfgFile old_file = read_cfg_file(before);
+  const CfgFile new_file = read_cfg_file(after);
+  cfg_entry* changes = ::sort_cfg(::get_cfg_diff_it(old_file.cfg.first(), new_file.cfg.first()));
+  json list = json::array();
+  std::string lines;
+  for (const cfg_entry* entry = changes; entry != nullptr; entry = entry->next) {
+    const char* was = ::get_value(old_file.cfg.first(), nullptr, "%s", entry->key);
+    json change{{"id", list.size() + 1}, {"key", entry->key}, {"old", nullptr}, {"new", nullptr}};
+    if (was != nullptr) change["old"] = shown(entry->key, was, options.reveal);
+    if (entry->value != nullptr) change["new"] = shown(entry->key, entry->value, options.reveal);
+    if (was != nullptr) lines += fmt::format("-{}={}\n", entry->key, change["old"].get<std::string>());
+    if (entry->value != nullptr) lines += fmt::format("+{}={}\n", entry->key, change["new"].get<std::string>());
+    list.push_back(std::move(change));
+  }
+  ::free_cfg_it(changes);
+  if (!lines.empty()) result.text = fmt::format("--- {}\n+++ {}\n{}", before, after, lines);
+  result.data["changes"] = std::move(list);
+  return result;
+}
+
+Result interface(const CfgOptions& options, const std::string& name) {
+  Result result;
+  const CfgFile file = read_cfg_file(options.path);
+  char runtime[17] = "";
+  ::getRuntimeInterface(file.cfg.first(), name.c_str(), runtime, 0);
+  result.data["interface"] = name;
+  result.data["runtime"] = runtime;
+  result.text = std::string(runtime) + '\n';
+  return result;
+}
+
+}  // namespace
+
+std::string shown(std::string_view key, const char* value, bool reveal) {
+  if (value == nullptr) return "";
+  return is_password(key) && !reveal ? std::string(hidden_value) : std::string(value);
+}
+
+Action guarded(std::function<Result(const Context&)> action) {
+  return [action = std::move(action)](const Context& context) {
+    try {
+      return action(context);
+    } catch (const CfgError& error) {
+      Result result;
+      result.fail(Exit::failed, error.text);
+      return result;
+    }
+  };
+}
+
+CLI::App* add_cfg(CommandLine& line, CLI::App& parent, const char* name, const char* description, CfgOptions& options) {
+  CLI::App* command = line.add(parent, name, description);
+  command->add_option("--file", options.path, "The configuration file")->capture_default_str();
+  command->add_flag("--reveal", options.reveal, "Show passwords");
+  return command;
+}
+
+void add_cfg_commands(CommandLine& line) {
+  CLI::App* cfg = line.app.add_subcommand("cfg", "The device configuration: show, query, edit");
+  cfg->require_subcommand(1);
+  const auto options = std::make_shared<CfgOptions>();
+  const auto words = std::make_shared<std::array<std::string, 2>>();
+  const auto query = std::make_shared<Query>();
+
+  CLI::App* command = add_cfg(line, *cfg, "show", "The entries, in the order of the file", *options);
+  command->add_option("PREFIX", (*words)[0], "Only keys that begin so");
+  command->callback([=, &line] { line.action = guarded([=](const Context&) { return show(*options, (*words)[0]); }); });
+
+  command = add_cfg(line, *cfg, "get", "One value", *options);
+  command->add_option("KEY", query->key, "The key; letters of both cases are equal, numbers compare by value")
+      ->required();
+  command->add_option("--type", query->type, "How the value is read")
+      ->check(CLI::IsMember({"str", "bool", "int", "uint", "int64"}))
+      ->capture_default_str();
+  command->add_option("--default", query->fallback, "Printed when there is no such value");
+  command->callback([=, &line] { line.action = guarded([=](const Context&) { return get(*options, *query); }); });
+
+  command = add_cfg(line, *cfg, "diff", "What changed between two files, by key", *options);
+  command->add_option("OLD", (*words)[0])->required();
+  command->add_option("NEW", (*words)[1])->required();
+  command->callback(
+      [=, &line] { line.action = guarded([=](const Context&) { return diff(*options, (*words)[0], (*words)[1]); }); });
+
+  command = add_cfg(line, *cfg, "interface", "The interface that carries the traffic of a configured one", *options);
+  command->add_option("NAME", (*words)[0], "Device name, such as br0")->required();
+  command->callback(
+      [=, &line] { line.action = guarded([=](const Context&) { return interface(*options, (*words)[0]); }); });
+  add_cfg_edit_commands(line, *cfg, options);
+}
+
+}  // namespace kvrnctl

@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "tools/kvrnctl/cfg_file.hpp"
+#include "tools/kvrnctl/command.hpp"
+
+namespace kvrnctl {
+
+struct CfgOptions {
+  std::string path = "/tmp/system.cfg";
+  bool reveal = false;
+  bool dry_run = false;
+  bool backup = false;
+  bool force = false;
+};
+
+// A value for people and documents: passwords are hidden unless they are asked for.
+std::string shown(std::string_view key, const char* value, bool reveal);
+
+// An action whose CfgError is the result.
+Action guarded(std::function<Result(const Context&)> action);
+
+// A command with the options that every cfg command has.
+CLI::App* add_cfg(CommandLine& line, CLI::App& parent, const char* name, const char* description, CfgOptions& options);
+void add_cfg_edit_commands(CommandLine& line, CLI::App& cfg, const std::shared_ptr<CfgOptions>& options);
+
+}  // namespace kvrnctl

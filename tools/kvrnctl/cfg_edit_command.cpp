@@ -1,0 +1,205 @@
+// SPDX-License-Identifier: MIT
+// The commands that change a configuration file. Each reads it under a lock, edits the entries with the library, checks
+// that the new text reads back as what it should be, and replaces the file.
+#include <fmt/core.h>
+
+#include <array>
+#include <map>
+
+#include "tools/kvrnctl/cfg_command.hpp"
+#include "tools/kvrnctl/format.hpp"
+
+namespace kvrnctl {
+namespace {
+
+// Edits, and says what was done.
+using Edit = std::function<std::string(Cfg&)>;
+
+std::vector<std::string> shown_lines(const cfg_entry* cfg, bool reveal) {
+  std::vector<std::string> lines;
+  for (; cfg != nullptr; cfg = cfg->next)
+    lines.push_back(fmt::format("{}={}", cfg->key, shown(cfg->key, cfg->value, reveal)));
+  return lines;
+}
+
+// The lines between what both texts begin and end with.
+std::string line_diff(const std::vector<std::string>& before, const std::vector<std::string>& after) {
+  std::size_t head = 0;
+  while (head < before.size() && head < after.size() && before[head] == after[head]) ++head;
+  std::size_t tail = 0;
+  while (tail < before.size() - head && tail < after.size() - head &&
+         before[before.size() - 1 - tail] == after[after.size() - 1 - tail])
+    ++tail;
+  std::string text;
+  for (std::size_t i = head; i < before.size() - tail; ++i) text += '-' + before[i] + '\n';
+  for (std::size_t i = head; i < after.size() - tail; ++i) text += '+' + after[i] + '\n';
+  return text;
+}
+
+void warn_plain_passwords(const Context& context, const cfg_entry* cfg) {
+  for (const cfg_entry* entry = cfg; entry != nullptr; entry = entry->next) {
+    if (!is_password(entry->key)) continue;
+    const char* key = entry->key;
+    const char* value = entry->value == nullptr ? "" : entry->value;
+    ::adv_vento_cfg_encrypt(&key, &value);
+    if (key == entry->key)
+      context.warn(fmt::format("the password of '{}' is too long to be protected: it stays plain", key));
+  }
+}
+
+Result edit_file(const Context& context, const CfgOptions& options, bool protect, const Edit& edit) {
+  Result result;
+  std::optional<CfgLock> lock;
+  CfgFile file = read_cfg_file(options.path);
+  if (!options.dry_run) {
+    lock.emplace(file.path);
+    file = read_cfg_file(options.path);  // as it is now that nobody else edits it
+  }
+  const auto before = shown_lines(file.cfg.first(), options.reveal);
+  const std::string done = edit(file.cfg);
+  const std::string text = cfg_text(file.cfg.first(), protect);
+  const std::string changes = line_diff(before, shown_lines(file.cfg.first(), options.reveal));
+  result.data["file"] = file.path;
+  result.data["dry_run"] = options.dry_run;
+  result.data["result"] = done;
+  result.data["diff"] = changes;
+  result.text = !options.dry_run ? done + '\n' : changes.empty() ? "no entry changes\n" : changes;
+  if (const auto loss = loss_in(file.cfg.first(), text)) throw CfgError{file.path + ": " + *loss};
+  if (const std::size_t ignored = ignored_lines(file.text); ignored != 0 && !options.force)
+    throw CfgError{
+        fmt::format("{}: {} comments or lines without '=' would be lost; --force drops them", file.path, ignored)};
+  if (protect) warn_plain_passwords(context, file.cfg.first());
+  if (!options.dry_run) replace_file(file.path, text, options.backup);
+  return result;
+}
+
+// The library cannot append to the empty configuration: its first entry is a line that is read.
+std::string first_entry(Cfg& cfg, const std::string& key, const std::string& value) {
+  cfg = parse_cfg_text(key + '=' + value + '\n');
+  const cfg_entry* first = cfg.first();
+  if (first == nullptr || first->key != key || first->value != value || first->next != nullptr)
+    throw CfgError{fmt::format("'{}' would be lost: as a line it reads differently", key)};
+  return "appended";
+}
+
+// The library cuts a key that it looks for; the wrong entry must not be changed.
+void check_length(const std::string& key) {
+  constexpr std::size_t longest_pattern = 255;
+  if (key.size() > longest_pattern)
+    throw CfgError{fmt::format("a key that is looked for has at most {} characters", longest_pattern)};
+}
+
+std::string set_value(Cfg& cfg, const std::string& key, const std::string& value) {
+  check_length(key);
+  if (cfg.first() == nullptr) return first_entry(cfg, key, value);
+  return ::update_value(cfg.first(), value.c_str(), "%s", key.c_str()) == 1 ? "appended" : "changed";
+}
+
+std::string add_value(Cfg& cfg, const std::string& key, const std::string& value) {
+  if (cfg.first() == nullptr) return first_entry(cfg, key, value);
+  if (::add_str_value(cfg.first(), value.c_str(), "%s", key.c_str()) != 0) throw CfgError{"no memory"};
+  return "appended";
+}
+
+std::string delete_keys(Cfg& cfg, const std::string& key, bool prefix) {
+  check_length(key);
+  const int deleted = ::cfg_del_key(&cfg.first(), prefix ? 0 : 1, "%s", key.c_str());
+  if (deleted == 0) throw CfgError{fmt::format("no key {} '{}'", prefix ? "begins with" : "is", key)};
+  return fmt::format("{} deleted", deleted);
+}
+
+std::string sort_entries(Cfg& cfg) {
+  cfg.first() = ::sort_cfg(cfg.first());
+  return "sorted";
+}
+
+std::string renumber(Cfg& cfg, const std::string& prefix, int position) {
+  check_length(prefix);
+  ::fix_cfg_idx(cfg.first(), "%s", position, prefix.c_str());
+  return "renumbered";
+}
+
+std::string passwords(const Cfg& cfg, std::string_view state) {
+  int count = 0;
+  for (const cfg_entry* entry = cfg.first(); entry != nullptr; entry = entry->next)
+    count += is_password(entry->key) ? 1 : 0;
+  return fmt::format("{} passwords {}", count, state);
+}
+
+// Everything about a file that an editor, or the next reader, would stumble over.
+Result check(const CfgOptions& options) {
+  Result result;
+  const CfgFile file = read_cfg_file(options.path);
+  std::vector<std::string> findings;
+  if (const std::size_t ignored = ignored_lines(file.text); ignored != 0)
+    findings.push_back(fmt::format("{} comments or lines without '='", ignored));
+  for (std::size_t at = 0, number = 1; at < file.text.size(); ++number) {
+    const std::size_t end = std::min(file.text.find('\n', at), file.text.size());
+    if (end - at > 1024)
+      findings.push_back(fmt::format("line {}: longer than 1024 characters, read in pieces", number));
+    if (file.text.substr(at, end - at).find('\0') != std::string::npos)
+      findings.push_back(fmt::format("line {}: ends at a NUL byte", number));
+    at = end + 1;
+  }
+  std::map<std::string, int> seen;
+  for (const cfg_entry* entry = file.cfg.first(); entry != nullptr; entry = entry->next) {
+    const std::string_view key = entry->key;
+    if (key.starts_with("~META~")) findings.push_back("a protected entry that cannot be opened");
+    if (++seen[entry->key] == 2) findings.push_back(fmt::format("'{}' stands more than once; the first counts", key));
+    if (is_password(key) && file.text.find(fmt::format("{}=", key)) != std::string::npos)
+      findings.push_back(fmt::format("the password of '{}' is not protected", key));
+  }
+  if (const auto loss = loss_in(file.cfg.first(), cfg_text(file.cfg.first(), true))) findings.push_back(*loss);
+  result.data["file"] = file.path;
+  result.data["findings"] = findings;
+  for (const std::string& finding : findings) result.text += finding + '\n';
+  if (!findings.empty()) result.fail(Exit::failed, fmt::format("{}: {} findings", file.path, findings.size()));
+  return result;
+}
+
+struct Words {
+  std::string key;
+  std::string value;
+  bool prefix = false;
+  int position = 1;
+};
+
+}  // namespace
+
+void add_cfg_edit_commands(CommandLine& line, CLI::App& cfg, const std::shared_ptr<CfgOptions>& options) {
+  const auto words = std::make_shared<Words>();
+  const auto add = [&](const char* name, const char* description, bool protect, const Edit& edit) {
+    CLI::App* command = add_cfg(line, cfg, name, description, *options);
+    command->add_flag("--dry-run", options->dry_run, "Print the changes and leave the file");
+    command->add_flag("--backup", options->backup, "Keep the old file as FILE.bak");
+    command->add_flag("--force", options->force, "Drop comments and lines without '='");
+    command->callback([&line, options, protect, edit] {
+      line.action = guarded([=](const Context& context) { return edit_file(context, *options, protect, edit); });
+    });
+    return command;
+  };
+  CLI::App* command = add("set", "Give a key a value; append it when it is missing", true,
+                          [words](Cfg& edited) { return set_value(edited, words->key, words->value); });
+  command->add_option("KEY", words->key)->required();
+  command->add_option("VALUE", words->value)->required();
+  command = add("add", "Append an entry, whether the key exists or not", true,
+                [words](Cfg& edited) { return add_value(edited, words->key, words->value); });
+  command->add_option("KEY", words->key)->required();
+  command->add_option("VALUE", words->value)->required();
+  command = add("delete", "Delete a key", true,
+                [words](Cfg& edited) { return delete_keys(edited, words->key, words->prefix); });
+  command->add_flag("--prefix", words->prefix, "Delete every key that begins with KEY");
+  command->add_option("KEY", words->key)->required();
+  add("sort", "Sort the entries by key", true, sort_entries);
+  command = add("renumber", "Close the gaps in the index numbers of keys: PREFIX3.x becomes PREFIX1.x", true,
+                [words](Cfg& edited) { return renumber(edited, words->key, words->position); });
+  command->add_option("PREFIX", words->key, "Such as \"users.\"")->required();
+  command->add_option("N", words->position, "Which index number of the key")->check(CLI::Range(1, 100));
+  add("protect", "Protect user passwords in the file", true,
+      [](Cfg& edited) { return passwords(edited, "protected"); });
+  add("reveal", "Write user passwords in plain", false, [](Cfg& edited) { return passwords(edited, "in plain text"); });
+  command = add_cfg(line, cfg, "check", "What is odd about the file", *options);
+  command->callback([&line, options] { line.action = guarded([=](const Context&) { return check(*options); }); });
+}
+
+}  // namespace kvrnctl

@@ -1,0 +1,233 @@
+// SPDX-License-Identifier: MIT
+#include "tools/kvrnctl/cfg_file.hpp"
+
+#include <fcntl.h>
+#include <fmt/core.h>
+#include <stdlib.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <utility>
+
+#include "tools/kvrnctl/context.hpp"
+#include "util/handle.hpp"
+
+namespace kvrnctl {
+namespace {
+
+constexpr std::size_t longest_line = 1024;
+
+[[noreturn]] void refuse(const std::string& path, std::string_view why) {
+  throw CfgError{fmt::format("{}: {}", path, why)};
+}
+
+std::string resolved(const std::string& path) {
+  const std::unique_ptr<char, kvrn::FreeBlock> real(::realpath(path.c_str(), nullptr));
+  if (!real) refuse(path, errno_text(errno));
+  return real.get();
+}
+
+std::string read_all(const std::string& path) {
+  const kvrn::Fd fd = kvrn::Fd::open(path.c_str(), O_RDONLY);
+  if (!fd) refuse(path, errno_text(errno));
+  std::string text;
+  char chunk[65536];
+  for (;;) {
+    const ssize_t got = ::read(fd.get(), chunk, sizeof chunk);
+    if (got < 0) refuse(path, errno_text(errno));
+    if (got == 0) return text;
+    text.append(chunk, static_cast<std::size_t>(got));
+  }
+}
+
+std::string_view text_of(const char* text) { return text == nullptr ? std::string_view() : text; }
+
+// Why one entry would be lost in a file.
+std::string reason(const cfg_entry& entry, bool sealed) {
+  const std::string_view key = text_of(entry.key);
+  const std::string_view value = text_of(entry.value);
+  if (key.starts_with('#')) return "a line that begins with '#' is a comment";
+  if (key.find('=') != std::string_view::npos) return "a key ends at its first '='";
+  if (key.find_first_of("\r\n") != std::string_view::npos || value.find_first_of("\r\n") != std::string_view::npos)
+    return "a line end would split the line";
+  if (sealed) return "its protected line is too long to be opened again";
+  if (key.size() + 1 + value.size() > longest_line)
+    return fmt::format("a line has at most {} characters", longest_line);
+  return "blanks or unprintable characters at its ends are dropped when it is read";
+}
+
+bool same(const cfg_entry& a, const cfg_entry& b) {
+  return text_of(a.key) == text_of(b.key) && text_of(a.value) == text_of(b.value);
+}
+
+void write_all(int fd, const std::string& path, std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t written = ::write(fd, text.data(), text.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) refuse(path, errno_text(errno));
+    text.remove_prefix(static_cast<std::size_t>(written));
+  }
+}
+
+// A file beside the one to be replaced, removed again unless it was renamed into place.
+class Temporary {
+ public:
+  // Private until it has the owner; one of a process that died is in nobody's way, the lock is held.
+  explicit Temporary(const std::string& target) : path_(target + ".new") {
+    ::unlink(path_.c_str());
+    fd_ = kvrn::Fd::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL, 0600);
+    if (!fd_) refuse(path_, errno_text(errno));
+  }
+  ~Temporary() {
+    if (!path_.empty()) ::unlink(path_.c_str());
+  }
+  int fd() const { return fd_.get(); }
+  const std::string& path() const { return path_; }
+  void rename_to(const std::string& target) {
+    if (::rename(path_.c_str(), target.c_str()) != 0) refuse(target, errno_text(errno));
+    path_.clear();
+  }
+
+ private:
+  std::string path_;
+  kvrn::Fd fd_;
+};
+
+void keep_mode_and_owner(int fd, const std::string& path, const struct stat& old) {
+  struct stat now {};
+  if (::fstat(fd, &now) != 0) refuse(path, errno_text(errno));
+  const bool foreign = now.st_uid != old.st_uid || now.st_gid != old.st_gid;
+  if (foreign && ::fchown(fd, old.st_uid, old.st_gid) != 0)
+    refuse(path, "cannot keep the file's owner: " + errno_text(errno));
+  if (::fchmod(fd, old.st_mode & 07777) != 0) refuse(path, errno_text(errno));
+}
+
+// The old file under its second name; the first stays until the rename.
+void back_up(const std::string& path) {
+  const std::string backup = path + ".bak";
+  const std::string fresh = backup + ".new";
+  ::unlink(fresh.c_str());
+  if (::link(path.c_str(), fresh.c_str()) != 0 || ::rename(fresh.c_str(), backup.c_str()) != 0) {
+    const int error = errno;
+    ::unlink(fresh.c_str());
+    refuse(backup, errno_text(error));
+  }
+}
+
+void flush_folder(const std::string& path) {
+  const std::string folder = path.substr(0, path.rfind('/') + 1);
+  const kvrn::Fd fd = kvrn::Fd::open(folder.c_str(), O_RDONLY | O_DIRECTORY);
+  if (fd) (void)::fsync(fd.get());  // the content is flushed; some file systems cannot flush a folder
+}
+
+}  // namespace
+
+Cfg::Cfg(cfg_entry* parsed) : first_(parsed) {
+  if (first_ == nullptr) return;
+  cfg_entry* rest = std::exchange(first_->next, nullptr);
+  while (rest != nullptr) {
+    cfg_entry* following = std::exchange(rest->next, first_->next);
+    first_->next = rest;
+    rest = following;
+  }
+}
+
+Cfg::Cfg(Cfg&& other) noexcept : first_(std::exchange(other.first_, nullptr)) {}
+
+Cfg& Cfg::operator=(Cfg&& other) noexcept {
+  std::swap(first_, other.first_);
+  return *this;
+}
+
+CfgFile read_cfg_file(const std::string& path) {
+  CfgFile file;
+  file.path = resolved(path);
+  file.text = read_all(file.path);
+  file.cfg = parse_cfg_text(file.text);
+  return file;
+}
+
+std::string cfg_text(const cfg_entry* cfg, bool protect) {
+  std::string text;
+  for (const cfg_entry* entry = cfg; entry != nullptr; entry = entry->next) {
+    const char* key = entry->key;
+    const char* value = entry->value == nullptr ? "" : entry->value;
+    if (protect) ::adv_vento_cfg_encrypt(&key, &value);
+    text += key;
+    text += '=';
+    text += value;
+    text += '\n';
+  }
+  return text;
+}
+
+Cfg parse_cfg_text(const std::string& text) {
+  if (text.empty()) return {};
+  const kvrn::Stream stream(::fmemopen(const_cast<char*>(text.data()), text.size(), "r"));
+  return Cfg(::parse_stream(stream.get()));
+}
+
+bool is_password(std::string_view key) { return key.starts_with("users.") && key.ends_with(".password"); }
+
+CfgLock::CfgLock(const std::string& path) {
+  const std::string name = path + ".lock";
+  fd_ = ::open(name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  if (fd_ < 0) refuse(name, errno_text(errno));
+  for (int attempt = 0; ::flock(fd_, LOCK_EX | LOCK_NB) != 0; ++attempt) {
+    if (errno != EWOULDBLOCK || attempt == 50) {
+      const int error = std::exchange(errno, 0);
+      ::close(fd_);
+      refuse(path, error == EWOULDBLOCK ? "another editor is at work" : errno_text(error));
+    }
+    ::usleep(100'000);
+  }
+}
+
+CfgLock::~CfgLock() { ::close(fd_); }
+
+std::optional<std::string> loss_in(const cfg_entry* wanted, const std::string& text) {
+  const Cfg read = parse_cfg_text(text);
+  const cfg_entry* got = read.first();
+  const std::string_view sealed_prefix = "~META~";
+  for (; wanted != nullptr; wanted = wanted->next) {
+    if (got == nullptr || !same(*wanted, *got)) {
+      const bool sealed = is_password(wanted->key) && got != nullptr && text_of(got->key).starts_with(sealed_prefix);
+      return fmt::format("'{}' would be lost: {}", wanted->key, reason(*wanted, sealed));
+    }
+    got = got->next;
+  }
+  if (got != nullptr) return fmt::format("'{}' would come out of another entry's line", got->key);
+  return std::nullopt;
+}
+
+std::size_t ignored_lines(const std::string& text) {
+  std::size_t count = 0;
+  for (std::size_t at = 0; at < text.size();) {
+    const std::size_t end = std::min(text.find('\n', at), text.size());
+    const std::string_view line(text.data() + at, end - at);
+    const bool empty = line.empty() || line == "\r";
+    if (!empty && (line[0] == '#' || line.find('=') == std::string_view::npos)) ++count;
+    at = end + 1;
+  }
+  return count;
+}
+
+void replace_file(const std::string& path, const std::string& text, bool keep_backup) {
+  struct stat old {};
+  if (::stat(path.c_str(), &old) != 0) refuse(path, errno_text(errno));
+  Temporary temporary(path);
+  keep_mode_and_owner(temporary.fd(), path, old);
+  write_all(temporary.fd(), temporary.path(), text);
+  if (::fsync(temporary.fd()) != 0) refuse(temporary.path(), errno_text(errno));
+  if (read_all(temporary.path()) != text) refuse(temporary.path(), "reads back differently");
+  if (keep_backup) back_up(path);
+  temporary.rename_to(path);
+  flush_folder(path);
+}
+
+}  // namespace kvrnctl
