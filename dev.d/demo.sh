@@ -40,6 +40,13 @@ demo_default() {
   on four-source kvrnctl doctor | grep -E '^(four|STATUS|failed)|^$'
 }
 
+# A mains outage: the monitor publishes, two readers look, and all agree at every step.
+demo_outage() {
+  need_packages python3
+  step "A mains outage on the three-source board, as kvrnctl watch shows it"
+  KVRN_BIN=$PWD/build/native/bin python3 dev.d/story.py tests/scenarios/outage.txt --show
+}
+
 name=${1:-default}
 demos=$(compgen -A function demo_ | sed 's/^demo_//')
 grep -qxF -- "$name" <<<"$demos" || die_usage "no demo '$name': ${demos//$'\n'/, }"

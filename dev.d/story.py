@@ -1,0 +1,110 @@
+# SPDX-License-Identifier: MIT
+"""Plays a scenario on a simulated device: the monitor publishes, two readers look, and all must agree at every step.
+
+usage: story.py SCENARIO [--show]"""
+import json
+import os
+import shlex
+import subprocess
+import sys
+import tempfile
+import time
+
+BIN = os.environ["KVRN_BIN"]
+PERIOD = 0.3
+
+
+def parse(path):
+    board, steps = None, []
+    with open(path, encoding="utf-8") as lines:
+        for number, line in enumerate(lines, 1):
+            words = shlex.split(line, comments=True)
+            if not words:
+                continue
+            if words[0] == "board":
+                board = words[1]
+            elif words[0] == "step":
+                steps.append({"text": line.split(None, 1)[1].strip(), "changes": [], "expect": {}})
+            elif words[0] == "expect":
+                steps[-1]["expect"][words[1]] = [int(word) for word in words[2:]]
+            elif words[0] in ("gpio", "hwmon", "file", "unset"):
+                steps[-1]["changes"].append(words)
+            else:
+                sys.exit(f"{path}:{number}: what is '{words[0]}'?")
+    return board, steps
+
+
+class Device:
+    def __init__(self, folder, board):
+        self.root = os.path.join(folder, "device")
+        self.pid_file = os.path.join(folder, "monitor.pid")
+        subprocess.run([BIN + "/kvrn-sim", "new", self.root, "--board", board], check=True)
+
+    def apply(self, words):
+        if words[0] == "unset":
+            command = ["unset", self.root, words[1]]
+        elif words[0] == "file":
+            command = ["set", self.root, "file", words[1], " ".join(words[2:])]
+        else:
+            command = ["set", self.root, *words]
+        subprocess.run([BIN + "/kvrn-sim", *command], check=True)
+
+    def start(self, program, *words):
+        return subprocess.Popen([BIN + "/kvrn-sim", "run", self.root, "--", f"{BIN}/{program}", *words],
+                                stdout=subprocess.PIPE, text=True)
+
+    def monitor(self):
+        return self.start("kvrn-monitord", "--period", str(PERIOD), "--pid-file", self.pid_file)
+
+    def text(self, *words):
+        return self.start("kvrnctl", *words).communicate()[0]
+
+
+def read_twice(device):
+    """What two readers, at the same time, say: outputs, budget, state."""
+    commands = ("outputs", "budget", "state")
+    readers = [[device.start("kvrnctl", command, "--json") for command in commands] for _ in range(2)]
+    seen = []
+    for reader in readers:
+        outputs, budget, state = (json.loads(process.communicate()[0]) for process in reader)
+        if outputs["source"]["kind"] != "cache" or not outputs["source"]["fresh"]:
+            sys.exit(f"a reader does not read the cache: {outputs['source']}")
+        seen.append({"outputs": [output["state_code"] for output in outputs["outputs"]],
+                     "budget": [budget["budget"]["available_mw"]], "state": [state["state"]["code"]]})
+    return seen
+
+
+def play(device, steps, show):
+    failures = 0
+    for step in steps:
+        for words in step["changes"]:
+            device.apply(words)
+        time.sleep(3 * PERIOD)
+        if show:
+            print(f"\n-- {step['text']}\n")
+            print(device.text("watch", "--count", "1").rstrip())
+        first, second = read_twice(device)
+        for seen in (first, second):
+            if seen != step["expect"]:
+                failures += 1
+                print(f"{step['text']}:\n  expected {step['expect']}\n  seen     {seen}")
+    return failures
+
+
+def main():
+    board, steps = parse(sys.argv[1])
+    with tempfile.TemporaryDirectory(prefix="kvrn-story-") as folder:
+        device = Device(folder, board)
+        monitor = device.monitor()
+        try:
+            failures = play(device, steps, "--show" in sys.argv)
+        finally:
+            monitor.terminate()
+            status = monitor.wait()
+        if status != 0:
+            sys.exit(f"the monitor ended with {status}")
+    print(f"{len(steps)} steps, {failures} disagreements")
+    sys.exit(1 if failures else 0)
+
+
+main()

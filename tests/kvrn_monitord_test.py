@@ -1,0 +1,149 @@
+# SPDX-License-Identifier: MIT
+"""kvrn-monitord: one instance, what it publishes, and what it survives."""
+import os
+import shutil
+import signal
+import socket
+import stat
+import struct
+import subprocess
+import time
+import unittest
+
+from kvrnctl_device import BIN, Device, new_folder
+
+PSU, OUTPUT, BATTERY = "/tmp/.psu_info_cache", "/tmp/.output_cache", "/tmp/.raw_battery_data"
+PERIOD = 0.2
+
+
+class Monitor:
+    def __init__(self, device, *words, env=None, period=PERIOD):
+        self.pid_file = device.folder + "/monitor.pid"
+        self.process = subprocess.Popen(
+            [BIN + "/kvrn-sim", "run", device.root, "--", BIN + "/kvrn-monitord", "--pid-file", self.pid_file, "--period",
+             str(period), *words], stderr=subprocess.PIPE, text=True, env={**os.environ, **(env or {})})
+
+    def __enter__(self):
+        time.sleep(3 * PERIOD)
+        return self
+
+    def __exit__(self, *_):
+        self.end()
+
+    def end(self, number=signal.SIGTERM):
+        self.process.send_signal(number)
+        error = self.process.communicate(timeout=20)[1]
+        return self.process.returncode, error
+
+    def descriptors(self):
+        return len(os.listdir(f"/proc/{self.process.pid}/fd"))
+
+
+def stamp_age(device, path):
+    with open(device.path(path), "rb") as file:
+        return int(time.clock_gettime(time.CLOCK_MONOTONIC)) - struct.unpack(">q", file.read()[-8:])[0]
+
+
+class Publishing(unittest.TestCase):
+    def test_once_publishes_private_images_of_this_board(self):
+        for board, images in (("four-source", {PSU, OUTPUT, BATTERY}), ("three-source", {PSU, OUTPUT})):
+            device = Device(board)
+            self.assertEqual(Monitor(device, "--once").end(0), (0, ""))
+            for path in (PSU, OUTPUT, BATTERY):
+                self.assertEqual(os.path.exists(device.path(path)), path in images, path)
+            for path in images:
+                self.assertEqual(stat.S_IMODE(os.stat(device.path(path)).st_mode), 0o640)
+                self.assertLessEqual(stamp_age(device, path), 1)
+        self.assertEqual(device.run("psu", "--source", "cache").status, 0)
+
+    def test_the_battery_is_read_once_a_period(self):
+        device = Device("four-source")
+        Monitor(device, "--once").end(0)  # creates the images
+        device.sim("trace", device.root, "on")
+        Monitor(device, "--once").end(0)
+        trace = device.sim("trace", device.root)
+        self.assertEqual(trace.count("read word 0x09"), 1)
+
+    def test_a_second_instance_says_who_is_first(self):
+        device = Device("four-source")
+        with Monitor(device) as first:
+            status, error = Monitor(device).end(0)
+            self.assertEqual(status, 1)
+            self.assertIn(f"process {first.process.pid} is the monitor", error)
+        self.assertEqual(Monitor(device, "--once").end(0)[0], 0)
+
+    def test_wrong_usage(self):
+        for words in (["--period", "10"], ["--period", "0"], ["--nonsense"]):
+            self.assertEqual(subprocess.run([BIN + "/kvrn-monitord", *words], capture_output=True).returncode, 2)
+        self.assertEqual(subprocess.run([BIN + "/kvrn-monitord", "--pid-file", "/nowhere/x", "--once"],
+                                        capture_output=True).returncode, 1)
+
+    def test_signals_end_it_with_readable_images(self):
+        for number in (signal.SIGTERM, signal.SIGINT):
+            device = Device("four-source")
+            monitor = Monitor(device).__enter__()
+            self.assertEqual(monitor.end(number), (0, ""))
+            self.assertEqual(device.run("psu", "--source", "cache").status, 0)
+
+
+class Surviving(unittest.TestCase):
+    def fresh(self, device):
+        time.sleep(4 * PERIOD)
+        for path, size in ((PSU, 552), (OUTPUT, 80), (BATTERY, 360)):
+            self.assertEqual(os.path.getsize(device.path(path)), size)
+            self.assertLessEqual(stamp_age(device, path), 1, path)
+
+    def test_removed_truncated_and_replaced_images(self):
+        device = Device("four-source")
+        with Monitor(device) as monitor:
+            descriptors = monitor.descriptors()
+            for path in (PSU, OUTPUT, BATTERY):
+                os.remove(device.path(path))
+            self.fresh(device)
+            for path in (PSU, OUTPUT, BATTERY):
+                os.truncate(device.path(path), 7)
+            self.fresh(device)
+            for path in (PSU, OUTPUT, BATTERY):
+                os.remove(device.path(path))
+                os.mkdir(device.path(path))
+            time.sleep(3 * PERIOD)
+            for path in (PSU, OUTPUT, BATTERY):
+                os.rmdir(device.path(path))
+            self.fresh(device)
+            self.assertEqual(monitor.descriptors(), descriptors)
+
+    def test_failing_hardware(self):
+        device = Device("four-source")
+        with Monitor(device) as monitor:
+            descriptors = monitor.descriptors()
+            device.set("gpio", "211", "busy")
+            device.set("i2c", "2-0b", "0x09", "refuse")
+            shutil.rmtree(device.path("/var/run/hwmon"))
+            os.remove(device.path("/dev/gpiochip/by-label/1-0075"))
+            time.sleep(1)
+            self.fresh(device)
+            os.remove(device.path("/dev/i2c-2"))
+            time.sleep(3 * PERIOD)
+            self.assertLessEqual(stamp_age(device, PSU), 1)
+            self.assertEqual(monitor.descriptors(), descriptors)
+            self.assertIsNone(monitor.process.poll())
+
+
+class Managed(unittest.TestCase):
+    def test_readiness_watchdog_and_stopping(self):
+        device = Device("four-source")
+        path = new_folder() + "/notify"
+        with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as manager:
+            manager.bind(path)
+            manager.settimeout(10)
+            monitor = Monitor(device, period=5, env={"NOTIFY_SOCKET": path, "WATCHDOG_USEC": "300000"})
+            heard = [manager.recv(100).decode() for _ in range(4)]
+            self.assertEqual(heard, ["READY=1"] + ["WATCHDOG=1"] * 3)
+            self.assertEqual(monitor.end()[0], 0)
+            manager.settimeout(1)
+            while heard[-1] != "STOPPING=1":
+                heard.append(manager.recv(100).decode())
+
+
+if __name__ == "__main__":
+    unittest.main()

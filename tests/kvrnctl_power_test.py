@@ -1,0 +1,83 @@
+# SPDX-License-Identifier: MIT
+"""kvrnctl outputs, budget, alarms, state, charge, capacity, watch."""
+import struct
+import time
+import unittest
+
+from kvrnctl_device import Device
+
+
+def publish_outputs(device, age=0, states=(0, 1, 4)):
+    records = b"".join(struct.pack(">6i", 54000, 1000, 54_000_000, 1, 0, state) for state in states)
+    stamp = int(time.clock_gettime(time.CLOCK_MONOTONIC)) - age
+    with open(device.path("/tmp/.output_cache"), "wb") as file:
+        file.write(records + struct.pack(">q", stamp))
+
+
+class Power(unittest.TestCase):
+    def test_outputs_come_from_the_cache_with_their_age(self):
+        device = Device("three-source")
+        document = device.run("outputs", "--json").json()
+        self.assertEqual(document["source"]["kind"], "direct")
+        self.assertIsNone(document["outputs"][0]["state"])
+        publish_outputs(device, age=3)
+        document = device.run("outputs", "--json").json()
+        self.assertEqual([output["state"] for output in document["outputs"]], ["normal", "shed", "idle, below 0.9 W"])
+        self.assertIn(document["source"]["age_s"], (3, 4))
+        publish_outputs(device, age=60)
+        run = device.run("outputs")
+        self.assertEqual(run.status, 3)
+        self.assertIn("60 s old", run.out)
+
+    def test_budget_and_state(self):
+        device = Device("three-source")
+        budget = device.run("budget", "--json").json()["budget"]
+        self.assertEqual(budget["available_mw"], 480000)
+        self.assertEqual(budget["free_mw"], 480000 - budget["drawn_mw"])
+        self.assertEqual(device.run("state", "--json").json()["state"]["code"], 11)
+        device.set("file", "/tmp/.dc-problem1", "1")
+        self.assertEqual(device.run("state").out, "9  output stopped by its protection\n")
+        self.assertEqual(Device("generic").run("budget").status, 4)
+
+    def test_alarms_are_set_by_name(self):
+        device = Device("three-source")
+        raised = {alarm["id"] for alarm in device.run("alarms", "--json").json()["alarms"] if alarm["raised"]}
+        self.assertEqual(raised, {"low-voltage.2"})  # no battery data counts as nearly empty
+        self.assertEqual(device.run("alarms", "set", "output-protection.1", "1", "--dry-run").status, 0)
+        self.assertEqual(device.run("alarms", "--json").json()["alarms"][0]["value"], 0)
+        self.assertEqual(device.run("alarms", "set", "output-protection.1", "1").status, 0)
+        alarms = {alarm["id"]: alarm["value"] for alarm in device.run("alarms", "--json").json()["alarms"]}
+        self.assertEqual((alarms["overload"], alarms["output-protection.1"]), (2, 1))
+        for status, words in ((2, ["overload", "1"]), (2, ["nothing", "1"]), (4, ["output-protection.7", "1"]),
+                              (2, ["output-protection", "1"]), (2, ["insufficient-power.0", "1"]),
+                              (0, ["overload-request.1", "0"]), (0, ["output-config.2", "0"])):
+            self.assertEqual(device.run("alarms", "set", *words).status, status, words)
+
+    def test_charge(self):
+        device = Device("four-source")
+        currents = device.run("charge", "show", "--psu", "3", "--json").json()["charging_currents"]
+        self.assertEqual([entry["current_ma"] for entry in currents], [1500, 667, 334])
+        run = device.run("charge", "current", "667", "--psu", "3", "--dry-run")
+        self.assertEqual(run.out, "would drive line 207 to 1\nwould drive line 213 to 0\n")
+        self.assertEqual(device.run("charge", "current", "667", "--psu", "3").status, 0)
+        self.assertEqual(device.sim("get", device.root, "gpio", "207").split()[0], "1")
+        self.assertEqual(device.run("charge", "enable", "off").status, 0)
+        self.assertEqual(device.sim("get", device.root, "gpio", "109").split()[0], "1")
+        self.assertEqual(device.run("charge", "current", "5").status, 2)
+        self.assertEqual(Device("three-source").run("charge", "show", "--psu", "3").status, 4)
+
+    def test_capacity_and_watch(self):
+        device = Device("four-source")
+        device.set("file", "/tmp/.battery_info", "57 3600 1 2")
+        capacity = device.run("capacity", "--json").json()["capacity"]
+        self.assertEqual(capacity["capacity_mah"], 20000)
+        self.assertEqual(capacity["batteries"][0]["charge_pct"], 57)
+        self.assertIsNone(capacity["batteries"][1]["charge_pct"])
+        watch = device.run("watch", "--count", "2", "--period", "0.1")
+        self.assertEqual(watch.status, 0)
+        self.assertEqual(watch.out.count("Charge 3 [#######################.......] 78.0 %"), 2)
+        self.assertNotIn("\033", watch.out)
+
+
+if __name__ == "__main__":
+    unittest.main()
