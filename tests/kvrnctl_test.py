@@ -255,6 +255,8 @@ class Completion(unittest.TestCase):
         device.set("file", "/tmp/system.cfg", "radio.1.mode=ap\nradio.1.band=5\n")
         self.assertEqual(self.complete(device, "kvrnctl cfg set radio.1.m"), ["radio.1.mode"])
         self.assertEqual(self.complete(device, "kvrnctl cfg get --type u"), ["uint"])
+        self.assertEqual(self.complete(device, "kvrnctl charge current 10"), ["1000"])
+        self.assertEqual(self.complete(device, "kvrnctl alarms set insuff"), ["insufficient-power"])
         self.assertIn("renumber", self.complete(device, "kvrnctl cfg "))
         self.assertIn("battery.3", self.complete(device, "kvrnctl get battery."))
 

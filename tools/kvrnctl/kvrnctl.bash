@@ -19,7 +19,7 @@ _kvrnctl() {
     [[ ${words[i]} == -* ]] && continue
     if [[ -z $command ]]; then
       command=${words[i]}
-    elif [[ ($command == gpio || $command == cfg) && -z $sub ]]; then
+    elif [[ ($command == gpio || $command == cfg || $command == charge || $command == alarms) && -z $sub ]]; then
       sub=${words[i]}
     fi
   done
@@ -40,8 +40,21 @@ _kvrnctl() {
 
   local edits="set add delete sort renumber protect reveal" choices=""
   case $command in
-    "") choices="board psu battery gpio get cfg doctor --help --version" ;;
-    board | doctor) choices=$common ;;
+    "") choices="board psu battery outputs budget state alarms charge capacity watch gpio get cfg doctor --help --version" ;;
+    board | doctor | outputs | budget | state | capacity) choices=$common ;;
+    watch) choices="--period --count --help" ;;
+    alarms)
+      choices="set $common"
+      [[ $sub != set ]] || choices="$(kvrnctl alarms 2>/dev/null | sed -n 's/^\([a-z-]*[.0-9]*\) .*/\1/p') --dry-run $common"
+      ;;
+    charge)
+      case $sub in
+        "") choices="show current enable --help" ;;
+        current) choices="$(kvrnctl charge show --json 2>/dev/null | sed -n 's/.*"current_ma": //p') --psu --dry-run $common" ;;
+        enable) choices="on off --psu --dry-run $common" ;;
+        *) choices="--psu $common" ;;
+      esac
+      ;;
     psu | battery) choices="0 1 2 3 --source $common" ;;
     gpio)
       case $sub in
