@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: MIT
+#include "status/flags.hpp"
+
+#include <cstring>
+
+#include "util/handle.hpp"
+#include "util/read_file.hpp"
+
+namespace kvrn {
+
+FlagName flag_name(const Flag& flag, int index) {
+  switch (flag.indexed) {
+    case Indexed::appended: return FlagName("%s%d", flag.base, index);
+    case Indexed::underscored: return FlagName("%s_%d", flag.base, index);
+    case Indexed::no: break;
+  }
+  return FlagName("%s", flag.base);
+}
+
+int read_flag(const Flag& flag, int index) {
+  const auto file = read_number(flag_name(flag, index).c_str(), parse_d);
+  return file.opened ? file.value.value_or(flag.garbage) : flag.absent;
+}
+
+bool write_flag(const Flag& flag, int value, int index) {
+  const Fd fd = Fd::open(flag_name(flag, index).c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
+  if (!fd) return false;
+  const Text<16> text("%d", value);
+  // A full /tmp leaves an empty file, which reads as the flag's default; setters report only the open.
+  (void)!::write(fd.get(), text.c_str(), std::strlen(text.c_str()));
+  return true;
+}
+
+}  // namespace kvrn

@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: MIT
+// The flag files by which processes share alarms and states: one file a flag under /tmp, one "%d" integer in it.
+#pragma once
+
+#include "util/text.hpp"
+
+namespace kvrn {
+
+// Whether and how the index of an output, a request or a PSU is part of the file's name.
+enum class Indexed { no, appended, underscored };
+
+struct Flag {
+  const char* base;
+  Indexed indexed;
+  int absent;   // value of a missing file
+  int garbage;  // value of a file that holds no integer
+};
+
+namespace flags {
+inline constexpr Flag overload{"/tmp/.overload_check", Indexed::no, 0, 0};
+inline constexpr Flag overload_port{"/tmp/.overload_check", Indexed::underscored, 0, 0};
+inline constexpr Flag overload_request{"/tmp/.overload_req", Indexed::appended, 1, 1};
+inline constexpr Flag insufficient_power{"/tmp/.overload_charging", Indexed::no, 0, 0};
+inline constexpr Flag hw_protect{"/tmp/.dc-problem", Indexed::appended, 0, 0};
+inline constexpr Flag ac_outage{"/tmp/.ac_outage_check", Indexed::no, 0, 0};
+inline constexpr Flag ac_disabled_overload{"/tmp/.ac_outage_overload_check", Indexed::no, 0, 0};
+inline constexpr Flag battery_outage{"/tmp/.battery_outage_check", Indexed::no, 0, 0};
+inline constexpr Flag output_enabled{"/tmp/.dc-enabled", Indexed::appended, 2, 0};  // 2 = not configured
+}  // namespace flags
+
+using FlagName = Text<64>;
+FlagName flag_name(const Flag& flag, int index = 0);
+
+int read_flag(const Flag& flag, int index = 0);
+
+// Rewrites the file in place, as every writer of a flag does. False when it cannot be opened.
+bool write_flag(const Flag& flag, int value, int index = 0);
+
+}  // namespace kvrn
