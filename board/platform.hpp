@@ -24,6 +24,18 @@ inline constexpr std::array<Input, 2> inputs{{
     {212, "/tmp/.ac_on_status2", 200, 8, 0x59},
 }};
 
+// The lines and files of one battery's charger, the same on every platform.
+struct Charger {
+  int psu;
+  std::uint32_t disable_line;  // charging is off while active
+  const char* enabled_flag;    // overrides the line
+};
+inline constexpr Charger hwmon_charger{2, 109, "/tmp/.batt_ch_status"};
+inline constexpr Charger smart_charger{3, 115, "/tmp/.batt_li_ch_status"};
+
+// Active low: a battery can reinforce a single supply.
+inline constexpr std::uint32_t battery_assist_line = 112;
+
 // A line and the level it has in a charging row; line 0 = none.
 struct LineLevel {
   std::uint16_t line;
@@ -43,6 +55,17 @@ inline constexpr ChargingTable charging_2000{
 inline constexpr ChargingTable charging_1500{
     {{1500, {{{207, 0}, {213, 0}}}}, {667, {{{207, 1}, {213, 0}}}}, {334, {{{207, 0}, {213, 1}}}}}};
 
+// What may be drawn in mW: with one input supply alone, and otherwise. Boards without figures have 0.
+struct PowerLimits {
+  std::int32_t full;
+  std::int32_t reduced;
+  std::int32_t fixed;  // when the state of the supplies does not count
+};
+
+// The lines of output 0 (all of them), 1, 2, 3, and of any higher number; 0 = no line.
+using OutputLines = std::array<std::array<std::uint8_t, 3>, 5>;
+inline constexpr OutputLines one_output_line{{{111}, {111}, {111}, {111}, {111}}};
+
 struct Platform {
   std::uint16_t system_id;  // 0 = every other board
   int psu_count;
@@ -51,7 +74,9 @@ struct Platform {
   bool slots;                                    // supply slots can be empty, and supplies answer over I2C
   bool battery_current;                          // get_battery_current() has a monitor to read
   std::int32_t charge_power_mw;                  // charging power of a battery
-  std::array<const char*, 4> monitors;           // hwmon names of the DC output monitors, null-terminated
+  PowerLimits power;
+  OutputLines output_lines;
+  std::array<const char*, 4> monitors;  // hwmon names of the DC output monitors, null-terminated
 
   // PSU 2 has a row of its own in each pair; every other number shares the second.
   static constexpr unsigned battery_index(int psu) { return psu == 2 ? 0 : 1; }
@@ -67,6 +92,8 @@ inline constexpr std::array<Platform, 5> platforms{{
      .slots = false,
      .battery_current = false,
      .charge_power_mw = 10000,
+     .power = {200000, 100000, 0},
+     .output_lines = {{{111}, {111}, {}, {}, {}}},
      .monitors = {"mon-dc-out-1"}},
     {.system_id = 0xEE5B,
      .psu_count = 3,
@@ -75,6 +102,8 @@ inline constexpr std::array<Platform, 5> platforms{{
      .slots = true,
      .battery_current = true,
      .charge_power_mw = 10000,
+     .power = {480000, 240000, 250000},
+     .output_lines = {{{111, 201, 202}, {111}, {201}, {202}, {}}},
      .monitors = {"mon-dc-out-1", "mon-dc-out-2", "mon-dc-out-3"}},
     {.system_id = 0xEEF2,
      .psu_count = 2,
@@ -83,6 +112,8 @@ inline constexpr std::array<Platform, 5> platforms{{
      .slots = false,
      .battery_current = false,
      .charge_power_mw = 30000,
+     .power = {0, 0, 0},
+     .output_lines = one_output_line,
      .monitors = {"mon-dc-out-1"}},
     {.system_id = 0xEEF3,
      .psu_count = 2,
@@ -91,6 +122,8 @@ inline constexpr std::array<Platform, 5> platforms{{
      .slots = false,
      .battery_current = false,
      .charge_power_mw = 30000,
+     .power = {0, 0, 0},
+     .output_lines = one_output_line,
      .monitors = {"mon-dc-out-1"}},
     {.system_id = 0,
      .psu_count = 2,
@@ -99,6 +132,8 @@ inline constexpr std::array<Platform, 5> platforms{{
      .slots = false,
      .battery_current = false,
      .charge_power_mw = 10000,
+     .power = {0, 0, 0},
+     .output_lines = one_output_line,
      .monitors = {"mon-dc-out-1"}},
 }};
 

@@ -6,6 +6,8 @@
 
 #include <cstdint>
 
+#include "board/platform.hpp"
+
 namespace kvrn {
 
 // A flag file that other processes write: 1 when it holds a positive number, 0 when another, the fallback when it is
@@ -18,15 +20,6 @@ void read_hwmon_battery(psu_info& out);
 
 // What an input supply tells over PMBus: one byte of each command code, with the supplies' own scale.
 enum SupplyRegister : std::uint8_t { supply_vout = 0x8B, supply_iout = 0x8C, supply_temperature = 0x8D };
-
-// The lines and files of one battery's charger.
-struct Charger {
-  int psu;
-  std::uint32_t disable_line;  // charging is off while active
-  const char* enabled_flag;    // overrides the line
-};
-inline constexpr Charger hwmon_charger{2, 109, "/tmp/.batt_ch_status"};
-inline constexpr Charger smart_charger{3, 115, "/tmp/.batt_li_ch_status"};
 
 inline constexpr std::uint32_t battery_present_line = 100;  // active low
 inline constexpr const char* battery_present_flag = "/tmp/.batt_status";

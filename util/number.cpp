@@ -11,6 +11,7 @@ namespace {
 struct Scanned {
   bool negative;
   std::uint64_t magnitude;
+  std::size_t end = 0;  // first character behind the number
 };
 
 constexpr int digit_value(char c) {
@@ -48,6 +49,7 @@ std::optional<Scanned> scan(std::string_view text, unsigned base) {
     result.magnitude = overflows ? highest : result.magnitude * base + digit;
   }
   if (!any) return std::nullopt;
+  result.end = at;
   return result;
 }
 
@@ -109,6 +111,26 @@ std::optional<std::int64_t> parse_lli(std::string_view text) {
   const auto scanned = scan(text, 0);
   if (!scanned) return std::nullopt;
   return clamped<std::int64_t>(*scanned);
+}
+
+std::optional<std::int32_t> take_d(std::string_view& text) {
+  const auto scanned = scan(text, 10);
+  if (!scanned) return std::nullopt;
+  text.remove_prefix(scanned->end);
+  return clamped<std::int32_t>(*scanned);
+}
+
+std::int32_t truncated_i32(double value) {
+  if (value != value) return 0;
+  if (value >= 2147483647.0) return std::numeric_limits<std::int32_t>::max();
+  if (value <= -2147483648.0) return std::numeric_limits<std::int32_t>::min();
+  return static_cast<std::int32_t>(value);
+}
+
+std::uint64_t truncated_u64(double value) {
+  if (!(value >= 1.0)) return 0;
+  if (value >= 18446744073709551616.0) return std::numeric_limits<std::uint64_t>::max();
+  return static_cast<std::uint64_t>(value);
 }
 
 }  // namespace kvrn

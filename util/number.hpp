@@ -40,6 +40,14 @@ std::optional<std::int32_t> parse_d(std::string_view text);
 std::optional<std::uint32_t> parse_u(std::string_view text);
 std::optional<std::int64_t> parse_lli(std::string_view text);
 
+// As parse_d(), and cuts what was read off the text: the next call reads the next number. The text is left alone when
+// there is none.
+std::optional<std::int32_t> take_d(std::string_view& text);
+
+// A number without its fraction; what is outside the range clamps, and not-a-number is 0.
+std::int32_t truncated_i32(double value);
+std::uint64_t truncated_u64(double value);
+
 // The same, with "0x" and "0" as base prefixes unless decimal, for callers that refuse a value outside the range:
 // nullopt. An unsigned one is outside when its magnitude is.
 std::optional<std::int32_t> fitting_i32(std::string_view text);

@@ -1,5 +1,11 @@
 /* SPDX-License-Identifier: MIT */
-/** @file battery.h  The smart battery (SBS) on I2C bus 2 and the file its readings are published in. */
+/**
+ * @file battery.h  The smart battery (SBS) on I2C bus 2, the file its readings are published in, what the battery
+ * monitoring process keeps about each battery in files, and the capacity estimate.
+ *
+ * The functions that take a PSU number mean a battery's: 2 or 3. They read the files of battery (PSU number - 2):
+ * "/tmp/.battery_info" belongs to PSU 2, "/tmp/.battery_info_1" to PSU 3. One thread at a time.
+ */
 #ifndef KVRN_BATTERY_H
 #define KVRN_BATTERY_H
 
@@ -82,6 +88,99 @@ KVRN_API int sbs_battery_shutdown(void);
  * @return 1, or 0 (no file, wrong size, too old, bad argument)
  */
 KVRN_API int get_battery_info(int index, sbs_battery_info* out);
+
+/* ---- Battery files ---- */
+
+/**
+ * The name of a battery's file.
+ * @param base    path of the first battery's file
+ * @param battery below 1: the answer is `base`; otherwise "<base>_<battery>"
+ * @return `base`, or a static buffer that the next call overwrites (the empty text when 511 characters do not do)
+ */
+KVRN_API const char* get_filename_bat_psu_id(const char* base, int battery);
+
+/**
+ * State of charge and run time from "/tmp/.battery_info": four integers, of which the last may be missing. The file is
+ * tried three times, with a rest of 200 ms after each failed try: a missing file costs 600 ms.
+ * @param time_s, third, fourth set to the numbers that follow the charge, as far as they are there, also when the
+ *        result is -2; `fourth` is -1 when missing. Null is allowed.
+ * @return percent; -2 when there are fewer than three numbers
+ */
+KVRN_API int get_battery_data_v2(int psu, int32_t* time_s, int32_t* third, int32_t* fourth);
+
+/** get_battery_data_v2() without the fourth number. */
+KVRN_API int get_battery_data(int psu, int32_t* time_s, int32_t* third);
+
+/** 1 when any battery flag outside 0x1B4 is set, else 0. */
+KVRN_API int is_battery_error_flag(uint32_t flags);
+
+/**
+ * The battery's flags and charge figure from "/etc/persistent/battery_data". While its charger is idle
+ * ("/tmp/.batt_ch_status" for PSU 2, "/tmp/.batt_li_ch_status" for any other, holds a number of 0 or below) the
+ * figures are -1 and the flags lose 0x30. A file that is not of version 2 stays open: one such descriptor at a time, the
+ * next one (of get_battery_internal_resistance() too) closes it.
+ * @param flags  status bits
+ * @param charge charge figure in mAh; -1 when is_battery_error_flag() of the flags
+ * @return 1; 0 (outputs untouched) without a record. Null outputs are allowed.
+ */
+KVRN_API int read_battery_flags(int psu, uint32_t* flags, int32_t* charge);
+
+/** As read_battery_flags(). @param current discharge current in mA; -1 while the charger is idle */
+KVRN_API int read_battery_flags_v2(int psu, uint32_t* flags, int32_t* charge, int32_t* current);
+
+/**
+ * The first parameter of "/etc/persistent/battery_data2", read again when the file's modification time changes. One
+ * value is kept per process, whatever the battery. A file that is not of version 1 is deleted, and its descriptor stays
+ * open as with read_battery_flags().
+ * @return the last value read when there is no file; 0 when the file holds none
+ */
+KVRN_API int get_battery_internal_resistance(int psu);
+
+/**
+ * A running calibration, from "/tmp/.calibrating" (two integers).
+ * @param percentage 100 when there is none; null is allowed
+ * @return the calibration state, of which consumers use the low four bits; 0 when there is none
+ */
+KVRN_API int read_battery_calibrating(int psu, int32_t* percentage);
+
+/* ---- Capacity of the lead-acid battery, PSU 2 ---- */
+
+/**
+ * Capacity in mAh: the charge figure of read_battery_flags_v2() corrected by Peukert's law, or the nominal capacity
+ * when there is none. Nominal capacity, exponent and rated time come from "psu.monitor.battery.capacity" (Ah, 20),
+ * "psu.monitor.battery.peukert" (x 1000) and "psu.monitor.battery.capacity_time" (hours) of "/tmp/system.cfg"; they
+ * are kept for the life of the process and read again when that file changes (time or size), while it is missing, and
+ * while they are 0. One thread at a time.
+ */
+KVRN_API int read_lcm_battery_capacity_mah(void);
+
+/** Peukert exponent of a battery of this capacity. @param fixed non-zero: 1.01 whatever the capacity */
+KVRN_API double get_bat_peukert_ex(uint32_t capacity_ah, int fixed);
+
+/** Reference current in mA. @param hours rated discharge time; 0: 20 below 31 Ah, else 10 */
+KVRN_API uint32_t get_calib_current_from_Ah(uint32_t hours, uint32_t capacity_ah);
+
+/**
+ * amount x (current / reference) ^ (exponent - 1), cut to a whole number.
+ * @return `amount` itself when the reference is 0 or the exponent below 1; UINT64_MAX for what does not fit
+ */
+KVRN_API uint64_t apply_peukert_ex(uint64_t amount, uint64_t current, uint64_t reference, double exponent);
+
+/** apply_peukert_ex(), but never below 95 % of the amount. */
+KVRN_API uint64_t apply_peukert(uint64_t amount, uint64_t current, uint64_t reference, double exponent);
+
+/**
+ * The voltage that a battery would have without load.
+ * @param voltage    mV
+ * @param current    mA, positive = discharging
+ * @param resistance when not 0, the result is voltage + current / 1000 x resistance
+ * @param cells      scales the curve that serves without a resistance; below 1 counts as 1
+ * @return mV; a voltage below 1 is returned as it is by the curve
+ */
+KVRN_API int getVoltageOpenCircuit(int voltage, int current, int resistance, int cells);
+
+/** The same for a lithium battery, by its curve. */
+KVRN_API int getVoltageOpenCircuitLi(int voltage, int current);
 
 KVRN_END_DECLS
 

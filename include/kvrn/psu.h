@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: MIT */
 /**
- * @file psu.h  The power sources: platform rules, the per-supply record and its readout.
+ * @file psu.h  The power sources: platform rules, the per-supply record and its readout, the power budget and charging.
  *
  * PSU 0 and 1 are the mains/DC inputs, PSU 2 and 3 batteries. How many there are follows from the board. None of the
  * functions is thread-safe at its first call, which identifies the board.
@@ -184,8 +184,90 @@ KVRN_API int read_lcm_temperature(int* temp);
 /** Level of the charger's status line (GPIO 110); 1 when it cannot be read. */
 KVRN_API int get_chg_stat(void);
 
+/* ---- Power budget, in mW ---- */
+
+/** What psu_get_max_power_single_mW() and get_max_power_single_ex() answer at most. */
+#define KVRN_MAX_SINGLE_POWER_MW 250000
+
+/**
+ * The power that the board may draw. One input supply alone gives the reduced figure; with a battery that counts and may
+ * reinforce it (GPIO 112 reads 0), with several inputs, and with none, it is the full figure. Boards without figures: 0.
+ * @param inputs        usable input supplies
+ * @param batteries     usable batteries
+ * @param count_battery non-zero: a battery may reinforce a single input
+ */
+KVRN_API int psu_get_max_power_mW(int inputs, int batteries, int count_battery);
+
+/** psu_get_max_power_mW() with the battery counted, at most KVRN_MAX_SINGLE_POWER_MW. */
+KVRN_API int psu_get_max_power_single_mW(int inputs, int batteries);
+
+/**
+ * psu_get_max_power_mW() of the usable sources among the first get_psu_count() records.
+ * @param psus four records, as psu_info_get_all() fills them; null counts as no usable source
+ */
+KVRN_API int get_max_power_ex(const psu_info* psus, int count_battery);
+
+/** get_max_power_ex() with the battery counted. */
+KVRN_API int get_max_power(const psu_info* psus);
+
+/** get_max_power_ex(), at most KVRN_MAX_SINGLE_POWER_MW. */
+KVRN_API int get_max_power_single_ex(const psu_info* psus, int count_battery);
+
+/**
+ * The power that the board may draw now.
+ * @param fixed  0: get_max_power() of psu_info_get_all(). Otherwise the board's fixed figure, whatever its supplies do:
+ *               250000 on the three-source board, 0 elsewhere
+ * @param source passed to psu_info_get_all(); may be null
+ */
+KVRN_API int get_max_usable_power_ex(int fixed, cache_source* source);
+
+/** get_max_usable_power_ex() without a source. */
+KVRN_API int get_max_usable_power(int fixed);
+
+/**
+ * The power that the DC outputs deliver: from `source` if given, else from "/tmp/.output_cache" whatever its age; when
+ * that fails, from the monitors. Sums wrap at 32 bits in uW, before the division by 1000.
+ * @param output 0 all outputs, k output k (from 1)
+ * @param source may be null; only its `get` is called
+ * @return mW; 0 for an output that there is not, negative numbers included
+ */
+KVRN_API int get_output_power_ex(int output, cache_source* source);
+
+/** get_output_power_ex() without a source. */
+KVRN_API int get_output_power(int output);
+
+/* ---- Charging. The PSU number of a battery is 2 or 3. ---- */
+
+/** Charging currents that psu_get_charging_options() writes, unused ones included. */
+#define KVRN_CHARGING_OPTIONS 5
+
 /** Charging power in mW of this board; the PSU number is not used. */
 KVRN_API int get_max_charging_power(int psu);
+
+/**
+ * The charging currents of a PSU in mA, the highest first, zero behind the last. PSU 2 has its own; every other number
+ * gets those of PSU 3.
+ * @param currents KVRN_CHARGING_OPTIONS numbers; null is ignored
+ */
+KVRN_API void psu_get_charging_options(int psu, uint32_t* currents);
+
+/**
+ * Selects a charging current by its place in psu_get_charging_options(), through the charger's GPIO lines.
+ * @return the last gpio_write()'s result; 0, and nothing is written, for a place without a current
+ */
+KVRN_API int psu_set_charging_current(int psu, int index);
+
+/**
+ * Enables or disables a battery's charger: GPIO 115 for PSU 3, 109 for any other battery; the lines disable.
+ * @return gpio_write()'s result; 0, and nothing is written, for PSU numbers below 2
+ */
+KVRN_API int psu_set_charge(int psu, int on);
+
+/** Always 1: no board can switch a PSU off. */
+KVRN_API int psu_is_enabled(void);
+
+/** Always 0, without effect. */
+KVRN_API int psu_set_enabled(void);
 
 KVRN_END_DECLS
 
