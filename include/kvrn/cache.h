@@ -1,6 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /**
- * @file cache.h  The status caches: readings that one monitoring process shares with every other through mapped files.
+ * @file cache.h  The status caches: readings that one monitoring process shares with every other through mapped files;
+ * and the lock of the processes that switch the DC outputs.
  *
  * An image is fixed in size and big-endian; its last 8 bytes are the monotonic time in seconds of the last refresh,
  * -1 when it was not refreshed since its writer mapped it. No lock protects it: a reader may meet a record in the
@@ -110,6 +111,75 @@ KVRN_API int get_output_cache_data(output_view* view);
 
 /** Unmaps, closes and zeroes a view of get_output_cache_data(). Harmless on a zeroed view and on null. */
 KVRN_API void output_cache_data_free(output_view* view);
+
+/* ---- Writers: one process on the device owns both and calls their `update` periodically ---- */
+
+/*
+ * An update reads the hardware and writes the records, then the stamp. It maps the file first when that is not done yet,
+ * and anew when the file was removed or replaced; a file that was cut short is whole again. Its result tells nothing
+ * (the upper half of the stamp; 0 when the file cannot be mapped, which is logged at LOG_WARNING). A file is created
+ * with mode 0640; a longer file is used as it is, but readers refuse it. Mapping a file invalidates the image: its
+ * stamp becomes -1 and its first record zero until the update ends.
+ *
+ * The view that `get` fills lives until the next update and is not released; 0, and a zeroed view, while the file is not
+ * mapped. `destroy` frees the object alone: mapping and descriptor stay open until the process ends, so an object lives
+ * as long as its process. One thread at a time.
+ */
+
+/** A writer of "/tmp/.psu_info_cache"; its `get` fills a psu_info_view. @return null without memory */
+KVRN_API cache_source* psu_info_cache_new(void);
+
+/**
+ * A writer of "/tmp/.output_cache"; its `get` fills an output_view. While get_overload_status() is not 0, an update
+ * sheds outputs, the highest number first, until what the others draw is within the limit.
+ * @param limit_mw what the outputs may draw together, read at every update; must outlive the object. Null: no shedding.
+ * @param word     kept, never used
+ * @return null without memory
+ */
+KVRN_API cache_source* output_cache_new(const int* limit_mw, uintptr_t word);
+
+/* ---- The lock of the processes that switch the DC outputs ---- */
+
+/**
+ * A lock between processes: whoever creates the file holds it. Free it with its `destroy`. One object serves one thread
+ * of one process.
+ *
+ * Warning. These habits are part of the contract:
+ * - A lock file older than twice the waiting time is taken for a dead holder's and broken. Whoever holds the lock longer
+ *   than that loses it, and its unlock removes the next holder's file. Breaking is not atomic.
+ * - `lock` on a held object counts, but returns 0; it needs one more `unlock`.
+ * - `lock` that fails leaves the object as if held: another `lock` returns 0 at once, and `unlock` (or `destroy`)
+ *   removes the file of whoever holds the lock.
+ * - `call_locked` does not wait. It breaks a lock file that is older than the current second, after 20 ms, so it
+ *   excludes only its like, for a second.
+ */
+typedef struct InterProcessLock InterProcessLock;
+struct InterProcessLock {
+  void* state; /**< the object's own */
+  /**
+   * Tries for 10 times the waiting time, every 20 ms; gives up without waiting when the file cannot be created for any
+   * other reason than that it exists. A negative waiting time breaks or fails at once.
+   * @return non-zero: acquired; 0: not, or held already
+   */
+  int (*lock)(InterProcessLock* self);
+  void (*unlock)(InterProcessLock* self); /**< the last one removes the file; nothing when not held */
+  /** Calls a function with the lock held. @return its result; 0 when it was not called */
+  int (*call_locked)(InterProcessLock* self, int (*function)(uintptr_t word), uintptr_t word);
+  void (*destroy)(InterProcessLock* self); /**< unlocks once and frees the object, not the path */
+};
+
+KVRN_STATIC_ASSERT(sizeof(InterProcessLock) == 5 * sizeof(void*), "five members");
+
+/**
+ * A lock by any file.
+ * @param path   must outlive the object; null gives null
+ * @param wait_s waiting time in seconds
+ * @return null without memory
+ */
+KVRN_API InterProcessLock* InterProcessLockNew(const char* path, int64_t wait_s);
+
+/** InterProcessLockNew() by "/tmp/.dc_out_lock" with 10 seconds. */
+KVRN_API InterProcessLock* get_dc_output_lock(void);
 
 KVRN_END_DECLS
 

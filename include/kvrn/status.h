@@ -1,12 +1,138 @@
 /* SPDX-License-Identifier: MIT */
-/** @file status.h  States derived from the device configuration. */
+/**
+ * @file status.h  DC outputs and PoE, alarm and status flags, the device state, the runtime interface.
+ *
+ * Processes share alarms as flag files: one file a flag under /tmp, one decimal integer in it. A getter opens, reads and
+ * closes its file at each call and never fails: a missing or unreadable file gives the flag's default. A setter
+ * truncates and rewrites the file; a reader that meets it empty gets the default. No flag file is ever deleted here.
+ * Ports are DC outputs, from 0.
+ */
 #ifndef KVRN_STATUS_H
 #define KVRN_STATUS_H
 
 #include <kvrn/cfg.h>
 #include <kvrn/export.h>
+#include <kvrn/psu.h>
+#include <stdint.h>
 
 KVRN_BEGIN_DECLS
+
+/* ---- DC outputs and PoE ---- */
+
+/**
+ * Whether a DC output is switched on. Output 0 counts as on when one of the board's PoE lines is. A line that cannot be
+ * read counts as on, and so does an output that no board has. The PoE lines are collected at the first call for output 0;
+ * one thread at a time.
+ * @param output 0 to 2
+ * @return 1 or 0
+ */
+KVRN_API int is_dc_out_enabled(int output);
+
+/**
+ * The lines of an output, numbered as in get_output_power(): 0 is all outputs together.
+ * @param lines three packed line numbers, 0 where there is none
+ * @param level what a line reads while the output is off: 0
+ */
+KVRN_API void get_dc_gpio(int output, uint8_t* lines, uint32_t* level);
+
+/**
+ * Whether an output is on, by the lines of get_dc_gpio() for output + 1. A line that cannot be read counts as on.
+ * @param output from 0; with bit 7 set, PoE of configured interface (output & 127) + 1
+ * @return 1 on, 0 off (also an output without lines); for PoE what gpio_read() says (255 on failure), -1 without a line
+ */
+KVRN_API int dc_get_output(int8_t output);
+
+/**
+ * The line that powers PoE on a configured interface, by "netconf.%d.devname" of "/tmp/system.cfg", which is parsed at
+ * each call: "eth0" and "eth1" can have one.
+ * @return packed line number, 0 for none
+ */
+KVRN_API int get_poe_gpio(int interface_index);
+
+/** "netconf.%d.poe" of "/tmp/system.cfg", a switch as in get_bool(). @return 1 or 0 (also without the key) */
+KVRN_API uint8_t get_poe_status(int interface_index);
+
+/* ---- Flags ---- */
+
+/** 2: the protection of some DC output tripped; otherwise the number in "/tmp/.overload_check" (0): 1 is an overload. */
+KVRN_API int get_overload_status(void);
+
+/** 2: the protection of this output tripped; otherwise the number in "/tmp/.overload_check_PORT" (0). */
+KVRN_API int get_overload_status_port(int port);
+
+/** The number in "/tmp/.overload_req0", or "/tmp/.overload_req1" when `which` is not 0. Default 1. */
+KVRN_API int get_overload_flag(int which);
+KVRN_API void set_overload_flag(int which, int value);
+
+/** The number in "/tmp/.overload_charging" (0): not enough power to charge. */
+KVRN_API int insufficient_power_get(void);
+KVRN_API int insufficient_power_set(int value); /**< 1, or 0 when the file cannot be opened */
+
+/** 1 when the number in "/tmp/.dc-problemPORT" (0) is positive, else 0: the output's hardware protection tripped. */
+KVRN_API int get_dc_hwprotect_error(int port);
+KVRN_API int set_dc_hwprotect_error(int port, int value); /**< 1, or 0 when the file cannot be opened */
+
+/** The number in "/tmp/.ac_outage_check" (0). */
+KVRN_API int get_ac_outage_status(void);
+
+/** The number in "/tmp/.ac_outage_overload_check" (0). */
+KVRN_API int ac_disabled_overload(void);
+
+/** The number in "/tmp/.battery_outage_check" (0). */
+KVRN_API int get_battery_outage_status(void);
+
+/** The number in "/tmp/.dc-enabledPORT": below 2 configured off, 2 (a missing file) not configured. No number is 0. */
+KVRN_API int is_dc_out_cfg_enabled(int port);
+KVRN_API int set_flag(int port, int value); /**< 1, or 0 when the file cannot be opened */
+
+/**
+ * Builds the name of a low-voltage flag: "/tmp/.lv<infix>_active" for index -1, otherwise
+ * "/tmp/.lv<infix>_<index>_active". The library uses the empty infix: 31 characters at most, and the end.
+ * @param buffer large enough, which is the caller's affair
+ * @param infix  null counts as empty
+ * @return the buffer
+ */
+KVRN_API char* get_status_file(char* buffer, int index, const char* infix);
+
+/**
+ * The number in a PSU's low-voltage flag (0). Where that is 0, a battery (2 and up) whose charge by get_battery_data() is
+ * below 11 %, or unknown, answers 2; without charge data that takes 600 ms.
+ */
+KVRN_API int get_lvmonitor_status_psu(int psu);
+
+/** The number in "/tmp/.lv_active" (0). */
+KVRN_API int get_lvmonitor_status(void);
+
+/** 1 when any flag of read_battery_flags() but 0x04 and 0x10 is set, else 0. */
+KVRN_API int is_battery_status_error_flag(uint32_t flags);
+
+/* ---- Device state ---- */
+
+/** What get_device_state() returns. A lower line of this list gives way to those above it, as far as both apply. */
+enum device_state {
+  DEVICE_BATTERY_ERROR = 13,      /**< a battery that is not being calibrated reports an error */
+  DEVICE_OVERLOAD = 8,            /**< get_overload_status() is 1 */
+  DEVICE_PROTECTED = 9,           /**< get_overload_status() is anything else but 0 */
+  DEVICE_OFF = 5,                 /**< outputs off by configuration, by their lines, by low voltage, or no source */
+  DEVICE_CHARGING_FAST = 11,      /**< mains charges a battery with the highest current */
+  DEVICE_CHARGING = 10,           /**< mains charges a battery */
+  DEVICE_LOW_VOLTAGE = 4,         /**< a battery's low-voltage flag, or low charge */
+  DEVICE_MAINS_PARTIAL_FIRST = 7, /**< an input failed, the first one has mains */
+  DEVICE_MAINS_PARTIAL = 6,       /**< an input failed, the first one has no mains */
+  DEVICE_NO_BATTERY = 14,         /**< mains, and no battery or a battery outage */
+  DEVICE_ON_BATTERY = 1,          /**< a battery alone */
+  DEVICE_CALIBRATING = 12,        /**< mains, and a battery is being calibrated (level 2 and up) */
+  DEVICE_NORMAL = 0               /**< mains and a battery */
+};
+
+/**
+ * The one code that sums up the device, from its PSU records, flag files, battery files and output lines.
+ * @param psus get_psu_count() records; null counts as no record
+ * @return enum device_state; 2 and 3 never come out
+ */
+KVRN_API int get_device_state(const psu_info* psus);
+
+/* ---- Runtime interface ---- */
 
 /**
  * The interface that carries the traffic of a configured one: an enabled bridge answers with its lowest-numbered port
