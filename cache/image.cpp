@@ -13,18 +13,21 @@
 namespace kvrn {
 namespace {
 
-bool has_size(int fd, std::size_t size) {
-  struct stat status {};
-  return ::fstat(fd, &status) == 0 && status.st_size == static_cast<off_t>(size);
-}
-
 bool fresh(int fd, const ImageSpec& spec) {
   be<std::int64_t> stamp;
   if (!read_image(fd, std::as_writable_bytes(std::span(&stamp, 1)), spec.size - sizeof stamp)) return false;
+  // The stamp is two words on a 32-bit device: read while it changes from "never" to a time, it may have the low word
+  // of the one and the high word of the other. That is no time of this century, and must not look fresh.
+  if (stamp == INT64_C(0xFFFFFFFF)) return false;
   return wrap_add(stamp, image_max_age_s) >= ::get_timestamp_mono();
 }
 
 }  // namespace
+
+bool has_size(int fd, std::size_t size) {
+  struct stat status {};
+  return ::fstat(fd, &status) == 0 && status.st_size == static_cast<off_t>(size);
+}
 
 bool read_image(int fd, std::span<std::byte> out, std::size_t offset) {
   ssize_t got;

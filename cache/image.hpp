@@ -32,6 +32,8 @@ struct OpenImage {
 };
 OpenImage open_image(const ImageSpec& spec);
 
+bool has_size(int fd, std::size_t size);
+
 // Copies bytes of an image through its descriptor: a file that another program cuts short while it is mapped would
 // kill a reader that touches the mapping. False when not all bytes were there.
 bool read_image(int fd, std::span<std::byte> out, std::size_t offset);

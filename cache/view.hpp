@@ -15,14 +15,15 @@ namespace kvrn {
 // Number of DC outputs, counted once per process (a count of 0 is counted again).
 int output_count();
 
-// Copies records out of a caller's view. A view whose descriptor is a file is read through it, so that a file that was
-// cut short makes this false instead of killing the process; a caller's own source may have no descriptor.
+// Copies records out of a caller's view, from `offset` bytes on. A view whose descriptor is a file is read through it,
+// so that a file that was cut short makes this false instead of killing the process; a caller's own source may have no
+// descriptor.
 template <typename View>
-bool copy_records(const View& view, std::span<std::byte> out) {
+bool copy_records(const View& view, std::span<std::byte> out, std::size_t offset = 0) {
   if (view.records == nullptr) return false;
   struct stat status {};
-  if (view.fd > 0 && ::fstat(view.fd, &status) == 0 && S_ISREG(status.st_mode)) return read_image(view.fd, out, 0);
-  std::memcpy(out.data(), view.records, out.size());
+  if (view.fd > 0 && ::fstat(view.fd, &status) == 0 && S_ISREG(status.st_mode)) return read_image(view.fd, out, offset);
+  std::memcpy(out.data(), reinterpret_cast<const std::byte*>(view.records) + offset, out.size());
   return true;
 }
 

@@ -98,8 +98,7 @@ int get_device_state(const psu_info* psus) {
   if (summary.battery_error) return 13;
   if (const int overload = ::get_overload_status(); overload != 0) return overload == 1 ? 8 : 9;
   if (outputs_off()) return 5;
-  const bool ac_outage =
-      ::get_ac_outage_status() != 0 && summary.mains >= 1 && summary.mains < summary.inputs;
+  const bool ac_outage = ::get_ac_outage_status() != 0 && summary.mains >= 1 && summary.mains < summary.inputs;
   bool battery_outage = ::get_battery_outage_status() != 0;
   if (!ac_outage && (!battery_outage || !summary.battery)) {
     if (const auto code = charging_code(summary)) return *code;

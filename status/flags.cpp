@@ -10,9 +10,12 @@ namespace kvrn {
 
 FlagName flag_name(const Flag& flag, int index) {
   switch (flag.indexed) {
-    case Indexed::appended: return FlagName("%s%d", flag.base, index);
-    case Indexed::underscored: return FlagName("%s_%d", flag.base, index);
-    case Indexed::no: break;
+    case Indexed::appended:
+      return FlagName("%s%d", flag.base, index);
+    case Indexed::underscored:
+      return FlagName("%s_%d", flag.base, index);
+    case Indexed::no:
+      break;
   }
   return FlagName("%s", flag.base);
 }

@@ -117,8 +117,8 @@ KVRN_API int is_battery_error_flag(uint32_t flags);
 /**
  * The battery's flags and charge figure from "/etc/persistent/battery_data". While its charger is idle
  * ("/tmp/.batt_ch_status" for PSU 2, "/tmp/.batt_li_ch_status" for any other, holds a number of 0 or below) the
- * figures are -1 and the flags lose 0x30. A file that is not of version 2 stays open: one such descriptor at a time, the
- * next one (of get_battery_internal_resistance() too) closes it.
+ * figures are -1 and the flags lose 0x30. A file that is not of version 2 stays open: one such descriptor at a time,
+ * the next one (of get_battery_internal_resistance() too) closes it.
  * @param flags  status bits
  * @param charge charge figure in mAh; -1 when is_battery_error_flag() of the flags
  * @return 1; 0 (outputs untouched) without a record. Null outputs are allowed.

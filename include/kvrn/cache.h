@@ -115,15 +115,15 @@ KVRN_API void output_cache_data_free(output_view* view);
 /* ---- Writers: one process on the device owns both and calls their `update` periodically ---- */
 
 /*
- * An update reads the hardware and writes the records, then the stamp. It maps the file first when that is not done yet,
- * and anew when the file was removed or replaced; a file that was cut short is whole again. Its result tells nothing
- * (the upper half of the stamp; 0 when the file cannot be mapped, which is logged at LOG_WARNING). A file is created
- * with mode 0640; a longer file is used as it is, but readers refuse it. Mapping a file invalidates the image: its
- * stamp becomes -1 and its first record zero until the update ends.
+ * An update reads the hardware and writes the records, then the stamp. It maps the file first when that is not done
+ * yet, and anew when the file was removed or replaced; a file that was cut short is whole again. Its result tells
+ * nothing (the upper half of the stamp; 0 when the file cannot be mapped, which is logged at LOG_WARNING). A file is
+ * created with mode 0640; a longer file is used as it is, but readers refuse it. Mapping a file invalidates the image:
+ * its stamp becomes -1 and its first record zero until the update ends.
  *
- * The view that `get` fills lives until the next update and is not released; 0, and a zeroed view, while the file is not
- * mapped. `destroy` frees the object alone: mapping and descriptor stay open until the process ends, so an object lives
- * as long as its process. One thread at a time.
+ * The view that `get` fills lives until the next update and is not released; 0, and a zeroed view, while the file is
+ * not mapped. `destroy` frees the object alone: mapping and descriptor stay open until the process ends, so an object
+ * lives as long as its process. One thread at a time.
  */
 
 /** A writer of "/tmp/.psu_info_cache"; its `get` fills a psu_info_view. @return null without memory */
@@ -145,8 +145,8 @@ KVRN_API cache_source* output_cache_new(const int* limit_mw, uintptr_t word);
  * of one process.
  *
  * Warning. These habits are part of the contract:
- * - A lock file older than twice the waiting time is taken for a dead holder's and broken. Whoever holds the lock longer
- *   than that loses it, and its unlock removes the next holder's file. Breaking is not atomic.
+ * - A lock file older than twice the waiting time is taken for a dead holder's and broken. Whoever holds the lock
+ * longer than that loses it, and its unlock removes the next holder's file. Breaking is not atomic.
  * - `lock` on a held object counts, but returns 0; it needs one more `unlock`.
  * - `lock` that fails leaves the object as if held: another `lock` returns 0 at once, and `unlock` (or `destroy`)
  *   removes the file of whoever holds the lock.

@@ -190,8 +190,9 @@ KVRN_API int get_chg_stat(void);
 #define KVRN_MAX_SINGLE_POWER_MW 250000
 
 /**
- * The power that the board may draw. One input supply alone gives the reduced figure; with a battery that counts and may
- * reinforce it (GPIO 112 reads 0), with several inputs, and with none, it is the full figure. Boards without figures: 0.
+ * The power that the board may draw. One input supply alone gives the reduced figure; with a battery that counts and
+ * may reinforce it (GPIO 112 reads 0), with several inputs, and with none, it is the full figure. Boards without
+ * figures: 0.
  * @param inputs        usable input supplies
  * @param batteries     usable batteries
  * @param count_battery non-zero: a battery may reinforce a single input

@@ -2,8 +2,8 @@
 /**
  * @file status.h  DC outputs and PoE, alarm and status flags, the device state, the runtime interface.
  *
- * Processes share alarms as flag files: one file a flag under /tmp, one decimal integer in it. A getter opens, reads and
- * closes its file at each call and never fails: a missing or unreadable file gives the flag's default. A setter
+ * Processes share alarms as flag files: one file a flag under /tmp, one decimal integer in it. A getter opens, reads
+ * and closes its file at each call and never fails: a missing or unreadable file gives the flag's default. A setter
  * truncates and rewrites the file; a reader that meets it empty gets the default. No flag file is ever deleted here.
  * Ports are DC outputs, from 0.
  */
@@ -21,8 +21,8 @@ KVRN_BEGIN_DECLS
 
 /**
  * Whether a DC output is switched on. Output 0 counts as on when one of the board's PoE lines is. A line that cannot be
- * read counts as on, and so does an output that no board has. The PoE lines are collected at the first call for output 0;
- * one thread at a time.
+ * read counts as on, and so does an output that no board has. The PoE lines are collected at the first call for output
+ * 0; one thread at a time.
  * @param output 0 to 2
  * @return 1 or 0
  */
@@ -54,7 +54,8 @@ KVRN_API uint8_t get_poe_status(int interface_index);
 
 /* ---- Flags ---- */
 
-/** 2: the protection of some DC output tripped; otherwise the number in "/tmp/.overload_check" (0): 1 is an overload. */
+/** 2: the protection of some DC output tripped; otherwise the number in "/tmp/.overload_check" (0): 1 is an overload.
+ */
 KVRN_API int get_overload_status(void);
 
 /** 2: the protection of this output tripped; otherwise the number in "/tmp/.overload_check_PORT" (0). */
@@ -95,8 +96,8 @@ KVRN_API int set_flag(int port, int value); /**< 1, or 0 when the file cannot be
 KVRN_API char* get_status_file(char* buffer, int index, const char* infix);
 
 /**
- * The number in a PSU's low-voltage flag (0). Where that is 0, a battery (2 and up) whose charge by get_battery_data() is
- * below 11 %, or unknown, answers 2; without charge data that takes 600 ms.
+ * The number in a PSU's low-voltage flag (0). Where that is 0, a battery (2 and up) whose charge by get_battery_data()
+ * is below 11 %, or unknown, answers 2; without charge data that takes 600 ms.
  */
 KVRN_API int get_lvmonitor_status_psu(int psu);
 

@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: MIT
+// The lock between processes: a file that is created exclusively.
+#include <errno.h>
+#include <kvrn/cache.h>
+#include <sys/stat.h>
+#include <time.h>
+
+#include "util/handle.hpp"
+#include "util/number.hpp"
+#include "util/pause.hpp"
+
+namespace {
+
+constexpr int tries_per_second = 50;
+constexpr unsigned rest_us = 20'000;
+constexpr int passes = 10;
+
+struct State {
+  const char* path;
+  int depth;  // 0: not held
+  int64_t wait_s;
+};
+
+State& state_of(InterProcessLock* self) { return *static_cast<State*>(self->state); }
+
+bool create(const char* path) {
+  errno = 0;
+  return static_cast<bool>(kvrn::Fd::open(path, O_WRONLY | O_CREAT | O_EXCL, 0644));
+}
+
+int64_t twice(int64_t value) { return kvrn::wrap_add(value, value); }
+
+// Whether a lock file is a dead holder's: it has outlived twice the waiting time, or is gone.
+bool is_stale(const char* path, int64_t wait_s) {
+  struct stat status {};
+  if (::stat(path, &status) != 0) return true;
+  return kvrn::wrap_add(status.st_mtime, twice(wait_s)) < ::time(nullptr);
+}
+
+// One pass: tries for about the waiting time, then breaks a stale lock. Removing and creating are two steps: of two
+// waiters that break the same lock one fails its pass, and a third may lose a lock that it has just taken.
+bool acquire(const char* path, int64_t wait_s) {
+  const auto budget = static_cast<int64_t>(static_cast<uint64_t>(wait_s) * tries_per_second);
+  for (int64_t tries = 0; tries <= budget; ++tries) {
+    if (create(path)) return true;
+    if (errno != EEXIST) return false;
+    kvrn::pause_us(rest_us);
+  }
+  if (!is_stale(path, wait_s)) return false;
+  (void)::unlink(path);  // if it stays, creating fails
+  return create(path);
+}
+
+int lock(InterProcessLock* self) {
+  State& state = state_of(self);
+  if (++state.depth >= 2) return 0;
+  for (int pass = 0; pass < passes; ++pass)
+    if (acquire(state.path, state.wait_s)) return 1;
+  // The depth stays at 1: programs unlock after a failed lock, and so clear away a lock that nobody gives back.
+  return 0;
+}
+
+void unlock(InterProcessLock* self) {
+  State& state = state_of(self);
+  if (state.depth == 0 || --state.depth > 0) return;
+  (void)::unlink(state.path);  // whoever created it; it may be gone
+}
+
+int call_locked(InterProcessLock* self, int (*function)(uintptr_t), uintptr_t word) {
+  State& state = state_of(self);
+  if (function == nullptr || !acquire(state.path, 0)) return 0;
+  state.depth = 1;
+  const int result = function(word);
+  unlock(self);
+  return result;
+}
+
+void destroy(InterProcessLock* self) {
+  if (self == nullptr) return;
+  unlock(self);
+  ::free(self->state);
+  ::free(self);
+}
+
+}  // namespace
+
+InterProcessLock* InterProcessLockNew(const char* path, int64_t wait_s) {
+  if (path == nullptr) return nullptr;
+  kvrn::Heap<InterProcessLock> object(static_cast<InterProcessLock*>(::calloc(1, sizeof(InterProcessLock))));
+  kvrn::Heap<State> state(static_cast<State*>(::calloc(1, sizeof(State))));
+  if (!object || !state) return nullptr;
+  *state = {path, 0, wait_s};
+  *object = {state.release(), lock, unlock, call_locked, destroy};
+  return object.release();
+}
+
+InterProcessLock* get_dc_output_lock() { return ::InterProcessLockNew("/tmp/.dc_out_lock", 10); }

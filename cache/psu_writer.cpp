@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: MIT
+// The writer of the PSU cache.
+#include <kvrn/cache.h>
+#include <kvrn/psu.h>
+
+#include <cstring>
+
+#include "cache/writer.hpp"
+
+namespace {
+
+constexpr kvrn::WriterSpec file{kvrn::psu_cache_file, "file", sizeof(psu_info)};
+
+struct Writer {
+  cache_source source;
+  kvrn::WriterImage image;
+};
+
+Writer& writer_of(cache_source* self) { return *static_cast<Writer*>(self->state); }
+
+// Records beyond the board's count stay zero.
+void read_all(psu_info* records) {
+  const int count = ::get_psu_count();
+  for (int psu = 0; psu < count; ++psu) (void)::psu_info_get_direct(&records[psu], psu);  // every number is valid
+}
+
+// The content of a new file.
+void fill(std::span<std::byte> image) {
+  psu_info records[KVRN_PSU_MAX]{};
+  read_all(records);
+  std::memcpy(image.data(), records, sizeof records);
+}
+
+bool mapped(Writer& writer) {
+  kvrn::drop_if_replaced(file, writer.image);
+  if (writer.image.start != nullptr) return true;
+  kvrn::Fd fd = kvrn::open_for_writing(file, fill);
+  return fd && kvrn::map_for_writing(file, std::move(fd), writer.image);
+}
+
+int update(cache_source* self) {
+  Writer& writer = writer_of(self);
+  if (!mapped(writer)) return 0;
+  psu_info records[KVRN_PSU_MAX]{};
+  read_all(records);
+  return kvrn::publish(file, writer.image, std::as_bytes(std::span(records)));
+}
+
+int get(cache_source* self, void* view) {
+  const Writer& writer = writer_of(self);
+  if (view == nullptr) return 0;
+  auto& out = *static_cast<psu_info_view*>(view);
+  out = {};
+  if (writer.image.start == nullptr) return 0;
+  out = {static_cast<const psu_info*>(writer.image.start), ::get_psu_count(), writer.image.fd};
+  return 1;
+}
+
+void destroy(cache_source* self) { ::free(self); }
+
+}  // namespace
+
+cache_source* psu_info_cache_new() {
+  auto* writer = static_cast<Writer*>(::calloc(1, sizeof(Writer)));
+  if (writer == nullptr) return nullptr;
+  *writer = {{writer, update, get, destroy}, {}};
+  (void)mapped(*writer);  // an update tries again
+  return &writer->source;
+}

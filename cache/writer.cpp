@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: MIT
+#include "cache/writer.hpp"
+
+#include <kvrn/bytes.h>
+#include <kvrn/util.h>
+#include <sys/stat.h>
+#include <syslog.h>
+
+#include <cerrno>
+
+namespace kvrn {
+namespace {
+
+constexpr std::size_t largest_image = 552;
+constexpr mode_t image_mode = 0640;  // all programs that share the images run as one user
+constexpr std::int64_t never = -1;
+
+bool write_image(int fd, std::span<const std::byte> bytes, std::size_t offset) {
+  ssize_t put;
+  do {
+    put = ::pwrite(fd, bytes.data(), bytes.size(), static_cast<off_t>(offset));
+  } while (put < 0 && errno == EINTR);
+  return put == static_cast<ssize_t>(bytes.size());
+}
+
+bool write_stamp(int fd, const ImageSpec& spec, std::int64_t seconds) {
+  const be<std::int64_t> stamp = seconds;
+  return write_image(fd, std::as_bytes(std::span(&stamp, 1)), spec.size - sizeof stamp);
+}
+
+bool initialize(const ImageSpec& spec, int fd, void (*fill)(std::span<std::byte>)) {
+  alignas(std::int64_t) std::byte content[largest_image]{};
+  const std::span image(content, spec.size);
+  if (fill != nullptr) fill(image);
+  return write_image(fd, image, 0);
+}
+
+}  // namespace
+
+Fd open_for_writing(const WriterSpec& spec, void (*fill)(std::span<std::byte> image)) {
+  const ImageSpec& file = spec.image;
+  Fd fd = Fd::open(file.path, O_RDWR | O_CREAT | O_SYNC, image_mode);
+  if (!fd) {
+    ::syslog(LOG_WARNING, "%s: Unable to open %s %s (%d)", file.log_prefix, spec.file_kind, file.path, errno);
+    return {};
+  }
+  if (has_size(fd.get(), file.size)) return fd;
+  // A longer file counts too and keeps its length, so that readers go on refusing it until somebody removes it.
+  ::syslog(LOG_DEBUG, "%s: Cache file %s is too short. Creating new", file.log_prefix, file.path);
+  if (initialize(file, fd.get(), fill)) return fd;
+  ::syslog(LOG_WARNING, "%s: Unable to initialize cache file %s (%d)", file.log_prefix, file.path, errno);
+  return {};
+}
+
+bool map_for_writing(const WriterSpec& spec, Fd fd, WriterImage& image) {
+  const ImageSpec& file = spec.image;
+  void* start = ::mmap(nullptr, file.size, PROT_READ | PROT_WRITE, MAP_SHARED, fd.get(), 0);
+  if (start == MAP_FAILED) {
+    ::syslog(LOG_WARNING, "%s: Unable to prepare memory from file %s (%d)", file.log_prefix, file.path, errno);
+    return false;
+  }
+  // The stamp first, so that no reader takes the cleared record for a fresh one. The first record only: programs show
+  // the others' last values until the first refresh. An old image that cannot be written ages by itself.
+  static constexpr std::byte zero[largest_image]{};
+  (void)write_stamp(fd.get(), file, never);
+  (void)write_image(fd.get(), {zero, spec.record_size}, 0);
+  image = {start, fd.release()};
+  return true;
+}
+
+void drop_if_replaced(const WriterSpec& spec, WriterImage& image) {
+  if (image.start == nullptr) return;
+  struct stat held {};
+  struct stat named {};
+  if (::fstat(image.fd, &held) != 0) return;
+  if (::stat(spec.image.path, &named) != 0) {
+    if (errno != ENOENT) return;
+  } else if (held.st_dev == named.st_dev && held.st_ino == named.st_ino) {
+    return;
+  }
+  (void)::munmap(image.start, spec.image.size);  // fails for bad arguments only
+  const Fd closed(image.fd);
+  image = {};
+}
+
+int publish(const WriterSpec& spec, const WriterImage& image, std::span<const std::byte> records) {
+  // Each is one write at its place, so a file that was cut short is whole again. Without the records no stamp: what
+  // did not arrive must not look fresh.
+  if (!write_image(image.fd, records, 0)) return 0;
+  const std::int64_t now = ::get_timestamp_mono();
+  (void)write_stamp(image.fd, spec.image, now);  // an old stamp tells readers what a failure here means
+  return static_cast<int>(now >> 32);
+}
+
+}  // namespace kvrn
