@@ -30,11 +30,17 @@ bool create(const char* path) {
 
 int64_t twice(int64_t value) { return kvrn::wrap_add(value, value); }
 
-// Whether a lock file is a dead holder's: it has outlived twice the waiting time, or is gone.
-bool is_stale(const char* path, int64_t wait_s) {
+// Clears a dead holder's file away: one that has outlived twice the waiting time, or whose status cannot be read. False
+// when its holder may be alive. A file that is gone by now is not removed: the next holder may be creating its own.
+bool clear_stale(const char* path, int64_t wait_s) {
   struct stat status {};
-  if (::stat(path, &status) != 0) return true;
-  return kvrn::wrap_add(status.st_mtime, twice(wait_s)) < ::time(nullptr);
+  if (::stat(path, &status) != 0) {
+    if (errno == ENOENT) return true;
+  } else if (kvrn::wrap_add(status.st_mtime, twice(wait_s)) >= ::time(nullptr)) {
+    return false;
+  }
+  (void)::unlink(path);  // if it stays, creating fails
+  return true;
 }
 
 // One pass: tries for about the waiting time, then breaks a stale lock. Removing and creating are two steps: of two
@@ -46,9 +52,7 @@ bool acquire(const char* path, int64_t wait_s) {
     if (errno != EEXIST) return false;
     kvrn::pause_us(rest_us);
   }
-  if (!is_stale(path, wait_s)) return false;
-  (void)::unlink(path);  // if it stays, creating fails
-  return create(path);
+  return clear_stale(path, wait_s) && create(path);
 }
 
 int lock(InterProcessLock* self) {

@@ -1,0 +1,177 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+#include <kvrn/kvrn.h>
+
+#include <climits>
+#include <cstring>
+
+#include "sim/device.hpp"
+
+using kvrn::sim::Device;
+
+namespace {
+
+// Records of usable sources on the three-source board.
+struct Sources {
+  psu_info psus[KVRN_PSU_MAX]{};
+  Sources(int inputs, int batteries) {
+    psus[0].type = psus[1].type = PSU_TYPE_INPUT;
+    psus[2].type = PSU_TYPE_BATTERY;
+    for (int i = 0; i < inputs; ++i) psus[i].status = PSU_STATUS_USABLE;
+    if (batteries > 0) psus[2].status = PSU_STATUS_USABLE;
+    psus[3] = psus[2];  // beyond the board's count
+    psus[3].status = PSU_STATUS_USABLE;
+  }
+};
+
+output_status output_records[5];
+int output_entries = 0;
+int output_get(cache_source*, void* view) {
+  *static_cast<output_view*>(view) = {output_records, output_entries, 0};
+  return 1;
+}
+int failing_get(cache_source*, void*) { return 0; }
+
+}  // namespace
+
+TEST(Budget, FiguresFollowSourcesAndTheAssistLine) {
+  Device device("three-source");
+  const struct {
+    int inputs, batteries, count_battery, assist_line;
+    int expected;
+  } cases[] = {{0, 0, 0, 0, 480000}, {1, 0, 1, 0, 240000}, {1, 1, 1, 0, 480000},  {1, 1, 1, 1, 240000},
+               {1, 1, 0, 0, 240000}, {2, 0, 0, 1, 480000}, {1, -1, 1, 0, 240000}, {-1, 0, 0, 0, 480000}};
+  for (const auto& entry : cases) {
+    device.gpio(112, entry.assist_line);
+    EXPECT_EQ(psu_get_max_power_mW(entry.inputs, entry.batteries, entry.count_battery), entry.expected)
+        << entry.inputs << entry.batteries << entry.count_battery << entry.assist_line;
+    if (entry.inputs < 0 || entry.batteries < 0) continue;
+    const Sources sources(entry.inputs, entry.batteries);
+    EXPECT_EQ(get_max_power_ex(sources.psus, entry.count_battery), entry.expected);
+    EXPECT_EQ(get_max_power_single_ex(sources.psus, entry.count_battery), std::min(entry.expected, 250000));
+  }
+  device.gpio_busy(112, true);
+  EXPECT_EQ(psu_get_max_power_mW(1, 1, 1), 240000);  // a line that cannot be read is no help
+  device.gpio_busy(112, false);
+  device.gpio(112, 0);
+  EXPECT_EQ(get_max_power(Sources(1, 1).psus), 480000);
+  EXPECT_EQ(psu_get_max_power_single_mW(1, 1), 250000);
+  EXPECT_EQ(psu_get_max_power_single_mW(1, 0), 240000);
+  EXPECT_EQ(get_max_power(nullptr), 480000);
+}
+
+TEST(Budget, UsablePowerReadsTheSuppliesOrIsFixed) {
+  Device device("three-source");
+  EXPECT_EQ(get_max_usable_power(0), 480000);
+  device.gpio(211, 1);
+  device.gpio(112, 1);
+  EXPECT_EQ(get_max_usable_power(0), 240000);
+  EXPECT_EQ(get_max_usable_power(1), 250000);
+}
+
+TEST(Budget, OtherBoardsHaveTheirRow) {
+  Device device("four-source");
+  EXPECT_EQ(psu_get_max_power_mW(2, 0, 0), 200000);
+  EXPECT_EQ(psu_get_max_power_mW(1, 0, 0), 100000);
+  EXPECT_EQ(get_max_usable_power(-1), 0);
+}
+
+TEST(Budget, AGenericBoardHasNoFigure) {
+  Device device("generic");
+  EXPECT_EQ(psu_get_max_power_mW(0, 0, 0), 0);
+  EXPECT_EQ(get_max_usable_power(0), 0);
+}
+
+TEST(OutputPower, ComesFromTheSourceThenTheCacheThenTheMonitors) {
+  Device device("three-source");
+  device.hwmon("mon-dc-out-1", "in0_input", "50000");
+  device.hwmon("mon-dc-out-1", "curr1_input", "1000");
+  device.hwmon("mon-dc-out-2", "in0_input", "60000");
+  device.hwmon("mon-dc-out-2", "curr1_input", "1000");
+  EXPECT_EQ(get_output_power(1), 50000);
+  EXPECT_EQ(get_output_power(2), 60000);
+  EXPECT_EQ(get_output_power(0), 110000);
+  EXPECT_EQ(get_output_power(4), 0);
+
+  output_image image{};
+  image.records[0].power_uw = 1234567;
+  image.records[2].power_uw = -1999;
+  device.file("/tmp/.output_cache", {reinterpret_cast<const char*>(&image), sizeof image});
+  EXPECT_EQ(get_output_power(0), 1232);
+  EXPECT_EQ(get_output_power(3), -1);  // truncated towards zero
+  for (const int none : {4, INT_MAX, -1, INT_MIN}) EXPECT_EQ(get_output_power(none), 0) << none;
+
+  cache_source source{nullptr, nullptr, output_get, nullptr};
+  output_entries = 2;
+  for (auto& record : output_records) record.power_uw = 2000000000;
+  EXPECT_EQ(get_output_power_ex(3, &source), 0);
+  EXPECT_EQ(get_output_power_ex(2, &source), 2000000);
+  EXPECT_EQ(get_output_power_ex(0, &source), -294967);  // the sum wraps
+  output_entries = 5;
+  EXPECT_EQ(get_output_power_ex(5, &source), 2000000);
+  source.get = failing_get;
+  EXPECT_EQ(get_output_power_ex(1, &source), 50000);  // the cache is passed over
+}
+
+TEST(Charging, OptionsAndLinesFollowBoardAndPsu) {
+  Device device("four-source");
+  const struct {
+    int psu;
+    uint32_t currents[KVRN_CHARGING_OPTIONS];
+    unsigned line_a, line_b;
+  } cases[] = {{2, {2000, 1000, 334}, 108, 113},
+               {3, {1500, 667, 334}, 207, 213},
+               {0, {1500, 667, 334}, 207, 213},
+               {INT_MIN, {1500, 667, 334}, 207, 213}};
+  for (const auto& entry : cases) {
+    uint32_t currents[KVRN_CHARGING_OPTIONS];
+    std::memset(currents, 0xEE, sizeof currents);
+    psu_get_charging_options(entry.psu, currents);
+    EXPECT_EQ(std::memcmp(currents, entry.currents, sizeof currents), 0) << entry.psu;
+    const int levels[][2] = {{0, 0}, {1, 0}, {0, 1}};
+    for (const int index : {1, 2, 0}) {
+      EXPECT_EQ(psu_set_charging_current(entry.psu, index), 0);
+      EXPECT_EQ(device.gpio(entry.line_a), levels[index][0]) << entry.psu << ' ' << index;
+      EXPECT_EQ(device.gpio(entry.line_b), levels[index][1]) << entry.psu << ' ' << index;
+    }
+    device.trace(true);
+    for (const int index : {3, 4, 5, 100, -1, INT_MIN, INT_MAX})
+      EXPECT_EQ(psu_set_charging_current(entry.psu, index), 0);
+    EXPECT_EQ(device.trace(), "");
+    device.trace(false);
+  }
+  device.gpio_busy(213, true);
+  EXPECT_EQ(psu_set_charging_current(3, 1), -1);  // the last line's result
+  device.gpio_busy(213, false);
+  device.gpio_busy(207, true);
+  EXPECT_EQ(psu_set_charging_current(3, 0), 0);
+  psu_get_charging_options(2, nullptr);
+}
+
+TEST(Charging, ThreeSourceBoardHasOneTable) {
+  Device device("three-source");
+  for (const int psu : {0, 2, 3}) {
+    uint32_t currents[KVRN_CHARGING_OPTIONS];
+    psu_get_charging_options(psu, currents);
+    EXPECT_EQ(currents[0], 3000U);
+    EXPECT_EQ(currents[4], 0U);
+  }
+}
+
+TEST(Charging, EnableDrivesTheDisableLine) {
+  Device device("four-source");
+  EXPECT_EQ(psu_set_charge(3, 0), 0);
+  EXPECT_EQ(device.gpio(115), 1);
+  EXPECT_EQ(device.gpio(109), 0);
+  EXPECT_EQ(psu_set_charge(3, 5), 0);
+  EXPECT_EQ(device.gpio(115), 0);
+  EXPECT_EQ(psu_set_charge(7, 0), 0);
+  EXPECT_EQ(device.gpio(109), 1);
+  EXPECT_EQ(psu_set_charge(2, 1), 0);
+  EXPECT_EQ(device.gpio(109), 0);
+  device.gpio_busy(109, true);
+  EXPECT_EQ(psu_set_charge(2, 0), -1);
+  for (const int input : {1, 0, -1, INT_MIN}) EXPECT_EQ(psu_set_charge(input, 0), 0);
+  EXPECT_EQ(psu_is_enabled(), 1);
+  EXPECT_EQ(psu_set_enabled(), 0);
+}

@@ -5,19 +5,16 @@
 #include <syslog.h>
 #include <unistd.h>
 
-#include <cstdarg>
-#include <cstdio>
 #include <cstring>
 
 #include "sim/device.hpp"
 #include "tests/descriptors.hpp"
+#include "tests/syslog.hpp"
 #include "tests/temp_dir.hpp"
 
 using kvrn::sim::Device;
 
 namespace {
-
-std::string logged;  // "priority text" lines
 
 constexpr const char* psu_cache = "/tmp/.psu_info_cache";
 constexpr const char* output_cache = "/tmp/.output_cache";
@@ -39,16 +36,6 @@ psu_info_image fresh_image() {
 }
 
 }  // namespace
-
-// The program's own syslog stands before the C library's: what the library logs, and how urgently.
-extern "C" __attribute__((visibility("default"))) void syslog(int priority, const char* format, ...) {
-  char text[512];
-  va_list args;
-  va_start(args, format);
-  std::vsnprintf(text, sizeof text, format, args);
-  va_end(args);
-  logged += std::to_string(priority) + ' ' + text + '\n';
-}
 
 TEST(PsuCache, AcceptsTenSecondsAndRefusesElevenSilently) {
   Device device("four-source");

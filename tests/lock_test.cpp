@@ -1,0 +1,182 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+#include <kvrn/kvrn.h>
+#include <signal.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <filesystem>
+
+#include "sim/device.hpp"
+#include "tests/temp_dir.hpp"
+
+namespace {
+
+struct Destroy {
+  void operator()(InterProcessLock* lock) const { lock->destroy(lock); }
+};
+using Lock = std::unique_ptr<InterProcessLock, Destroy>;
+
+bool exists(const std::string& path) { return std::filesystem::exists(path); }
+
+// Makes a lock file whose holder started some seconds ago.
+void make_file(const std::string& path, int64_t age) {
+  write_text(path, "");
+  const timespec started{static_cast<time_t>(get_timestamp() - age), 0};
+  const timespec times[2] = {started, started};
+  ::utimensat(AT_FDCWD, path.c_str(), times, 0);
+}
+
+// A moment with most of the second ahead.
+void early_in_a_second() {
+  while (get_timestamp_ms() % 1000 > 500) ::usleep(10000);
+}
+
+int called_with = 0;
+int remember(uintptr_t word) {
+  called_with = static_cast<int>(word);
+  return 42;
+}
+
+// Rounds of reading, adding and writing a counter that only a lock keeps whole.
+int count_rounds(const std::string& path, const std::string& counter, std::atomic<int>& holders, int rounds) {
+  InterProcessLock* lock = InterProcessLockNew(path.c_str(), 1);
+  for (int round = 0; round < rounds; ++round) {
+    if (lock->lock(lock) == 0) return 2;
+    if (holders.fetch_add(1) != 0) return 3;
+    const int value = std::stoi(read_text(counter));
+    if (round % 50 == 0) ::usleep(500);
+    write_text(counter, std::to_string(value + 1));
+    holders.fetch_sub(1);
+    lock->unlock(lock);
+  }
+  lock->destroy(lock);
+  return 0;
+}
+
+}  // namespace
+
+TEST(Lock, FileExistsWhileHeldAndNestingCounts) {
+  TempDir dir;
+  const std::string path = dir / "lock";
+  const Lock lock(InterProcessLockNew(path.c_str(), 1));
+  lock->unlock(lock.get());
+  EXPECT_NE(lock->lock(lock.get()), 0);
+  struct stat status {};
+  ASSERT_EQ(::stat(path.c_str(), &status), 0);
+  EXPECT_EQ(status.st_size, 0);
+  EXPECT_EQ(status.st_mode & 0777 & ~0644U, 0U);
+  EXPECT_EQ(lock->lock(lock.get()), 0);  // nested: counted, reported as 0
+  lock->unlock(lock.get());
+  EXPECT_TRUE(exists(path));
+  lock->unlock(lock.get());
+  EXPECT_FALSE(exists(path));
+  EXPECT_EQ(InterProcessLockNew(nullptr, 1), nullptr);
+}
+
+TEST(Lock, DestroyReleases) {
+  kvrn::sim::Device device("generic");
+  InterProcessLock* lock = get_dc_output_lock();
+  EXPECT_NE(lock->lock(lock), 0);
+  EXPECT_TRUE(exists(device.path("/tmp/.dc_out_lock")));
+  lock->destroy(lock);
+  EXPECT_FALSE(exists(device.path("/tmp/.dc_out_lock")));
+}
+
+TEST(Lock, AgeDecidesWhetherAFileIsBroken) {
+  TempDir dir;
+  const std::string path = dir / "lock";
+  const struct {
+    int64_t wait_s, age;
+    bool acquired;
+  } cases[] = {{0, 2, true}, {0, -1000, false}, {-1, 0, true}, {-500, -900, true}, {INT64_MAX, -100, true}};
+  for (const auto& entry : cases) {
+    make_file(path, entry.age);
+    InterProcessLock* lock = InterProcessLockNew(path.c_str(), entry.wait_s);
+    EXPECT_EQ(lock->lock(lock) != 0, entry.acquired) << entry.wait_s << ' ' << entry.age;
+    lock->destroy(lock);
+    EXPECT_FALSE(exists(path));  // in any case: a failed lock counts as held
+  }
+}
+
+TEST(Lock, AFailedLockCountsAsHeld) {
+  TempDir dir;
+  const std::string path = dir / "lock";
+  make_file(path, -1000);
+  const Lock lock(InterProcessLockNew(path.c_str(), 0));
+  EXPECT_EQ(lock->lock(lock.get()), 0);
+  const int64_t start = get_timestamp_mono_ms();
+  EXPECT_EQ(lock->lock(lock.get()), 0);
+  EXPECT_LT(get_timestamp_mono_ms() - start, 20);
+  lock->unlock(lock.get());
+  EXPECT_TRUE(exists(path));
+  lock->unlock(lock.get());
+  EXPECT_FALSE(exists(path));  // another holder's file
+
+  const std::string nowhere = dir / "no/such/folder";
+  const Lock impossible(InterProcessLockNew(nowhere.c_str(), 10));
+  const int64_t begin = get_timestamp_mono_ms();
+  EXPECT_EQ(impossible->lock(impossible.get()), 0);
+  EXPECT_LT(get_timestamp_mono_ms() - begin, 1000);  // gives up without waiting
+}
+
+TEST(Lock, CallLockedDoesNotWait) {
+  TempDir dir;
+  const std::string path = dir / "lock";
+  const Lock lock(InterProcessLockNew(path.c_str(), 10));
+  EXPECT_EQ(lock->call_locked(lock.get(), remember, 7), 42);
+  EXPECT_EQ(called_with, 7);
+  EXPECT_FALSE(exists(path));
+  early_in_a_second();
+  write_text(path, "");
+  EXPECT_EQ(lock->call_locked(lock.get(), remember, 8), 0);
+  EXPECT_EQ(called_with, 7);
+  make_file(path, 1);
+  EXPECT_EQ(lock->call_locked(lock.get(), remember, 9), 42);
+  EXPECT_EQ(lock->call_locked(lock.get(), nullptr, 9), 0);
+}
+
+TEST(Lock, EightProcessesNeverHoldItTogether) {
+  constexpr int processes = 8;
+  constexpr int rounds = 500;
+  TempDir dir;
+  write_text(dir / "counter", "0");
+  void* shared = ::mmap(nullptr, sizeof(std::atomic<int>), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  auto& holders = *new (shared) std::atomic<int>(0);
+  pid_t children[processes];
+  for (pid_t& child : children) {
+    child = ::fork();
+    if (child == 0) ::_exit(count_rounds(dir / "lock", dir / "counter", holders, rounds));
+  }
+  for (const pid_t child : children) {
+    int status = -1;
+    ::waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0) << WEXITSTATUS(status);
+  }
+  EXPECT_EQ(read_text(dir / "counter"), std::to_string(processes * rounds));
+  EXPECT_FALSE(exists(dir / "lock"));
+  ::munmap(shared, sizeof(std::atomic<int>));
+}
+
+TEST(Lock, AKilledHolderIsOvertaken) {
+  TempDir dir;
+  const std::string path = dir / "lock";
+  const pid_t child = ::fork();
+  if (child == 0) {
+    InterProcessLock* lock = InterProcessLockNew(path.c_str(), 1);
+    lock->lock(lock);
+    ::raise(SIGKILL);
+  }
+  ::waitpid(child, nullptr, 0);
+  ASSERT_TRUE(exists(path));
+  const Lock lock(InterProcessLockNew(path.c_str(), 1));
+  const int64_t start = get_timestamp_mono_ms();
+  EXPECT_NE(lock->lock(lock.get()), 0);
+  const int64_t waited = get_timestamp_mono_ms() - start;
+  EXPECT_GE(waited, 1000);
+  EXPECT_LT(waited, 5000);  // older than 2 s, seen at the end of a pass
+}

@@ -1,0 +1,381 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+#include <kvrn/kvrn.h>
+#include <malloc.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <filesystem>
+#include <random>
+
+#include "sim/device.hpp"
+#include "tests/descriptors.hpp"
+#include "tests/syslog.hpp"
+#include "tests/temp_dir.hpp"
+
+using kvrn::sim::Device;
+
+namespace {
+
+constexpr const char* psu_cache = "/tmp/.psu_info_cache";
+constexpr const char* output_cache = "/tmp/.output_cache";
+
+struct Destroy {
+  void operator()(cache_source* source) const { source->destroy(source); }
+};
+using Source = std::unique_ptr<cache_source, Destroy>;
+
+template <typename Image>
+Image image_of(const Device& device, const char* path) {
+  Image image{};
+  const std::string bytes = read_text(device.path(path));
+  EXPECT_EQ(bytes.size(), sizeof image);
+  std::memcpy(static_cast<void*>(&image), bytes.data(), std::min(bytes.size(), sizeof image));
+  return image;
+}
+
+std::string line(int priority, const std::string& text) { return std::to_string(priority) + ' ' + text + '\n'; }
+
+bool all_zero(const void* record, std::size_t size) {
+  const auto* bytes = static_cast<const unsigned char*>(record);
+  return std::all_of(bytes, bytes + size, [](unsigned char byte) { return byte == 0; });
+}
+
+std::size_t mappings_of_caches() {
+  std::istringstream maps(read_text("/proc/self/maps"));
+  std::size_t count = 0;
+  for (std::string entry; std::getline(maps, entry);)
+    if (entry.find("_cache") != std::string::npos && entry.find("/tmp/.") != std::string::npos) ++count;
+  return count;
+}
+
+output_status output_after_update(const Device& device, cache_source* source, int output) {
+  source->update(source);
+  return image_of<output_image>(device, output_cache).records[output];
+}
+
+}  // namespace
+
+TEST(PsuWriter, CreatesTheImageInvalidThenFresh) {
+  Device device("three-source");
+  ::umask(0);
+  const Source source(psu_info_cache_new());
+  EXPECT_EQ(logged, line(LOG_DEBUG, "PSU cache: Cache file /tmp/.psu_info_cache is too short. Creating new"));
+  struct stat status {};
+  ASSERT_EQ(::stat(device.path(psu_cache).c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0640U);
+  auto image = image_of<psu_info_image>(device, psu_cache);
+  EXPECT_EQ(image.stamp, -1);
+  EXPECT_TRUE(all_zero(&image.records[0], sizeof(psu_info)));
+  EXPECT_EQ(image.records[1].id, 1U);
+  EXPECT_EQ(image.records[2].voltage_mv, 51900);
+
+  source->update(source.get());
+  image = image_of<psu_info_image>(device, psu_cache);
+  EXPECT_NEAR(static_cast<double>(image.stamp), static_cast<double>(get_timestamp_mono()), 2);
+  EXPECT_TRUE(all_zero(&image.records[3], sizeof(psu_info)));  // the board has three
+  psu_info all[KVRN_PSU_MAX]{};
+  device.hwmon("mon-battery", "in0_input", "1");
+  EXPECT_EQ(psu_info_get_all(all, nullptr), 3);
+  EXPECT_EQ(all[2].voltage_mv, 51900);  // from the cache
+  psu_info_view view{};
+  EXPECT_NE(source->get(source.get(), &view), 0);
+  EXPECT_EQ(view.count, 3);
+  EXPECT_EQ(view.records[2].voltage_mv, 51900);
+  EXPECT_EQ(psu_info_get_all(all, source.get()), 3);
+  EXPECT_EQ(source->get(source.get(), nullptr), 0);
+}
+
+TEST(PsuWriter, InvalidatesAnExistingImageByStampAndFirstRecord) {
+  Device device("four-source");
+  psu_info_image image{};
+  for (auto& record : image.records) record.voltage_mv = 5;
+  image.stamp = get_timestamp_mono();
+  device.file(psu_cache, {reinterpret_cast<const char*>(&image), sizeof image});
+  const Source source(psu_info_cache_new());
+  image = image_of<psu_info_image>(device, psu_cache);
+  EXPECT_EQ(image.stamp, -1);
+  EXPECT_EQ(image.records[0].voltage_mv, 0);
+  EXPECT_EQ(image.records[1].voltage_mv, 5);
+  EXPECT_EQ(logged, "");
+}
+
+TEST(Writers, RetryWhileTheFileCannotBeMapped) {
+  Device device("three-source");
+  for (const char* path : {psu_cache, output_cache}) std::filesystem::create_directories(device.path(path));
+  const int limit = 0;
+  const Source psu(psu_info_cache_new());
+  const Source outputs(output_cache_new(&limit, 5));
+  EXPECT_EQ(logged, line(LOG_WARNING, "PSU cache: Unable to open file /tmp/.psu_info_cache (21)") +
+                        line(LOG_WARNING, "Output cache: Unable to open output file /tmp/.output_cache (21)"));
+  psu_info_view view{nullptr, 9, 9};
+  EXPECT_EQ(psu->update(psu.get()), 0);
+  EXPECT_EQ(psu->get(psu.get(), &view), 0);
+  EXPECT_EQ(view.count, 0);
+  for (const char* path : {psu_cache, output_cache}) std::filesystem::remove(device.path(path));
+  psu->update(psu.get());
+  outputs->update(outputs.get());
+  EXPECT_NE(psu->get(psu.get(), &view), 0);
+  output_view output{};
+  EXPECT_NE(outputs->get(outputs.get(), &output), 0);
+  EXPECT_EQ(output.count, 3);
+  EXPECT_EQ(output.records[0].voltage_mv, 53900);
+}
+
+TEST(Writers, ALongerFileKeepsItsLengthUntilSomebodyRemovesIt) {
+  Device device("three-source");
+  device.file(psu_cache, std::string(553, 'x'));
+  const Source source(psu_info_cache_new());
+  source->update(source.get());
+  EXPECT_EQ(read_text(device.path(psu_cache)).size(), 553U);
+  psu_info_view view{};
+  EXPECT_EQ(get_psu_info_cache_data(&view), 0);
+  device.remove(psu_cache);
+  source->update(source.get());
+  ASSERT_EQ(get_psu_info_cache_data(&view), 1);
+  psu_info_cache_data_free(&view);
+}
+
+TEST(Writers, AFileThatIsCutRemovedOrReplacedIsWholeAtTheNextUpdate) {
+  Device device("three-source");
+  const int limit = 0;
+  const Source psu(psu_info_cache_new());
+  const Source outputs(output_cache_new(&limit, 0));
+  psu->update(psu.get());
+  outputs->update(outputs.get());
+  const auto descriptors = open_descriptors();
+  psu_info_view before{};
+  psu->get(psu.get(), &before);
+  const auto check = [&](const char* what) {
+    psu->update(psu.get());
+    outputs->update(outputs.get());
+    psu_info_view view{};
+    ASSERT_EQ(get_psu_info_cache_data(&view), 1) << what;
+    EXPECT_EQ(view.records[2].voltage_mv, 51900) << what;
+    psu_info_cache_data_free(&view);
+    EXPECT_EQ(image_of<output_image>(device, output_cache).records[1].voltage_mv, 53850) << what;
+    EXPECT_EQ(open_descriptors(), descriptors) << what;
+    EXPECT_EQ(mappings_of_caches(), 2U) << what;
+  };
+  for (const char* path : {psu_cache, output_cache}) {
+    for (const off_t size : {0, 1, 24, 79, 544, 551}) {
+      ASSERT_EQ(::truncate(device.path(path).c_str(), std::min<off_t>(size, path == psu_cache ? 551 : 79)), 0);
+      check("cut");
+    }
+  }
+  psu_info_view after{};
+  psu->get(psu.get(), &after);
+  EXPECT_EQ(after.records, before.records);  // the same mapping
+  for (const char* path : {psu_cache, output_cache}) {
+    device.remove(path);
+    check("removed");
+    std::filesystem::rename(device.path(path), device.path(path).string() + ".old");
+    check("renamed");
+    device.file(std::string(path) + ".new", "short");
+    std::filesystem::rename(device.path(path).string() + ".new", device.path(path));
+    check("replaced");
+  }
+}
+
+TEST(Readers, AStampHalfWrittenIsNotFresh) {
+  Device device("three-source");
+  psu_info_image image{};
+  for (const int64_t stamp : {INT64_C(0xFFFFFFFF), get_timestamp_mono() | INT64_C(-1) << 32}) {
+    image.stamp = stamp;
+    device.file(psu_cache, {reinterpret_cast<const char*>(&image), sizeof image});
+    psu_info_view view{};
+    EXPECT_EQ(get_psu_info_cache_data(&view), 0) << stamp;
+  }
+}
+
+TEST(OutputWriter, StateFollowsFlagsAndPower) {
+  Device device("three-source");
+  const int limit = 1000000;
+  const Source source(output_cache_new(&limit, 0));
+  EXPECT_EQ(image_of<output_image>(device, output_cache).stamp, -1);
+  const struct {
+    const char* voltage;
+    const char* current;
+    const char* file;  // NAME=TEXT of "/tmp/.NAME"
+    int power, enabled, state;
+  } cases[] = {
+      {"50000", "18", "", 900000, 1, 0},
+      {"49999", "18", "", 899982, 1, 4},
+      {"999", "100", "", 0, 1, 4},
+      {"1000", "100", "", 100000, 1, 4},
+      {"-5", "70000", "", 0, 1, 4},
+      {"50000", "50000", "", 0, 1, 4},  // 2.5e9 wraps below 0
+      {"50000", "1000", "dc-enabled1=1", 50000000, 1, 5},
+      {"50000", "1000", "dc-enabled1=x", 50000000, 1, 5},
+      {"50000", "1", "dc-enabled1=0", 0, 1, 5},
+      {"50000", "1000", "dc-enabled1=2", 50000000, 1, 0},
+      {"50000", "1000", "overload_check_1=1", 50000000, 1, 2},
+      {"50000", "1000", "overload_check_1=2", 50000000, 1, 3},
+      {"50000", "1000", "overload_check_1=7", 50000000, 1, 0},
+      {"50000", "1000", "dc-problem1=1", 50000000, 0, 3},
+      {"50000", "1000", "overload_charging=1", 50000000, 1, 1},
+      {"50000", "1000", "lv_active=1", 50000000, 1, 1},
+      {"50000", "1000", "lv_active=2", 50000000, 1, 0},
+  };
+  for (const auto& entry : cases) {
+    device.hwmon("mon-dc-out-2", "in0_input", entry.voltage);
+    device.hwmon("mon-dc-out-2", "curr1_input", entry.current);
+    const std::string file = entry.file;
+    const std::string path = "/tmp/." + file.substr(0, file.find('='));
+    if (!file.empty()) device.file(path, file.substr(file.find('=') + 1));
+    const output_status record = output_after_update(device, source.get(), 1);
+    EXPECT_EQ(record.power_uw, entry.power) << entry.voltage << ' ' << entry.current << ' ' << file;
+    EXPECT_EQ(record.enabled, entry.enabled) << file;
+    EXPECT_EQ(record.state, entry.state) << entry.voltage << ' ' << entry.current << ' ' << file;
+    EXPECT_EQ(record.max_power, 0);
+    if (!file.empty()) device.remove(path);
+  }
+  device.file("/tmp/.overload_charging", "1");
+  device.file("/tmp/.lv_active", "1");
+  device.file("/tmp/.dc-problem1", "1");
+  EXPECT_EQ(output_after_update(device, source.get(), 1).state, 1);  // low voltage decides first
+  device.gpio(201, 0);
+  device.remove("/tmp/.dc-problem1");
+  device.remove("/var/run/hwmon/mon-dc-out-2/in0_input");
+  const output_status record = output_after_update(device, source.get(), 1);
+  EXPECT_EQ(record.enabled, 0);
+  EXPECT_EQ(record.voltage_mv, 0);
+}
+
+TEST(OutputWriter, ShedsTheHighestOutputsUntilTheRestIsWithinTheLimit) {
+  Device device("three-source");
+  int limit = 10000;
+  const Source source(output_cache_new(&limit, 0));
+  const char* currents[] = {"600", "500", "400"};  // 6, 5 and 4 W
+  for (int i = 0; i < 3; ++i) {
+    const std::string monitor = "mon-dc-out-" + std::to_string(i + 1);
+    device.hwmon(monitor, "in0_input", "10000");
+    device.hwmon(monitor, "curr1_input", currents[i]);
+  }
+  const struct {
+    int limit;
+    const char* overload;
+    const char* file;
+    const char* states;
+  } cases[] = {{10000, "1", "", "0 1 1"},
+               {11000, "1", "", "0 0 1"},
+               {15000, "1", "", "0 0 0"},
+               {14999, "1", "", "0 0 1"},
+               {0, "1", "", "1 1 1"},
+               {-1, "1", "", "1 1 1"},
+               {0, "0", "", "0 0 0"},
+               {10000, "9", "", "0 1 1"},
+               {0, "1", "/tmp/.lv_active", "1 1 1"},
+               // An output with a state of its own keeps it, and its power counts as removed.
+               {11000, "1", "/tmp/.overload_check_2", "0 0 2"},
+               {10000, "0", "/tmp/.dc-problem2", "0 1 3"},
+               {6000, "1", "/tmp/.dc-enabled0", "5 1 1"}};
+  for (const auto& entry : cases) {
+    limit = entry.limit;
+    device.file("/tmp/.overload_check", entry.overload);
+    if (*entry.file != '\0') device.file(entry.file, "1");
+    source->update(source.get());
+    const auto image = image_of<output_image>(device, output_cache);
+    std::string states;
+    for (const auto& record : image.records) states += (states.empty() ? "" : " ") + std::to_string(record.state);
+    EXPECT_EQ(states, entry.states) << entry.limit << ' ' << entry.overload << ' ' << entry.file;
+    if (*entry.file != '\0') device.remove(entry.file);
+  }
+  const Source unlimited(output_cache_new(nullptr, 0));
+  device.file("/tmp/.overload_check", "1");
+  EXPECT_EQ(output_after_update(device, unlimited.get(), 2).state, 0);
+}
+
+namespace {
+
+// Values whose bytes would mix in a torn word.
+constexpr int value_a = 0x11111111;
+constexpr int value_b = 0x22222222;
+bool written(int value) { return value == 0 || value == value_a || value == value_b; }
+bool telemetry(int value) { return value == INT32_MIN || value == 17 * 400 || value == 200 * 400; }
+
+bool plausible() {
+  psu_info_view psus{};
+  if (get_psu_info_cache_data(&psus) == 1) {
+    const bool right = written(psus.records[2].voltage_mv) && written(psus.records[2].current_ma) &&
+                       telemetry(psus.records[0].supply_vout_mv) && psus.records[1].id <= 1;
+    psu_info_cache_data_free(&psus);
+    if (!right) return false;
+  }
+  output_view outputs{};
+  if (get_output_cache_data(&outputs) == 0) return true;
+  bool right = true;
+  for (int i = 0; i < outputs.count; ++i)
+    right = right && written(outputs.records[i].voltage_mv) && outputs.records[i].state <= 5;
+  output_cache_data_free(&outputs);
+  return right;
+}
+
+// Makes one thing of the device fail or change.
+void disturb(Device& device, std::mt19937& random) {
+  const bool coin = (random() & 1) != 0;
+  const char* value = coin ? "286331153" : "572662306";
+  const unsigned lines[] = {100, 109, 111, 160, 201, 205, 211, 212};
+  switch (random() % 8) {
+    case 0:
+      return device.gpio_busy(lines[random() % std::size(lines)], random() % 4 == 0);
+    case 1:
+      return device.i2c_refuse(2, 0x58, 0x8B, coin);
+    case 2:
+      return device.i2c_byte(2, 0x58, 0x8B, coin ? 17 : 200);
+    case 3:
+      return device.gpio(lines[random() % std::size(lines)], coin ? 1 : 0);
+    case 4:
+      return device.hwmon("mon-battery", coin ? "in0_input" : "curr1_input", value);
+    case 5:
+      return device.file("/tmp/.overload_check", coin ? "1" : "");
+    case 6:
+      return device.hwmon("mon-dc-out-" + std::to_string(1 + random() % 3), "in0_input", value);
+    default:
+      return device.remove("/var/run/hwmon/mon-battery/in0_input");
+  }
+}
+
+}  // namespace
+
+TEST(Writers, KeepNothingOverManyUpdatesOfFailingHardware) {
+  const char* wanted = std::getenv("KVRN_WRITER_UPDATES");
+  const int updates = wanted == nullptr ? 1000 : std::atoi(wanted);
+  Device device("three-source");
+  for (const char* monitor : {"mon-battery", "mon-dc-out-1", "mon-dc-out-2", "mon-dc-out-3"}) {
+    device.hwmon(monitor, "in0_input", "286331153");
+    device.hwmon(monitor, "curr1_input", "572662306");
+  }
+  device.i2c_byte(2, 0x58, 0x8B, 17);
+  std::mt19937 random(7);
+  const int limit = 1;
+  const Source psu(psu_info_cache_new());
+  const Source outputs(output_cache_new(&limit, 0));
+  psu->update(psu.get());
+  outputs->update(outputs.get());
+  const pid_t reader = ::fork();
+  if (reader == 0) {
+    while (plausible()) ::usleep(100);
+    ::_exit(1);
+  }
+  disturb(device, random);
+  const auto descriptors = open_descriptors();
+  const auto heap = ::mallinfo2().uordblks;
+  for (int i = 0; i < updates; ++i) {
+    disturb(device, random);
+    psu->update(psu.get());
+    outputs->update(outputs.get());
+    ASSERT_TRUE(plausible()) << i;
+  }
+  EXPECT_EQ(::mallinfo2().uordblks, heap);
+  EXPECT_EQ(open_descriptors(), descriptors);
+  EXPECT_EQ(mappings_of_caches(), 2U);
+  int status = 0;
+  EXPECT_EQ(::waitpid(reader, &status, WNOHANG), 0) << "the reader saw what nobody wrote";
+  ::kill(reader, SIGKILL);
+  ::waitpid(reader, &status, 0);
+}
