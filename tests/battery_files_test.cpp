@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <kvrn/kvrn.h>
 #include <sys/stat.h>
