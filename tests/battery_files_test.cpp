@@ -142,8 +142,8 @@ TEST(BatteryFiles, AtMostOneDescriptorStaysOpen) {
   const auto before = open_descriptors();
   for (int i = 0; i < 20; ++i) {
     uint32_t flags = 9;
-    for (const char* bytes : {"\0\0\0\3", "\0\0", ""}) {
-      device.file(record_file, std::string(bytes, *bytes == 0 ? 4 : 0));
+    for (const std::string& bytes : {record(3, 0, 1, 1), std::string(3, '\0'), std::string()}) {
+      device.file(record_file, bytes);
       EXPECT_EQ(read_battery_flags(2, &flags, nullptr), 0);
     }
     EXPECT_EQ(flags, 9U);

@@ -376,11 +376,12 @@ TEST(Writers, KeepNothingOverManyUpdatesOfFailingHardware) {
       ASSERT_TRUE(plausible()) << i;
     }
   };
-  run(100);  // the allocator keeps some freed blocks of each size, and counts them as in use
+  run(100);  // the allocator keeps freed blocks of each size, and counts them as in use
   const auto descriptors = open_descriptors();
   const auto heap = ::mallinfo2().uordblks;
   run(updates);
-  EXPECT_EQ(::mallinfo2().uordblks, heap);
+  // A block lost at every update would be 16 bytes of each.
+  EXPECT_NEAR(static_cast<double>(::mallinfo2().uordblks), static_cast<double>(heap), 1000.0);
   EXPECT_EQ(open_descriptors(), descriptors);
   EXPECT_EQ(mappings_of_caches(), 2U);
   int status = 0;
