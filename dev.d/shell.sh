@@ -1,10 +1,12 @@
 # shellcheck shell=bash disable=SC2034,SC2154
 # SPDX-License-Identifier: MIT
 need_packages "${packages_build[@]}"
-build_tools
 board=${1:-four-source}
+configure_options=(-DKVRN_TESTS=OFF)
+build native kvrn-sim
 boards=$(build/native/bin/kvrn-sim profiles)
 grep -qxF -- "$board" <<<"$boards" || die_usage "no board '$board': ${boards//$'\n'/, }"
+build_tools
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 root=$work/device
