@@ -6,9 +6,10 @@ mips_host=mips-linux-gnu
 mips_prefix=$PWD/build/deps/mips
 cache=${XDG_CACHE_HOME:-${HOME:-$PWD/build}/.cache}/kvrn
 
+# Prints nothing where no package source offers it.
 gpiod_source_uri() {
   { apt-get source --print-uris libgpiod/trixie || apt-get source --print-uris libgpiod; } 2>/dev/null |
-    grep -E "libgpiod_2\.[0-9.]+\.orig\.tar\.xz " | tail -1
+    grep -E "libgpiod_2\.[0-9.]+\.orig\.tar\.xz " | tail -1 || true
 }
 
 # The source archive, fetched once and checked against the archive's own checksum.

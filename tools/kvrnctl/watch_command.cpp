@@ -5,8 +5,8 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <csignal>
 #include <cmath>
+#include <csignal>
 #include <memory>
 #include <thread>
 
