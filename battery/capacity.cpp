@@ -7,31 +7,26 @@
 
 #include <algorithm>
 #include <cmath>
-#include <memory>
 
+#include "cfg/model.hpp"
 #include "util/number.hpp"
 
 namespace {
 
-constexpr const char* config_file = "/tmp/system.cfg";
 constexpr int lead_acid_psu = 2;
 constexpr int32_t default_capacity_ah = 20;
-
-struct FreeConfig {
-  void operator()(cfg_entry* first) const { ::free_cfg(first); }
-};
 
 // The integers of "psu.monitor.battery."; the file is read at the first question.
 class Settings {
  public:
   int32_t number(const char* name, int32_t fallback) {
-    if (!parsed_) config_.reset(::parse(config_file));
+    if (!parsed_) config_.reset(::parse(kvrn::device_config));
     parsed_ = true;
     return ::get_int32(config_.get(), fallback, "psu.monitor.battery.%s", name);
   }
 
  private:
-  std::unique_ptr<cfg_entry, FreeConfig> config_;
+  kvrn::Config config_;
   bool parsed_ = false;
 };
 
@@ -47,7 +42,7 @@ Loaded loaded{};
 
 bool configuration_changed() {
   struct stat status {};
-  if (::stat(config_file, &status) != 0) return true;
+  if (::stat(kvrn::device_config, &status) != 0) return true;
   const int64_t mtime = status.st_mtime;
   const int64_t size = status.st_size;
   if (mtime == loaded.mtime && size == loaded.size) return false;

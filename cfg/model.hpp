@@ -4,6 +4,7 @@
 
 #include <kvrn/cfg.h>
 
+#include <memory>
 #include <string_view>
 
 namespace kvrn {
@@ -22,6 +23,15 @@ void drop_escaped(cfg_entry& record);
 
 void free_record(cfg_entry* record);  // a result list's record: the texts belong to the configuration
 void free_entry(cfg_entry* entry);    // a configuration's entry, texts included
+
+// A configuration that parse() made.
+struct FreeConfig {
+  void operator()(cfg_entry* first) const { ::free_cfg(first); }
+};
+using Config = std::unique_ptr<cfg_entry, FreeConfig>;
+
+// The running device's configuration.
+inline constexpr const char* device_config = "/tmp/system.cfg";
 
 // A chain as parsing and searching build it: the first record heads the list and every later one goes directly behind
 // it. Everything that lists or saves a configuration shows this order, and programs rely on it.

@@ -6,22 +6,15 @@
 
 #include <algorithm>
 #include <array>
-#include <memory>
 #include <string_view>
 
 #include "board/platform.hpp"
+#include "cfg/model.hpp"
 
 namespace {
 
-constexpr const char* config_file = "/tmp/system.cfg";
-
 // What says whether an output is on. Output 2 is sensed on a line of its own, apart from the one that switches it.
 constexpr std::array<uint32_t, 3> sense_lines{111, 201, 160};
-
-struct FreeConfig {
-  void operator()(cfg_entry* first) const { ::free_cfg(first); }
-};
-using Config = std::unique_ptr<cfg_entry, FreeConfig>;
 
 const board_eth* port(unsigned index) {
   const board_record* board = ::board_identify();
@@ -80,13 +73,13 @@ int dc_get_output(int8_t output) {
 }
 
 int get_poe_gpio(int interface_index) {
-  const Config config(::parse(config_file));
+  const kvrn::Config config(::parse(kvrn::device_config));
   const int index = port_index(::get_esc_value(config.get(), nullptr, "netconf.%d.devname", interface_index));
   const board_eth* entry = index < 0 ? nullptr : port(static_cast<unsigned>(index));
   return entry == nullptr ? 0 : entry->poe_gpio;
 }
 
 uint8_t get_poe_status(int interface_index) {
-  const Config config(::parse(config_file));
+  const kvrn::Config config(::parse(kvrn::device_config));
   return ::get_bool(config.get(), 0, "netconf.%d.poe", interface_index) != 0 ? 1 : 0;
 }
