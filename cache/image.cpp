@@ -37,11 +37,15 @@ bool read_image(int fd, std::span<std::byte> out, std::size_t offset) {
   return got == static_cast<ssize_t>(out.size());
 }
 
+Fd open_image_file(const char* path, int flags, mode_t mode) {
+  Fd fd = Fd::open(path, flags, mode);
+  if (fd && fd.get() == 0) fd = Fd(::fcntl(0, F_DUPFD_CLOEXEC, 1));
+  return fd;
+}
+
 OpenImage open_image(const ImageSpec& spec) {
   // Read-write and synchronous, although nothing is written: only programs that may write the image share it.
-  Fd fd = Fd::open(spec.path, O_RDWR | O_SYNC);
-  // A view's descriptor 0 means none: in a process without standard input the file must not take its place.
-  if (fd && fd.get() == 0) fd = Fd(::fcntl(0, F_DUPFD_CLOEXEC, 1));
+  Fd fd = open_image_file(spec.path, O_RDWR | O_SYNC);
   if (!fd) return {};
   if (!has_size(fd.get(), spec.size)) {
     if (spec.log_prefix) ::syslog(LOG_INFO, "%s: Result file %s is too short", spec.log_prefix, spec.path);

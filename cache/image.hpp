@@ -30,6 +30,9 @@ struct OpenImage {
   Mapping mapping;
   explicit operator bool() const { return static_cast<bool>(mapping); }
 };
+// A view's descriptor 0 means none: in a process without standard input the file must not take its place.
+Fd open_image_file(const char* path, int flags, mode_t mode = 0);
+
 OpenImage open_image(const ImageSpec& spec);
 
 bool has_size(int fd, std::size_t size);

@@ -39,7 +39,7 @@ bool initialize(const ImageSpec& spec, int fd, void (*fill)(std::span<std::byte>
 
 Fd open_for_writing(const WriterSpec& spec, void (*fill)(std::span<std::byte> image)) {
   const ImageSpec& file = spec.image;
-  Fd fd = Fd::open(file.path, O_RDWR | O_CREAT | O_SYNC, image_mode);
+  Fd fd = open_image_file(file.path, O_RDWR | O_CREAT | O_SYNC, image_mode);
   if (!fd) {
     ::syslog(LOG_WARNING, "%s: Unable to open %s %s (%d)", file.log_prefix, spec.file_kind, file.path, errno);
     return {};

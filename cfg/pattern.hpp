@@ -22,7 +22,7 @@ class PatternOf {
     const int length = std::vsnprintf(text_, Size, format, args);
     if (length < 0) return;
     valid_ = true;
-    length_ = static_cast<std::size_t>(length) < Size ? static_cast<std::size_t>(length) : Size - 1;
+    length_ = ::strlen(text_);  // not what was formatted: a "%c" of NUL ends the text
   }
   // A text of a file: data, never a format.
   explicit PatternOf(std::string_view text) : valid_(true), length_(text.size() < Size ? text.size() : Size - 1) {

@@ -10,7 +10,7 @@ target_compile_features(kvrn INTERFACE cxx_std_20)
 set_target_properties(kvrn PROPERTIES
   VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} LINK_DEPENDS ${KVRN_EXPORT_MAP})
 target_compile_options(kvrn PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>
-  -ffunction-sections -fdata-sections -U_GLIBCXX_ASSERTIONS)
+  -ffunction-sections -fdata-sections -U_GLIBCXX_ASSERTIONS ${KVRN_LIBRARY_OPTIONS})
 # -Bsymbolic: `parse`, `get_value` and `module` are common words; a program's own function of that name must not
 # pre-empt the library's.
 target_link_options(kvrn PRIVATE

@@ -21,9 +21,10 @@ const cfg_entry* find_bridge(const List& bridges, const char* name) {
 }
 
 void copy_name(char* destination, const char* name) {
+  // The name may lie in the destination.
   const size_t length = ::strnlen(name, name_size);
-  ::memset(destination, 0, name_size);
-  ::memcpy(destination, name, length);
+  ::memmove(destination, name, length);
+  ::memset(destination + length, 0, name_size - length);
 }
 
 // Writes the name of the bridge's port; false when the name stands for itself.

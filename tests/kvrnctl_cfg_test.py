@@ -55,6 +55,11 @@ class Showing(Case):
             run = self.cfg("get", *words)
             self.assertEqual((run.out, run.status), (out, status), words)
         self.assertEqual(self.cfg("get", "n", "--type", "int", "--json").json()["value"], 31)
+        self.write("x=0\na=1\na=2\nusers.1.password=1234\n")
+        self.assertEqual(self.cfg("get", "a").out, "2\n")  # as the device's programs see it
+        for words in (["USERS.01.Password"], ["users.1.password", "--type", "int"]):
+            self.assertEqual(self.cfg("get", *words).out, "********\n")
+        self.assertEqual(self.cfg("get", "k" * 256).status, 1)
 
     def test_diff_reads_like_a_diff(self):
         other = self.folder + "/new.cfg"
@@ -72,7 +77,7 @@ class Showing(Case):
         self.write(SAMPLE + "# note\nx.note=again\n" + "long=" + "y" * 1100 + "\n")
         run = self.cfg("check")
         self.assertEqual(run.status, 1)
-        for word in ("comments", "more than once", "not protected", "longer than 1024"):
+        for word in ("comments", "more than once", "not protected", "above 1024"):
             self.assertIn(word, run.out)
         self.write("a=1\n")
         self.assertEqual((self.cfg("check").status, self.cfg("check").out), (0, ""))
@@ -111,6 +116,8 @@ class Editing(Case):
         self.assertIn("stays plain", run.err)
 
     def test_dry_run_prints_the_change_and_leaves_the_file(self):
+        run = self.cfg("set", "users.1.password", "new", "--dry-run")
+        self.assertEqual(run.out, "-users.1.password=********\n+users.1.password=********\n")
         run = self.cfg("set", "radio.1.mode", "sta", "--dry-run")
         self.assertEqual(run.out, "-radio.1.mode=ap\n+radio.1.mode=sta\n")
         self.assertEqual(self.text(), SAMPLE)
@@ -142,6 +149,10 @@ class Editing(Case):
             self.assertEqual(run.status, 1, words[:2])
             self.assertIn(reason, run.err)
             self.assertEqual(self.text(), SAMPLE)
+        for dropped in ("a=x\0y\n", "\0c=3\n", "v=caf\u00e9\n", "l=" + "y" * 1500 + "\n"):
+            self.write(SAMPLE + dropped)
+            self.assertIn("--force", self.cfg("set", "a", "1").err, dropped[:9])
+            self.assertEqual(self.text(), SAMPLE + dropped)
         self.write("# keep me\n" + SAMPLE)
         run = self.cfg("set", "a", "1")
         self.assertEqual(run.status, 1)
@@ -166,6 +177,9 @@ class Editing(Case):
         self.assertIn("No such file", self.cfg("set", "a", "1").err)
         os.mkdir(self.path)
         self.assertIn("directory", self.cfg("show").err)
+        os.rmdir(self.path)
+        os.mkfifo(self.path)
+        self.assertIn("no regular file", self.cfg("show").err)
 
     def test_a_full_disk_leaves_the_old_file(self):
         def limit():

@@ -24,7 +24,7 @@ struct Options {
   double period_s = 2;
   bool once = false;
   bool background = false;
-  std::string pid_file = "/run/kvrn-monitord.pid";
+  std::string pid_file = "/run/kvrn/monitord.pid";
 };
 
 sigset_t ending_signals() {
@@ -70,15 +70,15 @@ int run(const Options& options) {
     ::syslog(LOG_ERR, "no memory");
     return 1;
   }
-  publisher.refresh();
-  if (options.once) return 0;
+  const bool published = publisher.refresh();
+  if (options.once) return published ? 0 : 1;
   ::syslog(LOG_INFO, "publishing every %g s on %s", options.period_s, ::map_board_name(::board_identify()));
   notify("READY=1");
   const auto period = std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(options.period_s));
   auto next = Clock::now() + period;
   while (!wait_until(next, signals)) {
     // The watchdog hears of a refresh only when it is over: hardware that hangs is not kept alive.
-    publisher.refresh();
+    (void)publisher.refresh();                     // it logs its failures
     next = std::max(next + period, Clock::now());  // a late period is not caught up with
   }
   notify("STOPPING=1");
@@ -95,6 +95,9 @@ int main(int argc, char** argv) {
   app.set_version_flag("--version", "kvrn-monitord " KVRN_VERSION);
   app.add_option("--period", options.period_s, "Seconds between readings; readers refuse readings above 10 s")
       ->check(CLI::Range(0.1, 9.0))
+      ->check([](const std::string& text) {
+        return text.find_first_not_of("0123456789.") == std::string::npos ? "" : "not a plain number";
+      })
       ->capture_default_str();
   app.add_flag("--once", options.once, "Publish once and end");
   app.add_flag("--background", options.background, "Leave the terminal");

@@ -30,16 +30,25 @@ int limit_of(int budget_mw) { return budget_mw == 0 ? std::numeric_limits<int>::
 Publisher::Publisher()
     : smart_battery_(has_smart_battery()), psus_(::psu_info_cache_new()), outputs_(::output_cache_new(&limit_mw_, 0)) {}
 
-void Publisher::refresh() {
+bool Publisher::refresh() {
+  const std::int64_t start = ::get_timestamp_mono();
   // The battery first: the readout of the power sources takes it from the file, so the bus is read once a period.
   if (smart_battery_) publish_battery();
   psus_->update(psus_.get());
   limit_mw_ = limit_of(::get_max_usable_power_ex(0, psus_.get()));
   outputs_->update(outputs_.get());
-  // An update's result is no status; a view says whether there is an image to publish in.
-  psu_info_view psus{};
-  output_view outputs{};
-  log_change(psus_->get(psus_.get(), &psus) != 0 && outputs_->get(outputs_.get(), &outputs) != 0);
+  // An update's result is no status; the files are.
+  const bool published = is_published(kvrn::psu_cache_file, start) && is_published(kvrn::output_cache_file, start);
+  log_change(published);
+  return published;
+}
+
+bool Publisher::is_published(const kvrn::ImageSpec& spec, std::int64_t since) {
+  const kvrn::Fd fd = kvrn::Fd::open(spec.path, O_RDONLY);
+  kvrn_be_i64 stamp;
+  const auto bytes = std::as_writable_bytes(std::span(&stamp, 1));
+  return fd && kvrn::has_size(fd.get(), spec.size) && kvrn::read_image(fd.get(), bytes, spec.size - sizeof stamp) &&
+         stamp >= since;
 }
 
 void Publisher::publish_battery() {

@@ -21,10 +21,12 @@ class Publisher {
   explicit operator bool() const { return psus_ && outputs_; }
 
   // Reads the hardware once and publishes it. Failures are logged when they begin and when they end.
-  void refresh();
+  // @return both caches hold this reading
+  bool refresh();
 
  private:
   void publish_battery();
+  static bool is_published(const kvrn::ImageSpec& spec, std::int64_t since);
   void log_change(bool working);
 
   bool smart_battery_;

@@ -70,7 +70,7 @@ Result set(const Options& options) {
   if (options.dry_run)
     result.text = fmt::format("would set {} from {} to {}\n", options.name, before, options.value);
   else if (!alarm->set(index, options.value))
-    result.fail(Exit::failed, fmt::format("{}: the flag file cannot be written: {}", options.name, errno_text(errno)));
+    result.fail(Exit::failed, fmt::format("{}: the flag file cannot be written", options.name));
   return result;
 }
 

@@ -12,7 +12,7 @@ bool never(int) { return false; }
 
 }  // namespace
 
-const std::array<Alarm, 10> alarms{{
+const std::array<Alarm, 11> alarms{{
     {"overload", Index::none, [](int) { return ::get_overload_status(); }, nullptr, non_zero,
      "1 the outputs draw too much, 2 a protection tripped"},
     {"output-overload", Index::output, [](int index) { return ::get_overload_status_port(index); }, nullptr, non_zero,
@@ -37,6 +37,8 @@ const std::array<Alarm, 10> alarms{{
      "1 overload after a mains failure"},
     {"battery-outage", Index::none, [](int) { return ::get_battery_outage_status(); }, nullptr, non_zero,
      "1 a battery failed"},
+    {"low-voltage-all", Index::none, [](int) { return ::get_lvmonitor_status(); }, nullptr, non_zero,
+     "1 the low-voltage monitor dropped every output"},
     {"low-voltage", Index::battery, [](int index) { return ::get_lvmonitor_status_psu(index); }, nullptr, non_zero,
      "1 the low-voltage monitor is active, 2 the battery is nearly empty"},
 }};

@@ -22,7 +22,7 @@ struct Alarm {
   const char* meaning;
 };
 
-extern const std::array<Alarm, 10> alarms;
+extern const std::array<Alarm, 11> alarms;
 
 // Number of entries that an indexed flag has on this board, and the first one.
 int alarm_count(const Alarm& alarm);

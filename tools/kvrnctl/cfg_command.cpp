@@ -47,7 +47,7 @@ json converted(Getter getter, const cfg_entry* cfg, const char* key) {
   return first == second ? json(first) : json(nullptr);
 }
 
-json value_of(const cfg_entry* cfg, const Query& query, bool reveal) {
+json value_of(const cfg_entry* cfg, const Query& query) {
   const char* key = query.key.c_str();
   if (query.type == "int") return converted<std::int32_t>(::get_int32, cfg, key);
   if (query.type == "uint") return converted<std::uint32_t>(::get_uint32, cfg, key);
@@ -57,13 +57,24 @@ json value_of(const cfg_entry* cfg, const Query& query, bool reveal) {
     return number.is_null() ? number : json(number == 1);
   }
   const char* value = ::get_value(cfg, nullptr, "%s", key);
-  return value == nullptr ? json(nullptr) : json(shown(key, value, reveal));
+  return value == nullptr ? json(nullptr) : json(value);
+}
+
+// The key of the entry that a key finds, for the decision whether its value may be shown.
+std::string found_key(const cfg_entry* cfg, const std::string& key) {
+  cfg_entry* found = ::get_cfg_it(cfg, 1, "%s", key.c_str());
+  std::string name = found == nullptr ? key : found->key;
+  ::free_cfg_it(found);
+  return name;
 }
 
 Result get(const CfgOptions& options, const Query& query) {
   Result result;
+  check_key_length(query.key);
   const CfgFile file = read_cfg_file(options.path);
-  json value = value_of(file.cfg.first(), query, options.reveal);
+  const DeviceView view(file);
+  json value = value_of(view.first(), query);
+  if (!value.is_null() && is_password(found_key(view.first(), query.key)) && !options.reveal) value = hidden_value;
   const bool missing = value.is_null();
   if (missing && query.fallback) value = *query.fallback;
   result.data["key"] = query.key;
@@ -81,11 +92,13 @@ Result diff(const CfgOptions& options, const std::string& before, const std::str
   Result result;
   const CfgFile old_file = read_cfg_file(before);
   const CfgFile new_file = read_cfg_file(after);
-  cfg_entry* changes = ::sort_cfg(::get_cfg_diff_it(old_file.cfg.first(), new_file.cfg.first()));
+  const DeviceView old_view(old_file);
+  const DeviceView new_view(new_file);
+  cfg_entry* changes = ::sort_cfg(::get_cfg_diff_it(old_view.first(), new_view.first()));
   json list = json::array();
   std::string lines;
   for (const cfg_entry* entry = changes; entry != nullptr; entry = entry->next) {
-    const char* was = ::get_value(old_file.cfg.first(), nullptr, "%s", entry->key);
+    const char* was = ::get_value(old_view.first(), nullptr, "%s", entry->key);
     json change{{"id", list.size() + 1}, {"key", entry->key}, {"old", nullptr}, {"new", nullptr}};
     if (was != nullptr) change["old"] = shown(entry->key, was, options.reveal);
     if (entry->value != nullptr) change["new"] = shown(entry->key, entry->value, options.reveal);
@@ -103,7 +116,8 @@ Result interface(const CfgOptions& options, const std::string& name) {
   Result result;
   const CfgFile file = read_cfg_file(options.path);
   char runtime[17] = "";
-  ::getRuntimeInterface(file.cfg.first(), name.c_str(), runtime, 0);
+  const DeviceView view(file);
+  ::getRuntimeInterface(view.first(), name.c_str(), runtime, 0);
   result.data["interface"] = name;
   result.data["runtime"] = runtime;
   result.text = std::string(runtime) + '\n';
@@ -115,6 +129,12 @@ Result interface(const CfgOptions& options, const std::string& name) {
 std::string shown(std::string_view key, const char* value, bool reveal) {
   if (value == nullptr) return "";
   return is_password(key) && !reveal ? std::string(hidden_value) : std::string(value);
+}
+
+void check_key_length(const std::string& key) {
+  constexpr std::size_t longest_pattern = 255;
+  if (key.size() > longest_pattern)
+    throw CfgError{fmt::format("a key that is looked for has at most {} characters", longest_pattern)};
 }
 
 Action guarded(std::function<Result(const Context&)> action) {

@@ -21,6 +21,9 @@ struct CfgOptions {
 // A value for people and documents: passwords are hidden unless they are asked for.
 std::string shown(std::string_view key, const char* value, bool reveal);
 
+// Refuses a key that the library would cut when it looks for it: another entry must not answer or change.
+void check_key_length(const std::string& key);
+
 // An action whose CfgError is the result.
 Action guarded(std::function<Result(const Context&)> action);
 

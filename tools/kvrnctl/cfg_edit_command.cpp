@@ -4,7 +4,7 @@
 #include <fmt/core.h>
 
 #include <array>
-#include <map>
+#include <vector>
 
 #include "tools/kvrnctl/cfg_command.hpp"
 #include "tools/kvrnctl/format.hpp"
@@ -15,15 +15,23 @@ namespace {
 // Edits, and says what was done.
 using Edit = std::function<std::string(Cfg&)>;
 
-std::vector<std::string> shown_lines(const cfg_entry* cfg, bool reveal) {
-  std::vector<std::string> lines;
+// A line as it is, which decides what changed, and as it may be shown.
+struct Line {
+  std::string real;
+  std::string shown;
+  bool operator==(const Line& other) const { return real == other.real; }
+};
+
+std::vector<Line> lines_of(const cfg_entry* cfg, bool reveal) {
+  std::vector<Line> lines;
   for (; cfg != nullptr; cfg = cfg->next)
-    lines.push_back(fmt::format("{}={}", cfg->key, shown(cfg->key, cfg->value, reveal)));
+    lines.push_back({fmt::format("{}={}", cfg->key, shown(cfg->key, cfg->value, true)),
+                     fmt::format("{}={}", cfg->key, shown(cfg->key, cfg->value, reveal))});
   return lines;
 }
 
 // The lines between what both texts begin and end with.
-std::string line_diff(const std::vector<std::string>& before, const std::vector<std::string>& after) {
+std::string line_diff(const std::vector<Line>& before, const std::vector<Line>& after) {
   std::size_t head = 0;
   while (head < before.size() && head < after.size() && before[head] == after[head]) ++head;
   std::size_t tail = 0;
@@ -31,8 +39,8 @@ std::string line_diff(const std::vector<std::string>& before, const std::vector<
          before[before.size() - 1 - tail] == after[after.size() - 1 - tail])
     ++tail;
   std::string text;
-  for (std::size_t i = head; i < before.size() - tail; ++i) text += '-' + before[i] + '\n';
-  for (std::size_t i = head; i < after.size() - tail; ++i) text += '+' + after[i] + '\n';
+  for (std::size_t i = head; i < before.size() - tail; ++i) text += '-' + before[i].shown + '\n';
+  for (std::size_t i = head; i < after.size() - tail; ++i) text += '+' + after[i].shown + '\n';
   return text;
 }
 
@@ -55,19 +63,18 @@ Result edit_file(const Context& context, const CfgOptions& options, bool protect
     lock.emplace(file.path);
     file = read_cfg_file(options.path);  // as it is now that nobody else edits it
   }
-  const auto before = shown_lines(file.cfg.first(), options.reveal);
+  const auto before = lines_of(file.cfg.first(), options.reveal);
   const std::string done = edit(file.cfg);
   const std::string text = cfg_text(file.cfg.first(), protect);
-  const std::string changes = line_diff(before, shown_lines(file.cfg.first(), options.reveal));
+  const std::string changes = line_diff(before, lines_of(file.cfg.first(), options.reveal));
   result.data["file"] = file.path;
   result.data["dry_run"] = options.dry_run;
   result.data["result"] = done;
   result.data["diff"] = changes;
   result.text = !options.dry_run ? done + '\n' : changes.empty() ? "no entry changes\n" : changes;
   if (const auto loss = loss_in(file.cfg.first(), text)) throw CfgError{file.path + ": " + *loss};
-  if (const std::size_t ignored = ignored_lines(file.text); ignored != 0 && !options.force)
-    throw CfgError{
-        fmt::format("{}: {} comments or lines without '=' would be lost; --force drops them", file.path, ignored)};
+  if (const Dropped dropped = dropped_by_edit(file.text); dropped.total() != 0 && !options.force)
+    throw CfgError{fmt::format("{}: {} would be lost; --force drops them", file.path, dropped.text())};
   if (protect) warn_plain_passwords(context, file.cfg.first());
   if (!options.dry_run) replace_file(file.path, text, options.backup);
   return result;
@@ -82,16 +89,14 @@ std::string first_entry(Cfg& cfg, const std::string& key, const std::string& val
   return "appended";
 }
 
-// The library cuts a key that it looks for; the wrong entry must not be changed.
-void check_length(const std::string& key) {
-  constexpr std::size_t longest_pattern = 255;
-  if (key.size() > longest_pattern)
-    throw CfgError{fmt::format("a key that is looked for has at most {} characters", longest_pattern)};
-}
-
 std::string set_value(Cfg& cfg, const std::string& key, const std::string& value) {
-  check_length(key);
+  check_key_length(key);
   if (cfg.first() == nullptr) return first_entry(cfg, key, value);
+  // The library trims what it stores: the key would not be the one that was looked for.
+  if (const Cfg line = parse_cfg_text(key + "=\n");
+      line.first() != nullptr && line.first()->key != key && key[0] != '#' && key.find('=') == std::string::npos)
+    throw CfgError{fmt::format(
+        "'{}' would be lost: blanks or unprintable characters at its ends are dropped when it is read", key)};
   return ::update_value(cfg.first(), value.c_str(), "%s", key.c_str()) == 1 ? "appended" : "changed";
 }
 
@@ -102,7 +107,7 @@ std::string add_value(Cfg& cfg, const std::string& key, const std::string& value
 }
 
 std::string delete_keys(Cfg& cfg, const std::string& key, bool prefix) {
-  check_length(key);
+  check_key_length(key);
   const int deleted = ::cfg_del_key(&cfg.first(), prefix ? 0 : 1, "%s", key.c_str());
   if (deleted == 0) throw CfgError{fmt::format("no key {} '{}'", prefix ? "begins with" : "is", key)};
   return fmt::format("{} deleted", deleted);
@@ -114,7 +119,7 @@ std::string sort_entries(Cfg& cfg) {
 }
 
 std::string renumber(Cfg& cfg, const std::string& prefix, int position) {
-  check_length(prefix);
+  check_key_length(prefix);
   ::fix_cfg_idx(cfg.first(), "%s", position, prefix.c_str());
   return "renumbered";
 }
@@ -126,29 +131,39 @@ std::string passwords(const Cfg& cfg, std::string_view state) {
   return fmt::format("{} passwords {}", count, state);
 }
 
+void add_plain_passwords(const std::string& text, std::vector<std::string>& findings) {
+  for (std::size_t at = 0; at < text.size();) {
+    const std::size_t end = std::min(text.find('\n', at), text.size());
+    const Cfg line = parse_cfg_text(text.substr(at, end - at));
+    const bool sealed = text.compare(at, 6, "~META~") == 0;
+    if (!sealed && line.first() != nullptr && is_password(line.first()->key))
+      findings.push_back(fmt::format("the password of '{}' is not protected", line.first()->key));
+    at = end + 1;
+  }
+}
+
+void add_duplicates(const cfg_entry* cfg, std::vector<std::string>& findings) {
+  cfg_entry* sorted = ::sort_cfg(::get_cfg_it(cfg, 0, "%s", ""));
+  for (const cfg_entry* entry = sorted; entry != nullptr && entry->next != nullptr; entry = entry->next) {
+    cfg_entry single{entry->next->key, nullptr, nullptr, nullptr};
+    if (::exist_cfg_it(&single, 1, "%s", entry->key) != 0)
+      findings.push_back(
+          fmt::format("'{}' stands more than once; the last counts, unless one is the first line", entry->key));
+  }
+  ::free_cfg_it(sorted);
+}
+
 // Everything about a file that an editor, or the next reader, would stumble over.
 Result check(const CfgOptions& options) {
   Result result;
   const CfgFile file = read_cfg_file(options.path);
   std::vector<std::string> findings;
-  if (const std::size_t ignored = ignored_lines(file.text); ignored != 0)
-    findings.push_back(fmt::format("{} comments or lines without '='", ignored));
-  for (std::size_t at = 0, number = 1; at < file.text.size(); ++number) {
-    const std::size_t end = std::min(file.text.find('\n', at), file.text.size());
-    if (end - at > 1024)
-      findings.push_back(fmt::format("line {}: longer than 1024 characters, read in pieces", number));
-    if (file.text.substr(at, end - at).find('\0') != std::string::npos)
-      findings.push_back(fmt::format("line {}: ends at a NUL byte", number));
-    at = end + 1;
-  }
-  std::map<std::string, int> seen;
-  for (const cfg_entry* entry = file.cfg.first(); entry != nullptr; entry = entry->next) {
-    const std::string_view key = entry->key;
-    if (key.starts_with("~META~")) findings.push_back("a protected entry that cannot be opened");
-    if (++seen[entry->key] == 2) findings.push_back(fmt::format("'{}' stands more than once; the first counts", key));
-    if (is_password(key) && file.text.find(fmt::format("{}=", key)) != std::string::npos)
-      findings.push_back(fmt::format("the password of '{}' is not protected", key));
-  }
+  if (const Dropped dropped = dropped_by_edit(file.text); dropped.total() != 0) findings.push_back(dropped.text());
+  for (const cfg_entry* entry = file.cfg.first(); entry != nullptr; entry = entry->next)
+    if (std::string_view(entry->key).starts_with("~META~"))
+      findings.push_back("a protected entry that cannot be opened");
+  add_plain_passwords(file.text, findings);
+  add_duplicates(file.cfg.first(), findings);
   if (const auto loss = loss_in(file.cfg.first(), cfg_text(file.cfg.first(), true))) findings.push_back(*loss);
   result.data["file"] = file.path;
   result.data["findings"] = findings;

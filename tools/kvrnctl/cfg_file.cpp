@@ -8,6 +8,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -33,8 +35,13 @@ std::string resolved(const std::string& path) {
 }
 
 std::string read_all(const std::string& path) {
-  const kvrn::Fd fd = kvrn::Fd::open(path.c_str(), O_RDONLY);
+  // A FIFO must not hang the reader, and an edit must not put a file in a device's place.
+  const kvrn::Fd fd = kvrn::Fd::open(path.c_str(), O_RDONLY | O_NONBLOCK);
   if (!fd) refuse(path, errno_text(errno));
+  struct stat status {};
+  if (::fstat(fd.get(), &status) != 0) refuse(path, errno_text(errno));
+  if (S_ISDIR(status.st_mode)) refuse(path, errno_text(EISDIR));
+  if (!S_ISREG(status.st_mode)) refuse(path, "no regular file");
   std::string text;
   char chunk[65536];
   for (;;) {
@@ -43,6 +50,12 @@ std::string read_all(const std::string& path) {
     if (got == 0) return text;
     text.append(chunk, static_cast<std::size_t>(got));
   }
+}
+
+cfg_entry* parse_text(const std::string& text) {
+  if (text.empty()) return nullptr;
+  const kvrn::Stream stream(::fmemopen(const_cast<char*>(text.data()), text.size(), "r"));
+  return ::parse_stream(stream.get());
 }
 
 std::string_view text_of(const char* text) { return text == nullptr ? std::string_view() : text; }
@@ -166,17 +179,20 @@ std::string cfg_text(const cfg_entry* cfg, bool protect) {
   return text;
 }
 
-Cfg parse_cfg_text(const std::string& text) {
-  if (text.empty()) return {};
-  const kvrn::Stream stream(::fmemopen(const_cast<char*>(text.data()), text.size(), "r"));
-  return Cfg(::parse_stream(stream.get()));
-}
+DeviceView::DeviceView(const CfgFile& file) : first_(parse_text(file.text)) {}
 
-bool is_password(std::string_view key) { return key.starts_with("users.") && key.ends_with(".password"); }
+Cfg parse_cfg_text(const std::string& text) { return Cfg(parse_text(text)); }
+
+bool is_password(std::string_view key) {
+  // As lookups compare: a password that is spelled otherwise is hidden too, although it is not protected.
+  std::string lower(key);
+  std::ranges::transform(lower, lower.begin(), [](unsigned char c) { return std::tolower(c); });
+  return lower.starts_with("users.") && lower.ends_with(".password");
+}
 
 CfgLock::CfgLock(const std::string& path) {
   const std::string name = path + ".lock";
-  fd_ = ::open(name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  fd_ = ::open(name.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
   if (fd_ < 0) refuse(name, errno_text(errno));
   for (int attempt = 0; ::flock(fd_, LOCK_EX | LOCK_NB) != 0; ++attempt) {
     if (errno != EWOULDBLOCK || attempt == 50) {
@@ -205,16 +221,34 @@ std::optional<std::string> loss_in(const cfg_entry* wanted, const std::string& t
   return std::nullopt;
 }
 
-std::size_t ignored_lines(const std::string& text) {
-  std::size_t count = 0;
+std::string Dropped::text() const {
+  std::string list;
+  const auto add = [&](std::size_t count, std::string_view what) {
+    if (count != 0) list += fmt::format("{}{} {}", list.empty() ? "" : ", ", count, what);
+  };
+  add(comments, "comments or lines without '='");
+  add(overlong, "lines above 1024 characters");
+  add(unprintable, "lines with a NUL or unprintable characters at an end");
+  return list;
+}
+
+Dropped dropped_by_edit(const std::string& text) {
+  Dropped dropped;
   for (std::size_t at = 0; at < text.size();) {
     const std::size_t end = std::min(text.find('\n', at), text.size());
-    const std::string_view line(text.data() + at, end - at);
-    const bool empty = line.empty() || line == "\r";
-    if (!empty && (line[0] == '#' || line.find('=') == std::string_view::npos)) ++count;
+    std::string_view line(text.data() + at, end - at);
     at = end + 1;
+    if (line.ends_with('\r')) line.remove_suffix(1);  // a line end of another system is no loss
+    if (line.empty()) continue;
+    const auto unprintable = [](char c) { return c < ' ' || c > '~'; };
+    if (line.size() > longest_line)
+      ++dropped.overlong;
+    else if (line.find('\0') != std::string_view::npos || unprintable(line.front()) || unprintable(line.back()))
+      ++dropped.unprintable;
+    else if (line[0] == '#' || line.find('=') == std::string_view::npos)
+      ++dropped.comments;
   }
-  return count;
+  return dropped;
 }
 
 void replace_file(const std::string& path, const std::string& text, bool keep_backup) {

@@ -40,6 +40,18 @@ struct CfgFile {
   Cfg cfg;
 };
 
+// The entries in the library's own order, which decides between duplicates: what the device's programs see.
+class DeviceView {
+ public:
+  explicit DeviceView(const CfgFile& file);
+  ~DeviceView() { ::free_cfg(first_); }
+  DeviceView(const DeviceView&) = delete;
+  cfg_entry* first() const { return first_; }
+
+ private:
+  cfg_entry* first_;
+};
+
 // Throws CfgError when the file cannot be read.
 CfgFile read_cfg_file(const std::string& path);
 
@@ -64,8 +76,15 @@ class CfgLock {
 // Why reading the text back would not give the entries; nothing when it would.
 std::optional<std::string> loss_in(const cfg_entry* wanted, const std::string& text);
 
-// Lines that no entry comes from: comments, and lines without "=".
-std::size_t ignored_lines(const std::string& text);
+// What an edit would drop: lines and pieces of lines that no entry keeps whole.
+struct Dropped {
+  std::size_t comments = 0;     // comments and lines without "="
+  std::size_t overlong = 0;     // lines that are read in pieces
+  std::size_t unprintable = 0;  // lines with a NUL, or with unprintable characters at an end
+  std::size_t total() const { return comments + overlong + unprintable; }
+  std::string text() const;
+};
+Dropped dropped_by_edit(const std::string& text);
 
 // Writes the text beside the file, flushes it and renames it into place, with the file's mode and owner. Throws
 // CfgError with the old file untouched.

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The charger of a battery: its currents, which one to use, on and off.
 #include <fmt/core.h>
+#include <kvrn/hw.h>
 #include <kvrn/psu.h>
 
 #include <memory>
@@ -51,6 +52,10 @@ Result show(const Options& options) {
   return result;
 }
 
+const kvrn::ChargingRow& row_of(int psu, int index) {
+  return kvrn::platform_of(::board_identify()->system_id).charging_table(psu)[static_cast<std::size_t>(index)];
+}
+
 Result set_current(const Options& options) {
   Result result;
   if (!has_battery(options, result)) return result;
@@ -65,12 +70,13 @@ Result set_current(const Options& options) {
   result.data["charge"] = {
       {"psu", options.psu}, {"current_ma", options.current_ma}, {"index", index}, {"dry_run", options.dry_run}};
   if (options.dry_run) {
-    const auto& row =
-        kvrn::platform_of(::board_identify()->system_id).charging_table(options.psu)[static_cast<std::size_t>(index)];
-    for (const kvrn::LineLevel& line : row.lines)
+    for (const kvrn::LineLevel& line : row_of(options.psu, index).lines)
       if (line.line != 0) result.text += fmt::format("would drive line {} to {}\n", line.line, line.level);
-  } else if (::psu_set_charging_current(options.psu, index) != 0) {
-    result.fail(Exit::failed, "a charging line cannot be driven; \"kvrnctl doctor\" may say why");
+  } else {
+    (void)::psu_set_charging_current(options.psu, index);  // tells of the last line alone: the lines are read back
+    for (const kvrn::LineLevel& line : row_of(options.psu, index).lines)
+      if (line.line != 0 && ::gpio_read(line.line) != line.level)
+        result.fail(Exit::failed, fmt::format("line {} cannot be driven; \"kvrnctl doctor\" may say why", line.line));
   }
   return result;
 }

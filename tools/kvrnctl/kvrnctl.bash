@@ -72,7 +72,10 @@ _kvrnctl() {
         *) choices="--file --reveal --dry-run --backup --force $common" ;;
       esac
       if [[ ($sub == get || $sub == set || $sub == delete) && $cur != -* ]]; then
-        choices=$(kvrnctl cfg show 2>/dev/null | sed 's/=.*//')
+        # Not through compgen -W, which expands its words: keys come from a file that others may write.
+        mapfile -t COMPREPLY < <(kvrnctl cfg show 2>/dev/null | sed 's/=.*//' | grep -xE '[A-Za-z0-9._-]+' |
+          awk -v typed="$cur" 'index($0, typed) == 1')
+        return
       fi
       ;;
     get)

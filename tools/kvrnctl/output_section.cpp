@@ -95,7 +95,7 @@ json state_section() {
                                                         nullptr,
                                                         nullptr,
                                                         "battery low",
-                                                        "output off",
+                                                        "outputs off, or no source",
                                                         "mains failed on the first input",
                                                         "mains failed on the second input",
                                                         "outputs overloaded",
@@ -104,7 +104,7 @@ json state_section() {
                                                         "charging with the highest current",
                                                         "calibrating the battery",
                                                         "battery error",
-                                                        "running on mains, no battery"};
+                                                        "running on mains without a battery"};
   psu_info psus[KVRN_PSU_MAX]{};
   (void)::psu_info_get_all(psus, nullptr);
   const int code = ::get_device_state(psus);

@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: MIT
 // watch: a live view from the caches. Without a terminal it prints a plain block a period.
 #include <fmt/core.h>
+#include <poll.h>
 #include <signal.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cmath>
 #include <csignal>
 #include <memory>
-#include <thread>
 
 #include "tools/kvrnctl/alarm_table.hpp"
 #include "tools/kvrnctl/command.hpp"
@@ -80,7 +79,8 @@ Result watch(const Context& context, const Options& options) {
   ::sigaction(SIGTERM, &action, nullptr);
   const bool terminal = ::isatty(STDOUT_FILENO) == 1;
   for (int shown = 0; ended == 0 && (options.count == 0 || shown < options.count); ++shown) {
-    if (shown > 0) std::this_thread::sleep_for(std::chrono::duration<double>(options.period_s));
+    // Not sleep_for(), which goes on sleeping after a signal.
+    if (shown > 0) (void)::poll(nullptr, 0, static_cast<int>(options.period_s * 1000));
     if (ended != 0) break;
     // On a terminal the view stays in place: home, text, clear what is left below.
     const std::string text = view(context);
