@@ -3,6 +3,7 @@
 // set by others.
 #include <fmt/core.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -20,11 +21,14 @@ namespace {
 using Clock = std::chrono::steady_clock;  // a step of the wall clock moves no period
 using std::chrono::microseconds;
 
+constexpr const char* pid_folder = "/run/kvrn";
+constexpr const char* default_pid_file = "/run/kvrn/monitord.pid";
+
 struct Options {
   double period_s = 2;
   bool once = false;
   bool background = false;
-  std::string pid_file = "/run/kvrn/monitord.pid";
+  std::string pid_file = default_pid_file;
 };
 
 sigset_t ending_signals() {
@@ -51,6 +55,8 @@ bool wait_until(Clock::time_point end, const sigset_t& signals) {
 }
 
 int run(const Options& options) {
+  // A service manager makes the folder; a monitor that is started by hand makes it itself.
+  if (options.pid_file == default_pid_file) (void)::mkdir(pid_folder, 0755);
   PidFile pid_file;
   std::string why;
   if (!pid_file.take(options.pid_file, why)) {

@@ -3,7 +3,6 @@
 
 #include <fmt/core.h>
 #include <sys/file.h>
-#include <sys/stat.h>
 
 #include <cerrno>
 #include <cstring>
@@ -13,8 +12,6 @@
 namespace monitord {
 
 bool PidFile::take(const std::string& path, std::string& why) {
-  // The folder of the default is the service manager's to make; started by hand, it is made here.
-  (void)::mkdir(path.substr(0, path.rfind('/')).c_str(), 0755);
   fd_ = kvrn::Fd::open(path.c_str(), O_RDWR | O_CREAT, 0644);
   // Above the standard descriptors, which going into the background replaces.
   if (fd_ && fd_.get() < 3) fd_ = kvrn::Fd(::fcntl(fd_.get(), F_DUPFD_CLOEXEC, 3));
