@@ -10,6 +10,7 @@
 #include <cstring>
 
 #include "util/handle.hpp"
+#include "util/number.hpp"
 
 namespace monitord {
 
@@ -32,8 +33,8 @@ void notify(std::string_view state) {
 std::optional<std::chrono::microseconds> watchdog_period() {
   const char* period = std::getenv("WATCHDOG_USEC");
   const char* process = std::getenv("WATCHDOG_PID");
-  if (period == nullptr || (process != nullptr && std::atol(process) != ::getpid())) return std::nullopt;
-  const long microseconds = std::atol(period);
+  if (period == nullptr || (process != nullptr && kvrn::parse_lli(process) != ::getpid())) return std::nullopt;
+  const std::int64_t microseconds = kvrn::parse_lli(period).value_or(0);
   if (microseconds <= 0) return std::nullopt;
   return std::chrono::microseconds(microseconds / 2);
 }
