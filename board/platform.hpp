@@ -84,6 +84,20 @@ struct Platform {
   constexpr const ChargingTable& charging_table(int psu) const { return *charging[battery_index(psu)]; }
 };
 
+// Boards without a power unit of their own differ in their charging power alone.
+constexpr Platform without_power_unit(std::uint16_t system_id, std::int32_t charge_power_mw) {
+  return {.system_id = system_id,
+          .psu_count = 2,
+          .batteries = {BatteryReader::none, BatteryReader::none},
+          .charging = {&charging_2000, &charging_1500},
+          .slots = false,
+          .battery_current = false,
+          .charge_power_mw = charge_power_mw,
+          .power = {0, 0, 0},
+          .output_lines = one_output_line,
+          .monitors = {"mon-dc-out-1"}};
+}
+
 inline constexpr std::array<Platform, 5> platforms{{
     {.system_id = 0xEE5A,
      .psu_count = 4,
@@ -105,36 +119,9 @@ inline constexpr std::array<Platform, 5> platforms{{
      .power = {480000, 240000, 250000},
      .output_lines = {{{111, 201, 202}, {111}, {201}, {202}, {}}},
      .monitors = {"mon-dc-out-1", "mon-dc-out-2", "mon-dc-out-3"}},
-    {.system_id = 0xEEF2,
-     .psu_count = 2,
-     .batteries = {BatteryReader::none, BatteryReader::none},
-     .charging = {&charging_2000, &charging_1500},
-     .slots = false,
-     .battery_current = false,
-     .charge_power_mw = 30000,
-     .power = {0, 0, 0},
-     .output_lines = one_output_line,
-     .monitors = {"mon-dc-out-1"}},
-    {.system_id = 0xEEF3,
-     .psu_count = 2,
-     .batteries = {BatteryReader::none, BatteryReader::none},
-     .charging = {&charging_2000, &charging_1500},
-     .slots = false,
-     .battery_current = false,
-     .charge_power_mw = 30000,
-     .power = {0, 0, 0},
-     .output_lines = one_output_line,
-     .monitors = {"mon-dc-out-1"}},
-    {.system_id = 0,
-     .psu_count = 2,
-     .batteries = {BatteryReader::none, BatteryReader::none},
-     .charging = {&charging_2000, &charging_1500},
-     .slots = false,
-     .battery_current = false,
-     .charge_power_mw = 10000,
-     .power = {0, 0, 0},
-     .output_lines = one_output_line,
-     .monitors = {"mon-dc-out-1"}},
+    without_power_unit(0xEEF2, 30000),
+    without_power_unit(0xEEF3, 30000),
+    without_power_unit(0, 10000),
 }};
 
 // The row of a system id; the last row serves every id without one.
