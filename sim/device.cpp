@@ -10,8 +10,8 @@ namespace kvrn::sim {
 namespace {
 
 std::filesystem::path temporary_folder() {
-  char name[] = "/tmp/kvrn-device-XXXXXX";
-  if (::mkdtemp(name) == nullptr) throw std::runtime_error("cannot make a folder in /tmp");
+  std::string name = std::filesystem::temp_directory_path() / "kvrn-device-XXXXXX";
+  if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("cannot make " + name);
   return name;
 }
 
