@@ -9,6 +9,7 @@
 
 #include "sim/device.hpp"
 #include "tests/descriptors.hpp"
+#include "tests/golden.hpp"
 #include "tests/temp_dir.hpp"
 
 using kvrn::sim::Device;
@@ -23,13 +24,6 @@ psu_info read_psu(int number) {
 }
 
 bool has(uint8_t flags, int bit) { return (flags & bit) != 0; }
-
-// Compares with the golden file; KVRN_UPDATE_GOLDEN=1 writes it anew.
-void expect_golden(const std::string& name, const std::string& text) {
-  const std::string path = std::string(KVRN_GOLDEN "/") + name;
-  if (std::getenv("KVRN_UPDATE_GOLDEN") != nullptr) write_text(path, text);
-  EXPECT_EQ(text, read_text(path)) << path;
-}
 
 }  // namespace
 

@@ -10,6 +10,7 @@
 #include <kvrn/cfg.h>
 #include <kvrn/hw.h>
 #include <kvrn/psu.h>
+#include <kvrn/snmp.h>
 #include <kvrn/status.h>
 #include <kvrn/util.h>
 

@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: MIT
+// Objects of the module's tree on their way to the host's database.
+#pragma once
+
+#include <kvrn/snmp.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <initializer_list>
+#include <iterator>
+
+// The host's functions are weak here: the library is loaded by programs that have none.
+extern "C" {
+__attribute__((weak)) decltype(odb_add) odb_add;
+__attribute__((weak)) decltype(odb_destroy) odb_destroy;
+__attribute__((weak)) decltype(abz_set_error) abz_set_error;
+__attribute__((weak)) decltype(abz_clear_error) abz_clear_error;
+}
+
+namespace kvrn {
+
+// An identifier below the module's, in the host's format.
+class Oid {
+ public:
+  static constexpr std::size_t max_arcs = KVRN_SNMP_OID_WORDS - 6;
+
+  constexpr Oid(std::initializer_list<snmp_oid_word> arcs) {
+    words_[0] += static_cast<snmp_oid_word>(arcs.size());
+    std::copy(arcs.begin(), arcs.end(), words_ + 7);
+  }
+  constexpr const snmp_oid_word* words() const { return words_; }
+
+ private:
+  snmp_oid_word words_[1 + KVRN_SNMP_OID_WORDS]{6, 43, 6, 1, 4, 1, 47474};
+};
+
+// Adds one object. `value` points to a uint32_t for numbers, a snmp_octets for a text, and is the identifier's array
+// for an OBJECT IDENTIFIER. @return odb_add()'s result, or -1 for a type that there is not
+int add_object(void* host, const Oid& oid, uint8_t type, const void* value);
+
+// The shapes of the tree.
+inline int add_number(void* host, const Oid& oid, uint8_t type, uint32_t value) {
+  return add_object(host, oid, type, &value);
+}
+inline int add_text(void* host, const Oid& oid, const char* bytes, std::size_t length) {
+  const snmp_octets text{static_cast<uint32_t>(length), bytes};
+  return add_object(host, oid, SNMP_TYPE_OCTET_STRING, &text);
+}
+
+}  // namespace kvrn

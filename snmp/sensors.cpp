@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: MIT
+// The sensor summary: one heap block of everything that a monitoring client shows.
+#include <kvrn/snmp.h>
+#include <kvrn/util.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <span>
+
+#include "cache/view.hpp"
+#include "snmp/sensors.hpp"
+#include "util/handle.hpp"
+
+namespace {
+
+constexpr int no_sensor = -127;
+constexpr int uw_per_mw = 1000;
+
+int exists(const char* path) {
+  struct stat status {};
+  return ::stat(path, &status) == 0 ? 1 : 0;
+}
+
+void read_board_temps(std::span<int32_t, KVRN_BOARD_TEMPS> out) {
+  int32_t* temps = nullptr;
+  int count = 0;
+  if (::getBoardTemps(&temps, &count) != 0) return;
+  const kvrn::Heap<int32_t> owner(temps);
+  for (int i = 0; i < KVRN_BOARD_TEMPS; ++i) out[static_cast<std::size_t>(i)] = i < count ? temps[i] : no_sensor;
+}
+
+void copy_outputs(const output_view& view, sensors_info& out) {
+  const auto entries = static_cast<std::size_t>(std::clamp(view.count, 0, KVRN_OUTPUT_MAX));
+  output_status records[KVRN_OUTPUT_MAX]{};
+  if (!kvrn::copy_records(view, std::as_writable_bytes(std::span(records, entries)))) return;
+  std::copy(std::begin(records), std::end(records), out.output);
+  out.output_count = view.count;
+}
+
+void read_outputs(sensors_info& out, cache_source* source) {
+  output_view view{};
+  if (source != nullptr) {
+    if (source->get != nullptr && source->get(source, &view) != 0) copy_outputs(view, out);
+    return;
+  }
+  if (::get_output_cache_data(&view) == 0) return;
+  copy_outputs(view, out);
+  ::output_cache_data_free(&view);
+}
+
+}  // namespace
+
+sensors_info* sensors_info_get_ex(int with_board_temps, cache_source* outputs, cache_source* psus) {
+  kvrn::Heap<sensors_info> info(static_cast<sensors_info*>(::calloc(1, sizeof(sensors_info))));
+  if (!info) return nullptr;
+  if (with_board_temps != 0) read_board_temps(info->board_temp);
+  info->power_meter = static_cast<int32_t>(::read_from_file("/tmp/.power_meter"));
+  read_outputs(*info, outputs);
+  info->locate_led = exists("/tmp/.led-status-loc");
+  (void)::psu_info_get_all(info->psu, psus);  // records that nobody fills stay zero
+  const int limit_uw = ::get_max_power_single_ex(info->psu, 0) * uw_per_mw;
+  for (output_status& entry : kvrn::entries(*info)) entry.max_power = limit_uw;
+  info->psu_data_stable = exists("/tmp/.psu_data_stable");
+  return info.release();
+}
+
+sensors_info* sensors_info_get(int with_board_temps) {
+  return ::sensors_info_get_ex(with_board_temps, nullptr, nullptr);
+}
+
+void sensors_info_free(sensors_info* info) { ::free(info); }
+
+int getBoardTemps(int32_t** temps, int* count) {
+  if (temps == nullptr || count == nullptr) return -1;
+  *temps = nullptr;
+  *count = 0;
+  return 0;
+}

@@ -1,0 +1,118 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+#include <kvrn/kvrn.h>
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+
+#include "sim/device.hpp"
+
+using kvrn::sim::Device;
+
+namespace {
+
+struct Free {
+  void operator()(sensors_info* info) const { sensors_info_free(info); }
+};
+using Summary = std::unique_ptr<sensors_info, Free>;
+
+// A caller's own output cache of `count` entries, each delivering its number in mA.
+struct Outputs {
+  cache_source source{this, nullptr, get, nullptr};
+  int count;
+  output_status records[8]{};
+
+  explicit Outputs(int entries) : count(entries) {
+    for (int i = 0; i < 8; ++i) records[i].current_ma = i + 1;
+  }
+  static int get(cache_source* self, void* view) {
+    auto* outputs = static_cast<Outputs*>(self->state);
+    *static_cast<output_view*>(view) = {outputs->records, outputs->count, 0};
+    return 1;
+  }
+};
+
+bool is_zero(const output_status& entry) {
+  const output_status zero{};
+  return std::memcmp(&entry, &zero, sizeof entry) == 0;
+}
+
+}  // namespace
+
+TEST(SensorSummary, WithoutCacheAndFilesEverythingElseIsThere) {
+  Device device("three-source");
+  const Summary plain(sensors_info_get(0));
+  const Summary with_board(sensors_info_get(1));
+  for (const int32_t temp : plain->board_temp) EXPECT_EQ(temp, 0);
+  for (const int32_t temp : with_board->board_temp) EXPECT_EQ(temp, -127);
+  EXPECT_EQ(plain->psu[0].supply_vout_mv, 54000);
+  EXPECT_EQ(plain->psu[2].voltage_mv, 51900);
+  EXPECT_EQ(plain->psu[3].status, 0);
+  EXPECT_EQ(plain->output_count, 0);
+  for (const output_status& entry : plain->output) EXPECT_TRUE(is_zero(entry));
+  EXPECT_EQ(plain->power_meter + plain->locate_led + plain->psu_data_stable, 0);
+  sensors_info_free(nullptr);
+}
+
+TEST(SensorSummary, FlagsAndMeter) {
+  Device device("generic");
+  device.file("/tmp/.power_meter", "4294967295\n");
+  device.file("/tmp/.led-status-loc", "");
+  device.file("/tmp/.psu_data_stable", "0");
+  const Summary info(sensors_info_get(0));
+  EXPECT_EQ(info->power_meter, -1);
+  EXPECT_EQ(info->locate_led, 1);
+  EXPECT_EQ(info->psu_data_stable, 1);
+}
+
+TEST(SensorSummary, OutputsComeFromTheCacheWithTheirLimit) {
+  Device device("three-source");
+  const int limit = 1000000;
+  const std::unique_ptr<cache_source, void (*)(cache_source*)> writer(
+      output_cache_new(&limit, 0), [](cache_source* source) { source->destroy(source); });
+  writer->update(writer.get());
+  const Summary info(sensors_info_get(0));
+  ASSERT_EQ(info->output_count, 3);
+  EXPECT_EQ(info->output[1].voltage_mv, 53850);
+  for (const output_status& entry : info->output)
+    EXPECT_EQ(entry.max_power, get_max_power_single_ex(info->psu, 0) * 1000);
+  EXPECT_EQ(info->output[0].max_power, 250000000);
+}
+
+TEST(SensorSummary, AnySourceFitsTheBlock) {
+  Device device("three-source");
+  for (const int count : {-3, 0, 2, 3, 8}) {
+    Outputs outputs(count);
+    const Summary info(sensors_info_get_ex(0, &outputs.source, nullptr));
+    EXPECT_EQ(info->output_count, count);
+    for (int i = 0; i < KVRN_OUTPUT_MAX; ++i) {
+      const bool there = i < count;
+      EXPECT_EQ(info->output[i].current_ma, there ? i + 1 : 0) << count;
+      EXPECT_EQ(info->output[i].max_power, there ? 250000000 : 0) << count;
+    }
+    EXPECT_EQ(info->locate_led, 0);  // nothing was written behind the entries
+  }
+  cache_source silent{};
+  const Summary info(sensors_info_get_ex(0, &silent, &silent));
+  EXPECT_EQ(info->output_count, 0);
+  EXPECT_EQ(info->psu[0].supply_vout_mv, 54000);  // the hardware
+}
+
+TEST(BoardTemperatures, ThereAreNone) {
+  int32_t word = 7;
+  int32_t* temps = &word;
+  int count = 7;
+  EXPECT_EQ(getBoardTemps(&temps, &count), 0);
+  EXPECT_EQ(temps, nullptr);
+  EXPECT_EQ(count, 0);
+  EXPECT_EQ(getBoardTemps(nullptr, &count), -1);
+}
+
+TEST(Module, AProgramWithoutHostFunctionsPublishesNothing) {
+  Device device("four-source");
+  device.trace(true);
+  EXPECT_EQ(module.update(nullptr), -1);
+  EXPECT_EQ(update_kvrn_table(nullptr, 1), -1);
+  EXPECT_EQ(device.trace(), "");
+}
