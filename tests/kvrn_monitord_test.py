@@ -1,6 +1,8 @@
 # SPDX-License-Identifier: MIT
 """kvrn-monitord: one instance, what it publishes, and what it survives."""
+import collections
 import os
+import re
 import shutil
 import signal
 import socket
@@ -10,7 +12,7 @@ import subprocess
 import time
 import unittest
 
-from kvrnctl_device import BIN, Device, new_folder
+from kvrnctl_device import BIN, SOURCE, Device, new_folder
 
 PSU, OUTPUT, BATTERY = "/tmp/.psu_info_cache", "/tmp/.output_cache", "/tmp/.raw_battery_data"
 PERIOD = 0.2
@@ -56,13 +58,19 @@ class Publishing(unittest.TestCase):
                 self.assertLessEqual(stamp_age(device, path), 1)
         self.assertEqual(device.run("psu", "--source", "cache").status, 0)
 
-    def test_the_battery_is_read_once_a_period(self):
+    def test_a_period_makes_the_calls_that_the_documentation_lists(self):
         device = Device("four-source")
-        Monitor(device, "--once").end(0)  # creates the images
-        device.sim("trace", device.root, "on")
-        Monitor(device, "--once").end(0)
-        trace = device.sim("trace", device.root)
-        self.assertEqual(trace.count("read word 0x09"), 1)
+        script = f'LD_PRELOAD={os.environ["KVRN_COUNTER"]}:$LD_PRELOAD exec "$0" --pid-file {device.folder}/pid --period 0.1'
+        run = [BIN + "/kvrn-sim", "run", device.root, "--", "timeout", "-s", "TERM", "1"]
+        done = subprocess.run([*run, "sh", "-c", script, BIN + "/kvrn-monitord"], stderr=subprocess.PIPE, text=True)
+        periods = [re.findall(r"(\w+?)(?:64)? (\d+)", line) for line in done.stderr.splitlines()]
+        self.assertGreater(len(periods), 3)
+        calls = collections.Counter()
+        for name, count in periods[2]:
+            calls[name] += int(count)
+        with open(SOURCE + "/docs/performance.md", encoding="utf-8") as file:
+            listed = re.findall(r"^\| `(\w+)` \| (\d+) \|", file.read(), re.M)
+        self.assertEqual(calls, {name: int(count) for name, count in listed})
 
     def test_a_second_instance_says_who_is_first(self):
         device = Device("four-source")

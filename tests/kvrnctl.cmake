@@ -1,10 +1,12 @@
 # The command line tool as a user runs it: the unmodified programs under the simulated device.
 if(TARGET kvrnctl AND TARGET kvrn-sim AND NOT CMAKE_CROSSCOMPILING AND NOT KVRN_SANITIZE)
   find_package(Python3 REQUIRED COMPONENTS Interpreter)
+  add_library(count_calls MODULE count_calls.c)
+  target_link_libraries(count_calls PRIVATE kvrn_flags ${CMAKE_DL_LIBS})
   foreach(name kvrnctl kvrnctl_cfg kvrnctl_power kvrn_monitord)
     add_test(NAME ${name} COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/${name}_test.py)
     set_tests_properties(${name} PROPERTIES TIMEOUT 180
-      ENVIRONMENT "KVRN_BIN=${CMAKE_RUNTIME_OUTPUT_DIRECTORY};KVRN_SOURCE=${PROJECT_SOURCE_DIR}")
+      ENVIRONMENT "KVRN_BIN=${CMAKE_RUNTIME_OUTPUT_DIRECTORY};KVRN_SOURCE=${PROJECT_SOURCE_DIR};KVRN_COUNTER=$<TARGET_FILE:count_calls>")
   endforeach()
   # A mains outage, told step by step: the monitor and two readers must agree.
   add_test(NAME story_outage COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/dev.d/story.py
