@@ -11,12 +11,15 @@
 #include <chrono>
 #include <cstring>
 
-#include "tools/kvrn-monitord/notify.hpp"
 #include "tools/kvrn-monitord/pid_file.hpp"
 #include "tools/kvrn-monitord/publisher.hpp"
+#include "tools/service/notify.hpp"
 
 namespace monitord {
 namespace {
+
+using service::notify;
+using service::watchdog_period;
 
 using Clock = std::chrono::steady_clock;  // a step of the wall clock moves no period
 using std::chrono::microseconds;

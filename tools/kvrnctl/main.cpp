@@ -45,6 +45,8 @@ int run(int argc, char** argv) {
   add_alarm_commands(line);
   add_charge_commands(line);
   add_watch_command(line);
+  add_sensors_command(line);
+  add_snmp_commands(line);
   add_cfg_commands(line);
   add_doctor_command(line);
   try {

@@ -22,17 +22,6 @@ std::string output_state_name(std::int32_t state) {
 // What is configured: 0 and negative numbers are off, 1 is a request that keeps the output off, 2 is not configured.
 json configured(int output) { return ::is_dc_out_cfg_enabled(output) >= 2 ? json("on") : json("off"); }
 
-json output_section(const output_status& output, int id) {
-  return {{"id", id},
-          {"enabled", output.enabled != 0},
-          {"state", output_state_name(output.state)},
-          {"state_code", std::int32_t{output.state}},
-          {"configured", configured(id)},
-          {"voltage_mv", std::int32_t{output.voltage_mv}},
-          {"current_ma", std::int32_t{output.current_ma}},
-          {"power_uw", std::int32_t{output.power_uw}}};
-}
-
 // Without the monitor the state is nobody's decision: the readings and the switch are all there is.
 json direct_section(int id) {
   const auto output = static_cast<std::uint32_t>(id);
@@ -47,6 +36,17 @@ json direct_section(int id) {
 }
 
 }  // namespace
+
+json output_section(const output_status& output, int id) {
+  return {{"id", id},
+          {"enabled", output.enabled != 0},
+          {"state", output_state_name(output.state)},
+          {"state_code", std::int32_t{output.state}},
+          {"configured", configured(id)},
+          {"voltage_mv", std::int32_t{output.voltage_mv}},
+          {"current_ma", std::int32_t{output.current_ma}},
+          {"power_uw", std::int32_t{output.power_uw}}};
+}
 
 OutputReading read_outputs() {
   OutputReading reading;

@@ -11,6 +11,7 @@ struct OutputReading {
   json source;  // "kind", "path", "age_s", "fresh" and, where the cache was passed over, "reason"
 };
 OutputReading read_outputs();
+json output_section(const output_status& output, int id);
 
 json budget_section();
 json state_section();

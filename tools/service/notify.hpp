@@ -7,11 +7,11 @@
 #include <optional>
 #include <string_view>
 
-namespace monitord {
+namespace service {
 
 void notify(std::string_view state);  // "READY=1", "WATCHDOG=1", "STOPPING=1", "STATUS=..."
 
 // How often the manager wants to hear "WATCHDOG=1", or nothing when it does not watch this process.
 std::optional<std::chrono::microseconds> watchdog_period();
 
-}  // namespace monitord
+}  // namespace service

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "tools/kvrn-monitord/notify.hpp"
+#include "tools/service/notify.hpp"
 
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -12,7 +12,7 @@
 #include "util/handle.hpp"
 #include "util/number.hpp"
 
-namespace monitord {
+namespace service {
 
 void notify(std::string_view state) {
   const char* path = std::getenv("NOTIFY_SOCKET");
@@ -39,4 +39,4 @@ std::optional<std::chrono::microseconds> watchdog_period() {
   return std::chrono::microseconds(microseconds / 2);
 }
 
-}  // namespace monitord
+}  // namespace service

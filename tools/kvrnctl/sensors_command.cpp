@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: MIT
+// sensors: one snapshot of everything that a monitoring client shows.
+#include <fmt/core.h>
+
+#include <memory>
+
+#include "tools/kvrnctl/command.hpp"
+#include "tools/kvrnctl/power_text.hpp"
+#include "tools/kvrnctl/sensors.hpp"
+
+namespace kvrnctl {
+namespace {
+
+std::string people_text(const Context& context, const SensorReading& reading) {
+  const json& section = reading.section;
+  std::string text = psus_text(context, section["psus"]) + source_line(reading.psu_source) + '\n';
+  text += section["outputs"].empty()
+              ? fmt::format("Outputs: nobody publishes their readings ({})\n", reading.output_reason)
+              : outputs_text(context, section["outputs"]) + source_line(reading.output_source);
+  for (const json& board : section["board_temperatures"])
+    text +=
+        fmt::format("\nBoard sensor {}  {}\n", board["id"].dump(), humanize("temperature_c", board["temperature_c"]));
+  return text + '\n' + fields(section, "");
+}
+
+Result sensors(const Context& context, const std::string& format) {
+  Result result;
+  SensorReading reading = read_sensors();
+  result.errors = std::move(reading.errors);
+  if (reading.section.is_null()) {
+    result.fail(Exit::failed, "no memory");
+    return result;
+  }
+  if (format == "prometheus") {
+    // Old readings have their age beside them; the others are no worse for it.
+    result.text = metrics_text(reading);
+    return result;
+  }
+  result.data["source"] = {{"psus", reading.psu_source}, {"outputs", reading.output_source}};
+  result.data["sensors"] = reading.section;
+  result.text = people_text(context, reading);
+  if (!reading.output_source.is_null() && reading.output_source["fresh"] != true)
+    result.fail(Exit::stale, "the readings of the outputs are old: the monitoring process is not running");
+  return result;
+}
+
+}  // namespace
+
+void add_sensors_command(CommandLine& line) {
+  const auto format = std::make_shared<std::string>("text");
+  CLI::App* command = line.add("sensors", "One snapshot of sources, outputs and temperatures");
+  command->add_option("--format", *format, "text: for people; prometheus: for the node exporter's textfile collector")
+      ->check(CLI::IsMember({"text", "prometheus"}))
+      ->option_text("text|prometheus")
+      ->excludes("--json");
+  command->callback(
+      [&line, format] { line.action = [format](const Context& context) { return sensors(context, *format); }; });
+}
+
+}  // namespace kvrnctl

@@ -1,0 +1,123 @@
+// SPDX-License-Identifier: MIT
+// A metric is one row: where its value stands in the document, and what divides it to the base unit of its name.
+#include <fmt/core.h>
+
+#include <array>
+
+#include "tools/kvrnctl/sensors.hpp"
+
+namespace kvrnctl {
+namespace {
+
+struct Metric {
+  const char* name;
+  const char* key;
+  double scale;
+  const char* help;
+};
+
+constexpr std::array psu_metrics{
+    Metric{"kvrn_psu_usable", "usable", 1, "1: the source counts towards the power budget"},
+    Metric{"kvrn_psu_output_volts", "output_voltage_mv", 1e3, "Output voltage of an input supply"},
+    Metric{"kvrn_psu_output_amperes", "output_current_ma", 1e3, "Output current of an input supply"},
+    Metric{"kvrn_psu_temperature_celsius", "temperature_c", 1, "Temperature of a supply or battery"},
+    Metric{"kvrn_battery_present", "present", 1, "1: the battery is there"},
+    Metric{"kvrn_battery_mains", "mains", 1, "1: an input has mains"},
+    Metric{"kvrn_battery_charging", "charging", 1, "1: the battery is being charged"},
+    Metric{"kvrn_battery_charger_enabled", "charger_enabled", 1, "1: the battery's charger is enabled"},
+    Metric{"kvrn_battery_volts", "voltage_mv", 1e3, "Battery voltage"},
+    Metric{"kvrn_battery_amperes", "current_ma", 1e3, "Battery current, negative while charging"},
+    Metric{"kvrn_battery_charge_ratio", "charge_pct", 100, "State of charge, 0 to 1"},
+    Metric{"kvrn_battery_time_to_empty_seconds", "time_to_empty_s", 1, "Time until the battery is empty"},
+    Metric{"kvrn_battery_time_to_full_seconds", "time_to_full_s", 1, "Time until the battery is full"},
+    Metric{"kvrn_battery_full_capacity_ampere_hours", "full_capacity_mah", 1e3, "Capacity when fully charged"},
+    Metric{"kvrn_battery_design_capacity_ampere_hours", "design_capacity_mah", 1e3, "Capacity when new"},
+    Metric{"kvrn_battery_cycles", "cycle_count", 1, "Charging cycles so far"},
+};
+constexpr std::array output_metrics{
+    Metric{"kvrn_output_enabled", "enabled", 1, "1: on, and not stopped by its protection"},
+    Metric{"kvrn_output_state", "state_code", 1, "0 normal, 1 shed, 2 overload, 3 protected, 4 idle, 5 configured off"},
+    Metric{"kvrn_output_volts", "voltage_mv", 1e3, "Voltage of a DC output"},
+    Metric{"kvrn_output_amperes", "current_ma", 1e3, "Current of a DC output"},
+    Metric{"kvrn_output_watts", "power_uw", 1e6, "Power that a DC output delivers"},
+    Metric{"kvrn_output_limit_watts", "max_power_uw", 1e6, "Power that one DC output may draw"},
+};
+constexpr std::array board_metrics{
+    Metric{"kvrn_board_temperature_celsius", "temperature_c", 1, "Temperature of the board"},
+};
+constexpr std::array device_metrics{
+    Metric{"kvrn_power_meter", "power_meter", 1, "The number of the power meter's file, in its own unit"},
+    Metric{"kvrn_locate_led", "locate_led", 1, "1: the locating LED is requested"},
+    Metric{"kvrn_psu_data_stable", "psu_data_stable", 1, "1: the readings of the sources have settled"},
+};
+// Of the sources that the readings come from.
+constexpr std::array age_metrics{
+    Metric{"kvrn_psu_readings_age_seconds", "psus", 1, "Age of the readings of the power sources"},
+    Metric{"kvrn_output_readings_age_seconds", "outputs", 1,
+           "Age of the readings of the outputs; above 10 the monitor has stopped"},
+};
+
+std::string quoted(const std::string& text) {
+  std::string out;
+  for (const char c : text) {
+    if (c == '\\' || c == '"') out += '\\';
+    if (c == '\n')
+      out += "\\n";
+    else
+      out += c;
+  }
+  return '"' + out + '"';
+}
+
+std::string sample(const Metric& metric, const std::string& labels, const json& value) {
+  const double number = value.is_boolean() ? (value.get<bool>() ? 1 : 0) : value.get<double>();
+  return fmt::format("{}{} {}\n", metric.name, labels, number / metric.scale);
+}
+
+// The samples of one metric stand together behind its help.
+void add(std::string& text, const Metric& metric, const std::string& samples) {
+  if (samples.empty()) return;
+  text += fmt::format("# HELP {0} {1}\n# TYPE {0} gauge\n{2}", metric.name, metric.help, samples);
+}
+
+template <std::size_t Count>
+void add_list(std::string& text, const std::array<Metric, Count>& metrics, const json& entries, const char* label) {
+  for (const Metric& metric : metrics) {
+    std::string samples;
+    for (const json& entry : entries) {
+      const auto value = entry.find(metric.key);
+      if (value == entry.end() || value->is_null()) continue;
+      std::string labels = fmt::format("{{{}=\"{}\"", label, entry["id"].dump());
+      if (entry.contains("type")) labels += ",type=" + quoted(entry["type"]);
+      samples += sample(metric, labels + '}', *value);
+    }
+    add(text, metric, samples);
+  }
+}
+
+template <std::size_t Count>
+void add_values(std::string& text, const std::array<Metric, Count>& metrics, const json& values) {
+  for (const Metric& metric : metrics)
+    if (const json& value = values[metric.key]; !value.is_null()) add(text, metric, sample(metric, "", value));
+}
+
+}  // namespace
+
+std::string metrics_text(const SensorReading& reading) {
+  const json& section = reading.section;
+  const json board = board_section();
+  const auto label = [&](const char* key) { return quoted(board[key].is_string() ? board[key] : json("")); };
+  std::string text;
+  add(text, {"kvrn_board_info", "", 1, "What the board is; always 1"},
+      fmt::format("kvrn_board_info{{model={},system_id={}}} 1\n", label("model"), label("system_id")));
+  add_list(text, psu_metrics, section["psus"], "psu");
+  add_list(text, output_metrics, section["outputs"], "output");
+  add_list(text, board_metrics, section["board_temperatures"], "sensor");
+  add_values(text, device_metrics, section);
+  const json& outputs = reading.output_source;
+  add_values(text, age_metrics,
+             {{"psus", reading.psu_source["age_s"]}, {"outputs", outputs.is_null() ? outputs : outputs["age_s"]}});
+  return text;
+}
+
+}  // namespace kvrnctl

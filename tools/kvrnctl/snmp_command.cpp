@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: MIT
+// snmp dump: the table as the agent would serve it, without an agent.
+#include "tools/kvrnctl/command.hpp"
+#include "tools/snmp/host.hpp"
+
+namespace kvrnctl {
+namespace {
+
+json object_section(const snmp_host::Object& object) {
+  json out{{"oid", snmp_host::to_text(object.oid)}, {"type", snmp_host::type_name(object)}};
+  if (object.type == SNMP_TYPE_INTEGER)
+    out["value"] = static_cast<std::int32_t>(object.number);
+  else if (object.type == SNMP_TYPE_OCTET_STRING)
+    out["value"] = object.bytes;
+  else if (object.type == SNMP_TYPE_OBJECT_ID)
+    out["value"] = snmp_host::to_text(object.object_id);
+  else
+    out["value"] = object.number;
+  return out;
+}
+
+Result dump(const Context& context) {
+  Result result;
+  snmp_host::ObjectTable table;
+  std::string error;
+  if (snmp_host::update(::module, table, error) != 0) result.fail(Exit::failed, error);
+  json list = json::array();
+  for (const snmp_host::Object& object : table.objects()) {
+    if (context.json) list.push_back(object_section(object));
+    result.text += snmp_host::to_text(object) + '\n';
+  }
+  result.data["objects"] = std::move(list);
+  return result;
+}
+
+}  // namespace
+
+void add_snmp_commands(CommandLine& line) {
+  CLI::App* snmp = line.app.add_subcommand("snmp", "What the SNMP agent serves");
+  snmp->require_subcommand(1);
+  line.add(*snmp, "dump", "Every object of the tree, as snmpwalk -On writes it")->callback([&line] {
+    line.action = dump;
+  });
+}
+
+}  // namespace kvrnctl

@@ -1,0 +1,133 @@
+// SPDX-License-Identifier: MIT
+#include "tools/snmp/object_table.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+
+namespace snmp_host {
+namespace {
+
+constexpr std::size_t longest_oid = 128;  // arcs, of the protocol
+
+struct Type {
+  std::uint8_t tag;
+  const char* name;  // as snmpwalk writes it
+};
+constexpr std::array types{Type{SNMP_TYPE_INTEGER, "INTEGER"}, Type{SNMP_TYPE_OCTET_STRING, "STRING"},
+                           Type{SNMP_TYPE_OBJECT_ID, "OID"},   Type{SNMP_TYPE_COUNTER32, "Counter32"},
+                           Type{SNMP_TYPE_GAUGE32, "Gauge32"}, Type{SNMP_TYPE_TIMETICKS, "Timeticks"}};
+
+const Type* type_of(std::uint8_t tag) {
+  const auto found = std::ranges::find(types, tag, &Type::tag);
+  return found == types.end() ? nullptr : &*found;
+}
+
+bool before(const Object& a, const Object& b) { return compare(a.oid, b.oid) < 0; }
+
+std::string ticks(std::uint32_t hundredths) {
+  const std::uint32_t seconds = hundredths / 100;
+  const std::uint32_t days = seconds / 86400;
+  const std::string day = days == 0 ? "" : fmt::format("{} day{}, ", days, days == 1 ? "" : "s");
+  return fmt::format("({}) {}{}:{:02}:{:02}.{:02}", hundredths, day, seconds / 3600 % 24, seconds / 60 % 60,
+                     seconds % 60, hundredths % 100);
+}
+
+bool is_printable(unsigned char c) { return std::isprint(c) != 0 || std::isspace(c) != 0; }
+
+std::string quoted(const std::string& bytes) {
+  std::string text;
+  if (std::ranges::all_of(bytes, is_printable)) {
+    for (const char c : bytes) text += (c == '"' || c == '\\') ? fmt::format("\\{}", c) : std::string(1, c);
+    return '"' + text + '"';
+  }
+  for (const char c : bytes) text += fmt::format("{:02X} ", static_cast<unsigned char>(c));
+  return text;
+}
+
+}  // namespace
+
+Arcs arcs_of(const snmp_oid_word* oid) {
+  const std::size_t words = oid[0];
+  if (words == 0 || words >= longest_oid) return {};
+  // The first word holds two arcs; only the third tree (2) has second arcs above 39.
+  const std::uint32_t first = std::min(oid[1] / 40, 2U);
+  Arcs arcs{first, oid[1] - first * 40};
+  arcs.insert(arcs.end(), oid + 2, oid + 1 + words);
+  return arcs;
+}
+
+ObjectTable::Result ObjectTable::add(const snmp_oid_word* oid, const snmp_value& value) {
+  Object object{.oid = arcs_of(oid), .type = value.type, .number = 0, .bytes = {}, .object_id = {}};
+  if (object.oid.empty()) return bad_identifier;
+  if (type_of(value.type) == nullptr) return bad_value;
+  if (value.type == SNMP_TYPE_OCTET_STRING) {
+    object.bytes.assign(value.as.text.bytes, value.as.text.length);
+  } else if (value.type == SNMP_TYPE_OBJECT_ID) {
+    object.object_id = arcs_of(value.as.oid);
+    if (object.object_id.empty()) return bad_value;
+  } else {
+    object.number = value.as.number;
+  }
+  objects_.push_back(std::move(object));
+  return added;
+}
+
+void ObjectTable::finish() {
+  std::ranges::stable_sort(objects_, before);
+  const auto same = [](const Object& a, const Object& b) { return a.oid == b.oid; };
+  // unique() keeps the first of equals: from the end that is the later one.
+  const auto kept = std::unique(objects_.rbegin(), objects_.rend(), same);
+  objects_.erase(objects_.begin(), kept.base());
+}
+
+const Object* ObjectTable::next(std::span<const std::uint32_t> oid, bool inclusive) const {
+  const auto found = std::ranges::partition_point(objects_, [&](const Object& object) {
+    const auto order = compare(object.oid, oid);
+    return order < 0 || (order == 0 && !inclusive);
+  });
+  return found == objects_.end() ? nullptr : &*found;
+}
+
+const Object* ObjectTable::find(std::span<const std::uint32_t> oid) const {
+  const Object* object = next(oid, true);
+  return object != nullptr && compare(object->oid, oid) == 0 ? object : nullptr;
+}
+
+std::strong_ordering compare(std::span<const std::uint32_t> a, std::span<const std::uint32_t> b) {
+  return std::lexicographical_compare_three_way(a.begin(), a.end(), b.begin(), b.end());
+}
+
+std::string to_text(const Arcs& oid) { return fmt::format(".{}", fmt::join(oid, ".")); }
+
+const char* type_name(const Object& object) {
+  const Type* type = type_of(object.type);
+  return type == nullptr ? "unknown" : type->name;
+}
+
+std::string value_text(const Object& object) {
+  switch (object.type) {
+    case SNMP_TYPE_INTEGER:
+      return std::to_string(static_cast<std::int32_t>(object.number));
+    case SNMP_TYPE_OCTET_STRING:
+      return quoted(object.bytes);
+    case SNMP_TYPE_OBJECT_ID:
+      return to_text(object.object_id);
+    case SNMP_TYPE_TIMETICKS:
+      return ticks(object.number);
+    default:
+      return std::to_string(object.number);
+  }
+}
+
+std::string to_text(const Object& object) {
+  // snmpwalk gives an empty text no type.
+  if (object.type == SNMP_TYPE_OCTET_STRING && object.bytes.empty()) return to_text(object.oid) + " = \"\"";
+  const bool hexadecimal = object.type == SNMP_TYPE_OCTET_STRING && !std::ranges::all_of(object.bytes, is_printable);
+  return fmt::format("{} = {}{}: {}", to_text(object.oid), hexadecimal ? "Hex-" : "", type_name(object),
+                     value_text(object));
+}
+
+}  // namespace snmp_host

@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: MIT
+// A host's object database: what one update of the module added, in the order of the identifiers.
+#pragma once
+
+#include <kvrn/snmp.h>
+
+#include <compare>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace snmp_host {
+
+using Arcs = std::vector<std::uint32_t>;
+
+struct Object {
+  Arcs oid;
+  std::uint8_t type = 0;     // enum snmp_type
+  std::uint32_t number = 0;  // INTEGER, Gauge32, Counter32, TimeTicks
+  std::string bytes;         // OCTET STRING
+  Arcs object_id;            // OBJECT IDENTIFIER
+};
+
+class ObjectTable {
+ public:
+  // What a host answers to odb_add().
+  enum Result { added = 0, bad_identifier = 1, bad_value = 2 };
+
+  Result add(const snmp_oid_word* oid, const snmp_value& value);
+  void clear() { objects_.clear(); }
+  // Sorts what was added; of two objects with one identifier the later one stays. Lookups need it.
+  void finish();
+
+  std::span<const Object> objects() const { return objects_; }
+  const Object* find(std::span<const std::uint32_t> oid) const;
+  // The first object behind the identifier, or at it when `inclusive`. Null behind the last.
+  const Object* next(std::span<const std::uint32_t> oid, bool inclusive) const;
+
+ private:
+  std::vector<Object> objects_;
+};
+
+// The arcs of an identifier in the module's format; empty when it is none.
+Arcs arcs_of(const snmp_oid_word* oid);
+
+std::strong_ordering compare(std::span<const std::uint32_t> a, std::span<const std::uint32_t> b);
+
+// ".1.3.6.1 = INTEGER: 1", as snmpwalk -On writes it.
+std::string to_text(const Object& object);
+std::string to_text(const Arcs& oid);
+std::string value_text(const Object& object);
+const char* type_name(const Object& object);
+
+}  // namespace snmp_host
