@@ -33,6 +33,8 @@ if(SCDOC AND KVRN_TOOLS)
   add_custom_target(manuals ALL DEPENDS ${manuals})
 endif()
 if(KVRN_TOOLS)
-  install(FILES tools/kvrnctl/kvrnctl.bash RENAME kvrnctl
-    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+  foreach(tool kvrnctl kvrn-monitord)
+    install(FILES tools/${tool}/${tool}.bash RENAME ${tool}
+      DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+  endforeach()
 endif()

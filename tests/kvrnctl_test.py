@@ -234,13 +234,14 @@ class Terminal(unittest.TestCase):
 
 class Completion(unittest.TestCase):
     def complete(self, device, line):
+        tool = line.split()[0]
         script = f"""
           source /usr/share/bash-completion/bash_completion
-          source {SOURCE}/tools/kvrnctl/kvrnctl.bash
+          source {SOURCE}/tools/{tool}/{tool}.bash
           COMP_LINE={line!r}; COMP_POINT=${{#COMP_LINE}}
           read -ra COMP_WORDS <<< "$COMP_LINE"; [[ $COMP_LINE == *' ' ]] && COMP_WORDS+=('')
           COMP_CWORD=$((${{#COMP_WORDS[@]}} - 1))
-          _kvrnctl 2>/dev/null; printf '%s\\n' "${{COMPREPLY[@]}}" """
+          _{tool.replace('-', '_')} 2>/dev/null; printf '%s\\n' "${{COMPREPLY[@]}}" """
         done = subprocess.run([BIN + "/kvrn-sim", "run", device.root, "--", "bash", "-c", script], capture_output=True,
                               text=True, env={**os.environ, "PATH": BIN + ":" + os.environ["PATH"]})
         return done.stdout.split()
@@ -258,6 +259,7 @@ class Completion(unittest.TestCase):
         self.assertEqual(self.complete(device, "kvrnctl charge current 10"), ["1000"])
         self.assertEqual(self.complete(device, "kvrnctl alarms set insuff"), ["insufficient-power"])
         self.assertIn("renumber", self.complete(device, "kvrnctl cfg "))
+        self.assertEqual(self.complete(device, "kvrn-monitord --p"), ["--period", "--pid-file"])
         self.assertIn("battery.3", self.complete(device, "kvrnctl get battery."))
 
 

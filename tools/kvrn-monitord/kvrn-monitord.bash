@@ -1,0 +1,11 @@
+# bash completion for kvrn-monitord                               -*- shell-script -*-
+
+_kvrn_monitord() {
+  local cur prev words cword
+  _init_completion -s || return
+  case $prev in
+    --pid-file) _filedir ;;
+    --period) ;;
+    *) mapfile -t COMPREPLY < <(compgen -W "--period --once --background --pid-file --help --version" -- "$cur") ;;
+  esac
+} && complete -F _kvrn_monitord kvrn-monitord
