@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """kvrn-monitord: one instance, what it publishes, and what it survives."""
 import collections
+import contextlib
 import os
 import re
 import shutil
@@ -44,6 +45,12 @@ class Monitor:
 def stamp_age(device, path):
     with open(device.path(path), "rb") as file:
         return int(time.clock_gettime(time.CLOCK_MONOTONIC)) - struct.unpack(">q", file.read()[-8:])[0]
+
+
+def stamp_image(device, path, stamp):
+    with open(device.path(path), "r+b") as file:
+        file.seek(-8, os.SEEK_END)
+        file.write(struct.pack(">q", stamp))
 
 
 class Publishing(unittest.TestCase):
@@ -99,7 +106,8 @@ class Surviving(unittest.TestCase):
         time.sleep(4 * PERIOD)
         for path, size in ((PSU, 552), (OUTPUT, 80), (BATTERY, 360)):
             self.assertEqual(os.path.getsize(device.path(path)), size)
-            self.assertLessEqual(stamp_age(device, path), 1, path)
+            self.assertLessEqual(abs(stamp_age(device, path)), 1, path)
+        self.assertEqual(device.run("psu", "--source", "cache").status, 0)
 
     def test_removed_truncated_and_replaced_images(self):
         device = Device("four-source")
@@ -117,6 +125,29 @@ class Surviving(unittest.TestCase):
             time.sleep(3 * PERIOD)
             for path in (PSU, OUTPUT, BATTERY):
                 os.rmdir(device.path(path))
+            self.fresh(device)
+            for stamp in (-7, 2**62):  # of a time that never was
+                for path in (PSU, OUTPUT, BATTERY):
+                    stamp_image(device, path, stamp)
+                self.fresh(device)
+            self.assertEqual(monitor.descriptors(), descriptors)
+
+    def test_a_full_tmp(self):
+        device = Device("four-source")
+        filler = device.full_tmp()
+        with Monitor(device) as monitor:
+            self.assertEqual(device.run("psu", "--source", "cache").status, 1)
+            os.remove(filler)
+            self.fresh(device)
+            descriptors = monitor.descriptors()
+            monitor.process.send_signal(signal.SIGSTOP)
+            for path in (PSU, OUTPUT, BATTERY):
+                os.truncate(device.path(path), 0)
+            filler = device.full_tmp()
+            monitor.process.send_signal(signal.SIGCONT)
+            time.sleep(3 * PERIOD)
+            self.assertEqual([os.path.getsize(device.path(path)) for path in (PSU, OUTPUT, BATTERY)], [0, 0, 0])
+            os.remove(filler)
             self.fresh(device)
             self.assertEqual(monitor.descriptors(), descriptors)
 
@@ -151,6 +182,26 @@ class Managed(unittest.TestCase):
             manager.settimeout(1)
             while heard[-1] != "STOPPING=1":
                 heard.append(manager.recv(100).decode())
+
+    def test_hanging_hardware_silences_the_watchdog_and_its_readings_are_left(self):
+        device = Device("four-source")
+        path = new_folder() + "/notify"
+        with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as manager:
+            manager.bind(path)
+            monitor = Monitor(device, env={"NOTIFY_SOCKET": path, "WATCHDOG_USEC": "300000"}).__enter__()
+            register = device.path("/i2c/2-0b/09")
+            os.remove(register)
+            os.mkfifo(register)  # who asks for it waits for ever
+            time.sleep(2 * PERIOD)
+            manager.settimeout(0.1)
+            with contextlib.suppress(TimeoutError):
+                while True:
+                    manager.recv(100)
+            manager.settimeout(1)
+            self.assertRaises(TimeoutError, manager.recv, 100)
+            stamp_image(device, PSU, int(time.clock_gettime(time.CLOCK_MONOTONIC)) - 11)  # ten seconds later
+            self.assertEqual(device.run("psu", "--source", "cache").status, 3)
+            self.assertEqual(monitor.end(signal.SIGABRT)[0], -signal.SIGABRT)  # as the manager ends it
 
 
 if __name__ == "__main__":

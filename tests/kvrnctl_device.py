@@ -1,11 +1,13 @@
 # SPDX-License-Identifier: MIT
 """What the tests of the command line tools share: a simulated device, and programs run on it."""
 import atexit
+import contextlib
 import json
 import os
 import shutil
 import subprocess
 import tempfile
+import unittest
 
 BIN = os.environ["KVRN_BIN"]
 SOURCE = os.environ["KVRN_SOURCE"]
@@ -39,6 +41,20 @@ class Device:
 
     def path(self, name):
         return self.root + name
+
+    def full_tmp(self):
+        """Gives the device a /tmp of four pages, and fills it. @return the file that fills it"""
+        if not os.path.ismount(self.path("/tmp")):
+            done = subprocess.run(["mount", "-t", "tmpfs", "-o", "size=16k", "kvrn-test", self.path("/tmp")],
+                                  capture_output=True, text=True)
+            if done.returncode != 0:
+                raise unittest.SkipTest("NOT TESTED: a full /tmp, which takes the right to mount: " + done.stderr)
+            atexit.register(subprocess.run, ["umount", "-l", self.path("/tmp")])  # before the folder goes
+        filler = self.path("/tmp/filler")
+        with open(filler, "ab", buffering=0) as file, contextlib.suppress(OSError):
+            while True:
+                file.write(bytes(4096))
+        return filler
 
     def command(self, *words):
         return [BIN + "/kvrn-sim", "run", self.root, "--", BIN + "/kvrnctl", *words]

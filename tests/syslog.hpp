@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the library logs, and how urgently. For one file of a program: its own syslog stands before the C library's.
+// What the library logs, unless masked, and how urgently. For one file of a program: its own syslog stands before the C library's.
 #pragma once
 
 #include <syslog.h>
@@ -11,6 +11,7 @@
 inline std::string logged;  // "priority text" lines
 
 extern "C" __attribute__((visibility("default"))) void syslog(int priority, const char* format, ...) {
+  if ((LOG_MASK(LOG_PRI(priority)) & ::setlogmask(0)) == 0) return;
   char text[512];
   va_list args;
   va_start(args, format);

@@ -32,13 +32,17 @@ Publisher::Publisher()
 
 bool Publisher::refresh() {
   const std::int64_t start = ::get_timestamp_mono();
+  // At each attempt the library says why a file cannot be written; the first time is enough.
+  const int mask = ::setlogmask(working_ ? 0 : LOG_UPTO(LOG_ERR));
   // The battery first: the readout of the power sources takes it from the file, so the bus is read once a period.
-  if (smart_battery_) publish_battery();
+  bool published = !smart_battery_ || publish_battery();
   psus_->update(psus_.get());
   limit_mw_ = limit_of(::get_max_usable_power_ex(0, psus_.get()));
   outputs_->update(outputs_.get());
   // An update's result is no status; the files are.
-  const bool published = is_published(kvrn::psu_cache_file, start) && is_published(kvrn::output_cache_file, start);
+  for (const kvrn::ImageSpec& cache : {kvrn::psu_cache_file, kvrn::output_cache_file})
+    published = is_published(cache, start) && published;
+  (void)::setlogmask(mask);
   log_change(published);
   return published;
 }
@@ -51,22 +55,24 @@ bool Publisher::is_published(const kvrn::ImageSpec& spec, std::int64_t since) {
          stamp >= since;
 }
 
-void Publisher::publish_battery() {
+bool Publisher::publish_battery() {
   kvrn::drop_if_replaced(battery_file, battery_image_);
   if (battery_image_.start == nullptr) {
     kvrn::Fd fd = kvrn::open_for_writing(battery_file, nullptr);
-    if (!fd || !kvrn::map_for_writing(battery_file, std::move(fd), battery_image_)) return;
+    if (!fd || !kvrn::map_for_writing(battery_file, std::move(fd), battery_image_)) return false;
   }
   raw_battery_image image{};
   // Without a bus there is nothing to publish: the file ages, and readers ask on their own.
-  if (::sbs_battery_get_direct(&image.records[smart_battery_psu]) == 0) return;
+  const std::int64_t start = ::get_timestamp_mono();
+  if (::sbs_battery_get_direct(&image.records[smart_battery_psu]) == 0) return true;
   (void)kvrn::publish(battery_file, battery_image_, std::as_bytes(std::span(image.records)));
+  return is_published(kvrn::raw_battery_file, start);
 }
 
 void Publisher::log_change(bool working) {
   if (working == working_) return;
   working_ = working;
-  ::syslog(working ? LOG_NOTICE : LOG_ERR, working ? "publishing again" : "a cache cannot be written, trying again");
+  ::syslog(working ? LOG_NOTICE : LOG_ERR, working ? "publishing again" : "a file cannot be written, trying again");
 }
 
 }  // namespace monitord

@@ -21,11 +21,11 @@ class Publisher {
   explicit operator bool() const { return psus_ && outputs_; }
 
   // Reads the hardware once and publishes it. Failures are logged when they begin and when they end.
-  // @return both caches hold this reading
+  // @return every file holds this reading
   bool refresh();
 
  private:
-  void publish_battery();
+  bool publish_battery();
   static bool is_published(const kvrn::ImageSpec& spec, std::int64_t since);
   void log_change(bool working);
 
