@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: MIT
 """kvrnctl outputs, budget, alarms, state, charge, capacity, watch."""
+import os
 import struct
 import time
 import unittest
@@ -36,8 +37,30 @@ class Power(unittest.TestCase):
         self.assertEqual(budget["free_mw"], 480000 - budget["drawn_mw"])
         self.assertEqual(device.run("state", "--json").json()["state"]["code"], 11)
         device.set("file", "/tmp/.dc-problem1", "1")
-        self.assertEqual(device.run("state").out, "9  output stopped by its protection\n")
+        self.assertIn("9  output stopped by its protection\n", device.run("state").out)
         self.assertEqual(Device("generic").run("budget").status, 4)
+
+    def test_an_image_that_cannot_be_used_is_named(self):
+        device = Device("four-source")
+        os.mkdir(device.path("/tmp/.psu_info_cache"))
+        os.symlink("loop", device.path("/etc/persistent/loop"))
+        os.symlink("loop", device.path("/etc/persistent/battery_data_1"))
+        for command in ("budget", "state"):
+            self.assertIn("(/tmp/.psu_info_cache: Is a directory)", device.run(command).out)
+            self.assertIn("Is a directory", device.run(command, "--json").json()["source"]["reason"])
+        self.assertEqual(device.run("capacity", "--json").json()["errors"],
+                         ["/etc/persistent/battery_data_1: Too many levels of symbolic links"])
+
+    def test_an_alarm_that_cannot_be_stored_is_an_error(self):
+        device = Device("three-source")
+        os.remove(device.full_tmp())
+        self.assertEqual(device.run("alarms", "set", "output-protection.1", "1").status, 0)
+        device.full_tmp()
+        for name, value, kept in (("output-protection.0", 3, 0), ("output-config.0", 2, 0), ("insufficient-power", 1, 0),
+                                  ("overload-request.0", 0, 1)):
+            run = device.run("alarms", "set", name, str(value), "--json")
+            self.assertEqual((run.status, run.json()["alarm"]["value"]), (1, kept), name)
+            self.assertIn(f"{name} cannot be set, it is {kept}", run.err)
 
     def test_alarms_are_set_by_name(self):
         device = Device("three-source")
@@ -77,6 +100,17 @@ class Power(unittest.TestCase):
         self.assertEqual(watch.status, 0)
         self.assertEqual(watch.out.count("Charge 3 [#######################.......] 78.0 %"), 2)
         self.assertNotIn("\033", watch.out)
+        for period in ("nan", "inf", "-1", "0", "1e9"):
+            self.assertEqual(device.run("watch", "--count", "1", "--period", period).status, 2, period)
+
+    def test_watch_keeps_its_period_without_battery_files(self):
+        device = Device("four-source")  # with these files missing the library takes 600 ms for a battery's state
+        device.set("gpio", "110", "0")
+        start = time.monotonic()
+        self.assertEqual(device.run("watch", "--count", "3", "--period", "1.5").status, 0)
+        self.assertLess(time.monotonic() - start, 2 * 1.5 + 3)
+        self.assertIn("low-voltage.2", {alarm["id"] for alarm in device.run("alarms", "--json").json()["alarms"]
+                                        if alarm["raised"]})
 
 
 if __name__ == "__main__":

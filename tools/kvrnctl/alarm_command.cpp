@@ -69,8 +69,13 @@ Result set(const Options& options) {
       {"id", options.name}, {"before", before}, {"value", options.value}, {"dry_run", options.dry_run}};
   if (options.dry_run)
     result.text = fmt::format("would set {} from {} to {}\n", options.name, before, options.value);
-  else if (!alarm->set(index, options.value))
-    result.fail(Exit::failed, fmt::format("{}: the flag file cannot be written", options.name));
+  else if (!alarm->set(index, options.value)) {
+    // A full /tmp lets a file be opened that nothing can be written to: the flag reads as its default.
+    const int now = alarm->get(index);
+    result.data["alarm"]["value"] = now;
+    result.fail(Exit::failed, fmt::format("{} cannot be set, it is {}: /tmp is full, or the flag file is not writable",
+                                          options.name, now));
+  }
   return result;
 }
 

@@ -17,7 +17,7 @@ struct Alarm {
   const char* name;
   Index index;
   int (*get)(int index);
-  bool (*set)(int index, int value);  // null: only its owner sets it
+  bool (*set)(int index, int value);  // whether it reads so now; null: only its owner sets it
   bool (*raised)(int value);
   const char* meaning;
 };

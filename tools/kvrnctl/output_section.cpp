@@ -1,12 +1,16 @@
 // SPDX-License-Identifier: MIT
+#include <fcntl.h>
 #include <fmt/core.h>
 #include <kvrn/status.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <array>
-#include <climits>
+#include <cerrno>
 
 #include "tools/kvrnctl/cache_probe.hpp"
 #include "tools/kvrnctl/power_sections.hpp"
+#include "util/handle.hpp"
 
 namespace kvrnctl {
 namespace {
@@ -76,20 +80,31 @@ OutputReading read_outputs() {
   return reading;
 }
 
-json budget_section() {
-  psu_info psus[KVRN_PSU_MAX]{};
-  (void)::psu_info_get_all(psus, nullptr);
-  const int available = ::get_max_power(psus);
-  const int drawn = ::get_output_power(0);
-  return {{"available_mw", available == 0 ? json(nullptr) : json(available)},
-          {"single_supply_limit_mw", available == 0 ? json(nullptr) : json(::get_max_power_single_ex(psus, 1))},
-          {"drawn_mw", drawn},
-          {"free_mw", available == 0 ? json(nullptr) : json(available - drawn)},
-          {"inputs_with_mains", ::psu_info_ac_connected()},
-          {"charging_mw", ::get_max_charging_power(2)}};
+namespace {
+
+// As many records as the library expects, whatever the board has.
+std::array<psu_info, KVRN_PSU_MAX> records_of(const PsuReading& reading) {
+  std::array<psu_info, KVRN_PSU_MAX> records{};
+  std::ranges::copy(reading.records, records.begin());
+  return records;
 }
 
-json state_section() {
+}  // namespace
+
+json budget_section(const PsuReading& psus) {
+  const auto records = records_of(psus);
+  const int available = ::get_max_power(records.data());
+  const int drawn = ::get_output_power(0);
+  return {
+      {"available_mw", available == 0 ? json(nullptr) : json(available)},
+      {"single_supply_limit_mw", available == 0 ? json(nullptr) : json(::get_max_power_single_ex(records.data(), 1))},
+      {"drawn_mw", drawn},
+      {"free_mw", available == 0 ? json(nullptr) : json(available - drawn)},
+      {"inputs_with_mains", ::psu_info_ac_connected()},
+      {"charging_mw", ::get_max_charging_power(2)}};
+}
+
+json state_section(const PsuReading& psus) {
   static constexpr std::array<const char*, 15> meanings{"running on mains, battery idle",
                                                         "running on battery",
                                                         nullptr,
@@ -105,15 +120,28 @@ json state_section() {
                                                         "calibrating the battery",
                                                         "battery error",
                                                         "running on mains without a battery"};
-  psu_info psus[KVRN_PSU_MAX]{};
-  (void)::psu_info_get_all(psus, nullptr);
-  const int code = ::get_device_state(psus);
+  const int code = ::get_device_state(records_of(psus).data());
   const bool named = code >= 0 && static_cast<std::size_t>(code) < meanings.size() &&
                      meanings[static_cast<std::size_t>(code)] != nullptr;
   return {{"code", code}, {"meaning", named ? json(meanings[static_cast<std::size_t>(code)]) : json(nullptr)}};
 }
 
-json capacity_section() {
+namespace {
+
+// Opens what the library opens, for the reason that the library does not tell.
+void note_unreadable(const char* base, int psu, std::vector<std::string>& errors) {
+  const char* path = ::get_filename_bat_psu_id(base, psu - 2);
+  const kvrn::Fd fd = kvrn::Fd::open(path, O_RDONLY | O_NONBLOCK);
+  if (!fd && errno != ENOENT) errors.push_back(fmt::format("{}: {}", path, errno_text(errno)));
+}
+
+}  // namespace
+
+bool has_battery_file(const char* base, int psu) {
+  return ::access(::get_filename_bat_psu_id(base, psu - 2), F_OK) == 0;
+}
+
+json capacity_section(std::vector<std::string>& errors) {
   const std::int64_t capacity = ::read_lcm_battery_capacity_mah();
   json out{{"capacity_mah", capacity}};
   json list = json::array();
@@ -121,12 +149,16 @@ json capacity_section() {
     int32_t time_s = 0;
     int32_t third = 0;
     int32_t percentage = 100;
-    const int charge = ::get_battery_data(psu, &time_s, &third);
+    constexpr int unknown = -2;
+    for (const char* base :
+         {battery_info, "/tmp/.calibrating", "/etc/persistent/battery_data", "/etc/persistent/battery_data2"})
+      note_unreadable(base, psu, errors);
+    const int charge = has_battery_file(battery_info, psu) ? ::get_battery_data(psu, &time_s, &third) : unknown;
     const int calibrating = ::read_battery_calibrating(psu, &percentage);
     const int resistance = ::get_battery_internal_resistance(psu);
     list.push_back({{"id", psu},
-                    {"charge_pct", charge == -2 ? json(nullptr) : json(charge)},
-                    {"time_s", charge == -2 ? json(nullptr) : json(time_s)},
+                    {"charge_pct", charge == unknown ? json(nullptr) : json(charge)},
+                    {"time_s", charge == unknown ? json(nullptr) : json(time_s)},
                     {"internal_resistance", resistance == 0 ? json(nullptr) : json(resistance)},
                     {"calibrating", calibrating != 0},
                     {"calibration_pct", calibrating != 0 ? json(percentage) : json(nullptr)}});

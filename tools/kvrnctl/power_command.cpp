@@ -23,8 +23,12 @@ Result outputs(const Context& context) {
 
 Result budget(const Context&) {
   Result result;
-  result.data["budget"] = budget_section();
-  result.text = fields(result.data["budget"], "");
+  const PsuReading psus = read_psus(Source::automatic);
+  result.data["source"] = psus.source;
+  result.data["outputs_source"] = read_outputs().source;
+  result.data["budget"] = budget_section(psus);
+  result.text =
+      fields(result.data["budget"], "") + '\n' + source_line(psus.source) + source_line(result.data["outputs_source"]);
   if (result.data["budget"]["available_mw"].is_null())
     result.fail(Exit::not_on_this_board, "this board has no power budget");
   return result;
@@ -32,9 +36,12 @@ Result budget(const Context&) {
 
 Result state(const Context&) {
   Result result;
-  result.data["state"] = state_section();
+  const PsuReading psus = read_psus(Source::automatic);
+  result.data["source"] = psus.source;
+  result.data["state"] = state_section(psus);
   const json& section = result.data["state"];
-  result.text = fmt::format("{}  {}\n", section["code"].dump(), humanize("meaning", section["meaning"]));
+  result.text = fmt::format("{}  {}\n{}", section["code"].dump(), humanize("meaning", section["meaning"]),
+                            source_line(psus.source));
   return result;
 }
 
@@ -45,7 +52,7 @@ Result capacity(const Context&) {
     result.fail(Exit::not_on_this_board, "this board has no battery");
     return result;
   }
-  result.data["capacity"] = capacity_section();
+  result.data["capacity"] = capacity_section(result.errors);
   const json& section = result.data["capacity"];
   result.text = fields(section, "");
   for (const json& battery : section["batteries"])

@@ -13,8 +13,13 @@ struct OutputReading {
 OutputReading read_outputs();
 json output_section(const output_status& output, int id);
 
-json budget_section();
-json state_section();
-json capacity_section();
+json budget_section(const PsuReading& psus);
+json state_section(const PsuReading& psus);
+// What keeps a file from being read goes into `errors`; a file that is not there is no error.
+json capacity_section(std::vector<std::string>& errors);
+
+// Whether a battery's file ("/tmp/.battery_info") is there. Asking the library for one that is not takes 600 ms.
+inline constexpr const char* battery_info = "/tmp/.battery_info";
+bool has_battery_file(const char* base, int psu);
 
 }  // namespace kvrnctl

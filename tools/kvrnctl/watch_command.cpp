@@ -5,6 +5,8 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <csignal>
 #include <memory>
@@ -17,6 +19,8 @@
 
 namespace kvrnctl {
 namespace {
+
+using Clock = std::chrono::steady_clock;
 
 struct Options {
   double period_s = 2;
@@ -65,11 +69,17 @@ std::string view(const Context& context) {
   const PsuReading reading = read_psus(Source::automatic);
   const json psus = psu_list(reading, false, errors);
   const OutputReading outputs = read_outputs();
-  const json state = state_section();
+  const json state = state_section(reading);
   std::string text = fmt::format("State    {} {}\n", state["code"].dump(), humanize("meaning", state["meaning"]));
-  text += load_text(context, budget_section()) + charge_text(context, psus) + alarms_text(context);
+  text += load_text(context, budget_section(reading)) + charge_text(context, psus) + alarms_text(context);
   text += '\n' + psus_text(context, psus) + source_line(reading.source);
   return text + '\n' + outputs_text(context, outputs.list) + source_line(outputs.source);
+}
+
+// Not sleep_until(), which goes on sleeping after a signal.
+void wait_until(Clock::time_point then) {
+  const auto rest = std::chrono::ceil<std::chrono::milliseconds>(then - Clock::now());
+  if (rest.count() > 0) (void)::poll(nullptr, 0, static_cast<int>(rest.count()));
 }
 
 Result watch(const Context& context, const Options& options) {
@@ -77,11 +87,14 @@ Result watch(const Context& context, const Options& options) {
   action.sa_handler = [](int) { ended = 1; };
   ::sigaction(SIGINT, &action, nullptr);
   ::sigaction(SIGTERM, &action, nullptr);
+  const auto period = std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(options.period_s));
+  auto next = Clock::now();
   const bool terminal = ::isatty(STDOUT_FILENO) == 1;
   for (int shown = 0; ended == 0 && (options.count == 0 || shown < options.count); ++shown) {
-    // Not sleep_for(), which goes on sleeping after a signal.
-    if (shown > 0) (void)::poll(nullptr, 0, static_cast<int>(options.period_s * 1000));
+    if (shown > 0) wait_until(next);
     if (ended != 0) break;
+    // From view to view, however long a view takes.
+    next = std::max(next, Clock::now()) + period;
     // On a terminal the view stays in place: home, text, clear what is left below.
     const std::string text = view(context);
     (void)std::fputs(terminal ? fmt::format("\033[H\033[J{}", text).c_str() : (text + '\n').c_str(), stdout);
@@ -98,6 +111,9 @@ void add_watch_command(CommandLine& line) {
   CLI::App* command = line.app.add_subcommand("watch", "A live view of load, charge, alarms, sources and outputs");
   command->add_option("--period", options->period_s, "Seconds between views")
       ->check(CLI::Range(0.1, 3600.0))
+      ->check([](const std::string& text) {  // a range lets "nan" pass
+        return text.find_first_not_of("0123456789.") == std::string::npos ? "" : "not a plain number";
+      })
       ->capture_default_str();
   command->add_option("--count", options->count, "Views to show; 0 until a signal")
       ->check(CLI::Range(0, 1000000))
