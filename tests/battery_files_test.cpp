@@ -186,9 +186,12 @@ TEST(BatteryFiles, CalibrationNeedsBothNumbers) {
   int32_t percentage = 9;
   EXPECT_EQ(read_battery_calibrating(2, &percentage), 0);
   EXPECT_EQ(percentage, 100);
-  device.file("/tmp/.calibrating", "5");
-  EXPECT_EQ(read_battery_calibrating(2, &percentage), 0);
-  EXPECT_EQ(percentage, 100);
+  const std::string whole = "5 -40";
+  for (std::size_t length = 0; length <= whole.size(); ++length) {
+    device.file("/tmp/.calibrating", whole.substr(0, length));
+    EXPECT_EQ(read_battery_calibrating(2, &percentage), length < 4 ? 0 : 5) << length;
+    EXPECT_EQ(percentage, length < 4 ? 100 : length < 5 ? -4 : -40) << length;
+  }
   device.file("/tmp/.calibrating_1", "5 -40");
   EXPECT_EQ(read_battery_calibrating(3, &percentage), 5);
   EXPECT_EQ(percentage, -40);

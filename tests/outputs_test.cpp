@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 #include <kvrn/kvrn.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <climits>
 #include <cstring>
 #include <filesystem>
+#include <set>
 
 #include "sim/device.hpp"
 #include "tests/temp_dir.hpp"
@@ -180,6 +184,22 @@ TEST(Flags, EveryFileReadsAsItsIntegerOrItsDefault) {
     EXPECT_EQ(flag.get(), flag.garbage) << flag.path << " as a folder";
     std::filesystem::remove(device.path(flag.path));
   }
+}
+
+TEST(Flags, AFileThatIsReplacedDuringTheReadIsTheOldOneOrTheNew) {
+  Device device("three-source");
+  const std::string flag = device.path("/tmp/.overload_check");
+  write_text(flag, "1");
+  const pid_t writer = ::fork();
+  for (int i = 0; writer == 0; ++i) {
+    write_text(flag + ".new", i % 2 == 0 ? "-2147483648" : "1");
+    std::filesystem::rename(flag + ".new", flag);
+  }
+  std::set<int> seen;
+  for (int i = 0; i < 5000 || (seen.size() < 2 && i < 1000000); ++i) seen.insert(get_overload_status());
+  ::kill(writer, SIGKILL);
+  ::waitpid(writer, nullptr, 0);
+  EXPECT_EQ(seen, (std::set{1, INT_MIN}));
 }
 
 TEST(Flags, SettersRewriteTheFileInPlace) {
