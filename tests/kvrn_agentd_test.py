@@ -1,0 +1,177 @@
+# SPDX-License-Identifier: MIT
+"""kvrn-agentd under a real snmpd: what it serves, and what it outlives."""
+import os
+import socket
+import subprocess
+import time
+import unittest
+
+from kvrnctl_device import BIN, Device, new_folder
+from snmpd import ROOT, Master
+
+LIB = os.environ["KVRN_LIB"]
+COUNT = ROOT + ".1.5.3.1.0"
+TRIAL = ROOT + ".1.0"
+
+
+class Agent:
+    """With a device: on it, with the library. Without: with the tests' own module, whose orders go through `order`."""
+
+    def __init__(self, master, device=None, words=(), env=None, user=None):
+        prefix = [BIN + "/kvrn-sim", "run", device.root, "--"] if device else []
+        self.orders = new_folder() + "/order"
+        os.chmod(os.path.dirname(self.orders), 0o755)
+        self.order("1")
+        module = [] if device else ["--module", LIB + "/libtrial_module.so"]
+        self.log = open(os.path.dirname(self.orders) + "/log", "w+")
+        self.process = subprocess.Popen(
+            prefix + [BIN + "/kvrn-agentd", "--agentx-socket", master.socket, "--period", "0.2", "--stderr", *module, *words],
+            stderr=self.log, env={**os.environ, "TRIAL_MODULE": self.orders, **(env or {})}, user=user)
+
+    def order(self, text):
+        with open(self.orders + ".new", "w") as file:
+            file.write(text)
+        os.replace(self.orders + ".new", self.orders)
+
+    def lines(self):
+        self.log.seek(0)
+        return [line.split(": ", 1)[1].rstrip() for line in self.log]
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        if self.process.poll() is None:
+            self.end()
+        self.log.close()
+
+    def end(self):
+        self.process.terminate()
+        return self.process.wait(timeout=20)
+
+
+class Serving(unittest.TestCase):
+    def test_walks_are_what_the_library_says(self):
+        for board in ("four-source", "three-source"):
+            device = Device(board)
+            for name in (".battery_info", ".battery_info_1"):
+                with open(device.path("/tmp/" + name), "w") as file:
+                    file.write("87 5400 0 0\n")
+            subprocess.run([BIN + "/kvrn-sim", "run", device.root, "--", BIN + "/kvrn-monitord", "--once", "--pid-file",
+                            device.folder + "/pid"], check=True)
+            expected = device.run("snmp", "dump").out
+            with Master() as master, Agent(master.start(), device) as agent:
+                self.assertIsNotNone(master.wait_for("Gauge32: ", [COUNT], 5))
+                self.assertEqual(master.walk(), expected)
+                self.assertEqual(master.walk("snmpbulkwalk"), expected)
+                self.assertEqual(agent.end(), 0)
+                self.assertIn("No Such Object", master.ask("snmpget", COUNT))
+
+    def test_get_getnext_and_set_at_the_edges(self):
+        with Master() as master, Agent(master.start()):
+            self.assertIsNotNone(master.wait_for("INTEGER: 1", [TRIAL], 5))
+            for before in (ROOT, ROOT + ".0.4294967295", ROOT + ".1", ".1.3.6.1.4.1.47473"):
+                self.assertEqual(master.ask("snmpgetnext", before), f"{TRIAL} = INTEGER: 1\n", before)
+            for behind in (TRIAL, ROOT + ".1.0.0", ROOT + ".2", ROOT + ".4294967295" * 100):
+                self.assertNotIn(ROOT, master.ask("snmpgetnext", behind).split("=")[0])
+            for missing in (ROOT, ROOT + ".1", ROOT + ".1.0.0", ROOT + ".2"):
+                self.assertIn("No Such Instance", master.ask("snmpget", missing), missing)
+            self.assertIn("notWritable", master.ask("snmpset", TRIAL, "i", "2"))
+            self.assertEqual(master.ask("snmpget", TRIAL, ROOT, TRIAL).count("INTEGER: 1"), 2)
+
+    def test_a_refresh_in_the_middle_of_a_walk(self):
+        device = Device("three-source")
+        with Master() as master, Agent(master.start(), device):
+            self.assertIsNotNone(master.wait_for("Gauge32: 3", [COUNT], 5))
+            walked, at = [], ROOT
+            while at.startswith(ROOT):
+                at, value = master.ask("snmpgetnext", at).rstrip("\n").split(" = ")
+                walked.append((at, value))
+                if len(walked) == 20:
+                    device.set("i2c", "2-58", "0x8b", "100")  # 40 V
+                    self.assertIsNotNone(master.wait_for("INTEGER: 40000", [ROOT + ".1.5.3.2.1.5.1"], 5))
+            arcs = [tuple(int(arc) for arc in oid.split(".")[1:]) for oid, _ in walked]
+            self.assertEqual(arcs, sorted(set(arcs)))
+            self.assertEqual(len(walked) - 1, device.run("snmp", "dump").out.count("\n"))
+
+
+class Surviving(unittest.TestCase):
+    def test_a_master_that_comes_late_and_again(self):
+        with Master() as master, Agent(master) as agent:
+            time.sleep(1.5)
+            for _ in range(2):
+                took = master.start().wait_for("INTEGER: 1", [TRIAL], 5)
+                self.assertIsNotNone(took)
+                self.assertLess(took, 2)
+                time.sleep(0.5)
+                master.kill()
+                time.sleep(2.5)
+            missing = f"no master agent at {master.socket}"
+            self.assertEqual([line.split(": ")[0] for line in agent.lines()],
+                             [missing, f"connected to the master agent at {master.socket}"] * 2 + [missing])
+            self.assertEqual(agent.end(), 0)
+
+    def test_failed_refreshes_leave_the_last_table_for_a_while(self):
+        with Master() as master, Agent(master.start(), words=["--max-age", "2"]) as agent:
+            self.assertIsNotNone(master.wait_for("INTEGER: 1", [TRIAL], 5))
+            agent.order("fail")
+            time.sleep(1)
+            self.assertIn("INTEGER: 1", master.ask("snmpget", TRIAL))
+            self.assertIsNotNone(master.wait_for("No Such", [TRIAL], 3))
+            agent.order("3")
+            self.assertIsNotNone(master.wait_for("INTEGER: 3", [TRIAL], 3))
+            told = [line for line in agent.lines() if "master" not in line]
+            self.assertEqual(told, ["the module's update failed (5): sensor 7 is on fire; "
+                                    "the last complete readings stay for 2 s", "the readings are complete again"])
+
+    def test_requests_do_not_wait_for_hardware_that_hangs(self):
+        path = new_folder() + "/notify"
+        with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as manager, Master() as master:
+            manager.bind(path)
+            manager.settimeout(5)
+            with Agent(master.start(), words=["--max-age", "2"],
+                       env={"NOTIFY_SOCKET": path, "WATCHDOG_USEC": "400000"}) as agent:
+                self.assertIsNotNone(master.wait_for("INTEGER: 1", [TRIAL], 5))
+                self.assertEqual([manager.recv(100) for _ in range(3)], [b"READY=1", b"WATCHDOG=1", b"WATCHDOG=1"])
+                agent.order("hang")
+                time.sleep(1)
+                self.assertIn("INTEGER: 1", master.ask("snmpget", TRIAL, timeout=0.3))
+                time.sleep(2)
+                self.assertIn("No Such", master.ask("snmpget", TRIAL, timeout=0.3))
+                manager.setblocking(False)
+                with self.assertRaises(BlockingIOError):
+                    while True:
+                        manager.recv(100)
+                time.sleep(1)
+                self.assertRaises(BlockingIOError, manager.recv, 100)  # the manager is to restart it
+                self.assertEqual(agent.end(), 0)
+
+    @unittest.skipUnless(os.geteuid() == 0, "needs root, to be another user")
+    def test_without_root(self):
+        with Master("agentXPerms 0660 0755 root nogroup\n") as master, Agent(master.start(), user=65534) as agent:
+            self.assertIsNone(master.wait_for("INTEGER: 1", [TRIAL], 2))
+            self.assertEqual(agent.lines()[-1], f"no master agent at {master.socket}: Permission denied")
+            os.chown(master.socket, 65534, 0)
+            self.assertIsNotNone(master.wait_for("INTEGER: 1", [TRIAL], 3))
+
+
+class Starting(unittest.TestCase):
+    def run_agent(self, *words):
+        done = subprocess.run([BIN + "/kvrn-agentd", *words], capture_output=True, text=True, timeout=20)
+        return done.returncode, done.stderr
+
+    def test_modules_of_another_shape(self):
+        for module, why in (("/nowhere.so", "cannot open shared object file"), ("libm.so.6", "is no module"),
+                            (LIB + "/libtrial_size_module.so", "another shape: its descriptor has another size"),
+                            (LIB + "/libtrial_word_module.so", "another shape: words that are always zero are not")):
+            status, error = self.run_agent("--module", module)
+            self.assertEqual(status, 1)
+            self.assertIn(why, error)
+
+    def test_wrong_usage(self):
+        for words in (["--period", "0"], ["--period", "nan"], ["--max-age", "inf"], ["--nonsense"]):
+            self.assertEqual(self.run_agent(*words)[0], 2)
+
+
+if __name__ == "__main__":
+    unittest.main()

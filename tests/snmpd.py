@@ -1,0 +1,72 @@
+# SPDX-License-Identifier: MIT
+"""A master agent of one's own, on a free loopback port, that touches no system service; and the clients that ask it."""
+import os
+import shutil
+import socket
+import subprocess
+import tempfile
+import time
+
+ROOT = ".1.3.6.1.4.1.47474"
+# Neither settings nor modules of this machine.
+QUIET = {"MIBS": "", "SNMPCONFPATH": "/nonexistent"}
+
+
+def free_port():
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as probe:
+        probe.bind(("127.0.0.1", 0))
+        return probe.getsockname()[1]
+
+
+def snmpd_program():
+    return shutil.which("snmpd", path=os.environ["PATH"] + ":/usr/sbin:/sbin")
+
+
+class Master:
+    def __init__(self, settings=""):
+        self.folder = tempfile.mkdtemp(prefix="kvrn-snmpd-")
+        self.socket = self.folder + "/master"
+        self.address = f"127.0.0.1:{free_port()}"
+        self.process = None
+        os.chmod(self.folder, 0o755)
+        with open(self.folder + "/snmpd.conf", "w") as file:
+            file.write(f"agentaddress udp:{self.address}\nmaster agentx\nagentXSocket {self.socket}\n"
+                       f"rwcommunity kvrn 127.0.0.1\n{settings}")
+
+    def start(self):
+        environment = {**os.environ, **QUIET, "SNMP_PERSISTENT_DIR": self.folder + "/persistent"}
+        with open(self.folder + "/snmpd.log", "a") as log:
+            self.process = subprocess.Popen([snmpd_program(), "-f", "-Lo", "-C", "-c", self.folder + "/snmpd.conf"],
+                                            stdin=subprocess.DEVNULL, stdout=log, stderr=log, env=environment)
+        return self
+
+    def kill(self):
+        if self.process:
+            self.process.kill()
+            self.process.wait()
+            self.process = None
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.kill()
+        shutil.rmtree(self.folder, ignore_errors=True)
+
+    def ask(self, client, *words, timeout=2):
+        """Runs snmpwalk, snmpget, ...; returns its output and errors."""
+        done = subprocess.run([client, "-v2c", "-c", "kvrn", "-On", "-r0", f"-t{timeout}", self.address, *words],
+                              capture_output=True, text=True, env={**os.environ, **QUIET}, timeout=60)
+        return done.stdout + done.stderr
+
+    def walk(self, client="snmpwalk"):
+        return self.ask(client, ROOT)
+
+    def wait_for(self, text, words, seconds):
+        """Until a GET answers so. Returns how long it took, None when it did not."""
+        start = time.monotonic()
+        while time.monotonic() - start < seconds:
+            if text in self.ask("snmpget", *words, timeout=0.2):
+                return time.monotonic() - start
+            time.sleep(0.02)
+        return None

@@ -1,0 +1,176 @@
+// SPDX-License-Identifier: MIT
+#include "tools/kvrn-agentd/agentx.hpp"
+
+// net-snmp's headers want this order.
+#include <net-snmp/net-snmp-config.h>
+
+#include <net-snmp/net-snmp-includes.h>
+
+#include <net-snmp/agent/net-snmp-agent-includes.h>
+
+#include <net-snmp/agent/agent_callbacks.h>
+#include <sys/select.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <utility>
+
+#include "tools/kvrn-agentd/tree.hpp"
+
+namespace agentd {
+namespace {
+
+using snmp_host::Object;
+
+constexpr const char* program = "kvrn-agentd";
+constexpr int ping_period_s = 1;  // also how long a restarted master waits for the tree
+
+enum class Link { unknown, up, down };
+Link link_state = Link::unknown;
+
+int on_start(int, int, void*, void*) {
+  link_state = Link::up;
+  return 0;
+}
+int on_stop(int, int, void*, void*) {
+  link_state = Link::down;
+  return 0;
+}
+
+template <typename Arcs>
+std::vector<oid> to_oid(const Arcs& arcs) {
+  return {arcs.begin(), arcs.end()};
+}
+
+snmp_host::Arcs to_arcs(const netsnmp_variable_list& variable) {
+  snmp_host::Arcs arcs;
+  for (std::size_t i = 0; i < variable.name_length; ++i) arcs.push_back(static_cast<std::uint32_t>(variable.name[i]));
+  return arcs;
+}
+
+void set_value(netsnmp_variable_list& variable, const Object& object) {
+  if (object.type == SNMP_TYPE_OCTET_STRING) {
+    ::snmp_set_var_typed_value(&variable, ASN_OCTET_STR, object.bytes.data(), object.bytes.size());
+  } else if (object.type == SNMP_TYPE_OBJECT_ID) {
+    const auto name = to_oid(object.object_id);
+    ::snmp_set_var_typed_value(&variable, ASN_OBJECT_ID, name.data(), name.size() * sizeof(oid));
+  } else if (object.type == SNMP_TYPE_INTEGER) {
+    const long number = static_cast<std::int32_t>(object.number);
+    ::snmp_set_var_typed_value(&variable, ASN_INTEGER, &number, sizeof number);
+  } else {
+    // The tags of the module are the protocol's.
+    const unsigned long number = object.number;
+    ::snmp_set_var_typed_value(&variable, object.type, &number, sizeof number);
+  }
+}
+
+void answer_get(netsnmp_agent_request_info* info, netsnmp_request_info* request, const snmp_host::ObjectTable& table) {
+  if (const Object* object = table.find(to_arcs(*request->requestvb)))
+    set_value(*request->requestvb, *object);
+  else
+    ::netsnmp_set_request_error(info, request, SNMP_NOSUCHINSTANCE);
+}
+
+// Left as it is, the request goes on to what the master has behind the tree.
+void answer_next(netsnmp_request_info* request, const snmp_host::ObjectTable& table) {
+  const Object* object = table.next(to_arcs(*request->requestvb), request->inclusive != 0);
+  if (object == nullptr) return;
+  const auto name = to_oid(object->oid);
+  ::snmp_set_var_objid(request->requestvb, name.data(), name.size());
+  set_value(*request->requestvb, *object);
+}
+
+// All answers of one request come from one table.
+int answer(netsnmp_mib_handler* handler, netsnmp_handler_registration*, netsnmp_agent_request_info* info,
+           netsnmp_request_info* requests) {
+  const TablePtr table = (*static_cast<AgentX::Tables*>(handler->myvoid))();
+  for (netsnmp_request_info* request = requests; request != nullptr; request = request->next) {
+    if (request->processed != 0) continue;
+    if (info->mode == MODE_GET)
+      answer_get(info, request, *table);
+    else if (info->mode == MODE_GETNEXT)
+      answer_next(request, *table);
+    else
+      ::netsnmp_set_request_error(info, request, SNMP_ERR_NOTWRITABLE);
+  }
+  return SNMP_ERR_NOERROR;
+}
+
+// What is set before init_agent(): no files but the socket are read or written.
+void configure(const std::string& socket) {
+  (void)::setenv("MIBS", "", 1);
+  // What goes wrong with the link is said here, once a change; the library would say it at every try.
+  ::snmp_disable_log();
+  (void)::netsnmp_register_loghandler(NETSNMP_LOGHANDLER_NONE, LOG_DEBUG);
+  for (const int switched_on : {NETSNMP_DS_LIB_DONT_READ_CONFIGS, NETSNMP_DS_LIB_DONT_PERSIST_STATE,
+                                NETSNMP_DS_LIB_DISABLE_PERSISTENT_LOAD, NETSNMP_DS_LIB_DISABLE_PERSISTENT_SAVE})
+    (void)::netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, switched_on, 1);
+  (void)::netsnmp_ds_set_boolean(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_ROLE, 1);  // sub-agent
+  (void)::netsnmp_ds_set_boolean(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_NO_CONNECTION_WARNINGS, 1);
+  (void)::netsnmp_ds_set_string(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_X_SOCKET, socket.c_str());
+}
+
+}  // namespace
+
+AgentX::AgentX(std::string socket, Tables tables) : socket_(std::move(socket)), tables_(std::move(tables)) {}
+
+AgentX::~AgentX() { ::snmp_shutdown(program); }
+
+bool AgentX::start() {
+  configure(socket_);
+  if (::init_agent(program) != 0) return false;
+  // After init_agent(), which sets its own.
+  (void)::netsnmp_ds_set_int(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_AGENTX_PING_INTERVAL, ping_period_s);
+  (void)::snmp_register_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_INDEX_START, on_start, nullptr);
+  (void)::snmp_register_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_INDEX_STOP, on_stop, nullptr);
+  const auto root = to_oid(tree_root);
+  netsnmp_handler_registration* registration =
+      ::netsnmp_create_handler_registration("kvrn", answer, root.data(), root.size(), HANDLER_CAN_RONLY);
+  if (registration == nullptr) return false;
+  registration->handler->myvoid = &tables_;
+  if (::netsnmp_register_handler(registration) != MIB_REGISTERED_OK) return false;
+  ::init_snmp(program);
+  if (link_state == Link::unknown) link_state = Link::down;
+  report_link();
+  return true;
+}
+
+bool AgentX::serve(std::chrono::microseconds time, const sigset_t& unblocked) {
+  fd_set readable;
+  FD_ZERO(&readable);
+  int highest = 0;
+  int blocking = 0;
+  timeval longest{static_cast<time_t>(time.count() / 1'000'000), static_cast<suseconds_t>(time.count() % 1'000'000)};
+  ::snmp_select_info(&highest, &readable, &longest, &blocking);
+  const timespec wait{longest.tv_sec, longest.tv_usec * 1000};
+  const int ready = ::pselect(highest, &readable, nullptr, nullptr, &wait, &unblocked);
+  if (ready > 0)
+    ::snmp_read(&readable);
+  else if (ready == 0)
+    ::snmp_timeout();
+  else if (errno == EINTR)
+    return false;
+  ::run_alarms();
+  (void)::netsnmp_check_outstanding_agent_requests();
+  report_link();
+  return true;
+}
+
+void AgentX::report_link() {
+  std::string text = "connected to the master agent at " + socket_;
+  if (link_state == Link::down) {
+    // A socket that may not be written is the likeliest mistake of a set-up.
+    const bool refused = socket_.starts_with('/') && ::access(socket_.c_str(), W_OK) != 0;
+    text = "no master agent at " + socket_ + (refused ? std::string(": ") + std::strerror(errno) : "");
+  }
+  if (text == reported_) return;
+  ::syslog(link_state == Link::up ? LOG_NOTICE : LOG_WARNING, "%s", text.c_str());
+  reported_ = std::move(text);
+}
+
+}  // namespace agentd

@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: MIT
+#include "tools/kvrn-agentd/module_file.hpp"
+
+#include <dlfcn.h>
+#include <fmt/core.h>
+#include <link.h>
+
+#include <algorithm>
+#include <cstdint>
+
+#include "tools/kvrn-agentd/tree.hpp"
+#include "tools/snmp/object_table.hpp"
+
+namespace agentd {
+namespace {
+
+bool is_zero(std::uintptr_t word) { return word == 0; }
+
+// The symbol table knows what it is before anything of it is read.
+bool is_descriptor(const void* address) {
+  Dl_info info;
+  const ElfW(Sym)* symbol = nullptr;
+  return ::dladdr1(address, &info, reinterpret_cast<void**>(const_cast<ElfW(Sym)**>(&symbol)), RTLD_DL_SYMENT) != 0 &&
+         symbol != nullptr && ELF64_ST_TYPE(symbol->st_info) == STT_OBJECT && symbol->st_size == sizeof(snmp_module);
+}
+
+// What must hold of a descriptor before its function is called.
+const char* fault_of(const snmp_module& module) {
+  if (module.name == nullptr || module.oid == nullptr || module.update == nullptr)
+    return "it has no name, no tree or no update function";
+  if (!std::ranges::all_of(module.zero_4, is_zero) || !std::ranges::all_of(module.zero_7, is_zero))
+    return "words that are always zero are not";
+  if (snmp_host::compare(snmp_host::arcs_of(module.oid), tree_root) != 0) return "its tree is another one";
+  return nullptr;
+}
+
+}  // namespace
+
+bool ModuleFile::load(const std::string& library, std::string& why) {
+  void* handle = ::dlopen(library.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (handle == nullptr) {
+    why = ::dlerror();
+    return false;
+  }
+  const void* symbol = ::dlsym(handle, "module");
+  if (symbol == nullptr) {
+    why = fmt::format("{} is no module: it exports no object \"module\"", library);
+    return false;
+  }
+  const char* fault = "its descriptor has another size";
+  if (is_descriptor(symbol)) {
+    module_ = static_cast<const snmp_module*>(symbol);
+    fault = fault_of(*module_);
+  }
+  if (fault != nullptr) why = fmt::format("{} is a module of another shape: {}", library, fault);
+  return fault == nullptr;
+}
+
+}  // namespace agentd
