@@ -8,7 +8,7 @@ jobs=$(nproc)
 configure_options=()
 build_tools() {
   configure_options=(-DKVRN_TESTS=OFF)
-  build native kvrn kvrn_sim kvrn-sim kvrnctl kvrn-monitord
+  build native kvrn kvrn_sim kvrn-sim kvrnctl kvrn-monitord kvrn-agentd
 }
 
 # build PRESET [TARGET...]

@@ -38,11 +38,17 @@ demo_default() {
   change three-source "the supply in slot 1 is pulled" kvrn-sim set "$work/three-source" gpio 200 1
   on four-source kvrnctl get psu.3.voltage_mv
   on four-source kvrnctl doctor | grep -E '^(four|STATUS|failed)|^$'
+  demo_snmp
+}
+
+# The tree through a real agent, which ends with the demo.
+demo_snmp() {
+  step "What a network manager sees: kvrn-agentd behind a private snmpd, and snmpwalk"
+  python3 dev.d/walk.py
 }
 
 # A mains outage: the monitor publishes, two readers look, and all agree at every step.
 demo_outage() {
-  need_packages python3
   step "A mains outage on the three-source board, as kvrnctl watch shows it"
   KVRN_BIN=$PWD/build/native/bin python3 dev.d/story.py tests/scenarios/outage.txt --show
 }
@@ -51,7 +57,7 @@ name=${1:-default}
 demos=$(compgen -A function demo_ | sed 's/^demo_//')
 grep -qxF -- "$name" <<<"$demos" || die_usage "no demo '$name': ${demos//$'\n'/, }"
 
-need_packages "${packages_build[@]}"
+need_packages "${packages_build[@]}" "${packages_demo[@]}"
 step "Building"
 build_tools
 

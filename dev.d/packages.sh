@@ -2,8 +2,9 @@
 # SPDX-License-Identifier: MIT
 # Sourced by dev. Debian packages: which are needed, and how they come here.
 
-packages_build=(g++ make cmake pkgconf libgpiod-dev libcli11-dev libfmt-dev nlohmann-json3-dev)
-packages_test=(libgtest-dev googletest python3 binutils strace scdoc bash-completion)
+packages_build=(g++ make cmake pkgconf libgpiod-dev libcli11-dev libfmt-dev nlohmann-json3-dev libsnmp-dev)
+packages_demo=(python3 snmp snmpd)
+packages_test=(libgtest-dev googletest binutils strace scdoc bash-completion smitools "${packages_demo[@]}")
 packages_cross=(g++-mips-linux-gnu qemu-user xz-utils)
 packages_check=(git clang clang-format clang-tidy shellcheck)
 packages_bench=(libbenchmark-dev libglib2.0-dev libinih-dev)
@@ -83,7 +84,21 @@ install_packages() {
     [[ -n $version ]] || die "no libgpiod 2 among the configured package sources"
     wanted+=("libgpiod-dev=$version" "libgpiod3=$version")
   fi
-  apt-get install -y -qq --no-install-recommends "${wanted[@]}" >/dev/null
+  without_services apt-get install -y -qq --no-install-recommends "${wanted[@]}" >/dev/null
+}
+
+# without_services COMMAND...: no package that it installs starts a service; snmpd is run here for single tests only.
+without_services() {
+  local policy=/usr/sbin/policy-rc.d status=0
+  if [[ -e $policy ]]; then
+    "$@"
+    return
+  fi
+  printf '#!/bin/sh\nexit 101\n' >"$policy"
+  chmod 755 "$policy"
+  "$@" || status=$?
+  rm -f "$policy"
+  return "$status"
 }
 
 # need_packages PACKAGE...: installs what is missing; without root it names them and stops.

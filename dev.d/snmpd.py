@@ -53,9 +53,9 @@ class Master:
         self.kill()
         shutil.rmtree(self.folder, ignore_errors=True)
 
-    def ask(self, client, *words, timeout=2):
+    def ask(self, client, *oids, options=("-On",), timeout=2):
         """Runs snmpwalk, snmpget, ...; returns its output and errors."""
-        done = subprocess.run([client, "-v2c", "-c", "kvrn", "-On", "-r0", f"-t{timeout}", self.address, *words],
+        done = subprocess.run([client, "-v2c", "-c", "kvrn", "-r0", f"-t{timeout}", *options, self.address, *oids],
                               capture_output=True, text=True, env={**os.environ, **QUIET}, timeout=60)
         return done.stdout + done.stderr
 

@@ -1,0 +1,51 @@
+# SPDX-License-Identifier: MIT
+"""Walks the simulated four-source board through kvrn-agentd and a private snmpd on a loopback port."""
+import os
+import subprocess
+import sys
+import tempfile
+
+from snmpd import ROOT, Master
+
+SIM = ["kvrn-sim", "run"]
+FILES = {
+    "/etc/board.info": "board.shortname=QX4\nboard.subtype=eu\nboard.hwaddr=0418D6A0B1C2\n",
+    "/etc/version": "2.0.9.5406.200410.1234\n",
+    "/tmp/system.cfg": "psu.monitor.battery.install_date=20210315\n",
+    "/tmp/.battery_info": "87 5400 0 0\n",
+    "/tmp/.battery_info_1": "78 7920 0 0\n",
+}
+
+
+def make_device(folder):
+    root = folder + "/device"
+    subprocess.run(["kvrn-sim", "new", root, "--board", "four-source"], check=True)
+    for path, text in FILES.items():
+        os.makedirs(os.path.dirname(root + path), exist_ok=True)
+        with open(root + path, "w") as file:
+            file.write(text)
+    subprocess.run([*SIM, root, "--", "kvrn-monitord", "--once", "--pid-file", folder + "/pid"], check=True)
+    return root
+
+
+def main():
+    with tempfile.TemporaryDirectory() as folder, Master() as master:
+        root = make_device(folder)
+        master.start()
+        agent = subprocess.Popen([*SIM, root, "--", "kvrn-agentd", "--agentx-socket", master.socket])
+        try:
+            if master.wait_for("Gauge32: 4", [ROOT + ".1.5.3.1.0"], 10) is None:
+                sys.exit("the agent does not answer")
+            names = ["-M", "tests/mibs:mibs", "-m", "KVRN-Quorvex-MIB"]
+            print(f"\n$ snmpwalk -v2c -c kvrn {' '.join(names)} {master.address} {ROOT[1:]}", flush=True)
+            walk = master.ask("snmpwalk", ROOT, options=["-OS", *names])
+            print(walk, end="")
+        finally:
+            agent.terminate()
+            agent.wait()
+    # snmpwalk ends well, too, when it finds nothing.
+    if "kvrnPsuVoltage.4 = INTEGER: 25904 millivolts" not in walk:
+        sys.exit("the walk is not complete")
+
+
+main()
