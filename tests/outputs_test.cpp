@@ -191,9 +191,11 @@ TEST(Flags, AFileThatIsReplacedDuringTheReadIsTheOldOneOrTheNew) {
   const std::string flag = device.path("/tmp/.overload_check");
   write_text(flag, "1");
   const pid_t writer = ::fork();
-  for (int i = 0; writer == 0; ++i) {
-    write_text(flag + ".new", i % 2 == 0 ? "-2147483648" : "1");
-    std::filesystem::rename(flag + ".new", flag);
+  if (writer == 0) {
+    for (const char* text = "-2147483648";; text = *text == '1' ? "-2147483648" : "1") {
+      write_text(flag + ".new", text);
+      std::filesystem::rename(flag + ".new", flag);
+    }
   }
   std::set<int> seen;
   for (int i = 0; i < 5000 || (seen.size() < 2 && i < 1000000); ++i) seen.insert(get_overload_status());
