@@ -39,7 +39,11 @@ class Monitor:
         return self.process.returncode, error
 
     def descriptors(self):
-        return len(os.listdir(f"/proc/{self.process.pid}/fd"))
+        counts = []
+        for _ in range(8):  # between two periods: the fewest
+            counts.append(len(os.listdir(f"/proc/{self.process.pid}/fd")))
+            time.sleep(PERIOD / 8)
+        return min(counts)
 
 
 def stamp_age(device, path):

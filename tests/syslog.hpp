@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What the library logs, unless masked, and how urgently. For one file of a program: its own syslog stands before the C library's.
+// What the library logs, unless masked, and how urgently. For one file of a program: its own syslog stands before the C
+// library's.
 #pragma once
 
 #include <syslog.h>

@@ -1,6 +1,7 @@
 # bash completion for kvrn-monitord                               -*- shell-script -*-
 
 _kvrn_monitord() {
+  # shellcheck disable=SC2034
   local cur prev words cword
   _init_completion -s || return
   case $prev in
