@@ -48,4 +48,5 @@ def main():
         sys.exit("the walk is not complete")
 
 
-main()
+if __name__ == "__main__":
+    main()

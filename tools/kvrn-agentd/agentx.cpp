@@ -14,10 +14,11 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <span>
+#include <type_traits>
 #include <utility>
 
 #include "tools/kvrn-agentd/tree.hpp"
@@ -42,22 +43,15 @@ int on_stop(int, int, void*, void*) {
   return 0;
 }
 
-template <typename Arcs>
-std::vector<oid> to_oid(const Arcs& arcs) {
-  return {arcs.begin(), arcs.end()};
-}
+static_assert(std::is_same_v<oid, snmp_host::Arc>);
 
-snmp_host::Arcs to_arcs(const netsnmp_variable_list& variable) {
-  snmp_host::Arcs arcs;
-  for (std::size_t i = 0; i < variable.name_length; ++i) arcs.push_back(static_cast<std::uint32_t>(variable.name[i]));
-  return arcs;
-}
+std::span<const oid> name_of(const netsnmp_variable_list& variable) { return {variable.name, variable.name_length}; }
 
 void set_value(netsnmp_variable_list& variable, const Object& object) {
   if (object.type == SNMP_TYPE_OCTET_STRING) {
     ::snmp_set_var_typed_value(&variable, ASN_OCTET_STR, object.bytes.data(), object.bytes.size());
   } else if (object.type == SNMP_TYPE_OBJECT_ID) {
-    const auto name = to_oid(object.object_id);
+    const auto& name = object.object_id;
     ::snmp_set_var_typed_value(&variable, ASN_OBJECT_ID, name.data(), name.size() * sizeof(oid));
   } else if (object.type == SNMP_TYPE_INTEGER) {
     const long number = static_cast<std::int32_t>(object.number);
@@ -70,19 +64,29 @@ void set_value(netsnmp_variable_list& variable, const Object& object) {
 }
 
 void answer_get(netsnmp_agent_request_info* info, netsnmp_request_info* request, const snmp_host::ObjectTable& table) {
-  if (const Object* object = table.find(to_arcs(*request->requestvb)))
+  if (const Object* object = table.find(name_of(*request->requestvb)))
     set_value(*request->requestvb, *object);
   else
     ::netsnmp_set_request_error(info, request, SNMP_NOSUCHINSTANCE);
 }
 
-// Left as it is, the request goes on to what the master has behind the tree.
+// Answers with the next object and, in a bulk request, as many of those behind it as are wanted. Behind the table's end
+// the request is left as it is: it goes on to what the master has there.
 void answer_next(netsnmp_request_info* request, const snmp_host::ObjectTable& table) {
-  const Object* object = table.next(to_arcs(*request->requestvb), request->inclusive != 0);
-  if (object == nullptr) return;
-  const auto name = to_oid(object->oid);
-  ::snmp_set_var_objid(request->requestvb, name.data(), name.size());
-  set_value(*request->requestvb, *object);
+  const Object* object = table.next(name_of(*request->requestvb), request->inclusive != 0);
+  request->inclusive = 0;
+  while (object != nullptr) {
+    netsnmp_variable_list* variable = request->requestvb;
+    ::snmp_set_var_objid(variable, object->oid.data(), object->oid.size());
+    set_value(*variable, *object);
+    if (request->repeat == 0 || variable->next_variable == nullptr) return;
+    --request->repeat;
+    // What a bulk request has left begins where the last answer ended, as net-snmp's own helper does it.
+    request->requestvb = variable->next_variable;
+    ::snmp_set_var_objid(request->requestvb, object->oid.data(), object->oid.size());
+    request->requestvb->type = ASN_PRIV_RETRY;
+    object = table.behind(*object);
+  }
 }
 
 // All answers of one request come from one table.
@@ -93,7 +97,7 @@ int answer(netsnmp_mib_handler* handler, netsnmp_handler_registration*, netsnmp_
     if (request->processed != 0) continue;
     if (info->mode == MODE_GET)
       answer_get(info, request, *table);
-    else if (info->mode == MODE_GETNEXT)
+    else if (info->mode == MODE_GETNEXT || info->mode == MODE_GETBULK)
       answer_next(request, *table);
     else
       ::netsnmp_set_request_error(info, request, SNMP_ERR_NOTWRITABLE);
@@ -128,9 +132,8 @@ bool AgentX::start() {
   (void)::netsnmp_ds_set_int(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_AGENTX_PING_INTERVAL, ping_period_s);
   (void)::snmp_register_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_INDEX_START, on_start, nullptr);
   (void)::snmp_register_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_INDEX_STOP, on_stop, nullptr);
-  const auto root = to_oid(tree_root);
-  netsnmp_handler_registration* registration =
-      ::netsnmp_create_handler_registration("kvrn", answer, root.data(), root.size(), HANDLER_CAN_RONLY);
+  netsnmp_handler_registration* registration = ::netsnmp_create_handler_registration(
+      "kvrn", answer, tree_root.data(), tree_root.size(), HANDLER_CAN_RONLY | HANDLER_CAN_GETBULK);
   if (registration == nullptr) return false;
   registration->handler->myvoid = &tables_;
   if (::netsnmp_register_handler(registration) != MIB_REGISTERED_OK) return false;
@@ -162,6 +165,8 @@ bool AgentX::serve(std::chrono::microseconds time, const sigset_t& unblocked) {
 }
 
 void AgentX::report_link() {
+  if (link_state == Link::up && reported_up_) return;
+  reported_up_ = link_state == Link::up;
   std::string text = "connected to the master agent at " + socket_;
   if (link_state == Link::down) {
     // A socket that may not be written is the likeliest mistake of a set-up.

@@ -33,6 +33,7 @@ class AgentX {
 
   const std::string socket_;
   Tables tables_;
+  bool reported_up_ = false;
   std::string reported_;  // what was logged of the link last
 };
 

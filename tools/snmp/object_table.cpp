@@ -41,7 +41,7 @@ std::string quoted(const std::string& bytes) {
   std::string text;
   if (std::ranges::all_of(bytes, is_printable)) {
     for (const char c : bytes) text += (c == '"' || c == '\\') ? fmt::format("\\{}", c) : std::string(1, c);
-    return '"' + text + '"';
+    return fmt::format("\"{}\"", text);
   }
   for (const char c : bytes) text += fmt::format("{:02X} ", static_cast<unsigned char>(c));
   return text;
@@ -53,7 +53,7 @@ Arcs arcs_of(const snmp_oid_word* oid) {
   const std::size_t words = oid[0];
   if (words == 0 || words >= longest_oid) return {};
   // The first word holds two arcs; only the third tree (2) has second arcs above 39.
-  const std::uint32_t first = std::min(oid[1] / 40, 2U);
+  const snmp_oid_word first = std::min(oid[1] / 40, 2U);
   Arcs arcs{first, oid[1] - first * 40};
   arcs.insert(arcs.end(), oid + 2, oid + 1 + words);
   return arcs;
@@ -83,7 +83,7 @@ void ObjectTable::finish() {
   objects_.erase(objects_.begin(), kept.base());
 }
 
-const Object* ObjectTable::next(std::span<const std::uint32_t> oid, bool inclusive) const {
+const Object* ObjectTable::next(std::span<const Arc> oid, bool inclusive) const {
   const auto found = std::ranges::partition_point(objects_, [&](const Object& object) {
     const auto order = compare(object.oid, oid);
     return order < 0 || (order == 0 && !inclusive);
@@ -91,12 +91,12 @@ const Object* ObjectTable::next(std::span<const std::uint32_t> oid, bool inclusi
   return found == objects_.end() ? nullptr : &*found;
 }
 
-const Object* ObjectTable::find(std::span<const std::uint32_t> oid) const {
+const Object* ObjectTable::find(std::span<const Arc> oid) const {
   const Object* object = next(oid, true);
   return object != nullptr && compare(object->oid, oid) == 0 ? object : nullptr;
 }
 
-std::strong_ordering compare(std::span<const std::uint32_t> a, std::span<const std::uint32_t> b) {
+std::strong_ordering compare(std::span<const Arc> a, std::span<const Arc> b) {
   return std::lexicographical_compare_three_way(a.begin(), a.end(), b.begin(), b.end());
 }
 

@@ -12,7 +12,8 @@
 
 namespace snmp_host {
 
-using Arcs = std::vector<std::uint32_t>;
+using Arc = unsigned long;  // as net-snmp has them, so that a lookup copies nothing
+using Arcs = std::vector<Arc>;
 
 struct Object {
   Arcs oid;
@@ -33,9 +34,11 @@ class ObjectTable {
   void finish();
 
   std::span<const Object> objects() const { return objects_; }
-  const Object* find(std::span<const std::uint32_t> oid) const;
+  const Object* find(std::span<const Arc> oid) const;
   // The first object behind the identifier, or at it when `inclusive`. Null behind the last.
-  const Object* next(std::span<const std::uint32_t> oid, bool inclusive) const;
+  const Object* next(std::span<const Arc> oid, bool inclusive) const;
+  // The one behind an object of this table.
+  const Object* behind(const Object& object) const { return &object == &objects_.back() ? nullptr : &object + 1; }
 
  private:
   std::vector<Object> objects_;
@@ -44,7 +47,7 @@ class ObjectTable {
 // The arcs of an identifier in the module's format; empty when it is none.
 Arcs arcs_of(const snmp_oid_word* oid);
 
-std::strong_ordering compare(std::span<const std::uint32_t> a, std::span<const std::uint32_t> b);
+std::strong_ordering compare(std::span<const Arc> a, std::span<const Arc> b);
 
 // ".1.3.6.1 = INTEGER: 1", as snmpwalk -On writes it.
 std::string to_text(const Object& object);

@@ -1,0 +1,63 @@
+# SPDX-License-Identifier: MIT
+"""Objects a second of a bulk walk through snmpd: kvrn-agentd beside the least sub-agent that net-snmp's table helper
+makes, with as many constants. Both stand behind a master of their own; they are walked in turns."""
+import os
+import subprocess
+import sys
+import tempfile
+import time
+
+from snmpd import ROOT, Master
+from walk import make_device
+
+ROUNDS = 25
+
+
+def start(master, program, column):
+    master.start()
+    while not os.path.exists(master.socket):  # the table helper's agent tries again after 15 s only
+        time.sleep(0.1)
+    time.sleep(0.5)
+    agent = subprocess.Popen(program, stderr=subprocess.DEVNULL)
+    if master.wait_for("INTEGER", [column], 10) is None:
+        sys.exit(f"{program[-1]} does not answer")
+    return agent
+
+
+def walk(master):
+    """The objects of a walk, and the seconds of the fastest of a few."""
+    done = subprocess.run(["snmp_client", "walk", master.address, "20"], check=True, capture_output=True, text=True)
+    objects, seconds = done.stdout.split()
+    return int(objects), float(seconds)
+
+
+def main():
+    with tempfile.TemporaryDirectory() as folder, Master() as own, Master() as peer:
+        root = make_device(folder)
+        ours = start(own, ["kvrn-sim", "run", root, "--", "kvrn-agentd", "--agentx-socket", own.socket],
+                     ROOT + ".1.5.3.2.1.1.1")
+        objects = walk(own)[0]
+        columns = 5
+        rows = -(-objects // columns)
+        theirs = start(peer, ["table_agent", peer.socket, str(rows), str(columns)], ROOT + ".1.5.3.2.1.1.1")
+        try:
+            times = {own: [], peer: []}
+            for _ in range(ROUNDS):
+                for master, count in ((own, objects), (peer, rows * columns)):
+                    walked, seconds = walk(master)
+                    if walked != count:
+                        sys.exit(f"a walk of {walked} objects in place of {count}")
+                    times[master].append(seconds / count)
+        finally:
+            for agent in (ours, theirs):
+                agent.terminate()
+                agent.wait()
+    rate = {master: 1 / min(seconds) for master, seconds in times.items()}
+    ratio = rate[own] / rate[peer]
+    print(f"kvrn-agentd  {rate[own]:8.0f} objects a second ({objects} objects)")
+    print(f"table helper {rate[peer]:8.0f} objects a second ({rows * columns} objects)")
+    print(f"ratio {ratio:.2f} (at least 1.00) {'ok' if ratio >= 1 else 'MISSED'}")
+    sys.exit(0 if ratio >= 1 else 1)
+
+
+main()

@@ -1,0 +1,71 @@
+# SPDX-License-Identifier: MIT
+"""soak.py REQUESTS: kvrn-agentd under many clients while its master is restarted ten times. No answer may be wrong, and
+the agent's memory stays what it was after the first tenth."""
+import re
+import subprocess
+import sys
+import tempfile
+import time
+
+from snmpd import ROOT, Master
+from walk import make_device
+
+RESTARTS = 10
+CLIENTS = 20
+GROWTH = 1.02
+COUNT = [ROOT + ".1.5.3.1.0"]
+
+
+def memory(agent):
+    with open(f"/proc/{agent.pid}/status", encoding="ascii") as file:
+        return int(re.search(r"VmRSS:\s+(\d+) kB", file.read()).group(1))
+
+
+def run(requests, folder, master):
+    sim = ["kvrn-sim", "run", make_device(folder), "--"]
+    with open(folder + "/listing", "w", encoding="ascii") as listing:
+        subprocess.run([*sim, "kvrnctl", "snmp", "dump"], stdout=listing, check=True)
+    master.start()
+    agent = subprocess.Popen([*sim, "kvrn-agentd", "--agentx-socket", master.socket, "--period", "0.5"])
+    try:
+        if master.wait_for("Gauge32", COUNT, 10) is None:
+            sys.exit("the agent does not answer")
+        first, restarts = None, 0
+        client = subprocess.Popen(["snmp_client", master.address, folder + "/listing", str(requests), str(CLIENTS)],
+                                  stdout=subprocess.PIPE, text=True)
+        for line in client.stdout:
+            if not line.strip().isdigit():
+                print(line, end="")
+                continue
+            done = int(line)
+            if first is None and done >= requests // 10:
+                first = memory(agent)
+            if restarts < RESTARTS and done >= (restarts + 0.5) * requests / RESTARTS:
+                master.kill()
+                master.start()
+                restarts += 1
+                print(f"{done} requests, restart {restarts}, {memory(agent)} kB", flush=True)
+        if client.wait() != 0:
+            sys.exit("a wrong answer")
+        if master.wait_for("Gauge32", COUNT, 5) is None:
+            sys.exit("the agent did not come back")
+        with open(folder + "/listing", encoding="ascii") as listing:
+            if master.walk() != listing.read():
+                sys.exit("the last walk is not complete")
+        last = memory(agent)
+        print(f"memory {first} kB after a tenth, {last} kB at the end: x {last / first:.3f} (at most {GROWTH})")
+        return 0 if last <= first * GROWTH and restarts == RESTARTS else 1
+    finally:
+        agent.terminate()
+        agent.wait()
+
+
+def main():
+    start = time.monotonic()
+    with tempfile.TemporaryDirectory() as folder, Master() as master:
+        status = run(int(sys.argv[1]), folder, master)
+    print(f"{time.monotonic() - start:.0f} s")
+    sys.exit(status)
+
+
+main()

@@ -1,0 +1,11 @@
+kvrn_bench(bench_snmp snmp_bench.cpp)
+if(TARGET kvrn-agentd)
+  # A sub-agent to measure kvrn-agentd against, and the client of the long run.
+  pkg_check_modules(NETSNMP REQUIRED IMPORTED_TARGET netsnmp-agent)
+  find_package(Threads REQUIRED)
+  add_executable(table_agent table_agent.c)
+  add_executable(snmp_client snmp_client.cpp)
+  foreach(program table_agent snmp_client)
+    target_link_libraries(${program} PRIVATE kvrn_flags PkgConfig::NETSNMP Threads::Threads)
+  endforeach()
+endif()
