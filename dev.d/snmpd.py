@@ -36,7 +36,7 @@ class Master:
     def start(self):
         environment = {**os.environ, **QUIET, "SNMP_PERSISTENT_DIR": self.folder + "/persistent"}
         with open(self.folder + "/snmpd.log", "a") as log:
-            self.process = subprocess.Popen([snmpd_program(), "-f", "-Lo", "-C", "-c", self.folder + "/snmpd.conf"],
+            self.process = subprocess.Popen([snmpd_program(), "-f", "-Lo", "-I", "-smux", "-C", "-c", self.folder + "/snmpd.conf"],
                                             stdin=subprocess.DEVNULL, stdout=log, stderr=log, env=environment)
         return self
 

@@ -9,14 +9,11 @@
 #include <net-snmp/agent/net-snmp-agent-includes.h>
 
 #include <net-snmp/agent/agent_callbacks.h>
-#include <sys/select.h>
 #include <syslog.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
 #include <span>
 #include <type_traits>
 #include <utility>
@@ -105,9 +102,11 @@ int answer(netsnmp_mib_handler* handler, netsnmp_handler_registration*, netsnmp_
   return SNMP_ERR_NOERROR;
 }
 
-// What is set before init_agent(): no files but the socket are read or written.
+// What is set before init_agent(). net-snmp shall read and write nothing but the socket: no settings, no MIB modules,
+// no certificates, nothing that persists.
 void configure(const std::string& socket) {
-  (void)::setenv("MIBS", "", 1);
+  for (const char* name : {"MIBS", "MIBDIRS", "SNMPCONFPATH"}) (void)::setenv(name, "", 1);
+  (void)::setenv("SNMP_PERSISTENT_DIR", "/dev/null", 1);
   // What goes wrong with the link is said here, once a change; the library would say it at every try.
   ::snmp_disable_log();
   (void)::netsnmp_register_loghandler(NETSNMP_LOGHANDLER_NONE, LOG_DEBUG);
@@ -143,36 +142,23 @@ bool AgentX::start() {
   return true;
 }
 
-bool AgentX::serve(std::chrono::microseconds time, const sigset_t& unblocked) {
-  fd_set readable;
-  FD_ZERO(&readable);
-  int highest = 0;
-  int blocking = 0;
-  timeval longest{static_cast<time_t>(time.count() / 1'000'000), static_cast<suseconds_t>(time.count() % 1'000'000)};
-  ::snmp_select_info(&highest, &readable, &longest, &blocking);
-  const timespec wait{longest.tv_sec, longest.tv_usec * 1000};
-  const int ready = ::pselect(highest, &readable, nullptr, nullptr, &wait, &unblocked);
-  if (ready > 0)
-    ::snmp_read(&readable);
-  else if (ready == 0)
-    ::snmp_timeout();
-  else if (errno == EINTR)
-    return false;
-  ::run_alarms();
-  (void)::netsnmp_check_outstanding_agent_requests();
-  report_link();
-  return true;
+void AgentX::serve(const std::atomic<bool>& stop) {
+  while (!stop) {
+    // Returns at least as often as the link is tried.
+    (void)::agent_check_and_process(1);
+    report_link();
+  }
 }
 
 void AgentX::report_link() {
-  if (link_state == Link::up && reported_up_) return;
-  reported_up_ = link_state == Link::up;
-  std::string text = "connected to the master agent at " + socket_;
+  std::string text = "connected to the master agent at ";
+  const char* reason = "";
   if (link_state == Link::down) {
-    // A socket that may not be written is the likeliest mistake of a set-up.
-    const bool refused = socket_.starts_with('/') && ::access(socket_.c_str(), W_OK) != 0;
-    text = "no master agent at " + socket_ + (refused ? std::string(": ") + std::strerror(errno) : "");
+    text = "no master agent at ";
+    // The likeliest mistake of a set-up. That there is no socket is just what a master that is not there looks like.
+    if (::access(socket_.c_str(), W_OK) != 0 && errno == EACCES) reason = ": permission denied";
   }
+  text += socket_ + reason;
   if (text == reported_) return;
   ::syslog(link_state == Link::up ? LOG_NOTICE : LOG_WARNING, "%s", text.c_str());
   reported_ = std::move(text);

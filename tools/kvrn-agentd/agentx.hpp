@@ -2,9 +2,7 @@
 // The SNMP side: an AgentX sub-agent that answers from whatever table it is handed.
 #pragma once
 
-#include <signal.h>
-
-#include <chrono>
+#include <atomic>
 #include <functional>
 #include <string>
 
@@ -12,7 +10,8 @@
 
 namespace agentd {
 
-// One a process: net-snmp keeps its state in globals. Everything runs on one thread.
+// One a process: net-snmp keeps its state in globals. It has a thread of its own, because a master that hangs may hold
+// it for as long as it likes.
 class AgentX {
  public:
   using Tables = std::function<TablePtr()>;
@@ -22,18 +21,17 @@ class AgentX {
   ~AgentX();  // takes leave of the master
   AgentX(const AgentX&) = delete;
 
-  // Registers the tree, and connects as soon as there is a master. @return false: net-snmp refused
+  // Registers the tree, and connects when there is a master. @return false: net-snmp refused
   bool start();
 
-  // Serves requests for a while. `unblocked` is the signal mask while it waits. @return false when a signal came
-  bool serve(std::chrono::microseconds time, const sigset_t& unblocked);
+  // Serves requests, and tries to connect every second, until `stop` is set.
+  void serve(const std::atomic<bool>& stop);
 
  private:
   void report_link();
 
   const std::string socket_;
   Tables tables_;
-  bool reported_up_ = false;
   std::string reported_;  // what was logged of the link last
 };
 

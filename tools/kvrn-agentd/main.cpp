@@ -1,17 +1,20 @@
 // SPDX-License-Identifier: MIT
-// kvrn-agentd: serves the module's tree through the system's SNMP agent. The hardware is read on a thread of its own,
-// so that a request never waits for it.
+// kvrn-agentd: serves the module's tree through the system's SNMP agent. One thread reads the hardware, one talks to
+// the master, and neither waits for the other; this one hears the signals and feeds the manager's watchdog.
 #include <fmt/core.h>
 #include <signal.h>
+#include <sys/un.h>
 #include <syslog.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <csignal>
+#include <atomic>
 #include <cstdlib>
+#include <future>
+#include <utility>
 
 #include "tools/kvrn-agentd/agentx.hpp"
-#include "tools/kvrn-agentd/module_file.hpp"
+#include "tools/kvrn-agentd/load_module.hpp"
 #include "tools/kvrn-agentd/refresher.hpp"
 #include "tools/service/notify.hpp"
 #include "tools/snmp/host.hpp"
@@ -20,7 +23,7 @@ namespace agentd {
 namespace {
 
 using std::chrono::microseconds;
-using Seconds = std::chrono::duration<double>;
+using Seconds = Refresher::Seconds;
 
 struct Options {
   double period_s = 2;
@@ -30,61 +33,78 @@ struct Options {
   bool to_stderr = false;
 };
 
-volatile std::sig_atomic_t ending = 0;
+// A refresh that finds no battery files takes more than a second.
+constexpr double longest_refresh_s = 2;
 
-// Both signals arrive only while AgentX::serve() waits. @return the mask for that
-sigset_t catch_signals() {
-  struct sigaction action {};
-  action.sa_handler = [](int) { ending = 1; };
-  sigset_t blocked;
-  sigset_t unblocked;
-  ::sigemptyset(&blocked);
-  for (const int number : {SIGTERM, SIGINT}) {
-    (void)::sigaction(number, &action, nullptr);
-    ::sigaddset(&blocked, number);
-  }
+// Blocked in every thread; the main thread waits for them.
+sigset_t block_signals() {
+  sigset_t signals;
+  ::sigemptyset(&signals);
+  ::sigaddset(&signals, SIGTERM);
+  ::sigaddset(&signals, SIGINT);
+  (void)::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
   (void)::signal(SIGPIPE, SIG_IGN);  // a master that goes away is no reason to end
-  (void)::pthread_sigmask(SIG_BLOCK, &blocked, &unblocked);
-  return unblocked;
+  return signals;
 }
 
-void serve(AgentX& agent, const Refresher& refresher, const Options& options, const sigset_t& unblocked) {
+// Says what the manager and the log should hear, until a signal wants the end.
+void watch(const Refresher& refresher, const Options& options, const sigset_t& signals) {
+  constexpr microseconds longest = std::chrono::seconds(1);
   const auto watchdog = service::watchdog_period();
-  const microseconds longest = std::min(watchdog.value_or(microseconds(1'000'000)), microseconds(1'000'000));
-  auto next = Clock::now();
-  while (ending == 0) {
-    (void)agent.serve(longest, unblocked);
-    // The manager hears nothing once the worker has hung for as long as its readings are good.
-    if (!watchdog || Clock::now() < next || refresher.silence() > Seconds(options.max_age_s)) continue;
-    service::notify("WATCHDOG=1");
-    next = Clock::now() + *watchdog;
-  }
+  const microseconds rest = std::min(watchdog.value_or(longest), longest);
+  const timespec wait{static_cast<time_t>(rest.count() / 1'000'000),
+                      static_cast<long>(rest.count() % 1'000'000) * 1000};
+  bool ready = false;
+  bool expired = false;
+  do {
+    const Refresher::State state = refresher.state();
+    if (state.tried && !std::exchange(ready, true)) service::notify("READY=1");
+    if (std::exchange(expired, state.expired) != state.expired)
+      ::syslog(state.expired ? LOG_ERR : LOG_NOTICE,
+               state.expired ? "no complete readings for %g s: the tree is empty" : "the tree is served again",
+               options.max_age_s);
+    // The manager hears nothing once a refresh has hung for as long as readings are good.
+    if (watchdog && state.busy < Seconds(options.max_age_s)) service::notify("WATCHDOG=1");
+  } while (::sigtimedwait(&signals, nullptr, &wait) < 0);
+  service::notify("STOPPING=1");
 }
 
 int run(const Options& options) {
-  ModuleFile file;
   std::string why;
-  if (!file.load(options.module, why)) {
+  const snmp_module* module = load_module(options.module, why);
+  if (module == nullptr) {
     fmt::print(stderr, "kvrn-agentd: {}\n", why);
     return 1;
   }
   ::openlog("kvrn-agentd", LOG_PID | (options.to_stderr ? LOG_PERROR : 0), LOG_DAEMON);
-  const sigset_t unblocked = catch_signals();  // before the worker, which inherits the mask
-  Refresher refresher([&](auto& table, auto& error) { return snmp_host::update(file.module(), table, error); },
+  const sigset_t signals = block_signals();
+  Refresher refresher([&](auto& table, auto& error) { return snmp_host::update(*module, table, error); },
                       Seconds(options.period_s), Seconds(options.max_age_s));
-  {
-    AgentX agent(options.socket, [&] { return refresher.table(); });
-    if (!agent.start()) {
+  std::atomic<bool> stop = false;
+  const auto agent = std::async(std::launch::async, [&] {
+    AgentX agentx(options.socket, [&] { return refresher.table(); });
+    if (!agentx.start()) {
       ::syslog(LOG_ERR, "the SNMP library cannot be started");
       std::_Exit(1);
     }
-    service::notify("READY=1");
-    serve(agent, refresher, options, unblocked);
-    service::notify("STOPPING=1");
-  }
-  // A worker that hangs in the hardware is not waited for.
-  if (!refresher.stop(Seconds(2))) std::_Exit(0);
+    agentx.serve(stop);
+  });
+  watch(refresher, options, signals);
+  stop = true;
+  // Neither a master nor hardware that hangs is waited for.
+  const bool left = agent.wait_for(Seconds(2)) == std::future_status::ready;
+  if (!refresher.stop(Seconds(2)) || !left) std::_Exit(0);
   return 0;
+}
+
+const char* check_number(const std::string& text) {
+  return text.find_first_not_of("0123456789.") == std::string::npos ? "" : "not a plain number";
+}
+
+const char* check_socket(const std::string& text) {
+  constexpr std::size_t longest_path = sizeof(sockaddr_un::sun_path) - 1;
+  if (text.size() > longest_path) return "longer than a socket's path can be";
+  return text.starts_with('/') || text.find(':') != std::string::npos ? "" : "neither a path nor a transport address";
 }
 
 }  // namespace
@@ -93,24 +113,25 @@ int run(const Options& options) {
 int main(int argc, char** argv) {
   CLI::App app("Serves the power unit's readings through the system's SNMP agent.", "kvrn-agentd");
   agentd::Options options;
-  const auto plain = [](const std::string& text) {
-    return text.find_first_not_of("0123456789.") == std::string::npos ? "" : "not a plain number";
-  };
   app.set_version_flag("--version", "kvrn-agentd " KVRN_VERSION);
   app.add_option("--period", options.period_s, "Seconds between readings")
       ->check(CLI::Range(0.1, 3600.0))
-      ->check(plain)
+      ->check(agentd::check_number)
       ->capture_default_str();
-  app.add_option("--max-age", options.max_age_s, "Seconds that readings are served after a refresh failed")
-      ->check(CLI::Range(1.0, 86400.0))
-      ->check(plain)
+  app.add_option("--max-age", options.max_age_s, "Seconds that readings are served; at least 2 more than the period")
+      ->check(CLI::Range(2.0, 86400.0))
+      ->check(agentd::check_number)
       ->capture_default_str();
-  app.add_option("--agentx-socket", options.socket, "Socket of the master agent")->capture_default_str();
+  app.add_option("--agentx-socket", options.socket, "Socket of the master agent")
+      ->check(agentd::check_socket)
+      ->capture_default_str();
   app.add_option("--module", options.module, "The library that provides the tree")->capture_default_str();
   app.add_flag("--stderr", options.to_stderr, "Log to standard error too");
   app.footer("Exit status: 0 ended by a signal, 1 failed, 2 wrong usage.");
   try {
     app.parse(argc, argv);
+    if (options.max_age_s < options.period_s + agentd::longest_refresh_s)
+      throw CLI::ValidationError("--max-age", "at least 2 more than --period, or readings that are due are refused");
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : 2;
   }

@@ -7,62 +7,46 @@
 #include <utility>
 
 namespace agentd {
-namespace {
 
-Clock::duration ticks(std::chrono::duration<double> time) { return std::chrono::duration_cast<Clock::duration>(time); }
-
-}  // namespace
-
-Refresher::Refresher(Update update, std::chrono::duration<double> period, std::chrono::duration<double> max_age)
-    : update_(std::move(update)), period_(period), max_age_(max_age), worker_([this] { run(); }) {}
-
-Refresher::~Refresher() {
-  if (worker_.joinable()) (void)stop(max_age_);
-}
+Refresher::Refresher(Update update, Seconds period, Seconds max_age)
+    : update_(std::move(update)),
+      period_(period),
+      max_age_(max_age),
+      worker_(std::async(std::launch::async, [this] { run(); })) {}
 
 TablePtr Refresher::table() const {
   const std::lock_guard lock(mutex_);
-  return Clock::now() - built_ > max_age_ ? empty_ : table_;
+  return is_expired() ? empty_ : table_;
 }
 
-std::chrono::duration<double> Refresher::silence() const {
+Refresher::State Refresher::state() const {
   const std::lock_guard lock(mutex_);
-  return Clock::now() - seen_;
+  return {tried_, is_expired(), began_ ? Clock::now() - *began_ : Clock::duration::zero()};
 }
 
-bool Refresher::wait_first(std::chrono::duration<double> longest) {
-  std::unique_lock lock(mutex_);
-  return changed_.wait_for(lock, longest, [this] { return first_; });
-}
-
-bool Refresher::stop(std::chrono::duration<double> longest) {
-  std::unique_lock lock(mutex_);
-  stopping_ = true;
-  changed_.notify_all();
-  const bool ended = changed_.wait_for(lock, longest, [this] { return ended_; });
-  lock.unlock();
-  if (ended)
-    worker_.join();
-  else
-    worker_.detach();
-  return ended;
+bool Refresher::stop(Seconds longest) {
+  {
+    const std::lock_guard lock(mutex_);
+    stopping_ = true;
+  }
+  stopped_.notify_all();
+  return worker_.wait_for(longest) == std::future_status::ready;
 }
 
 void Refresher::run() {
   auto next = Clock::now();
   std::unique_lock lock(mutex_);
   while (!stopping_) {
+    began_ = Clock::now();
     lock.unlock();
     refresh();
     lock.lock();
-    first_ = true;
-    seen_ = Clock::now();
-    changed_.notify_all();
-    next = std::max(next + ticks(period_), seen_);  // a late refresh is not caught up with
-    changed_.wait_until(lock, next, [this] { return stopping_; });
+    began_.reset();
+    tried_ = true;
+    // A late refresh is not caught up with.
+    next = std::max(next + std::chrono::duration_cast<Clock::duration>(period_), Clock::now());
+    stopped_.wait_until(lock, next, [this] { return stopping_; });
   }
-  ended_ = true;
-  changed_.notify_all();
 }
 
 void Refresher::refresh() {
@@ -82,7 +66,7 @@ void Refresher::report(const std::string& error) {
   if (error.empty())
     ::syslog(LOG_NOTICE, "the readings are complete again");
   else
-    ::syslog(LOG_ERR, "%s; the last complete readings stay for %g s", error.c_str(), max_age_.count());
+    ::syslog(LOG_ERR, "%s", error.c_str());
   reported_ = error;
 }
 

@@ -5,10 +5,11 @@
 #include <chrono>
 #include <condition_variable>
 #include <functional>
+#include <future>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
-#include <thread>
 
 #include "tools/snmp/object_table.hpp"
 
@@ -19,44 +20,45 @@ using TablePtr = std::shared_ptr<const snmp_host::ObjectTable>;
 
 class Refresher {
  public:
+  using Seconds = std::chrono::duration<double>;
   // Fills a table. @return 0; anything else is a failure, with its text in `error`
   using Update = std::function<int(snmp_host::ObjectTable&, std::string& error)>;
 
-  Refresher(Update update, std::chrono::duration<double> period, std::chrono::duration<double> max_age);
-  ~Refresher();
+  Refresher(Update update, Seconds period, Seconds max_age);
   Refresher(const Refresher&) = delete;
 
   // The last complete table; an empty one when that is older than max_age. Never waits for an update.
   TablePtr table() const;
 
-  // How long ago the worker was last seen between two updates. Hardware that hangs makes it grow.
-  std::chrono::duration<double> silence() const;
+  struct State {
+    bool tried;    // the first update has ended, one way or the other
+    bool expired;  // what table() hands out is empty because of its age
+    Seconds busy;  // for how long the update that runs has been running; hardware that hangs makes it grow
+  };
+  State state() const;
 
-  // Waits until the first update has ended, one way or the other. @return it has
-  bool wait_first(std::chrono::duration<double> longest);
-
-  // @return false when the worker did not come back in time: it is left behind, and the process must end without it
-  bool stop(std::chrono::duration<double> longest);
+  // @return false when the worker did not come back in time: the process must end without it
+  bool stop(Seconds longest);
 
  private:
   void run();
   void refresh();
   void report(const std::string& error);
+  bool is_expired() const { return Clock::now() - built_ > max_age_; }
 
   const Update update_;
-  const std::chrono::duration<double> period_;
-  const std::chrono::duration<double> max_age_;
-  mutable std::mutex mutex_;
-  std::condition_variable changed_;
+  const Seconds period_;
+  const Seconds max_age_;
   const TablePtr empty_ = std::make_shared<snmp_host::ObjectTable>();
+  mutable std::mutex mutex_;  // for what follows, up to the worker's own
+  std::condition_variable stopped_;
   TablePtr table_ = empty_;
-  Clock::time_point built_;  // when the table's update ended
-  Clock::time_point seen_ = Clock::now();
-  bool first_ = false;
+  Clock::time_point built_ = Clock::now();  // when the table's update ended
+  std::optional<Clock::time_point> began_;  // the update that runs
+  bool tried_ = false;
   bool stopping_ = false;
-  bool ended_ = false;
-  std::string reported_;  // the failure that was logged last; the worker's own
-  std::thread worker_;    // last: it begins with everything else in place
+  std::string reported_;      // the failure that was logged last; the worker's own
+  std::future<void> worker_;  // last: it begins with everything else in place
 };
 
 }  // namespace agentd

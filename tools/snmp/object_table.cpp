@@ -43,7 +43,10 @@ std::string quoted(const std::string& bytes) {
     for (const char c : bytes) text += (c == '"' || c == '\\') ? fmt::format("\\{}", c) : std::string(1, c);
     return fmt::format("\"{}\"", text);
   }
-  for (const char c : bytes) text += fmt::format("{:02X} ", static_cast<unsigned char>(c));
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    if (i > 0 && i % 16 == 0) text += '\n';
+    text += fmt::format("{:02X} ", static_cast<unsigned char>(bytes[i]));
+  }
   return text;
 }
 
@@ -102,10 +105,7 @@ std::strong_ordering compare(std::span<const Arc> a, std::span<const Arc> b) {
 
 std::string to_text(const Arcs& oid) { return fmt::format(".{}", fmt::join(oid, ".")); }
 
-const char* type_name(const Object& object) {
-  const Type* type = type_of(object.type);
-  return type == nullptr ? "unknown" : type->name;
-}
+const char* type_name(const Object& object) { return type_of(object.type)->name; }  // add() refuses all others
 
 std::string value_text(const Object& object) {
   switch (object.type) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "tools/kvrn-agentd/module_file.hpp"
+#include "tools/kvrn-agentd/load_module.hpp"
 
 #include <dlfcn.h>
 #include <fmt/core.h>
@@ -36,24 +36,22 @@ const char* fault_of(const snmp_module& module) {
 
 }  // namespace
 
-bool ModuleFile::load(const std::string& library, std::string& why) {
+const snmp_module* load_module(const std::string& library, std::string& why) {
   void* handle = ::dlopen(library.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (handle == nullptr) {
     why = ::dlerror();
-    return false;
+    return nullptr;
   }
   const void* symbol = ::dlsym(handle, "module");
   if (symbol == nullptr) {
     why = fmt::format("{} is no module: it exports no object \"module\"", library);
-    return false;
+    return nullptr;
   }
-  const char* fault = "its descriptor has another size";
-  if (is_descriptor(symbol)) {
-    module_ = static_cast<const snmp_module*>(symbol);
-    fault = fault_of(*module_);
-  }
-  if (fault != nullptr) why = fmt::format("{} is a module of another shape: {}", library, fault);
-  return fault == nullptr;
+  const auto* module = static_cast<const snmp_module*>(symbol);
+  const char* fault = is_descriptor(symbol) ? fault_of(*module) : "its descriptor has another size";
+  if (fault == nullptr) return module;
+  why = fmt::format("{} is a module of another shape: {}", library, fault);
+  return nullptr;
 }
 
 }  // namespace agentd
