@@ -5,7 +5,7 @@ if(TARGET kvrnctl AND TARGET kvrn-sim AND NOT CMAKE_CROSSCOMPILING AND NOT KVRN_
     ${PROJECT_SOURCE_DIR}/cache/image.cpp ${PROJECT_SOURCE_DIR}/cache/writer.cpp)
   add_library(count_calls MODULE count_calls.c)
   target_link_libraries(count_calls PRIVATE kvrn_flags ${CMAKE_DL_LIBS})
-  foreach(name kvrnctl kvrnctl_cfg kvrnctl_power kvrn_monitord)
+  foreach(name kvrnctl kvrnctl_cfg kvrnctl_power kvrnctl_sensors kvrn_monitord)
     add_test(NAME ${name} COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/${name}_test.py)
     set_tests_properties(${name} PROPERTIES TIMEOUT 180
       ENVIRONMENT "KVRN_BIN=${CMAKE_RUNTIME_OUTPUT_DIRECTORY};KVRN_SOURCE=${PROJECT_SOURCE_DIR};KVRN_COUNTER=$<TARGET_FILE:count_calls>")

@@ -7,7 +7,6 @@
 #include <kvrn/util.h>
 #include <sys/stat.h>
 
-#include "tools/kvrnctl/context.hpp"
 #include "util/handle.hpp"
 
 namespace kvrnctl {
@@ -27,7 +26,9 @@ CacheProbe probe_cache(const kvrn::ImageSpec& spec) {
   if (!probe.whole) return probe;
   if (::pread(fd.get(), &stamp, sizeof stamp, static_cast<off_t>(spec.size - sizeof stamp)) != sizeof stamp)
     return probe;
-  if (kvrn_i64(stamp) >= 0) probe.age_s = ::get_timestamp_mono() - kvrn_i64(stamp);
+  // The stamp of an image that is being invalidated may read as a half: see the library's reader.
+  constexpr std::int64_t torn = INT64_C(0xFFFFFFFF);
+  if (kvrn_i64(stamp) >= 0 && kvrn_i64(stamp) != torn) probe.age_s = ::get_timestamp_mono() - kvrn_i64(stamp);
   return probe;
 }
 
@@ -37,6 +38,14 @@ std::string CacheProbe::text() const {
   if (!whole) return fmt::format("wrong size ({} bytes)", size);
   if (!age_s) return "never refreshed";
   return *age_s < 0 ? fmt::format("stamped {} s in the future", -*age_s) : fmt::format("{} s old", *age_s);
+}
+
+json image_source(const kvrn::ImageSpec& spec, const CacheProbe& probe) {
+  return {{"kind", "cache"},
+          {"path", spec.path},
+          {"age_s", probe.age_s && !probe.in_future() ? json(*probe.age_s) : json(nullptr)},
+          {"fresh", probe.fresh()},
+          {"age", probe.text()}};
 }
 
 }  // namespace kvrnctl

@@ -52,6 +52,10 @@ class Report {
     if (file.open_error == ENOENT) status = Status::optional;
     const char* hint = "the monitoring process is not running";
     if (file.open_error == EACCES) hint = "run as the user that owns the file";
+    if (file.in_future()) {
+      hint = "stamped before the device started: start the monitoring process, or remove the file";
+      stands_in = "none: the library takes it as fresh";
+    }
     if (file.open_error == 0 && !file.whole) hint = "another program wrote the file: remove it";
     put(status, std::move(fact), spec.path, {file.fresh(), file.open_error, file.text()}, std::move(stands_in), hint);
   }

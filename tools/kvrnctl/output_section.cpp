@@ -63,10 +63,7 @@ OutputReading read_outputs() {
     for (int id = 0; whole && id < view.count; ++id)
       reading.list.push_back(output_section(records[static_cast<std::size_t>(id)], id));
     ::output_cache_data_free(&view);
-    reading.source = {{"kind", "cache"},
-                      {"path", kvrn::output_cache_file.path},
-                      {"age_s", probe.age_s ? json(*probe.age_s) : json(nullptr)},
-                      {"fresh", probe.fresh()}};
+    reading.source = image_source(kvrn::output_cache_file, probe);
     if (whole) return reading;
   }
   int count = 0;
@@ -141,27 +138,32 @@ bool has_battery_file(const char* base, int psu) {
   return ::access(::get_filename_bat_psu_id(base, psu - 2), F_OK) == 0;
 }
 
+json battery_estimate(int psu) {
+  constexpr int unknown = -2;
+  int32_t time_s = 0;
+  int32_t third = 0;
+  const int charge = has_battery_file(battery_info, psu) ? ::get_battery_data(psu, &time_s, &third) : unknown;
+  if (charge == unknown) return {{"charge_pct", nullptr}, {"time_s", nullptr}};
+  return {{"charge_pct", charge}, {"time_s", time_s}};
+}
+
 json capacity_section(std::vector<std::string>& errors) {
   const std::int64_t capacity = ::read_lcm_battery_capacity_mah();
   json out{{"capacity_mah", capacity}};
   json list = json::array();
   for (int psu = 2; psu < ::get_psu_count(); ++psu) {
-    int32_t time_s = 0;
-    int32_t third = 0;
     int32_t percentage = 100;
-    constexpr int unknown = -2;
     for (const char* base :
          {battery_info, "/tmp/.calibrating", "/etc/persistent/battery_data", "/etc/persistent/battery_data2"})
       note_unreadable(base, psu, errors);
-    const int charge = has_battery_file(battery_info, psu) ? ::get_battery_data(psu, &time_s, &third) : unknown;
+    json entry{{"id", psu}};
+    entry.update(battery_estimate(psu));
     const int calibrating = ::read_battery_calibrating(psu, &percentage);
     const int resistance = ::get_battery_internal_resistance(psu);
-    list.push_back({{"id", psu},
-                    {"charge_pct", charge == unknown ? json(nullptr) : json(charge)},
-                    {"time_s", charge == unknown ? json(nullptr) : json(time_s)},
-                    {"internal_resistance", resistance == 0 ? json(nullptr) : json(resistance)},
-                    {"calibrating", calibrating != 0},
-                    {"calibration_pct", calibrating != 0 ? json(percentage) : json(nullptr)}});
+    entry.update({{"internal_resistance", resistance == 0 ? json(nullptr) : json(resistance)},
+                  {"calibrating", calibrating != 0},
+                  {"calibration_pct", calibrating != 0 ? json(percentage) : json(nullptr)}});
+    list.push_back(std::move(entry));
   }
   out["batteries"] = std::move(list);
   return out;

@@ -16,8 +16,7 @@ Result outputs(const Context& context) {
   result.data["source"] = reading.source;
   result.data["outputs"] = reading.list;
   result.text = outputs_text(context, reading.list) + '\n' + source_line(reading.source);
-  if (reading.source["fresh"] != true)
-    result.fail(Exit::stale, "the readings are old: the monitoring process is not running");
+  fail_unless_fresh(result, reading.source);
   return result;
 }
 

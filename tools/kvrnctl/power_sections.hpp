@@ -8,7 +8,7 @@ namespace kvrnctl {
 
 struct OutputReading {
   json list;
-  json source;  // "kind", "path", "age_s", "fresh" and, where the cache was passed over, "reason"
+  json source;  // as image_source() has it; a direct reading has "reason", why the cache was passed over
 };
 OutputReading read_outputs();
 json output_section(const output_status& output, int id);
@@ -21,5 +21,7 @@ json capacity_section(std::vector<std::string>& errors);
 // Whether a battery's file ("/tmp/.battery_info") is there. Asking the library for one that is not takes 600 ms.
 inline constexpr const char* battery_info = "/tmp/.battery_info";
 bool has_battery_file(const char* base, int psu);
+// What the battery monitoring process estimates: "charge_pct" and "time_s", null where it has told nothing.
+json battery_estimate(int psu);
 
 }  // namespace kvrnctl

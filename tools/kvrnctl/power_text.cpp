@@ -50,10 +50,16 @@ std::string psus_text(const Context& context, const json& psus) {
 
 std::string source_line(const json& source) {
   if (source["kind"] == "cache")
-    return fmt::format("Source: cache {}, {}\n", source["path"].get<std::string>(),
-                       source["age_s"].is_null() ? "never refreshed" : source["age_s"].dump() + " s old");
+    return fmt::format("Source: cache {}, {}\n", source["path"].get<std::string>(), source["age"].get<std::string>());
   if (!source.contains("reason")) return "Source: direct readout\n";
   return fmt::format("Source: direct readout ({})\n", source["reason"].get<std::string>());
+}
+
+void fail_unless_fresh(Result& result, const json& output_source) {
+  if (output_source["fresh"] == true) return;
+  result.fail(Exit::stale,
+              fmt::format("the readings of the outputs are not fresh ({}): the monitoring process is not running",
+                          output_source["age"].get<std::string>()));
 }
 
 }  // namespace kvrnctl

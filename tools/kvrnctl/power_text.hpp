@@ -15,4 +15,7 @@ std::string psus_text(const Context& context, const json& psus);
 // Where a reading came from and how old it is.
 std::string source_line(const json& source);
 
+// Readings of the outputs are shown whatever their age; old ones are a failure of their own.
+void fail_unless_fresh(Result& result, const json& output_source);
+
 }  // namespace kvrnctl

@@ -86,13 +86,12 @@ void add_battery(json& out, const psu_info& psu) {
 void read_cache(PsuReading& reading) {
   const auto& spec = kvrn::psu_cache_file;
   const CacheProbe probe = probe_cache(spec);
-  reading.source = {
-      {"kind", "cache"}, {"path", spec.path}, {"age_s", probe.age_s ? json(*probe.age_s) : json(nullptr)}};
+  reading.source = image_source(spec, probe);
   psu_info_view view{};
   if (::get_psu_info_cache_data(&view) == 0) {
     const bool stale = probe.whole && !probe.fresh();
     reading.exit = stale ? Exit::stale : Exit::failed;
-    const bool aged = stale && probe.age_s;
+    const bool aged = stale && probe.age_s && !probe.in_future();
     reading.error = fmt::format("{}: {}{}", spec.path, probe.text(), aged ? ", more than 10 s: not used" : "");
     return;
   }

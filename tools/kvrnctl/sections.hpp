@@ -20,7 +20,7 @@ enum class Source { automatic, cache, direct };
 
 struct PsuReading {
   std::vector<psu_info> records;  // one a PSU of the board; empty when `exit` is not ok
-  json source;                    // "kind", "path", "age_s" and, where the cache was passed over, "reason"
+  json source;                    // as OutputReading::source
   Exit exit = Exit::ok;
   std::string error;
 };

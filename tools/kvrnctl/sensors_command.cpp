@@ -11,9 +11,22 @@
 namespace kvrnctl {
 namespace {
 
+// What the device makes of a battery, beside its readings.
+std::string battery_line(const Context& context, const json& psu) {
+  const json& error = psu["error"];
+  const char* found = error.is_null() ? "health unknown" : error == true ? "battery error" : "no battery error";
+  const Color color = error == true ? Color::bad : Color::none;
+  return fmt::format("Battery {}: estimated charge {}, run time {}, {}\n", psu["id"].dump(),
+                     humanize("estimated_charge_pct", psu["estimated_charge_pct"]),
+                     humanize("estimated_time_s", psu["estimated_time_s"]), painted(context, color, found));
+}
+
 std::string people_text(const Context& context, const SensorReading& reading) {
   const json& section = reading.section;
-  std::string text = psus_text(context, section["psus"]) + source_line(reading.psu_source) + '\n';
+  std::string text = psus_text(context, section["psus"]) + source_line(reading.psu_source);
+  for (const json& psu : section["psus"])
+    if (psu["type"] == "battery") text += battery_line(context, psu);
+  text += '\n';
   text += section["outputs"].empty()
               ? fmt::format("Outputs: nobody publishes their readings ({})\n", reading.output_reason)
               : outputs_text(context, section["outputs"]) + source_line(reading.output_source);
@@ -39,8 +52,7 @@ Result sensors(const Context& context, const std::string& format) {
   result.data["source"] = {{"psus", reading.psu_source}, {"outputs", reading.output_source}};
   result.data["sensors"] = reading.section;
   result.text = people_text(context, reading);
-  if (!reading.output_source.is_null() && reading.output_source["fresh"] != true)
-    result.fail(Exit::stale, "the readings of the outputs are old: the monitoring process is not running");
+  if (!reading.output_source.is_null()) fail_unless_fresh(result, reading.output_source);
   return result;
 }
 

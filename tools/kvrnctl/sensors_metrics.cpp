@@ -32,6 +32,10 @@ constexpr std::array psu_metrics{
     Metric{"kvrn_battery_time_to_full_seconds", "time_to_full_s", 1, "Time until the battery is full"},
     Metric{"kvrn_battery_full_capacity_ampere_hours", "full_capacity_mah", 1e3, "Capacity when fully charged"},
     Metric{"kvrn_battery_design_capacity_ampere_hours", "design_capacity_mah", 1e3, "Capacity when new"},
+    Metric{"kvrn_battery_estimated_charge_ratio", "estimated_charge_pct", 100,
+           "Charge that the device estimates, 0 to 1"},
+    Metric{"kvrn_battery_estimated_time_seconds", "estimated_time_s", 1, "Run time that the device estimates"},
+    Metric{"kvrn_battery_error", "error", 1, "1: the device has found the battery at fault"},
     Metric{"kvrn_battery_cycles", "cycle_count", 1, "Charging cycles so far"},
 };
 constexpr std::array output_metrics{

@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: MIT
+#include <kvrn/battery.h>
+#include <kvrn/status.h>
+
 #include <memory>
 
+#include "snmp/sensors.hpp"
 #include "tools/kvrnctl/cache_probe.hpp"
 #include "tools/kvrnctl/power_sections.hpp"
 #include "tools/kvrnctl/sensors.hpp"
@@ -10,15 +14,27 @@ namespace {
 
 constexpr int no_sensor = -127;
 
-struct FreeSummary {
-  void operator()(sensors_info* info) const { ::sensors_info_free(info); }
-};
-
 // Hands the summary the records that were read already: it does not tell where its own come from.
 int hand_out(cache_source* self, void* view) {
   const auto& records = *static_cast<std::vector<psu_info>*>(self->state);
   *static_cast<psu_info_view*>(view) = {records.data(), ::get_psu_count(), 0};
   return 1;
+}
+
+json not_negative(const json& value) { return value.is_null() || value < 0 ? json(nullptr) : value; }
+
+// What others keep in files about a battery that is read, as the SNMP tree has it.
+json battery_files(const psu_info& psu) {
+  json out{{"estimated_charge_pct", nullptr}, {"estimated_time_s", nullptr}, {"error", nullptr}};
+  if ((psu.battery_status & PSU_BATTERY_VALID) == 0) return out;
+  const int id = static_cast<int>(psu.id);
+  const json estimate = battery_estimate(id);
+  out["estimated_charge_pct"] = not_negative(estimate["charge_pct"]);
+  out["estimated_time_s"] = not_negative(estimate["time_s"]);
+  std::uint32_t flags = 0;
+  std::int32_t charge_mah = 0;
+  if (::read_battery_flags(id, &flags, &charge_mah) != 0) out["error"] = ::is_battery_status_error_flag(flags) != 0;
+  return out;
 }
 
 json output_list(const sensors_info& info) {
@@ -43,18 +59,17 @@ json board_temperatures(const sensors_info& info) {
 SensorReading read_sensors() {
   SensorReading reading;
   PsuReading psus = read_psus(Source::automatic);
-  const json psu_sections = psu_list(psus, false, reading.errors);
+  json psu_sections = psu_list(psus, false, reading.errors);
+  for (std::size_t id = 0; id < psus.records.size(); ++id)
+    if (psu_sections[id]["type"] == "battery") psu_sections[id].update(battery_files(psus.records[id]));
   reading.psu_source = psus.source;
   psus.records.resize(KVRN_PSU_MAX);
   cache_source source{&psus.records, nullptr, hand_out, nullptr};
   const CacheProbe probe = probe_cache(kvrn::output_cache_file);
-  const std::unique_ptr<sensors_info, FreeSummary> info(::sensors_info_get_ex(1, nullptr, &source));
+  const std::unique_ptr<sensors_info, kvrn::FreeSummary> info(::sensors_info_get_ex(1, nullptr, &source));
   if (!info) return reading;
   if (info->output_count > 0)
-    reading.output_source = {{"kind", "cache"},
-                             {"path", kvrn::output_cache_file.path},
-                             {"age_s", probe.age_s ? json(*probe.age_s) : json(nullptr)},
-                             {"fresh", probe.fresh()}};
+    reading.output_source = image_source(kvrn::output_cache_file, probe);
   else
     reading.output_reason = std::string(kvrn::output_cache_file.path) + ": " + probe.text();
   reading.section = {{"psus", psu_sections},

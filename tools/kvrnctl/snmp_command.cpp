@@ -6,12 +6,21 @@
 namespace kvrnctl {
 namespace {
 
+// A document is UTF-8 and replaces what is not: bytes that are no text stand beside it as the listing writes them.
+void add_bytes(json& out, const snmp_host::Object& object) {
+  out["value"] = object.bytes;
+  std::string text = snmp_host::value_text(object);
+  if (text.starts_with('"')) return;
+  text.pop_back();  // a blank behind each byte
+  out["hex"] = std::move(text);
+}
+
 json object_section(const snmp_host::Object& object) {
   json out{{"oid", snmp_host::to_text(object.oid)}, {"type", snmp_host::type_name(object)}};
   if (object.type == SNMP_TYPE_INTEGER)
     out["value"] = static_cast<std::int32_t>(object.number);
   else if (object.type == SNMP_TYPE_OCTET_STRING)
-    out["value"] = object.bytes;
+    add_bytes(out, object);
   else if (object.type == SNMP_TYPE_OBJECT_ID)
     out["value"] = snmp_host::to_text(object.object_id);
   else

@@ -1,0 +1,174 @@
+# SPDX-License-Identifier: MIT
+"""kvrnctl sensors and snmp dump: for people, as documents, and as metrics."""
+import os
+import pathlib
+import re
+import struct
+import time
+import unittest
+
+from kvrnctl_device import SOURCE, Device
+
+GOLDEN = pathlib.Path(SOURCE, "tests/golden")
+FILES = {"/etc/board.info": "board.shortname=QX4\nboard.subtype=eu\nboard.hwaddr=0418D6A0B1C2\n",
+         "/etc/version": "2.0.9.5406.200410.1234\n", "/tmp/system.cfg": "psu.monitor.battery.install_date=20210315\n",
+         "/tmp/.battery_info": "87 5400 0 0\n", "/tmp/.battery_info_1": "64 7200 0 0\n"}
+OUTPUT = struct.pack(">6i", 53800, 850, 45_730_000, 1, 0, 0)
+
+
+def now():
+    return int(time.clock_gettime(time.CLOCK_MONOTONIC))
+
+
+def publish(device, stamp=None):
+    image = OUTPUT * 3 + struct.pack(">q", now() if stamp is None else stamp)
+    pathlib.Path(device.path("/tmp/.output_cache")).write_bytes(image)
+
+
+def battery_record(device, name, flags):
+    record = struct.pack(">iiI", 2, -1, flags).ljust(132, b"\0")
+    pathlib.Path(device.path("/etc/persistent/" + name)).write_bytes(record)
+
+
+def four_source():
+    device = Device("four-source")
+    for path, text in FILES.items():
+        device.set("file", path, text)
+    battery_record(device, "battery_data", 0x14)
+    battery_record(device, "battery_data_1", 0x01)
+    return device
+
+
+def check_exposition(test, text):
+    test.assertTrue(text.endswith("\n"))
+    seen = []
+    for line in text.splitlines():
+        kind, name = re.match(r"(# HELP |# TYPE |)(\w+)", line).groups()
+        if kind == "# HELP ":
+            test.assertNotIn(name, seen, "a metric in two places")
+            seen.append(name)
+        test.assertEqual(name, seen[-1], line)
+        if not kind:
+            test.assertRegex(line, r'^\w+(\{\w+="([^"\\]|\\.)*"(,\w+="([^"\\]|\\.)*")*\})? [-+.e\d]+$')
+            float(line.rsplit(" ", 1)[1])
+    for name in seen:
+        test.assertEqual(text.count(f"# TYPE {name} gauge\n"), 1)
+
+
+class Sensors(unittest.TestCase):
+    def test_people_and_documents_see_the_same_snapshot(self):
+        device = four_source()
+        publish(device)
+        run = device.run("sensors")
+        self.assertEqual(run.status, 0, run.err)
+        for line in ("0       on        normal             on          53.800 V  0.850 A  45.730 W",
+                     "Battery 2: estimated charge 87.0 %, run time 1 h 30 min, no battery error",
+                     "Battery 3: estimated charge 64.0 %, run time 2 h 00 min, battery error"):
+            self.assertIn(line + "\n", run.out)
+        sensors = device.run("sensors", "--json").json()["sensors"]
+        self.assertEqual([psu["type"] for psu in sensors["psus"]], ["input", "input", "battery", "battery"])
+        self.assertEqual([(psu["estimated_charge_pct"], psu["estimated_time_s"], psu["error"])
+                          for psu in sensors["psus"][2:]], [(87, 5400, False), (64, 7200, True)])
+        self.assertEqual(sensors["outputs"][0]["voltage_mv"], 53800)
+
+    def test_what_nobody_publishes_is_unknown_and_not_waited_for(self):
+        device = Device("four-source")
+        start = time.monotonic()
+        document = device.run("sensors", "--json").json()
+        self.assertLess(time.monotonic() - start, 1.1)  # 1.2 s when each missing file is tried three times
+        self.assertEqual((document["sensors"]["outputs"], document["source"]["outputs"]), ([], None))
+        battery = document["sensors"]["psus"][2]
+        self.assertEqual([battery[key] for key in ("estimated_charge_pct", "estimated_time_s", "error")], [None] * 3)
+        run = device.run("sensors")
+        self.assertEqual(run.status, 0)
+        self.assertIn("estimated charge unknown, run time unknown, health unknown\n", run.out)
+        self.assertIn("Outputs: nobody publishes their readings (/tmp/.output_cache: no such file)\n", run.out)
+
+    def test_metrics_are_as_expected(self):
+        device = four_source()
+        publish(device)
+        run = device.run("sensors", "--format", "prometheus")
+        self.assertEqual((run.status, run.err), (0, ""))
+        text = re.sub(r"(?m)^(kvrn_output_readings_age_seconds) [01]$", r"\1 0", run.out)
+        golden = GOLDEN / "sensors_four-source.prom"
+        if os.environ.get("KVRN_UPDATE_GOLDEN"):
+            golden.write_text(text)
+        self.assertEqual(text, golden.read_text())
+        self.assertEqual(device.run("sensors", "--format", "prometheus", "--json").status, 2)
+
+    def test_metrics_of_every_board_are_well_formed(self):
+        for board in ("four-source", "three-source", "generic", "ar724x"):
+            device = Device(board)
+            for prepare in (lambda device: None, publish):
+                prepare(device)
+                with self.subTest(board=board):
+                    text = device.run("sensors", "--format", "prometheus").out
+                    check_exposition(self, text)
+                    self.assertEqual("kvrn_output_volts" in text, prepare is publish)
+
+    def test_outputs_that_are_not_fresh_are_told_by_status_or_age(self):
+        for stamp, words, age in ((now() - 60, r"6\d s old", r"6\d"), (now() + 500, r"stamped \d+ s in the future", None),
+                                  (-1, "never refreshed", None), (0xFFFFFFFF, "never refreshed", None)):
+            device = Device("four-source")
+            publish(device, stamp=stamp)
+            for command in (["sensors"], ["outputs"]):
+                run = device.run(*command)
+                self.assertEqual(run.status, 3, (command, words))
+                self.assertRegex(run.out, rf"Source: cache /tmp/.output_cache, {words}\n")
+                self.assertRegex(run.err, rf"not fresh \({words}\)")
+            run = device.run("sensors", "--json")
+            source = run.json()["source"]["outputs"]
+            self.assertEqual((run.status, source["fresh"], source["age_s"] is None), (3, False, age is None))
+            run = device.run("sensors", "--format", "prometheus")
+            self.assertEqual((run.status, run.err), (0, ""))
+            self.assertIn("\nkvrn_output_volts", run.out)
+            ages = re.findall(r"\nkvrn_output_readings_age_seconds (.*)", run.out)
+            self.assertRegex(" ".join(ages), f"^{age or ''}$")
+
+    def test_sources_from_the_future_are_used_and_told(self):
+        device = Device("four-source")
+        image = bytes(544) + struct.pack(">q", now() + 500)
+        pathlib.Path(device.path("/tmp/.psu_info_cache")).write_bytes(image)
+        run = device.run("psu")
+        self.assertEqual(run.status, 0)
+        self.assertRegex(run.out, r"Source: cache /tmp/.psu_info_cache, stamped \d+ s in the future\n")
+        self.assertNotIn("kvrn_psu_readings_age", device.run("sensors", "--format", "prometheus").out)
+        probes = device.run("doctor", "--json").json()["probes"]
+        self.assertEqual([probe["stands_in"] for probe in probes if probe["source"] == "/tmp/.psu_info_cache"],
+                         ["none: the library takes it as fresh"])
+
+
+def walked(line):
+    """A line of a golden listing as snmpwalk -On writes it, without the ticks' words."""
+    oid, kind, value = line.split(" ", 2)
+    if kind == "TimeTicks":
+        return f".{oid} = Timeticks: ({value})"
+    return f".{oid} = " + (value if value == '""' else f"{kind}: {'.' if kind == 'OID' else ''}{value}")
+
+
+class Dump(unittest.TestCase):
+    def test_is_the_tree_in_the_order_of_a_walk(self):
+        device = four_source()
+        battery_record(device, "battery_data_1", 0)
+        publish(device)
+        run = device.run("snmp", "dump")
+        self.assertEqual((run.status, run.err), (0, ""))
+        listing = (GOLDEN / "snmp_four-source.txt").read_text().splitlines()
+        listing.sort(key=lambda line: [int(arc) for arc in line.split()[0].split(".")])
+        self.assertEqual([line.split(") ")[0] + ")" if ") " in line else line for line in run.out.splitlines()],
+                         [walked(line) for line in listing])
+        self.assertIn(" = Timeticks: (540000) 1:30:00.00\n", run.out)
+
+    def test_document_keeps_the_bytes_of_what_is_no_text(self):
+        device = four_source()
+        pathlib.Path(device.path("/etc/version")).write_bytes(b"1.\xff\n")
+        objects = {entry["oid"]: entry for entry in device.run("snmp", "dump", "--json").json()["objects"]}
+        root = ".1.3.6.1.4.1.47474.1"
+        self.assertEqual(objects[root + ".5.1.3.0"]["hex"], "31 2E FF")
+        self.assertEqual(objects[root + ".5.1.1.0"], {"oid": root + ".5.1.1.0", "type": "STRING", "value": "QX4-eu"})
+        self.assertEqual(objects[root + ".5.3.2.1.6.4"]["value"], 25000)
+        self.assertEqual(device.run("snmp").status, 2)
+
+
+if __name__ == "__main__":
+    unittest.main()
