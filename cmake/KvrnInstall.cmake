@@ -17,11 +17,18 @@ file(RELATIVE_PATH KVRN_PC_INCLUDE ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_
 configure_file(cmake/kvrn.pc.in ${CMAKE_BINARY_DIR}/kvrn.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/kvrn.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
+# Where net-snmp's programs look for modules.
+install(FILES mibs/KVRN-Quorvex-MIB DESTINATION ${CMAKE_INSTALL_DATADIR}/snmp/mibs)
+
+set(KVRN_PROGRAMS kvrnctl kvrn-monitord)
+if(KVRN_AGENT)
+  list(APPEND KVRN_PROGRAMS kvrn-agentd)
+endif()
 # Manual pages: docs/man/NAME.SECTION.scd
 find_program(SCDOC scdoc)
 if(SCDOC AND KVRN_TOOLS)
-  file(GLOB pages CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/man/*.scd)
-  foreach(page IN LISTS pages)
+  foreach(program IN LISTS KVRN_PROGRAMS)
+    file(GLOB page CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/man/${program}.*.scd)
     get_filename_component(name ${page} NAME_WLE)
     string(REGEX MATCH "[0-9]$" section ${name})
     add_custom_command(OUTPUT ${CMAKE_BINARY_DIR}/man/${name} DEPENDS ${page}
@@ -33,7 +40,7 @@ if(SCDOC AND KVRN_TOOLS)
   add_custom_target(manuals ALL DEPENDS ${manuals})
 endif()
 if(KVRN_TOOLS)
-  foreach(tool kvrnctl kvrn-monitord)
+  foreach(tool IN LISTS KVRN_PROGRAMS)
     install(FILES tools/${tool}/${tool}.bash RENAME ${tool}
       DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
   endforeach()

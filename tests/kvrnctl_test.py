@@ -260,6 +260,9 @@ class Completion(unittest.TestCase):
         self.assertEqual(self.complete(device, "kvrnctl alarms set insuff"), ["insufficient-power"])
         self.assertIn("renumber", self.complete(device, "kvrnctl cfg "))
         self.assertEqual(self.complete(device, "kvrn-monitord --p"), ["--period", "--pid-file"])
+        self.assertEqual(self.complete(device, "kvrnctl sensors --format p"), ["prometheus"])
+        self.assertEqual(self.complete(device, "kvrnctl snmp "), ["dump", "--help"])
+        self.assertEqual(self.complete(device, "kvrn-agentd --m"), ["--max-age", "--module"])
         self.assertIn("battery.3", self.complete(device, "kvrnctl get battery."))
 
 

@@ -4,6 +4,7 @@ import glob
 import os
 import pathlib
 import re
+import shutil
 import subprocess
 import tempfile
 import unittest
@@ -108,8 +109,26 @@ class Installed(unittest.TestCase):
             run("cmake", "-S", folder, "-B", folder + "/build", "-DCMAKE_PREFIX_PATH=" + prefix)
             run("cmake", "--build", folder + "/build")
             run(folder + "/build/user")
-            self.assertTrue(os.path.exists(prefix + "/bin/kvrnctl"))
-            self.assertTrue(glob.glob(prefix + "/share/man/man1/kvrnctl.1*"))
+            agent = os.path.exists(BUILD + "/bin/kvrn-agentd")
+            completions = "share/bash-completion/completions/"
+            for path in ("bin/kvrnctl", "sbin/kvrn-monitord", "share/snmp/mibs/KVRN-Quorvex-MIB", "share/man/man1/kvrnctl.1",
+                         "lib/systemd/system/kvrn-monitord.service", completions + "kvrn-monitord",
+                         *(agent * ["sbin/kvrn-agentd", "share/man/man8/kvrn-agentd.8", completions + "kvrn-agentd",
+                                    "lib/systemd/system/kvrn-agentd.service"])):
+                self.assertTrue(os.path.exists(f"{prefix}/{path}"), path)
+
+    @unittest.skipUnless(shutil.which("systemd-analyze"), "no systemd")
+    def test_unit_files_are_what_the_service_manager_knows(self):
+        with tempfile.TemporaryDirectory() as folder:
+            units = glob.glob(BUILD + "/tools/*/*.service")
+            self.assertTrue(units)
+            for unit in units:
+                # Neither the programs nor the manual pages are installed.
+                text = re.sub(r"(?m)^Documentation=.*\n", "", pathlib.Path(unit).read_text())
+                pathlib.Path(folder, os.path.basename(unit)).write_text(re.sub("ExecStart=[^ \n]+", "ExecStart=/bin/true", text))
+            done = subprocess.run(["systemd-analyze", "verify", *glob.glob(folder + "/*.service")], capture_output=True, text=True)
+            self.assertEqual([line for line in done.stderr.splitlines() if "kvrn-" in line], [])
+            self.assertEqual(done.returncode, 0)
 
 
 if __name__ == "__main__":

@@ -19,7 +19,7 @@ _kvrnctl() {
     [[ ${words[i]} == -* ]] && continue
     if [[ -z $command ]]; then
       command=${words[i]}
-    elif [[ ($command == gpio || $command == cfg || $command == charge || $command == alarms) && -z $sub ]]; then
+    elif [[ ($command == gpio || $command == cfg || $command == charge || $command == alarms || $command == snmp) && -z $sub ]]; then
       sub=${words[i]}
     fi
   done
@@ -29,6 +29,10 @@ _kvrnctl() {
     return
   fi
 
+  if [[ $prev == --format ]]; then
+    mapfile -t COMPREPLY < <(compgen -W "text prometheus" -- "$cur")
+    return
+  fi
   if [[ $prev == --type ]]; then
     mapfile -t COMPREPLY < <(compgen -W "str bool int uint int64" -- "$cur")
     return
@@ -40,8 +44,13 @@ _kvrnctl() {
 
   local edits="set add delete sort renumber protect reveal" choices=""
   case $command in
-    "") choices="board psu battery outputs budget state alarms charge capacity watch gpio get cfg doctor --help --version" ;;
+    "") choices="board psu battery outputs budget state alarms charge capacity sensors watch snmp gpio get cfg doctor --help --version" ;;
     board | doctor | outputs | budget | state | capacity) choices=$common ;;
+    sensors) choices="--format $common" ;;
+    snmp)
+      choices=$common
+      [[ -n $sub ]] || choices="dump --help"
+      ;;
     watch) choices="--period --count --help" ;;
     alarms)
       choices="set $common"
