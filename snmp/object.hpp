@@ -10,12 +10,10 @@
 #include <iterator>
 
 // The host's functions are weak here: the library is loaded by programs that have none.
-extern "C" {
-__attribute__((weak)) decltype(odb_add) odb_add;
-__attribute__((weak)) decltype(odb_destroy) odb_destroy;
-__attribute__((weak)) decltype(abz_set_error) abz_set_error;
-__attribute__((weak)) decltype(abz_clear_error) abz_clear_error;
-}
+#pragma weak odb_add
+#pragma weak odb_destroy
+#pragma weak abz_set_error
+#pragma weak abz_clear_error
 
 namespace kvrn {
 

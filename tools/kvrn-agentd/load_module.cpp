@@ -30,7 +30,7 @@ const char* fault_of(const snmp_module& module) {
     return "it has no name, no tree or no update function";
   if (!std::ranges::all_of(module.zero_4, is_zero) || !std::ranges::all_of(module.zero_7, is_zero))
     return "words that are always zero are not";
-  if (snmp_host::compare(snmp_host::arcs_of(module.oid), tree_root) != 0) return "its tree is another one";
+  if (std::is_neq(snmp_host::compare(snmp_host::arcs_of(module.oid), tree_root))) return "its tree is another one";
   return nullptr;
 }
 

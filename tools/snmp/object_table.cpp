@@ -25,7 +25,7 @@ const Type* type_of(std::uint8_t tag) {
   return found == types.end() ? nullptr : &*found;
 }
 
-bool before(const Object& a, const Object& b) { return compare(a.oid, b.oid) < 0; }
+bool before(const Object& a, const Object& b) { return std::is_lt(compare(a.oid, b.oid)); }
 
 std::string ticks(std::uint32_t hundredths) {
   const std::uint32_t seconds = hundredths / 100;
@@ -89,14 +89,14 @@ void ObjectTable::finish() {
 const Object* ObjectTable::next(std::span<const Arc> oid, bool inclusive) const {
   const auto found = std::ranges::partition_point(objects_, [&](const Object& object) {
     const auto order = compare(object.oid, oid);
-    return order < 0 || (order == 0 && !inclusive);
+    return std::is_lt(order) || (std::is_eq(order) && !inclusive);
   });
   return found == objects_.end() ? nullptr : &*found;
 }
 
 const Object* ObjectTable::find(std::span<const Arc> oid) const {
   const Object* object = next(oid, true);
-  return object != nullptr && compare(object->oid, oid) == 0 ? object : nullptr;
+  return object != nullptr && std::is_eq(compare(object->oid, oid)) ? object : nullptr;
 }
 
 std::strong_ordering compare(std::span<const Arc> a, std::span<const Arc> b) {
