@@ -72,7 +72,7 @@ bool outputs_off() {
   return !unconfigured && ::is_dc_out_enabled(0) == 0;
 }
 
-// 10 or 11 while mains charges a battery, whatever else the outage flags say.
+// 10 or 11 while mains charges a battery; asked only when no outage counts.
 std::optional<int> charging_code(const Summary& summary) {
   if (summary.mains == 0 || summary.battery_mode == 0 || summary.calibration >= 2) return std::nullopt;
   return summary.battery_mode == 2 ? 11 : 10;

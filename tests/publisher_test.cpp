@@ -2,6 +2,7 @@
 #include "tools/kvrn-monitord/publisher.hpp"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 
@@ -28,6 +29,11 @@ TEST(Publisher, LogsWhenAFileBeginsToFailAndWhenAllAreWrittenAgain) {
     logged.clear();
     for (int period = 0; period < 3; ++period) EXPECT_TRUE(publisher.refresh()) << path;
     EXPECT_EQ(logged, "5 publishing again\n");
+    device.remove(path);
+    ASSERT_EQ(::mkfifo(device.path(path).c_str(), 0600), 0);
+    EXPECT_FALSE(publisher.refresh()) << path;  // does not wait for somebody at its other end
+    device.remove(path);
+    EXPECT_TRUE(publisher.refresh());
   }
   device.remove("/dev/i2c-2");  // nothing to publish is no failure
   EXPECT_TRUE(publisher.refresh());

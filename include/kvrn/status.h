@@ -88,7 +88,7 @@ KVRN_API int set_flag(int port, int value); /**< 1, or 0 when the file cannot be
 
 /**
  * Builds the name of a low-voltage flag: "/tmp/.lv<infix>_active" for index -1, otherwise
- * "/tmp/.lv<infix>_<index>_active". The library uses the empty infix: 31 characters at most, and the end.
+ * "/tmp/.lv<infix>_<index>_active". The library uses the empty infix: 27 characters at most, and the end.
  * @param buffer large enough, which is the caller's affair
  * @param infix  null counts as empty
  * @return the buffer
@@ -109,18 +109,21 @@ KVRN_API int is_battery_status_error_flag(uint32_t flags);
 
 /* ---- Device state ---- */
 
-/** What get_device_state() returns. A lower line of this list gives way to those above it, as far as both apply. */
+/**
+ * What get_device_state() returns, the strongest first. An outage counts while its flag is set: of the mains while some
+ * but not all inputs have mains, of a battery while there is a battery.
+ */
 enum device_state {
   DEVICE_BATTERY_ERROR = 13,      /**< a battery that is not being calibrated reports an error */
   DEVICE_OVERLOAD = 8,            /**< get_overload_status() is 1 */
   DEVICE_PROTECTED = 9,           /**< get_overload_status() is anything else but 0 */
   DEVICE_OFF = 5,                 /**< outputs off by configuration, by their lines, by low voltage, or no source */
-  DEVICE_CHARGING_FAST = 11,      /**< mains charges a battery with the highest current */
-  DEVICE_CHARGING = 10,           /**< mains charges a battery */
+  DEVICE_CHARGING_FAST = 11,      /**< no outage counts: mains charges a battery with the highest current */
+  DEVICE_CHARGING = 10,           /**< no outage counts: mains charges a battery */
   DEVICE_LOW_VOLTAGE = 4,         /**< a battery's low-voltage flag, or low charge */
-  DEVICE_MAINS_PARTIAL_FIRST = 7, /**< an input failed, the first one has mains */
-  DEVICE_MAINS_PARTIAL = 6,       /**< an input failed, the first one has no mains */
-  DEVICE_NO_BATTERY = 14,         /**< mains, and no battery or a battery outage */
+  DEVICE_MAINS_PARTIAL_FIRST = 7, /**< an outage of the mains counts, the first input has mains */
+  DEVICE_MAINS_PARTIAL = 6,       /**< an outage of the mains counts, the first input has none */
+  DEVICE_NO_BATTERY = 14,         /**< mains, and no battery or an outage of the battery that counts */
   DEVICE_ON_BATTERY = 1,          /**< a battery alone */
   DEVICE_CALIBRATING = 12,        /**< mains, and a battery is being calibrated (level 2 and up) */
   DEVICE_NORMAL = 0               /**< mains and a battery */

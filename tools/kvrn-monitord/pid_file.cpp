@@ -12,7 +12,7 @@
 namespace monitord {
 
 bool PidFile::take(const std::string& path, std::string& why) {
-  fd_ = kvrn::Fd::open(path.c_str(), O_RDWR | O_CREAT, 0644);
+  fd_ = kvrn::Fd::open(path.c_str(), O_RDWR | O_CREAT, 0600);
   // Above the standard descriptors, which going into the background replaces.
   if (fd_ && fd_.get() < 3) fd_ = kvrn::Fd(::fcntl(fd_.get(), F_DUPFD_CLOEXEC, 3));
   if (!fd_) {

@@ -48,7 +48,7 @@ bool Publisher::refresh() {
 }
 
 bool Publisher::is_published(const kvrn::ImageSpec& spec, std::int64_t since) {
-  const kvrn::Fd fd = kvrn::Fd::open(spec.path, O_RDONLY);
+  const kvrn::Fd fd = kvrn::Fd::open(spec.path, O_RDONLY | O_NONBLOCK);  // no FIFO blocks it
   kvrn_be_i64 stamp;
   const auto bytes = std::as_writable_bytes(std::span(&stamp, 1));
   return fd && kvrn::has_size(fd.get(), spec.size) && kvrn::read_image(fd.get(), bytes, spec.size - sizeof stamp) &&

@@ -7,6 +7,7 @@
 #include "tools/kvrnctl/alarm_table.hpp"
 #include "tools/kvrnctl/command.hpp"
 #include "tools/kvrnctl/format.hpp"
+#include "util/handle.hpp"
 
 namespace kvrnctl {
 namespace {
@@ -29,7 +30,8 @@ std::string text(const Context& context, const json& list) {
 
 Result show(const Context& context) {
   Result result;
-  result.data["alarms"] = alarm_list();
+  result.data["alarms"] = alarm_list(result.errors);
+  if (!result.errors.empty()) result.exit = Exit::failed;
   result.text = text(context, result.data["alarms"]);
   return result;
 }
@@ -70,11 +72,14 @@ Result set(const Options& options) {
   if (options.dry_run)
     result.text = fmt::format("would set {} from {} to {}\n", options.name, before, options.value);
   else if (!alarm->set(index, options.value)) {
-    // A full /tmp lets a file be opened that nothing can be written to: the flag reads as its default.
+    // A full /tmp lets a file be opened that nothing can be written to: it reads as empty.
     const int now = alarm->get(index);
     result.data["alarm"]["value"] = now;
-    result.fail(Exit::failed, fmt::format("{} cannot be set, it is {}: /tmp is full, or the flag file is not writable",
-                                          options.name, now));
+    // What keeps it from being opened, else from being written.
+    const std::string path = alarm->file(index);
+    const kvrn::Fd fd = kvrn::Fd::open(path.c_str(), O_WRONLY | O_NONBLOCK);
+    const std::string why = fd ? "the file system is full" : errno_text(errno);
+    result.fail(Exit::failed, fmt::format("{} cannot be set, it is {}: {}: {}", options.name, now, path, why));
   }
   return result;
 }

@@ -4,6 +4,7 @@
 #include <kvrn/kvrn.h>
 #include <kvrn/status.h>
 
+#include "status/flags.hpp"
 #include "tools/kvrnctl/power_sections.hpp"
 #include "util/read_file.hpp"
 
@@ -13,48 +14,59 @@ namespace {
 bool non_zero(int value) { return value != 0; }
 bool never(int) { return false; }
 
+std::string low_voltage_file(int psu) {
+  char name[64];
+  return ::get_status_file(name, psu, "");
+}
+
 // The library's answer, which without the battery's file takes 600 ms to come.
 int low_voltage(int psu) {
   if (has_battery_file(battery_info, psu)) return ::get_lvmonitor_status_psu(psu);
-  char name[64];
-  const int flag = kvrn::read_number(::get_status_file(name, psu, ""), kvrn::parse_d).value.value_or(0);
+  const int flag = kvrn::read_number(low_voltage_file(psu).c_str(), kvrn::parse_d).value.value_or(0);
   return flag != 0 ? flag : 2;
+}
+
+template <const kvrn::Flag& flag>
+std::string file_of(int index) {
+  return kvrn::flag_name(flag, index).c_str();
 }
 
 }  // namespace
 
+namespace flags = kvrn::flags;
+
 const std::array<Alarm, 11> alarms{{
     {"overload", Index::none, [](int) { return ::get_overload_status(); }, nullptr, non_zero,
-     "1 the outputs draw too much, 2 a protection tripped"},
+     "1 the outputs draw too much, 2 a protection tripped", file_of<flags::overload>},
     {"output-overload", Index::output, [](int index) { return ::get_overload_status_port(index); }, nullptr, non_zero,
-     "1 this output draws too much, 2 its protection tripped"},
+     "1 this output draws too much, 2 its protection tripped", file_of<flags::overload_port>},
     {"output-protection", Index::output, [](int index) { return ::get_dc_hwprotect_error(index); },
      [](int index, int value) {
        return ::set_dc_hwprotect_error(index, value) == 1 && ::get_dc_hwprotect_error(index) == (value > 0 ? 1 : 0);
      },
-     non_zero, "1 the hardware protection of this output tripped"},
+     non_zero, "1 the hardware protection of this output tripped", file_of<flags::hw_protect>},
     {"output-config", Index::output, [](int index) { return ::is_dc_out_cfg_enabled(index); },
      [](int index, int value) { return ::set_flag(index, value) == 1 && ::is_dc_out_cfg_enabled(index) == value; },
-     never, "2 on or not configured, 0 or 1 off"},
+     never, "2 on or not configured, 0 or 1 off", file_of<flags::output_enabled>},
     {"overload-request", Index::request, [](int index) { return ::get_overload_flag(index); },
      [](int index, int value) {
        ::set_overload_flag(index, value);
        return ::get_overload_flag(index) == value;
      },
-     never, "1 the overload check is wanted"},
+     never, "1 the overload check is wanted", file_of<flags::overload_request>},
     {"insufficient-power", Index::none, [](int) { return ::insufficient_power_get(); },
      [](int, int value) { return ::insufficient_power_set(value) == 1 && ::insufficient_power_get() == value; },
-     non_zero, "1 there is not enough power to charge"},
+     non_zero, "1 there is not enough power to charge", file_of<flags::insufficient_power>},
     {"ac-outage", Index::none, [](int) { return ::get_ac_outage_status(); }, nullptr, non_zero,
-     "1 a mains input failed"},
+     "1 a mains input failed", file_of<flags::ac_outage>},
     {"ac-outage-overload", Index::none, [](int) { return ::ac_disabled_overload(); }, nullptr, non_zero,
-     "1 overload after a mains failure"},
+     "1 overload after a mains failure", file_of<flags::ac_disabled_overload>},
     {"battery-outage", Index::none, [](int) { return ::get_battery_outage_status(); }, nullptr, non_zero,
-     "1 a battery failed"},
+     "1 a battery failed", file_of<flags::battery_outage>},
     {"low-voltage-all", Index::none, [](int) { return ::get_lvmonitor_status(); }, nullptr, non_zero,
-     "1 the low-voltage monitor dropped every output"},
+     "1 the low-voltage monitor dropped every output", [](int) { return low_voltage_file(-1); }},
     {"low-voltage", Index::battery, low_voltage, nullptr, non_zero,
-     "1 the low-voltage monitor is active, 2 the battery is nearly empty"},
+     "1 the low-voltage monitor is active, 2 the battery is nearly empty", low_voltage_file},
 }};
 
 int alarm_first(const Alarm& alarm) { return alarm.index == Index::battery ? 2 : 0; }
@@ -75,12 +87,13 @@ int alarm_count(const Alarm& alarm) {
   return 1;
 }
 
-json alarm_list() {
+json alarm_list(std::vector<std::string>& errors) {
   json list = json::array();
   for (const Alarm& alarm : alarms)
     for (int i = 0; i < alarm_count(alarm); ++i) {
       const int index = alarm_first(alarm) + i;
       const int value = alarm.get(index);
+      note_unreadable(alarm.file(index).c_str(), errors);
       list.push_back({{"id", alarm.index == Index::none ? std::string(alarm.name)
                                                         : std::string(alarm.name) + '.' + std::to_string(index)},
                       {"value", value},

@@ -4,7 +4,9 @@
 
 #include <array>
 #include <optional>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "tools/kvrnctl/context.hpp"
 
@@ -20,6 +22,7 @@ struct Alarm {
   bool (*set)(int index, int value);  // whether it reads so now; null: only its owner sets it
   bool (*raised)(int value);
   const char* meaning;
+  std::string (*file)(int index);
 };
 
 extern const std::array<Alarm, 11> alarms;
@@ -28,6 +31,7 @@ extern const std::array<Alarm, 11> alarms;
 int alarm_count(const Alarm& alarm);
 int alarm_first(const Alarm& alarm);
 
-json alarm_list();
+// Flags whose files cannot be read are named in `errors`: they read as not raised.
+json alarm_list(std::vector<std::string>& errors);
 
 }  // namespace kvrnctl

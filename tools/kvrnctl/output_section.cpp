@@ -116,23 +116,17 @@ json state_section(const PsuReading& psus) {
                                                         "charging with the highest current",
                                                         "calibrating the battery",
                                                         "battery error",
-                                                        "running on mains without a battery"};
+                                                        "running on mains, no battery or a battery outage"};
   const int code = ::get_device_state(records_of(psus).data());
   const bool named = code >= 0 && static_cast<std::size_t>(code) < meanings.size() &&
                      meanings[static_cast<std::size_t>(code)] != nullptr;
   return {{"code", code}, {"meaning", named ? json(meanings[static_cast<std::size_t>(code)]) : json(nullptr)}};
 }
 
-namespace {
-
-// Opens what the library opens, for the reason that the library does not tell.
-void note_unreadable(const char* base, int psu, std::vector<std::string>& errors) {
-  const char* path = ::get_filename_bat_psu_id(base, psu - 2);
+void note_unreadable(const char* path, std::vector<std::string>& errors) {
   const kvrn::Fd fd = kvrn::Fd::open(path, O_RDONLY | O_NONBLOCK);
   if (!fd && errno != ENOENT) errors.push_back(fmt::format("{}: {}", path, errno_text(errno)));
 }
-
-}  // namespace
 
 bool has_battery_file(const char* base, int psu) {
   return ::access(::get_filename_bat_psu_id(base, psu - 2), F_OK) == 0;
@@ -155,7 +149,7 @@ json capacity_section(std::vector<std::string>& errors) {
     int32_t percentage = 100;
     for (const char* base :
          {battery_info, "/tmp/.calibrating", "/etc/persistent/battery_data", "/etc/persistent/battery_data2"})
-      note_unreadable(base, psu, errors);
+      note_unreadable(::get_filename_bat_psu_id(base, psu - 2), errors);
     json entry{{"id", psu}};
     entry.update(battery_estimate(psu));
     const int calibrating = ::read_battery_calibrating(psu, &percentage);

@@ -30,6 +30,7 @@ Result budget(const Context&) {
       fields(result.data["budget"], "") + '\n' + source_line(psus.source) + source_line(result.data["outputs_source"]);
   if (result.data["budget"]["available_mw"].is_null())
     result.fail(Exit::not_on_this_board, "this board has no power budget");
+  fail_unless_fresh(result, result.data["outputs_source"]);
   return result;
 }
 

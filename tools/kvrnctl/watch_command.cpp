@@ -57,10 +57,12 @@ std::string charge_text(const Context& context, const json& psus) {
 
 std::string alarms_text(const Context& context) {
   std::string text;
-  for (const json& alarm : alarm_list())
+  std::vector<std::string> errors;
+  for (const json& alarm : alarm_list(errors))
     if (alarm["raised"] == true)
       text += ' ' +
               painted(context, Color::bad, fmt::format("{}={}", alarm["id"].get<std::string>(), alarm["value"].dump()));
+  for (const std::string& error : errors) text += ' ' + painted(context, Color::warning, error);
   return "Alarms  " + (text.empty() ? " none" : text) + '\n';
 }
 
@@ -73,7 +75,8 @@ std::string view(const Context& context) {
   std::string text = fmt::format("State    {} {}\n", state["code"].dump(), humanize("meaning", state["meaning"]));
   text += load_text(context, budget_section(reading)) + charge_text(context, psus) + alarms_text(context);
   text += '\n' + psus_text(context, psus) + source_line(reading.source);
-  return text + '\n' + outputs_text(context, outputs.list) + source_line(outputs.source);
+  const Color color = outputs.source["fresh"] == true ? Color::none : Color::bad;
+  return text + '\n' + outputs_text(context, outputs.list) + painted(context, color, source_line(outputs.source));
 }
 
 // Not sleep_until(), which goes on sleeping after a signal.

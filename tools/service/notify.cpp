@@ -5,6 +5,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
@@ -36,7 +37,7 @@ std::optional<std::chrono::microseconds> watchdog_period() {
   if (period == nullptr || (process != nullptr && kvrn::parse_lli(process) != ::getpid())) return std::nullopt;
   const std::int64_t microseconds = kvrn::parse_lli(period).value_or(0);
   if (microseconds <= 0) return std::nullopt;
-  return std::chrono::microseconds(microseconds / 2);
+  return std::chrono::microseconds(std::max<std::int64_t>(microseconds / 2, 1000));
 }
 
 }  // namespace service
