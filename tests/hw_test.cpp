@@ -2,8 +2,7 @@
 #include <fcntl.h>
 #include <gpiod.h>
 #include <gtest/gtest.h>
-#include <kvrn/hw.h>
-#include <kvrn/util.h>
+#include <kvrn/kvrn.h>
 #include <unistd.h>
 
 #include <climits>
@@ -141,18 +140,14 @@ TEST(Attributes, SysfsAddressIsASignedDecimalByte) {
 
 TEST(Attributes, HwmonTextIsReadAsTheTargetReadsIt) {
   Device device("four-source");
-  const struct {
-    const char* text;
-    int result;
-    int value;
-  } cases[] = {
+  const std::tuple<const char*, int, int> cases[] = {
       {"25900\n", 0, 25900},        {"", -1, 1},     {"abc", -1, 1}, {"99999999999", 0, INT_MAX}, {"12abc", 0, 12},
       {"-99999999999", 0, INT_MIN}, {"  -7", 0, -7}, {"-", -1, 1}};
-  for (const auto& entry : cases) {
-    device.hwmon("mon-battery", "in0_input", entry.text);
+  for (const auto& [text, result, expected] : cases) {
+    device.hwmon("mon-battery", "in0_input", text);
     int value = 1;
-    EXPECT_EQ(i2c_hwmon_readint("mon-battery", "in0_input", &value), entry.result) << entry.text;
-    EXPECT_EQ(value, entry.value) << entry.text;
+    EXPECT_EQ(i2c_hwmon_readint("mon-battery", "in0_input", &value), result) << text;
+    EXPECT_EQ(value, expected) << text;
   }
 }
 
@@ -177,25 +172,31 @@ TEST(OutputMonitor, FailedAndNegativeReadingsAreZeroAndPowerWraps) {
 }
 
 TEST(Hardware, HoldsNothingAfterTenThousandMixedCalls) {
-  Device device("three-source");
-  gpio_read(111);
+  Device device("four-source");
+  psu_info all[KVRN_PSU_MAX]{};
+  psu_info_get_all(all, nullptr);
   device.gpio_busy(212, true);
-  device.i2c_refuse(2, 0x58, 0x8B, true);
-  device.remove("/var/run/hwmon/mon-dc-out-2/in0_input");
+  device.i2c_refuse(2, 0x0b, 0x09, true);
+  raw_battery_image image{};
   const auto before = open_descriptors();
   int value = 0;
+  sbs_battery_info record{};
   for (int i = 0; i < 1000; ++i) {
-    gpio_read(111);
     gpio_read_force(205);
     gpio_write(200, static_cast<uint32_t>(i & 1));
-    gpio_read_by_name(get_chip_path(1), "no such line");
     gpio_read(305);
-    i2c_read_byte(2, 0x58, 0x8B);
     i2c_read_byte(2, 0x33, 0x8B);
-    i2c_hwmon_readint("mon-battery", "in0_input", &value);
+    i2c_hwmon_readint("mon-battery", i % 2 == 0 ? "in0_input" : "none", &value);
     i2c_sysfs_readint(1, 72, "none", &value);
-    isl28022_read_power_out_direct();
-    if (i % 100 == 0) gpio_read(212);  // busy: 10 ms each
+    get_battery_info(i % 5, &record);
+    ar7240_eeprom_free(ar7240_eeprom_parse());
+    ar953x_get_cpu_revision();
+    get_psu_temp_info(i & 1, &value);
+    if (i % 100 != 0) continue;
+    gpio_read(212);  // busy: 10 ms each
+    image.stamp = i % 200 == 0 ? get_timestamp_mono() : 0;
+    device.file("/tmp/.raw_battery_data", std::string(reinterpret_cast<const char*>(&image), sizeof image));
+    EXPECT_EQ(psu_info_get_all(all, nullptr), 4);
   }
   EXPECT_EQ(open_descriptors(), before);
 }

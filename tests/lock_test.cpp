@@ -91,14 +91,12 @@ TEST(Lock, DestroyReleases) {
 TEST(Lock, AgeDecidesWhetherAFileIsBroken) {
   TempDir dir;
   const std::string path = dir / "lock";
-  const struct {
-    int64_t wait_s, age;
-    bool acquired;
-  } cases[] = {{0, 2, true}, {0, -1000, false}, {-1, 0, true}, {-500, -900, true}, {INT64_MAX, 0, true}};
-  for (const auto& entry : cases) {
-    make_file(path, entry.age);
-    InterProcessLock* lock = InterProcessLockNew(path.c_str(), entry.wait_s);
-    EXPECT_EQ(lock->lock(lock) != 0, entry.acquired) << entry.wait_s << ' ' << entry.age;
+  const std::tuple<int64_t, int64_t, bool> cases[] = {
+      {0, 2, true}, {0, -1000, false}, {-1, 0, true}, {-500, -900, true}, {INT64_MAX, 0, true}};
+  for (const auto& [wait_s, age, acquired] : cases) {
+    make_file(path, age);
+    InterProcessLock* lock = InterProcessLockNew(path.c_str(), wait_s);
+    EXPECT_EQ(lock->lock(lock) != 0, acquired) << wait_s << ' ' << age;
     lock->destroy(lock);
     EXPECT_FALSE(exists(path));  // in any case: a failed lock counts as held
   }

@@ -13,12 +13,10 @@ TEST(Publisher, LogsWhenAFileBeginsToFailAndWhenAllAreWrittenAgain) {
   kvrn::sim::Device device("four-source");
   monitord::Publisher publisher;
   ASSERT_TRUE(publisher.refresh());
-  const struct {
-    const char* path;
-    const char* reason;
-  } cases[] = {{"/tmp/.raw_battery_data", "4 Battery data: Unable to open file /tmp/.raw_battery_data (21)\n"},
-               {"/tmp/.psu_info_cache", "4 PSU cache: Unable to open file /tmp/.psu_info_cache (21)\n"},
-               {"/tmp/.output_cache", "4 Output cache: Unable to open output file /tmp/.output_cache (21)\n"}};
+  const std::tuple<const char*, const char*> cases[] = {
+      {"/tmp/.raw_battery_data", "4 Battery data: Unable to open file /tmp/.raw_battery_data (21)\n"},
+      {"/tmp/.psu_info_cache", "4 PSU cache: Unable to open file /tmp/.psu_info_cache (21)\n"},
+      {"/tmp/.output_cache", "4 Output cache: Unable to open output file /tmp/.output_cache (21)\n"}};
   for (const auto& [path, reason] : cases) {
     device.remove(path);
     std::filesystem::create_directory(device.path(path));
