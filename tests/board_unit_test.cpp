@@ -84,6 +84,7 @@ TEST(Ar724xUnit, IdentityComesFromTheRadioDataOrElseFromTheBoardData) {
        calibration_mac},
       {"words 10 and 11", image().radio_word(10, 0xBBBB).radio_word(11, 0xE205).radio_word(20, nobody), 0xE205, 0xE205,
        0xBBBB, calibration_mac},
+      {"no radio on the board", image().radio_word(20, 0xE700), 0xE700, 0xE700, 0xFFFF, first_mac},
       {"radio data before board data", image().radio_word(20, 0xE205).board_id(0xE700), 0xE205, 0xE205, 0xFFFF,
        calibration_mac},
       {"board data after unknown radio", image().radio_word(20, nobody).board_id(0xE209), 0xE209, 0xE209, 0x0777,

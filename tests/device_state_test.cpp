@@ -22,10 +22,12 @@ constexpr const char* table = R"(
 0   ac ac bat cal1
 0   ac ac bat lv_active=2
 1   no no bat
+1   no no chg
 1   no no bat battery_outage_check=1
 1   no no bat cal2
 4   ac ac bat lv_2_active=1
 4   ac ac bat low
+4   ac ac bat low cal1
 12  ac ac bat low cal2
 4   ac no bat lv_2_active=1 ac_outage_check=1
 4   no no bat lv_2_active=-1 battery_outage_check=1
@@ -34,6 +36,7 @@ constexpr const char* table = R"(
 5   ac ac bat dc-enabled0=1
 5   ac ac bat dc-enabled0=0 dark
 0   ac ac bat dc-enabled0=0
+5   ac ac bat dc-enabled0=3 dark
 0   ac ac bat dark
 5   ac ac bat lv_active=1
 5   ac ac bat lv_active=1 lv_2_active=1
@@ -57,8 +60,10 @@ constexpr const char* table = R"(
 10  ac ac chg
 10  ac no chg lv_active=1
 10  ac ac chg lv_2_active=1
+10  ac ac chg cal1
 11  ac ac fast
 11  ac ac chg fast
+11  ac ac fast chg
 12  ac ac bat cal2
 12  ac ac chg cal2
 12  ac ac bat bat cal3

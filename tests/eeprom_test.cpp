@@ -85,6 +85,7 @@ TEST(EepromImage, ChoosesTheCalibrationBlockByItsChecksum) {
       {"the second holds", empty().calibration(128, 1).calibration(256, 1).word(FlashImage::radio + 256 + 8, 7), 128},
       {"erased", FlashImage(0x2000), 512},
       {"length 4", zeros(256, 4), 256},
+      {"odd length", zeros(256, 5), 256},
       {"one word cannot sum up", zeros(256, 3), 512},
       {"length 0", zeros(256, 0), 512},
       {"longest, past the end of the data", zeros(256, 4096), 256},

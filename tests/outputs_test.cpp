@@ -68,6 +68,7 @@ TEST(Outputs, LineMapFollowsTheBoard) {
                {"three-source", 3, {202}},
                {"three-source", 4, {}},
                {"three-source", -1, {}},
+               {"four-source", 1, {111}},
                {"four-source", 2, {}},
                {"generic", 4000, {111}}};
   for (const auto& entry : cases)

@@ -248,6 +248,7 @@ TEST(Identity, TakesWhatTheFilesSay) {
   } cases[] = {
       {"/etc/board.info", "board.shortname=ABC\nboard.subtype=x\n", "1", "ABC-x"},
       {"/etc/board.info", "board.shortname=ABC", "1", "ABC"},
+      {"/etc/board.info", "board.shortname=ABC\nboard.subtype=\n", "1", "ABC"},
       {"/etc/board.info", "board.subtype=x\n", "1", "x"},
       {"/etc/board.info", "board.shortname=\nboard.subtype=x\n", "1", ""},
       {"/etc/board.info",
@@ -260,6 +261,7 @@ TEST(Identity, TakesWhatTheFilesSay) {
       {"/etc/board.info", "x=" + std::string(1022, '.') + "board.shortname=no\nboard.shortname=yes\n", "1", "yes"},
       {"/etc/board.info", "board.hwaddr=0418d6A0B1C2\n", "2", "04:18:d6:A0:B1:C2"},
       {"/etc/board.info", "board.hwaddr=0418D6A0B1C\n", "2", ""},
+      {"/etc/version", "1.2.3.4\nx\n", "3", "1.2.3.4"},
       {"/etc/version", ".1.2.3.4.5", "3", ".1.2.3.4"},
       {"/etc/version", std::string(200, 'v'), "3", std::string(126, 'v')},
       {"/etc/version", "", "3", ""},
