@@ -132,12 +132,20 @@ int open_raw(const char* path, int flags, unsigned mode) {
   return static_cast<int>(::syscall(SYS_openat, AT_FDCWD, path, flags | O_CLOEXEC, mode));
 }
 
+namespace {
+
+void state_path(char (&path)[path_size], const char* format, va_list args) {
+  const int prefix = ::snprintf(path, sizeof path, "%s/", root());
+  ::vsnprintf(path + prefix, sizeof path - static_cast<size_t>(prefix), format, args);
+}
+
+}  // namespace
+
 bool read_state(char* text, size_t size, const char* format, ...) {
   char path[path_size];
   va_list args;
   va_start(args, format);
-  const int prefix = ::snprintf(path, sizeof path, "%s/", root());
-  ::vsnprintf(path + prefix, sizeof path - static_cast<size_t>(prefix), format, args);
+  state_path(path, format, args);
   va_end(args);
   const int fd = open_raw(path, O_RDONLY);
   if (fd < 0) return false;
@@ -152,8 +160,7 @@ bool write_state(const char* text, const char* format, ...) {
   char path[path_size];
   va_list args;
   va_start(args, format);
-  const int prefix = ::snprintf(path, sizeof path, "%s/", root());
-  ::vsnprintf(path + prefix, sizeof path - static_cast<size_t>(prefix), format, args);
+  state_path(path, format, args);
   va_end(args);
   // In place, then cut: another program reads the old text or the new one, never an empty file.
   const int fd = open_raw(path, O_WRONLY | O_CREAT, 0644);

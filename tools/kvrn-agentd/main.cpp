@@ -17,6 +17,7 @@
 #include "tools/kvrn-agentd/load_module.hpp"
 #include "tools/kvrn-agentd/refresher.hpp"
 #include "tools/service/notify.hpp"
+#include "tools/service/options.hpp"
 #include "tools/snmp/host.hpp"
 
 namespace agentd {
@@ -97,10 +98,6 @@ int run(const Options& options) {
   return 0;
 }
 
-const char* check_number(const std::string& text) {
-  return text.find_first_not_of("0123456789.") == std::string::npos ? "" : "not a plain number";
-}
-
 const char* check_socket(const std::string& text) {
   constexpr std::size_t longest_path = sizeof(sockaddr_un::sun_path) - 1;
   if (text.size() > longest_path) return "longer than a socket's path can be";
@@ -116,11 +113,11 @@ int main(int argc, char** argv) {
   app.set_version_flag("--version", "kvrn-agentd " KVRN_VERSION);
   app.add_option("--period", options.period_s, "Seconds between readings")
       ->check(CLI::Range(0.1, 3600.0))
-      ->check(agentd::check_number)
+      ->check(service::plain_number)
       ->capture_default_str();
   app.add_option("--max-age", options.max_age_s, "Seconds that readings are served; at least 2 more than the period")
       ->check(CLI::Range(2.0, 86400.0))
-      ->check(agentd::check_number)
+      ->check(service::plain_number)
       ->capture_default_str();
   app.add_option("--agentx-socket", options.socket, "Socket of the master agent")
       ->check(agentd::check_socket)

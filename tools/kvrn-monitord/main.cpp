@@ -14,6 +14,7 @@
 #include "tools/kvrn-monitord/pid_file.hpp"
 #include "tools/kvrn-monitord/publisher.hpp"
 #include "tools/service/notify.hpp"
+#include "tools/service/options.hpp"
 
 namespace monitord {
 namespace {
@@ -104,9 +105,7 @@ int main(int argc, char** argv) {
   app.set_version_flag("--version", "kvrn-monitord " KVRN_VERSION);
   app.add_option("--period", options.period_s, "Seconds between readings; readers refuse readings above 10 s")
       ->check(CLI::Range(0.1, 9.0))
-      ->check([](const std::string& text) {
-        return text.find_first_not_of("0123456789.") == std::string::npos ? "" : "not a plain number";
-      })
+      ->check(service::plain_number)
       ->capture_default_str();
   app.add_flag("--once", options.once, "Publish once and end");
   app.add_flag("--background", options.background, "Leave the terminal");

@@ -21,7 +21,7 @@ std::string leds_text(const json& roles) {
   Table table({"LED ROLE", "LEDS", "INDICES"});
   for (const json& role : roles) {
     std::string indices;
-    for (const json& index : role["indices"]) indices += (indices.empty() ? "" : " ") + index.dump();
+    for (const json& index : role["indices"]) indices += fmt::format("{}{}", indices.empty() ? "" : " ", index.dump());
     table.add({role["id"].dump(), role["count"].dump(), indices});
   }
   return table.text();
