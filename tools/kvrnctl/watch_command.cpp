@@ -16,6 +16,7 @@
 #include "tools/kvrnctl/format.hpp"
 #include "tools/kvrnctl/power_sections.hpp"
 #include "tools/kvrnctl/power_text.hpp"
+#include "tools/service/options.hpp"
 
 namespace kvrnctl {
 namespace {
@@ -114,9 +115,7 @@ void add_watch_command(CommandLine& line) {
   CLI::App* command = line.app.add_subcommand("watch", "A live view of load, charge, alarms, sources and outputs");
   command->add_option("--period", options->period_s, "Seconds between views")
       ->check(CLI::Range(0.1, 3600.0))
-      ->check([](const std::string& text) {  // a range lets "nan" pass
-        return text.find_first_not_of("0123456789.") == std::string::npos ? "" : "not a plain number";
-      })
+      ->check(service::plain_number)
       ->capture_default_str();
   command->add_option("--count", options->count, "Views to show; 0 until a signal")
       ->check(CLI::Range(0, 1000000))
