@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """kvrn-agentd under a real snmpd: what it serves, and what it outlives."""
 import os
+import shutil
 import signal
 import socket
 import subprocess
@@ -27,10 +28,13 @@ class Agent:
         self.orders = new_folder() + "/order"
         os.chmod(os.path.dirname(self.orders), 0o755)
         self.order("1")
-        module = [] if device else ["--module", LIB + "/libtrial_module.so"]
+        program, trial = BIN + "/kvrn-agentd", LIB + "/libtrial_module.so"
+        if user:  # who may not enter the folder of this checkout
+            program, trial = (shutil.copy(file, os.path.dirname(self.orders)) for file in (program, trial))
+        module = [] if device else ["--module", trial]
         self.log = open(os.path.dirname(self.orders) + "/log", "w+")
         self.process = subprocess.Popen(
-            prefix + [BIN + "/kvrn-agentd", "--agentx-socket", master.socket, "--period", "0.2", "--stderr", *module, *words],
+            prefix + [program, "--agentx-socket", master.socket, "--period", "0.2", "--stderr", *module, *words],
             stderr=self.log, env={**os.environ, "TRIAL_MODULE": self.orders, **(env or {})}, user=user)
 
     def order(self, text):
