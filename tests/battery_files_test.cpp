@@ -89,27 +89,22 @@ TEST(BatteryFiles, ChargeIsReadInUpToThreeTries) {
 
 TEST(BatteryFiles, FlagsAndFiguresFollowTheCharger) {
   Device device("four-source");
-  const struct {
-    uint32_t flags;
-    const char* charger;
-    uint32_t expected;
-    int32_t charge, current;
-  } cases[] = {
+  const std::tuple<uint32_t, const char*, uint32_t, int32_t, int32_t> cases[] = {
       {0x1B4, nullptr, 0x1B4, 7000, 900}, {0x1B5, "1", 0x1B5, -1, 900},    {0x30, "0", 0, -1, -1},
       {0x1B5, "-3", 0x185, -1, -1},       {0x10, "text", 0x10, 7000, 900}, {0x80000000, "", 0x80000000, -1, 900}};
-  for (const auto& [psu, suffix, charger] :
+  for (const auto& [psu, suffix, path] :
        {std::tuple{2, "", "/tmp/.batt_ch_status"}, {3, "_1", "/tmp/.batt_li_ch_status"}}) {
-    for (const auto& entry : cases) {
-      device.remove(charger);
-      if (entry.charger != nullptr) device.file(charger, entry.charger);
-      device.file(record_file + std::string(suffix), record(2, entry.flags, 7000, 900));
+    for (const auto& [stored, charger, expected, wanted_charge, wanted_current] : cases) {
+      device.remove(path);
+      if (charger != nullptr) device.file(path, charger);
+      device.file(record_file + std::string(suffix), record(2, stored, 7000, 900));
       uint32_t flags = 9;
       int32_t charge = 9;
       int32_t current = 9;
       EXPECT_EQ(read_battery_flags_v2(psu, &flags, &charge, &current), 1);
-      EXPECT_EQ(flags, entry.expected) << psu << ' ' << entry.flags;
-      EXPECT_EQ(charge, entry.charge) << psu << ' ' << entry.flags;
-      EXPECT_EQ(current, entry.current) << psu << ' ' << entry.flags;
+      EXPECT_EQ(flags, expected) << psu << ' ' << stored;
+      EXPECT_EQ(charge, wanted_charge) << psu << ' ' << stored;
+      EXPECT_EQ(current, wanted_current) << psu << ' ' << stored;
     }
   }
   EXPECT_EQ(read_battery_flags(2, nullptr, nullptr), 1);

@@ -71,48 +71,32 @@ TEST(Ar724xUnit, RevisionChoosesBetweenRowsOfOneId) {
 TEST(Ar724xUnit, IdentityComesFromTheRadioDataOrElseFromTheBoardData) {
   constexpr unsigned nobody = 0x1234;
   const auto image = [] { return FlashImage().macs().revision(1).radio_word(0, 0xA55A).calibration(256, 0); };
-  const struct {
-    const char* what;
-    FlashImage flash;
-    std::optional<uint16_t> row;  // none: the generic record
-    uint16_t id, vendor;
-    Mac base_mac;
-  } cases[] = {
-      {"words 19 and 20", image().radio_word(19, 0xAAAA).radio_word(20, 0xE205), 0xE205, 0xE205, 0xAAAA,
-       calibration_mac},
-      {"swapped mark swaps nothing", image().radio_word(0, 0x5AA5).radio_word(20, 0xE205), 0xE205, 0xE205, 0xFFFF,
-       calibration_mac},
-      {"words 10 and 11", image().radio_word(10, 0xBBBB).radio_word(11, 0xE205).radio_word(20, nobody), 0xE205, 0xE205,
-       0xBBBB, calibration_mac},
-      {"no radio on the board", image().radio_word(20, 0xE700), 0xE700, 0xE700, 0xFFFF, first_mac},
-      {"radio data before board data", image().radio_word(20, 0xE205).board_id(0xE700), 0xE205, 0xE205, 0xFFFF,
-       calibration_mac},
-      {"board data after unknown radio", image().radio_word(20, nobody).board_id(0xE209), 0xE209, 0xE209, 0x0777,
-       first_mac},
-      {"board data without radio data", image().radio_word(0, 0xFFFF).board_id(0xE701), 0xE701, 0xE701, 0x0777,
-       first_mac},
-      {"unknown in the radio data",
-       image().radio_word(10, 0xBBBB).radio_word(11, 0x4321).radio_word(20, nobody),
-       {},
-       0x4321,
-       0xBBBB,
-       first_mac},
-      {"unknown in the board data", image().board_id(nobody), {}, nobody, 0x0777, first_mac},
-      {"nothing", image().radio_word(0, 0xFFFF), {}, 0, 0, no_mac},
+  const Mac &cal = calibration_mac, &first = first_mac;
+  const std::tuple<const char*, FlashImage, uint16_t, uint16_t, uint16_t, Mac> cases[] = {
+      // row 0: the generic record
+      {"words 19 and 20", image().radio_word(19, 0xAAAA).radio_word(20, 0xE205), 0xE205, 0xE205, 0xAAAA, cal},
+      {"nothing is swapped", image().radio_word(0, 0x5AA5).radio_word(20, 0xE205), 0xE205, 0xE205, 0xFFFF, cal},
+      {"10 and 11", image().radio_word(10, 0xBBBB).radio_word(11, 0xE205).radio_word(20, nobody), 0xE205, 0xE205,
+       0xBBBB, cal},
+      {"no radio on the board", image().radio_word(20, 0xE700), 0xE700, 0xE700, 0xFFFF, first},
+      {"radio before board data", image().radio_word(20, 0xE205).board_id(0xE700), 0xE205, 0xE205, 0xFFFF, cal},
+      {"unknown radio", image().radio_word(20, nobody).board_id(0xE209), 0xE209, 0xE209, 0x0777, first},
+      {"no radio data", image().radio_word(0, 0xFFFF).board_id(0xE701), 0xE701, 0xE701, 0x0777, first},
+      {"unknown 10, 11", image().radio_word(10, 0xBBBB).radio_word(11, 0x4321).radio_word(20, nobody), 0, 0x4321,
+       0xBBBB, first},
+      {"unknown in the board data", image().board_id(nobody), 0, nobody, 0x0777, first},
+      {"nothing", image().radio_word(0, 0xFFFF), 0, 0, 0, no_mac},
   };
   Device device("ar724x");
-  for (const auto& entry : cases) {
-    device.file("/dev/mtdblock5", entry.flash.bytes);
+  for (const auto& [what, flash, row, id, vendor, base_mac] : cases) {
+    device.file("/dev/mtdblock5", flash.bytes);
     const board_record* board = ar7240_identify(3);
-    if (entry.row)
-      EXPECT_EQ(board->system_id, *entry.row) << entry.what;
-    else
-      EXPECT_EQ(board, &ar724x_generic()) << entry.what;
-    EXPECT_EQ(board->radio_subsys_id, entry.id) << entry.what;
-    EXPECT_EQ(board->radio_subsys_vendor_id, entry.vendor) << entry.what;
-    EXPECT_EQ(mac_of(board->base_mac), entry.base_mac) << entry.what;
-    EXPECT_EQ(mac_of(board->eth[0].mac), first_mac) << entry.what;
-    EXPECT_EQ(mac_of(board->eth[1].mac), second_mac) << entry.what;
+    EXPECT_EQ(row != 0 ? board->system_id : board == &ar724x_generic() ? 0 : -1, row) << what;
+    EXPECT_EQ(board->radio_subsys_id, id) << what;
+    EXPECT_EQ(board->radio_subsys_vendor_id, vendor) << what;
+    EXPECT_EQ(mac_of(board->base_mac), base_mac) << what;
+    EXPECT_EQ(mac_of(board->eth[0].mac), first_mac) << what;
+    EXPECT_EQ(mac_of(board->eth[1].mac), second_mac) << what;
   }
   device.remove("/proc/mtd");
   EXPECT_EQ(ar7240_identify(3), &ar724x_generic());

@@ -72,15 +72,9 @@ TEST(EepromImage, ChoosesTheCalibrationBlockByItsChecksum) {
   const auto empty = [] { return FlashImage(0x2000); };
   // Every word 0 but the first two: length, and what makes the sum all ones.
   const auto zeros = [](std::size_t offset, unsigned length) {
-    FlashImage flash(0x2000, '\0');
-    flash.word(FlashImage::radio + offset, length).word(FlashImage::radio + offset + 2, ~length & 0xFFFF);
-    return flash;
+    return FlashImage(0x2000, '\0').radio_word(offset / 2, length).radio_word(offset / 2 + 1, ~length & 0xFFFF);
   };
-  const struct {
-    const char* what;
-    FlashImage flash;
-    long block;
-  } cases[] = {
+  const std::tuple<const char*, FlashImage, long> cases[] = {
       {"both hold", empty().calibration(128, 1).calibration(256, 1), 256},
       {"the second holds", empty().calibration(128, 1).calibration(256, 1).word(FlashImage::radio + 256 + 8, 7), 128},
       {"erased", FlashImage(0x2000), 512},
@@ -90,15 +84,9 @@ TEST(EepromImage, ChoosesTheCalibrationBlockByItsChecksum) {
       {"length 0", zeros(256, 0), 512},
       {"longest, past the end of the data", zeros(256, 4096), 256},
       {"too long", zeros(256, 4097), 512},
-      {"image ends in the block",
-       [] {
-         FlashImage flash(0x1000 + 256 + 4);
-         flash.word(0x1100, 100).word(0x1102, ~100U & 0xFFFF);
-         return flash;
-       }(),
-       256},
+      {"image ends in the block", FlashImage(0x1000 + 256 + 4).word(0x1100, 100).word(0x1102, ~100U & 0xFFFF), 256},
   };
-  for (const auto& entry : cases) EXPECT_EQ(chosen_block(parse(entry.flash)), entry.block) << entry.what;
+  for (const auto& [what, flash, block] : cases) EXPECT_EQ(chosen_block(parse(flash)), block) << what;
 }
 
 TEST(EepromPartition, IsTheFirstOneWithTheName) {

@@ -29,8 +29,7 @@ bool has(uint8_t flags, int bit) { return (flags & bit) != 0; }
 TEST(Platform, RulesFollowTheBoard) {
   const struct {
     const char* profile;
-    int psus;
-    int outputs;
+    int psus, outputs;
   } cases[] = {{"four-source", 4, 1}, {"three-source", 3, 3}, {"generic", 2, 1}, {"ar724x", 2, 1}};
   for (const auto& entry : cases) {
     // Each board in a process of its own: the library asks once.

@@ -197,8 +197,7 @@ TEST(OutputWriter, StateFollowsFlagsAndPower) {
   const Source source(output_cache_new(&limit, 0));
   EXPECT_EQ(image_of<output_image>(device, output_cache).stamp, -1);
   const struct {
-    const char* voltage;
-    const char* current;
+    const char *voltage, *current;
     const char* file;  // NAME=TEXT of "/tmp/.NAME"
     int power, enabled, state;
   } cases[] = {{"50000", "18", "", 900000, 1, 0},
