@@ -10,6 +10,7 @@ if(TARGET kvrn-agentd AND TARGET kvrn-sim)
   target_compile_definitions(trial_size_module PRIVATE TRIAL_SIZE)
   target_compile_definitions(trial_word_module PRIVATE TRIAL_WORD=1)
   add_test(NAME kvrn_agentd COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/kvrn_agentd_test.py)
-  set_tests_properties(kvrn_agentd PROPERTIES TIMEOUT 180
+  # Alone: it times how soon the agent is back.
+  set_tests_properties(kvrn_agentd PROPERTIES TIMEOUT 180 RUN_SERIAL ON
     ENVIRONMENT "KVRN_BIN=${CMAKE_RUNTIME_OUTPUT_DIRECTORY};KVRN_LIB=${CMAKE_LIBRARY_OUTPUT_DIRECTORY};KVRN_SOURCE=${PROJECT_SOURCE_DIR};KVRN_SANITIZE=${KVRN_SANITIZE}")
 endif()
