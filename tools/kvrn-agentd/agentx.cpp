@@ -67,26 +67,15 @@ void answer_get(netsnmp_agent_request_info* info, netsnmp_request_info* request,
     ::netsnmp_set_request_error(info, request, SNMP_NOSUCHINSTANCE);
 }
 
-// Answers with the next object and, in a bulk request, as many of those behind it as are wanted. Behind the table's end
-// the request is left as it is: it goes on to what the master has there.
+// Behind the table's end the request is left as it is: it goes on to what the master has there.
 void answer_next(netsnmp_request_info* request, const snmp_host::ObjectTable& table) {
   const Object* object = table.next(name_of(*request->requestvb), request->inclusive != 0);
-  request->inclusive = 0;
-  while (object != nullptr) {
-    netsnmp_variable_list* variable = request->requestvb;
-    ::snmp_set_var_objid(variable, object->oid.data(), object->oid.size());
-    set_value(*variable, *object);
-    if (request->repeat == 0 || variable->next_variable == nullptr) return;
-    --request->repeat;
-    // What a bulk request has left begins where the last answer ended, as net-snmp's own helper does it.
-    request->requestvb = variable->next_variable;
-    ::snmp_set_var_objid(request->requestvb, object->oid.data(), object->oid.size());
-    request->requestvb->type = ASN_PRIV_RETRY;
-    object = table.behind(*object);
-  }
+  if (object == nullptr) return;
+  ::snmp_set_var_objid(request->requestvb, object->oid.data(), object->oid.size());
+  set_value(*request->requestvb, *object);
 }
 
-// All answers of one request come from one table.
+// A bulk request comes here as one GETNEXT after the other, by net-snmp's own helper.
 int answer(netsnmp_mib_handler* handler, netsnmp_handler_registration*, netsnmp_agent_request_info* info,
            netsnmp_request_info* requests) {
   const TablePtr table = (*static_cast<AgentX::Tables*>(handler->myvoid))();
@@ -94,7 +83,7 @@ int answer(netsnmp_mib_handler* handler, netsnmp_handler_registration*, netsnmp_
     if (request->processed != 0) continue;
     if (info->mode == MODE_GET)
       answer_get(info, request, *table);
-    else if (info->mode == MODE_GETNEXT || info->mode == MODE_GETBULK)
+    else if (info->mode == MODE_GETNEXT)
       answer_next(request, *table);
     else
       ::netsnmp_set_request_error(info, request, SNMP_ERR_NOTWRITABLE);
@@ -131,8 +120,8 @@ bool AgentX::start() {
   (void)::netsnmp_ds_set_int(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_AGENTX_PING_INTERVAL, ping_period_s);
   (void)::snmp_register_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_INDEX_START, on_start, nullptr);
   (void)::snmp_register_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_INDEX_STOP, on_stop, nullptr);
-  netsnmp_handler_registration* registration = ::netsnmp_create_handler_registration(
-      "kvrn", answer, tree_root.data(), tree_root.size(), HANDLER_CAN_RONLY | HANDLER_CAN_GETBULK);
+  netsnmp_handler_registration* registration =
+      ::netsnmp_create_handler_registration("kvrn", answer, tree_root.data(), tree_root.size(), HANDLER_CAN_RONLY);
   if (registration == nullptr) return false;
   registration->handler->myvoid = &tables_;
   if (::netsnmp_register_handler(registration) != MIB_REGISTERED_OK) return false;

@@ -37,8 +37,6 @@ class ObjectTable {
   const Object* find(std::span<const Arc> oid) const;
   // The first object behind the identifier, or at it when `inclusive`. Null behind the last.
   const Object* next(std::span<const Arc> oid, bool inclusive) const;
-  // The one behind an object of this table.
-  const Object* behind(const Object& object) const { return &object == &objects_.back() ? nullptr : &object + 1; }
 
  private:
   std::vector<Object> objects_;
