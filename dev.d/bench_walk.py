@@ -35,6 +35,7 @@ def walk(master):
 
 
 def main():
+    os.sched_setaffinity(0, {min(os.sched_getaffinity(0))})  # one processor for all: who wakes whom where is chance
     with tempfile.TemporaryDirectory() as folder, Master() as own, Master() as peer:
         root = make_device(folder)
         ours = start(own, ["kvrn-sim", "run", root, "--", "kvrn-agentd", "--agentx-socket", own.socket],

@@ -140,6 +140,7 @@ void AgentX::serve(const std::atomic<bool>& stop) {
 }
 
 void AgentX::report_link() {
+  if (std::exchange(was_up_, link_state == Link::up) && was_up_) return;
   std::string text = "connected to the master agent at ";
   const char* reason = "";
   if (link_state == Link::down) {

@@ -32,6 +32,7 @@ class AgentX {
 
   const std::string socket_;
   Tables tables_;
+  bool was_up_ = false;
   std::string reported_;  // what was logged of the link last
 };
 
