@@ -10,30 +10,29 @@
 
 namespace agentd {
 
-// One a process: net-snmp keeps its state in globals. It has a thread of its own, because a master that hangs may hold
-// it for as long as it likes.
+// One a process: net-snmp keeps its state in globals.
 class AgentX {
  public:
   using Tables = std::function<TablePtr()>;
+  enum class Link { unknown, down, up };
 
   // @param socket of the master agent: a path, or "tcp:host:port"
   AgentX(std::string socket, Tables tables);
-  ~AgentX();  // takes leave of the master
   AgentX(const AgentX&) = delete;
 
-  // Registers the tree, and connects when there is a master. @return false: net-snmp refused
-  bool start();
+  // Serves the tree, and tries to connect every second, until `stop` is set. On a thread of its own, because a master
+  // that hangs may hold it for as long as it likes. @return false: net-snmp refused
+  bool run(const std::atomic<bool>& stop);
 
-  // Serves requests, and tries to connect every second, until `stop` is set.
-  void serve(const std::atomic<bool>& stop);
+  // For any thread.
+  Link link() const;
+  std::string link_text() const;
 
  private:
-  void report_link();
+  bool start();
 
   const std::string socket_;
   Tables tables_;
-  bool was_up_ = false;
-  std::string reported_;  // what was logged of the link last
 };
 
 }  // namespace agentd

@@ -48,26 +48,45 @@ sigset_t block_signals() {
   return signals;
 }
 
-// Says what the manager and the log should hear, until a signal wants the end.
-void watch(const Refresher& refresher, const Options& options, const sigset_t& signals) {
-  constexpr microseconds longest = std::chrono::seconds(1);
+// What the log has heard last; each change is said once.
+class Changes {
+ public:
+  void see(const Refresher::State& readings, const AgentX& agentx, double max_age_s) {
+    if (std::exchange(expired_, readings.expired) != readings.expired)
+      ::syslog(readings.expired ? LOG_ERR : LOG_NOTICE,
+               readings.expired ? "no complete readings for %g s: the tree is empty" : "the tree is served again",
+               max_age_s);
+    if (agentx.link() == AgentX::Link::unknown) return;
+    std::string link = agentx.link_text();
+    if (link == link_) return;
+    ::syslog(agentx.link() == AgentX::Link::up ? LOG_NOTICE : LOG_WARNING, "%s", link.c_str());
+    link_ = std::move(link);
+  }
+
+ private:
+  bool expired_ = false;
+  std::string link_;
+};
+
+// Tells the manager and the log how things are, until a signal wants the end. @return false when the agent gave up
+bool watch(const Refresher& refresher, const AgentX& agentx, const std::future<bool>& agent, const Options& options,
+           const sigset_t& signals) {
+  constexpr microseconds longest = std::chrono::milliseconds(500);
   const auto watchdog = service::watchdog_period();
   const microseconds rest = std::min(watchdog.value_or(longest), longest);
-  const timespec wait{static_cast<time_t>(rest.count() / 1'000'000),
-                      static_cast<long>(rest.count() % 1'000'000) * 1000};
+  const timespec wait{0, static_cast<long>(rest.count()) * 1000};
   bool ready = false;
-  bool expired = false;
+  Changes changes;
   do {
+    if (agent.wait_for(Seconds(0)) == std::future_status::ready) return false;
     const Refresher::State state = refresher.state();
     if (state.tried && !std::exchange(ready, true)) service::notify("READY=1");
-    if (std::exchange(expired, state.expired) != state.expired)
-      ::syslog(state.expired ? LOG_ERR : LOG_NOTICE,
-               state.expired ? "no complete readings for %g s: the tree is empty" : "the tree is served again",
-               options.max_age_s);
+    changes.see(state, agentx, options.max_age_s);
     // The manager hears nothing once a refresh has hung for as long as readings are good.
     if (watchdog && state.busy < Seconds(options.max_age_s)) service::notify("WATCHDOG=1");
   } while (::sigtimedwait(&signals, nullptr, &wait) < 0);
   service::notify("STOPPING=1");
+  return true;
 }
 
 int run(const Options& options) {
@@ -81,21 +100,17 @@ int run(const Options& options) {
   const sigset_t signals = block_signals();
   Refresher refresher([&](auto& table, auto& error) { return snmp_host::update(*module, table, error); },
                       Seconds(options.period_s), Seconds(options.max_age_s));
+  AgentX agentx(options.socket, [&] { return refresher.table(); });
   std::atomic<bool> stop = false;
-  const auto agent = std::async(std::launch::async, [&] {
-    AgentX agentx(options.socket, [&] { return refresher.table(); });
-    if (!agentx.start()) {
-      ::syslog(LOG_ERR, "the SNMP library cannot be started");
-      std::_Exit(1);
-    }
-    agentx.serve(stop);
-  });
-  watch(refresher, options, signals);
+  std::future<bool> agent = std::async(std::launch::async, [&] { return agentx.run(stop); });
+  const bool served = watch(refresher, agentx, agent, options, signals);
+  if (!served) ::syslog(LOG_ERR, "the SNMP library cannot be started");
+  const int status = served ? 0 : 1;
   stop = true;
   // Neither a master nor hardware that hangs is waited for.
   const bool left = agent.wait_for(Seconds(2)) == std::future_status::ready;
-  if (!refresher.stop(Seconds(2)) || !left) std::_Exit(0);
-  return 0;
+  if (!refresher.stop(Seconds(2)) || !left) std::_Exit(status);
+  return status;
 }
 
 const char* check_socket(const std::string& text) {
