@@ -173,6 +173,16 @@ class Surviving(unittest.TestCase):
 
 
 class Managed(unittest.TestCase):
+    def test_a_manager_that_does_not_listen_is_not_waited_for(self):
+        device = Device("four-source")
+        path = new_folder() + "/notify"
+        with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as manager:
+            manager.bind(path)
+            monitor = Monitor(device, env={"NOTIFY_SOCKET": path, "WATCHDOG_USEC": "20000"}).__enter__()
+            time.sleep(2)
+            self.assertLessEqual(stamp_age(device, PSU), 1)
+            self.assertEqual(monitor.end()[0], 0)
+
     def test_readiness_watchdog_and_stopping(self):
         device = Device("four-source")
         path = new_folder() + "/notify"

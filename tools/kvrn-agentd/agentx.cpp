@@ -31,9 +31,15 @@ constexpr int ping_period_s = 1;  // also how long a restarted master waits for 
 // Not the agent's own: net-snmp frees the argument of a callback when it ends.
 std::atomic<AgentX::Link> link_state = AgentX::Link::unknown;
 
-template <AgentX::Link state>
-int see(int, int, void*, void*) {
-  link_state = state;
+std::atomic<unsigned> link_losses = 0;
+
+int on_start(int, int, void*, void*) {
+  link_state = AgentX::Link::up;
+  return 0;
+}
+int on_stop(int, int, void*, void*) {
+  link_state = AgentX::Link::down;
+  ++link_losses;
   return 0;
 }
 
@@ -88,11 +94,8 @@ int answer(netsnmp_mib_handler* handler, netsnmp_handler_registration*, netsnmp_
   return SNMP_ERR_NOERROR;
 }
 
-// What is set before init_agent(). net-snmp shall read and write nothing but the socket: no settings, no MIB modules,
-// no certificates, nothing that persists.
+// What is set before init_agent(), beside prepare().
 void configure(const std::string& socket) {
-  for (const char* name : {"MIBS", "MIBDIRS", "SNMPCONFPATH"}) (void)::setenv(name, "", 1);
-  (void)::setenv("SNMP_PERSISTENT_DIR", "/dev/null", 1);
   // What goes wrong with the link is logged once a change; the library would say it at every try.
   ::snmp_disable_log();
   (void)::netsnmp_register_loghandler(NETSNMP_LOGHANDLER_NONE, LOG_DEBUG);
@@ -107,6 +110,13 @@ void configure(const std::string& socket) {
 }  // namespace
 
 AgentX::AgentX(std::string socket, Tables tables) : socket_(std::move(socket)), tables_(std::move(tables)) {}
+
+// net-snmp shall read and write nothing but the socket: no settings, no MIB modules, no certificates, nothing that
+// persists.
+void AgentX::prepare() {
+  for (const char* name : {"MIBS", "MIBDIRS", "SNMPCONFPATH"}) (void)::setenv(name, "", 1);
+  (void)::setenv("SNMP_PERSISTENT_DIR", "/dev/null", 1);
+}
 
 bool AgentX::run(const std::atomic<bool>& stop) {
   // In a process with threads each use of a descriptor locks the table of descriptors, which is 2 % of a walk. This
@@ -124,9 +134,8 @@ bool AgentX::start() {
   if (::init_agent(program) != 0) return false;
   // After init_agent(), which sets its own.
   (void)::netsnmp_ds_set_int(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_AGENTX_PING_INTERVAL, ping_period_s);
-  (void)::snmp_register_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_INDEX_START, see<AgentX::Link::up>, nullptr);
-  (void)::snmp_register_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_INDEX_STOP, see<AgentX::Link::down>,
-                                 nullptr);
+  (void)::snmp_register_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_INDEX_START, on_start, nullptr);
+  (void)::snmp_register_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_INDEX_STOP, on_stop, nullptr);
   netsnmp_handler_registration* registration =
       ::netsnmp_create_handler_registration("kvrn", answer, tree_root.data(), tree_root.size(), HANDLER_CAN_RONLY);
   if (registration == nullptr) return false;
@@ -139,8 +148,10 @@ bool AgentX::start() {
 
 AgentX::Link AgentX::link() const { return link_state; }
 
-std::string AgentX::link_text() const {
-  if (link_state == Link::up) return "connected to the master agent at " + socket_;
+unsigned AgentX::losses() const { return link_losses; }
+
+std::string AgentX::text_of(Link link) const {
+  if (link == Link::up) return "connected to the master agent at " + socket_;
   // The likeliest mistake of a set-up. That there is no socket is just what a master that is not there looks like.
   const bool refused = ::access(socket_.c_str(), W_OK) != 0 && errno == EACCES;
   return "no master agent at " + socket_ + (refused ? ": permission denied" : "");

@@ -20,13 +20,17 @@ class AgentX {
   AgentX(std::string socket, Tables tables);
   AgentX(const AgentX&) = delete;
 
+  // Sets what net-snmp reads of the environment: before the process has threads.
+  static void prepare();
+
   // Serves the tree, and tries to connect every second, until `stop` is set. On a thread of its own, because a master
   // that hangs may hold it for as long as it likes. @return false: net-snmp refused
   bool run(const std::atomic<bool>& stop);
 
   // For any thread.
   Link link() const;
-  std::string link_text() const;
+  unsigned losses() const;  // how often the link was lost: it may be back before anybody looks
+  std::string text_of(Link link) const;
 
  private:
   bool start();

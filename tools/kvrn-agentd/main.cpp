@@ -56,15 +56,20 @@ class Changes {
       ::syslog(readings.expired ? LOG_ERR : LOG_NOTICE,
                readings.expired ? "no complete readings for %g s: the tree is empty" : "the tree is served again",
                max_age_s);
-    if (agentx.link() == AgentX::Link::unknown) return;
-    std::string link = agentx.link_text();
-    if (link == link_) return;
-    ::syslog(agentx.link() == AgentX::Link::up ? LOG_NOTICE : LOG_WARNING, "%s", link.c_str());
-    link_ = std::move(link);
+    if (std::exchange(losses_, agentx.losses()) != agentx.losses()) say(agentx, AgentX::Link::down);
+    say(agentx, agentx.link());
   }
 
  private:
+  void say(const AgentX& agentx, AgentX::Link link) {
+    std::string text = agentx.text_of(link);
+    if (link == AgentX::Link::unknown || text == link_) return;
+    ::syslog(link == AgentX::Link::up ? LOG_NOTICE : LOG_WARNING, "%s", text.c_str());
+    link_ = std::move(text);
+  }
+
   bool expired_ = false;
+  unsigned losses_ = 0;
   std::string link_;
 };
 
@@ -80,12 +85,12 @@ bool watch(const Refresher& refresher, const AgentX& agentx, const std::future<b
   do {
     if (agent.wait_for(Seconds(0)) == std::future_status::ready) return false;
     const Refresher::State state = refresher.state();
-    if (state.tried && !std::exchange(ready, true)) service::notify("READY=1");
+    if (state.tried && !ready) ready = service::notify("READY=1");
     changes.see(state, agentx, options.max_age_s);
     // The manager hears nothing once a refresh has hung for as long as readings are good.
-    if (watchdog && state.busy < Seconds(options.max_age_s)) service::notify("WATCHDOG=1");
+    if (watchdog && state.busy < Seconds(options.max_age_s)) (void)service::notify("WATCHDOG=1");
   } while (::sigtimedwait(&signals, nullptr, &wait) < 0);
-  service::notify("STOPPING=1");
+  (void)service::notify("STOPPING=1");
   return true;
 }
 
@@ -98,6 +103,7 @@ int run(const Options& options) {
   }
   ::openlog("kvrn-agentd", LOG_PID | (options.to_stderr ? LOG_PERROR : 0), LOG_DAEMON);
   const sigset_t signals = block_signals();
+  AgentX::prepare();
   Refresher refresher([&](auto& table, auto& error) { return snmp_host::update(*module, table, error); },
                       Seconds(options.period_s), Seconds(options.max_age_s));
   AgentX agentx(options.socket, [&] { return refresher.table(); });
@@ -108,8 +114,9 @@ int run(const Options& options) {
   const int status = served ? 0 : 1;
   stop = true;
   // Neither a master nor hardware that hangs is waited for.
-  const bool left = agent.wait_for(Seconds(2)) == std::future_status::ready;
-  if (!refresher.stop(Seconds(2)) || !left) std::_Exit(status);
+  const auto last = Clock::now() + std::chrono::seconds(2);
+  const bool ended = refresher.stop(Seconds(2));
+  if (agent.wait_until(last) != std::future_status::ready || !ended) std::_Exit(status);
   return status;
 }
 
@@ -143,7 +150,9 @@ int main(int argc, char** argv) {
   try {
     app.parse(argc, argv);
     if (options.max_age_s < options.period_s + agentd::longest_refresh_s)
-      throw CLI::ValidationError("--max-age", "at least 2 more than --period, or readings that are due are refused");
+      throw CLI::ValidationError("--max-age", fmt::format("{:g} s is too short for --period {:g}: readings would "
+                                                          "expire before the next are due; it must be at least 2 more",
+                                                          options.max_age_s, options.period_s));
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : 2;
   }

@@ -53,7 +53,7 @@ bool wait_until(Clock::time_point end, const sigset_t& signals) {
     const timespec time{static_cast<time_t>(rest.count() / 1'000'000),
                         static_cast<long>(rest.count() % 1'000'000) * 1000};
     if (::sigtimedwait(&signals, nullptr, &time) > 0) return true;
-    if (watchdog) notify("WATCHDOG=1");
+    if (watchdog) (void)notify("WATCHDOG=1");
     if (Clock::now() >= end) return false;
   }
 }
@@ -83,15 +83,16 @@ int run(const Options& options) {
   const bool published = publisher.refresh();
   if (options.once) return published ? 0 : 1;
   ::syslog(LOG_INFO, "publishing every %g s on %s", options.period_s, ::map_board_name(::board_identify()));
-  notify("READY=1");
+  bool ready = notify("READY=1");
   const auto period = std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(options.period_s));
   auto next = Clock::now() + period;
   while (!wait_until(next, signals)) {
     // The watchdog hears of a refresh only when it is over: hardware that hangs is not kept alive.
+    if (!ready) ready = notify("READY=1");
     (void)publisher.refresh();                     // it logs its failures
     next = std::max(next + period, Clock::now());  // a late period is not caught up with
   }
-  notify("STOPPING=1");
+  (void)notify("STOPPING=1");
   ::syslog(LOG_INFO, "ending");
   return 0;
 }

@@ -22,8 +22,9 @@ std::string text(const Context& context, const json& list) {
   Table table({"ALARM", "VALUE", "RAISED", "MEANING"});
   for (const json& alarm : list) {
     const bool raised = alarm["raised"] == true;
-    table.add({alarm["id"], alarm["value"].dump(),
-               raised ? painted(context, Color::bad, "yes") : painted(context, Color::dim, "no"), alarm["meaning"]});
+    table.add({alarm["id"], humanize("value", alarm["value"]),
+               painted(context, raised ? Color::bad : Color::dim, humanize("raised", alarm["raised"])),
+               alarm["meaning"]});
   }
   return table.text();
 }

@@ -93,11 +93,11 @@ json alarm_list(std::vector<std::string>& errors) {
     for (int i = 0; i < alarm_count(alarm); ++i) {
       const int index = alarm_first(alarm) + i;
       const int value = alarm.get(index);
-      note_unreadable(alarm.file(index).c_str(), errors);
+      const bool known = note_unreadable(alarm.file(index).c_str(), errors);
       list.push_back({{"id", alarm.index == Index::none ? std::string(alarm.name)
                                                         : std::string(alarm.name) + '.' + std::to_string(index)},
-                      {"value", value},
-                      {"raised", alarm.raised(value)},
+                      {"value", known ? json(value) : json(nullptr)},
+                      {"raised", known ? json(alarm.raised(value)) : json(nullptr)},
                       {"settable", alarm.set != nullptr},
                       {"meaning", alarm.meaning}});
     }

@@ -31,7 +31,7 @@ extern const std::array<Alarm, 11> alarms;
 int alarm_count(const Alarm& alarm);
 int alarm_first(const Alarm& alarm);
 
-// Flags whose files cannot be read are named in `errors`: they read as not raised.
+// Flags whose files cannot be read are named in `errors`: value and raised are null.
 json alarm_list(std::vector<std::string>& errors);
 
 }  // namespace kvrnctl

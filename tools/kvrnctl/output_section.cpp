@@ -123,9 +123,12 @@ json state_section(const PsuReading& psus) {
   return {{"code", code}, {"meaning", named ? json(meanings[static_cast<std::size_t>(code)]) : json(nullptr)}};
 }
 
-void note_unreadable(const char* path, std::vector<std::string>& errors) {
+bool note_unreadable(const char* path, std::vector<std::string>& errors) {
   const kvrn::Fd fd = kvrn::Fd::open(path, O_RDONLY | O_NONBLOCK);
-  if (!fd && errno != ENOENT) errors.push_back(fmt::format("{}: {}", path, errno_text(errno)));
+  char byte = 0;
+  if (fd ? ::read(fd.get(), &byte, 1) >= 0 : errno == ENOENT) return true;
+  errors.push_back(fmt::format("{}: {}", path, errno_text(errno)));
+  return false;
 }
 
 bool has_battery_file(const char* base, int psu) {
@@ -149,7 +152,7 @@ json capacity_section(std::vector<std::string>& errors) {
     int32_t percentage = 100;
     for (const char* base :
          {battery_info, "/tmp/.calibrating", "/etc/persistent/battery_data", "/etc/persistent/battery_data2"})
-      note_unreadable(::get_filename_bat_psu_id(base, psu - 2), errors);
+      (void)note_unreadable(::get_filename_bat_psu_id(base, psu - 2), errors);
     json entry{{"id", psu}};
     entry.update(battery_estimate(psu));
     const int calibrating = ::read_battery_calibrating(psu, &percentage);

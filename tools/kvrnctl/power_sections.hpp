@@ -20,8 +20,8 @@ json capacity_section(std::vector<std::string>& errors);
 
 // Whether a battery's file ("/tmp/.battery_info") is there. Asking the library for one that is not takes 600 ms.
 inline constexpr const char* battery_info = "/tmp/.battery_info";
-// Opens what the library opens, for the reason that the library does not tell.
-void note_unreadable(const char* path, std::vector<std::string>& errors);
+// Opens what the library opens, for the reason that the library does not tell. @return it can be read, or is not there
+bool note_unreadable(const char* path, std::vector<std::string>& errors);
 
 bool has_battery_file(const char* base, int psu);
 // What the battery monitoring process estimates: "charge_pct" and "time_s", null where it has told nothing.

@@ -27,9 +27,8 @@ std::string people_text(const Context& context, const SensorReading& reading) {
   for (const json& psu : section["psus"])
     if (psu["type"] == "battery") text += battery_line(context, psu);
   text += '\n';
-  text += section["outputs"].empty()
-              ? fmt::format("Outputs: nobody publishes their readings ({})\n", reading.output_reason)
-              : outputs_text(context, section["outputs"]) + source_line(reading.output_source);
+  text += section["outputs"].empty() ? fmt::format("Outputs: no readings ({})\n", reading.output_reason)
+                                     : outputs_text(context, section["outputs"]) + source_line(reading.output_source);
   for (const json& board : section["board_temperatures"])
     text +=
         fmt::format("\nBoard sensor {}  {}\n", board["id"].dump(), humanize("temperature_c", board["temperature_c"]));

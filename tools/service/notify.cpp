@@ -15,20 +15,21 @@
 
 namespace service {
 
-void notify(std::string_view state) {
+bool notify(std::string_view state) {
   const char* path = std::getenv("NOTIFY_SOCKET");
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
-  if (path == nullptr || (path[0] != '/' && path[0] != '@')) return;
+  if (path == nullptr || (path[0] != '/' && path[0] != '@')) return true;
   const std::size_t length = std::strlen(path);
-  if (length >= sizeof address.sun_path) return;
+  if (length >= sizeof address.sun_path) return true;
   std::memcpy(address.sun_path, path, length);
   if (path[0] == '@') address.sun_path[0] = '\0';  // an abstract name
   const kvrn::Fd fd(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-  if (!fd) return;
-  // A manager that does not listen is no concern of the readings.
-  (void)::sendto(fd.get(), state.data(), state.size(), MSG_NOSIGNAL, reinterpret_cast<const sockaddr*>(&address),
-                 static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + length));
+  if (!fd) return false;
+  // A manager that does not listen is no concern of the readings: nobody waits for it.
+  return ::sendto(fd.get(), state.data(), state.size(), MSG_NOSIGNAL | MSG_DONTWAIT,
+                  reinterpret_cast<const sockaddr*>(&address),
+                  static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + length)) >= 0;
 }
 
 std::optional<std::chrono::microseconds> watchdog_period() {

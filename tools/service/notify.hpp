@@ -9,7 +9,8 @@
 
 namespace service {
 
-void notify(std::string_view state);  // "READY=1", "WATCHDOG=1", "STOPPING=1", "STATUS=..."
+// "READY=1", "WATCHDOG=1", "STOPPING=1". @return false when a manager could not be told, for its queue is full
+bool notify(std::string_view state);
 
 // How often the manager wants to hear "WATCHDOG=1", or nothing when it does not watch this process.
 std::optional<std::chrono::microseconds> watchdog_period();
