@@ -2,6 +2,7 @@
 // What readers and writers of the caches share about views.
 #pragma once
 
+#include <kvrn/cache.h>
 #include <sys/stat.h>
 
 #include <cstddef>
@@ -24,6 +25,21 @@ bool copy_records(const View& view, std::span<std::byte> out, std::size_t offset
   struct stat status {};
   if (view.fd > 0 && ::fstat(view.fd, &status) == 0 && S_ISREG(status.st_mode)) return read_image(view.fd, out, offset);
   std::memcpy(out.data(), reinterpret_cast<const std::byte*>(view.records) + offset, out.size());
+  return true;
+}
+
+// Hands `use` the outputs of a caller's source if there is one, else of the output cache. False: there are none.
+template <typename Use>
+bool with_outputs(cache_source* source, Use use) {
+  output_view view{};
+  if (source != nullptr) {
+    if (source->get == nullptr || source->get(source, &view) == 0) return false;
+    use(view);
+    return true;
+  }
+  if (::get_output_cache_data(&view) == 0) return false;
+  use(view);
+  ::output_cache_data_free(&view);
   return true;
 }
 

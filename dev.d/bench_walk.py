@@ -9,22 +9,19 @@ import sys
 import tempfile
 import time
 
-from snmpd import ROOT, Master
-from walk import make_device
+from snmpd import ROOT, Master, serving
+from walk import agent_command, make_device
 
 ROUNDS = 25
 BOUND = 0.95  # as fast, by what the clock of a busy machine can tell
 
 
-def start(master, program, column):
+def start(master):
     master.start()
     while not os.path.exists(master.socket):  # the table helper's agent tries again after 15 s only
         time.sleep(0.1)
     time.sleep(0.5)
-    agent = subprocess.Popen(program, stderr=subprocess.DEVNULL)
-    if master.wait_for("INTEGER", [column], 10) is None:
-        sys.exit(f"{program[-1]} does not answer")
-    return agent
+    return master
 
 
 def walk(master):
@@ -34,28 +31,28 @@ def walk(master):
     return int(objects), float(seconds)
 
 
+def measure(counts):
+    times = {master: [] for master in counts}
+    for _ in range(ROUNDS):
+        for master, count in counts.items():
+            walked, seconds = walk(master)
+            if walked != count:
+                sys.exit(f"a walk of {walked} objects in place of {count}")
+            times[master].append(seconds / count)
+    return times
+
+
 def main():
     os.sched_setaffinity(0, {min(os.sched_getaffinity(0))})  # one processor for all: who wakes whom where is chance
     with tempfile.TemporaryDirectory() as folder, Master() as own, Master() as peer:
         root = make_device(folder)
-        ours = start(own, ["kvrn-sim", "run", root, "--", "kvrn-agentd", "--agentx-socket", own.socket],
-                     ROOT + ".1.5.3.2.1.1.1")
-        objects = walk(own)[0]
-        columns = 5
-        rows = -(-objects // columns)
-        theirs = start(peer, ["table_agent", peer.socket, str(rows), str(columns)], ROOT + ".1.5.3.2.1.1.1")
-        try:
-            times = {own: [], peer: []}
-            for _ in range(ROUNDS):
-                for master, count in ((own, objects), (peer, rows * columns)):
-                    walked, seconds = walk(master)
-                    if walked != count:
-                        sys.exit(f"a walk of {walked} objects in place of {count}")
-                    times[master].append(seconds / count)
-        finally:
-            for agent in (ours, theirs):
-                agent.terminate()
-                agent.wait()
+        first = ("INTEGER", ROOT + ".1.5.3.2.1.1.1")
+        with serving(start(own), agent_command(root, own), *first):
+            objects = walk(own)[0]
+            columns = 5
+            rows = -(-objects // columns)
+            with serving(start(peer), ["table_agent", peer.socket, str(rows), str(columns)], *first):
+                times = measure({own: objects, peer: rows * columns})
     rate = {master: 1 / min(seconds) for master, seconds in times.items()}
     ratio = rate[own] / rate[peer]
     print(f"kvrn-agentd  {rate[own]:8.0f} objects a second ({objects} objects)")

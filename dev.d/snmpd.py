@@ -1,9 +1,11 @@
 # SPDX-License-Identifier: MIT
 """A master agent of one's own, on a free loopback port, that touches no system service; and the clients that ask it."""
+import contextlib
 import os
 import shutil
 import socket
 import subprocess
+import sys
 import tempfile
 import time
 
@@ -16,6 +18,19 @@ def free_port():
     with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as probe:
         probe.bind(("127.0.0.1", 0))
         return probe.getsockname()[1]
+
+
+@contextlib.contextmanager
+def serving(master, program, text, oid):
+    """Starts a sub-agent, waits until the master answers so for an object of it, and ends it afterwards."""
+    agent = subprocess.Popen(program)
+    try:
+        if master.wait_for(text, [oid], 10) is None:
+            sys.exit(f"no answer from {' '.join(program)}")
+        yield agent
+    finally:
+        agent.terminate()
+        agent.wait()
 
 
 def snmpd_program():

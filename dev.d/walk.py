@@ -5,9 +5,10 @@ import subprocess
 import sys
 import tempfile
 
-from snmpd import ROOT, Master
+from snmpd import ROOT, Master, serving
 
 SIM = ["kvrn-sim", "run"]
+PSU_COUNT = ("Gauge32: 4", ROOT + ".1.5.3.1.0")  # what the board's agent answers first
 FILES = {
     "/etc/board.info": "board.shortname=QX4\nboard.subtype=eu\nboard.hwaddr=0418D6A0B1C2\n",
     "/etc/version": "2.0.9.5406.200410.1234\n",
@@ -28,21 +29,19 @@ def make_device(folder):
     return root
 
 
+def agent_command(root, master, *words):
+    return [*SIM, root, "--", "kvrn-agentd", "--agentx-socket", master.socket, *words]
+
+
 def main():
     with tempfile.TemporaryDirectory() as folder, Master() as master:
         root = make_device(folder)
         master.start()
-        agent = subprocess.Popen([*SIM, root, "--", "kvrn-agentd", "--agentx-socket", master.socket])
-        try:
-            if master.wait_for("Gauge32: 4", [ROOT + ".1.5.3.1.0"], 10) is None:
-                sys.exit("the agent does not answer")
+        with serving(master, agent_command(root, master), *PSU_COUNT):
             names = ["-M", "tests/mibs:mibs", "-m", "KVRN-Quorvex-MIB"]
             print(f"\n$ snmpwalk -v2c -c kvrn {' '.join(names)} {master.address} {ROOT[1:]}", flush=True)
             walk = master.ask("snmpwalk", ROOT, options=["-OS", *names])
             print(walk, end="")
-        finally:
-            agent.terminate()
-            agent.wait()
     # snmpwalk ends well, too, when it finds nothing.
     if "kvrnPsuVoltage.4 = INTEGER: 25904 millivolts" not in walk:
         sys.exit("the walk is not complete")

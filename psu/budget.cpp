@@ -33,14 +33,8 @@ std::optional<int> shared_power_uw(const output_view& view, int output) {
 }
 
 std::optional<int> shared_power_uw(int output, cache_source* source) {
-  output_view view{};
-  if (source != nullptr) {
-    const bool filled = source->get != nullptr && source->get(source, &view) != 0;
-    return filled ? shared_power_uw(view, output) : std::nullopt;
-  }
-  if (::get_output_cache_data(&view) == 0) return std::nullopt;
-  const auto power = shared_power_uw(view, output);
-  ::output_cache_data_free(&view);
+  std::optional<int> power;
+  (void)kvrn::with_outputs(source, [&](const output_view& view) { power = shared_power_uw(view, output); });
   return power;
 }
 

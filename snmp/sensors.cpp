@@ -13,7 +13,6 @@
 
 namespace {
 
-constexpr int no_sensor = -127;
 constexpr int uw_per_mw = 1000;
 
 int exists(const char* path) {
@@ -26,7 +25,8 @@ void read_board_temps(std::span<int32_t, KVRN_BOARD_TEMPS> out) {
   int count = 0;
   if (::getBoardTemps(&temps, &count) != 0) return;
   const kvrn::Heap<int32_t> owner(temps);
-  for (int i = 0; i < KVRN_BOARD_TEMPS; ++i) out[static_cast<std::size_t>(i)] = i < count ? temps[i] : no_sensor;
+  for (int i = 0; i < KVRN_BOARD_TEMPS; ++i)
+    out[static_cast<std::size_t>(i)] = i < count ? temps[i] : KVRN_NO_BOARD_SENSOR;
 }
 
 void copy_outputs(const output_view& view, sensors_info& out) {
@@ -37,17 +37,6 @@ void copy_outputs(const output_view& view, sensors_info& out) {
   out.output_count = view.count;
 }
 
-void read_outputs(sensors_info& out, cache_source* source) {
-  output_view view{};
-  if (source != nullptr) {
-    if (source->get != nullptr && source->get(source, &view) != 0) copy_outputs(view, out);
-    return;
-  }
-  if (::get_output_cache_data(&view) == 0) return;
-  copy_outputs(view, out);
-  ::output_cache_data_free(&view);
-}
-
 }  // namespace
 
 sensors_info* sensors_info_get_ex(int with_board_temps, cache_source* outputs, cache_source* psus) {
@@ -55,7 +44,7 @@ sensors_info* sensors_info_get_ex(int with_board_temps, cache_source* outputs, c
   if (!info) return nullptr;
   if (with_board_temps != 0) read_board_temps(info->board_temp);
   info->power_meter = static_cast<int32_t>(::read_from_file("/tmp/.power_meter"));
-  read_outputs(*info, outputs);
+  (void)kvrn::with_outputs(outputs, [&](const output_view& view) { copy_outputs(view, *info); });
   info->locate_led = exists("/tmp/.led-status-loc");
   (void)::psu_info_get_all(info->psu, psus);  // records that nobody fills stay zero
   const int limit_uw = ::get_max_power_single_ex(info->psu, 0) * uw_per_mw;

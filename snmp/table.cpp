@@ -19,8 +19,6 @@ namespace {
 
 using kvrn::Oid;
 
-constexpr int no_temperature = -127;
-
 // What add_object() takes a number or a text from.
 union Cell {
   uint32_t number;
@@ -77,8 +75,8 @@ bool is_supply(const psu_info& psu) {
 }
 
 std::optional<int32_t> millidegrees(const psu_info& psu) {
-  const int celsius = is_battery(psu) ? psu.battery_temp_c : is_supply(psu) ? psu.supply_temp_c : no_temperature;
-  if (celsius == no_temperature) return std::nullopt;
+  const int celsius = is_battery(psu) ? psu.battery_temp_c : is_supply(psu) ? psu.supply_temp_c : PSU_UNKNOWN_TEMP;
+  if (celsius == PSU_UNKNOWN_TEMP) return std::nullopt;
   return celsius * 1000;
 }
 

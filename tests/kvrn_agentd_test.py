@@ -3,13 +3,12 @@
 import os
 import shutil
 import signal
-import socket
 import subprocess
 import sys
 import time
 import unittest
 
-from kvrnctl_device import BIN, SOURCE, Device, new_folder
+from kvrnctl_device import BIN, SOURCE, Device, new_folder, service_manager
 
 sys.path.insert(0, SOURCE + "/dev.d")
 from snmpd import ROOT, Master  # noqa: E402
@@ -139,9 +138,7 @@ class Surviving(unittest.TestCase):
             self.assertEqual(set(told[2:]), {"the readings are complete again", "the tree is served again"})
 
     def test_neither_hardware_nor_a_master_that_hangs_holds_the_other(self):
-        path = new_folder() + "/notify"
-        with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as manager, Master() as master:
-            manager.bind(path)
+        with service_manager(400000) as (manager, env), Master() as master:
 
             def heard(seconds):
                 """What the manager hears from now on."""
@@ -154,8 +151,7 @@ class Surviving(unittest.TestCase):
                         time.sleep(0.05)
                 return words
 
-            with Agent(master.start(), words=["--max-age", "2.5"],
-                       env={"NOTIFY_SOCKET": path, "WATCHDOG_USEC": "400000"}) as agent:
+            with Agent(master.start(), words=["--max-age", "2.5"], env=env) as agent:
                 self.assertIsNotNone(master.wait_for("INTEGER: 1", [TRIAL], 5))
                 self.assertIn("READY=1", heard(0.5))
                 master.process.send_signal(signal.SIGSTOP)

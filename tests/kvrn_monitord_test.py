@@ -6,14 +6,13 @@ import os
 import re
 import shutil
 import signal
-import socket
 import stat
 import struct
 import subprocess
 import time
 import unittest
 
-from kvrnctl_device import BIN, SOURCE, Device, new_folder
+from kvrnctl_device import BIN, SOURCE, Device, service_manager
 
 PSU, OUTPUT, BATTERY = "/tmp/.psu_info_cache", "/tmp/.output_cache", "/tmp/.raw_battery_data"
 PERIOD = 0.2
@@ -175,21 +174,17 @@ class Surviving(unittest.TestCase):
 class Managed(unittest.TestCase):
     def test_a_manager_that_does_not_listen_is_not_waited_for(self):
         device = Device("four-source")
-        path = new_folder() + "/notify"
-        with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as manager:
-            manager.bind(path)
-            monitor = Monitor(device, env={"NOTIFY_SOCKET": path, "WATCHDOG_USEC": "20000"}).__enter__()
+        with service_manager(20000) as (manager, env):
+            monitor = Monitor(device, env=env).__enter__()
             time.sleep(2)
             self.assertLessEqual(stamp_age(device, PSU), 1)
             self.assertEqual(monitor.end()[0], 0)
 
     def test_readiness_watchdog_and_stopping(self):
         device = Device("four-source")
-        path = new_folder() + "/notify"
-        with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as manager:
-            manager.bind(path)
+        with service_manager(300000) as (manager, env):
             manager.settimeout(10)
-            monitor = Monitor(device, period=5, env={"NOTIFY_SOCKET": path, "WATCHDOG_USEC": "300000"})
+            monitor = Monitor(device, period=5, env=env)
             heard = [manager.recv(100).decode() for _ in range(4)]
             self.assertEqual(heard, ["READY=1"] + ["WATCHDOG=1"] * 3)
             self.assertEqual(monitor.end()[0], 0)
@@ -199,10 +194,8 @@ class Managed(unittest.TestCase):
 
     def test_hanging_hardware_silences_the_watchdog_and_its_readings_are_left(self):
         device = Device("four-source")
-        path = new_folder() + "/notify"
-        with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as manager:
-            manager.bind(path)
-            monitor = Monitor(device, env={"NOTIFY_SOCKET": path, "WATCHDOG_USEC": "300000"}).__enter__()
+        with service_manager(300000) as (manager, env):
+            monitor = Monitor(device, env=env).__enter__()
             register = device.path("/i2c/2-0b/09")
             os.remove(register)
             os.mkfifo(register)  # who asks for it waits for ever

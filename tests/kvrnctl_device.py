@@ -5,6 +5,7 @@ import contextlib
 import json
 import os
 import shutil
+import socket
 import subprocess
 import tempfile
 import unittest
@@ -25,6 +26,15 @@ def new_folder():
     folder = tempfile.mkdtemp(prefix="kvrn-test-")
     atexit.register(shutil.rmtree, folder, ignore_errors=True)
     return folder
+
+
+@contextlib.contextmanager
+def service_manager(watchdog_us):
+    """The socket on which a service manager hears its service, and the environment that tells the service of it."""
+    with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as manager:
+        path = new_folder() + "/notify"
+        manager.bind(path)
+        yield manager, {"NOTIFY_SOCKET": path, "WATCHDOG_USEC": str(watchdog_us)}
 
 
 class Device:

@@ -7,15 +7,13 @@
 #include <memory>
 
 #include "sim/device.hpp"
+#include "snmp/sensors.hpp"
 
 using kvrn::sim::Device;
 
 namespace {
 
-struct Free {
-  void operator()(sensors_info* info) const { sensors_info_free(info); }
-};
-using Summary = std::unique_ptr<sensors_info, Free>;
+using Summary = std::unique_ptr<sensors_info, kvrn::FreeSummary>;
 
 // A caller's own output cache of `count` entries, each delivering its number in mA.
 struct Outputs {

@@ -21,10 +21,13 @@ KVRN_BEGIN_DECLS
 
 #define KVRN_BOARD_TEMPS 3
 
+/** `sensors_info.board_temp` without a sensor. */
+#define KVRN_NO_BOARD_SENSOR (-127)
+
 /** What a monitoring client shows, in one block. The records are big-endian, the words of the summary itself native. */
 typedef struct sensors_info {
   psu_info psu[KVRN_PSU_MAX];           /**< as psu_info_get_all() fills them */
-  int32_t board_temp[KVRN_BOARD_TEMPS]; /**< degrees Celsius; -127: no sensor; 0: not asked for */
+  int32_t board_temp[KVRN_BOARD_TEMPS]; /**< degrees Celsius; KVRN_NO_BOARD_SENSOR; 0: not asked for */
   output_status output[KVRN_OUTPUT_MAX];
   int32_t output_count;    /**< what the cache reported: may exceed KVRN_OUTPUT_MAX; no entry follows the third */
   int32_t power_meter;     /**< the number in "/tmp/.power_meter" */

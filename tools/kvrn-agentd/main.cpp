@@ -18,6 +18,7 @@
 #include "tools/kvrn-agentd/refresher.hpp"
 #include "tools/service/notify.hpp"
 #include "tools/service/options.hpp"
+#include "tools/service/signals.hpp"
 #include "tools/snmp/host.hpp"
 
 namespace agentd {
@@ -36,17 +37,6 @@ struct Options {
 
 // A refresh that finds no battery files takes more than a second.
 constexpr double longest_refresh_s = 2;
-
-// Blocked in every thread; the main thread waits for them.
-sigset_t block_signals() {
-  sigset_t signals;
-  ::sigemptyset(&signals);
-  ::sigaddset(&signals, SIGTERM);
-  ::sigaddset(&signals, SIGINT);
-  (void)::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-  (void)::signal(SIGPIPE, SIG_IGN);  // a master that goes away is no reason to end
-  return signals;
-}
 
 // What the log has heard last; each change is said once.
 class Changes {
@@ -79,7 +69,6 @@ bool watch(const Refresher& refresher, const AgentX& agentx, const std::future<b
   constexpr microseconds longest = std::chrono::milliseconds(500);
   const auto watchdog = service::watchdog_period();
   const microseconds rest = std::min(watchdog.value_or(longest), longest);
-  const timespec wait{0, static_cast<long>(rest.count()) * 1000};
   bool ready = false;
   Changes changes;
   do {
@@ -89,7 +78,7 @@ bool watch(const Refresher& refresher, const AgentX& agentx, const std::future<b
     changes.see(state, agentx, options.max_age_s);
     // The manager hears nothing once a refresh has hung for as long as readings are good.
     if (watchdog && state.busy < Seconds(options.max_age_s)) (void)service::notify("WATCHDOG=1");
-  } while (::sigtimedwait(&signals, nullptr, &wait) < 0);
+  } while (!service::ending_signal(signals, rest));
   (void)service::notify("STOPPING=1");
   return true;
 }
@@ -102,7 +91,8 @@ int run(const Options& options) {
     return 1;
   }
   ::openlog("kvrn-agentd", LOG_PID | (options.to_stderr ? LOG_PERROR : 0), LOG_DAEMON);
-  const sigset_t signals = block_signals();
+  const sigset_t signals = service::block_ending_signals();
+  (void)::signal(SIGPIPE, SIG_IGN);  // a master that goes away is no reason to end
   AgentX::prepare();
   Refresher refresher([&](auto& table, auto& error) { return snmp_host::update(*module, table, error); },
                       Seconds(options.period_s), Seconds(options.max_age_s));
@@ -147,14 +137,12 @@ int main(int argc, char** argv) {
   app.add_option("--module", options.module, "The library that provides the tree")->capture_default_str();
   app.add_flag("--stderr", options.to_stderr, "Log to standard error too");
   app.footer("Exit status: 0 ended by a signal, 1 failed, 2 wrong usage.");
-  try {
-    app.parse(argc, argv);
+  app.callback([&options] {
     if (options.max_age_s < options.period_s + agentd::longest_refresh_s)
       throw CLI::ValidationError("--max-age", fmt::format("{:g} s is too short for --period {:g}: readings would "
                                                           "expire before the next are due; it must be at least 2 more",
                                                           options.max_age_s, options.period_s));
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : 2;
-  }
+  });
+  if (const auto status = service::parse(app, argc, argv)) return *status;
   return agentd::run(options);
 }

@@ -2,7 +2,6 @@
 // kvrn-monitord: the one process that reads the hardware for every other. It reads and publishes; the alarm flags are
 // set by others.
 #include <fmt/core.h>
-#include <signal.h>
 #include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
@@ -15,6 +14,7 @@
 #include "tools/kvrn-monitord/publisher.hpp"
 #include "tools/service/notify.hpp"
 #include "tools/service/options.hpp"
+#include "tools/service/signals.hpp"
 
 namespace monitord {
 namespace {
@@ -35,14 +35,6 @@ struct Options {
   std::string pid_file = default_pid_file;
 };
 
-sigset_t ending_signals() {
-  sigset_t signals;
-  ::sigemptyset(&signals);
-  ::sigaddset(&signals, SIGTERM);
-  ::sigaddset(&signals, SIGINT);
-  return signals;
-}
-
 // Waits until then, telling the watchdog in time. @return a signal wants the end
 bool wait_until(Clock::time_point end, const sigset_t& signals) {
   const auto watchdog = watchdog_period();
@@ -50,9 +42,7 @@ bool wait_until(Clock::time_point end, const sigset_t& signals) {
     auto rest = std::chrono::duration_cast<microseconds>(end - Clock::now());
     if (rest <= microseconds::zero()) rest = microseconds::zero();
     if (watchdog && *watchdog < rest) rest = *watchdog;
-    const timespec time{static_cast<time_t>(rest.count() / 1'000'000),
-                        static_cast<long>(rest.count() % 1'000'000) * 1000};
-    if (::sigtimedwait(&signals, nullptr, &time) > 0) return true;
+    if (service::ending_signal(signals, rest)) return true;
     if (watchdog) (void)notify("WATCHDOG=1");
     if (Clock::now() >= end) return false;
   }
@@ -67,8 +57,7 @@ int run(const Options& options) {
     fmt::print(stderr, "kvrn-monitord: {}\n", why);
     return 1;
   }
-  const sigset_t signals = ending_signals();
-  ::sigprocmask(SIG_BLOCK, &signals, nullptr);
+  const sigset_t signals = service::block_ending_signals();
   if (options.background && ::daemon(0, 0) != 0) {
     fmt::print(stderr, "kvrn-monitord: {}\n", std::strerror(errno));
     return 1;
@@ -87,8 +76,8 @@ int run(const Options& options) {
   const auto period = std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(options.period_s));
   auto next = Clock::now() + period;
   while (!wait_until(next, signals)) {
-    // The watchdog hears of a refresh only when it is over: hardware that hangs is not kept alive.
     if (!ready) ready = notify("READY=1");
+    // The watchdog hears of a refresh only when it is over: hardware that hangs is not kept alive.
     (void)publisher.refresh();                     // it logs its failures
     next = std::max(next + period, Clock::now());  // a late period is not caught up with
   }
@@ -112,10 +101,6 @@ int main(int argc, char** argv) {
   app.add_flag("--background", options.background, "Leave the terminal");
   app.add_option("--pid-file", options.pid_file, "The file that only one monitor can lock")->capture_default_str();
   app.footer("Exit status: 0 ended by a signal or --once, 1 failed or another monitor runs, 2 wrong usage.");
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : 2;
-  }
+  if (const auto status = service::parse(app, argc, argv)) return *status;
   return monitord::run(options);
 }

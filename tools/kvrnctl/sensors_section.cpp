@@ -12,8 +12,6 @@
 namespace kvrnctl {
 namespace {
 
-constexpr int no_sensor = -127;
-
 // Hands the summary the records that were read already: it does not tell where its own come from.
 int hand_out(cache_source* self, void* view) {
   const auto& records = *static_cast<std::vector<psu_info>*>(self->state);
@@ -50,7 +48,7 @@ json output_list(const sensors_info& info) {
 json board_temperatures(const sensors_info& info) {
   json list = json::array();
   for (const std::int32_t temp : info.board_temp)
-    if (temp != no_sensor) list.push_back({{"id", list.size() + 1}, {"temperature_c", temp}});
+    if (temp != KVRN_NO_BOARD_SENSOR) list.push_back({{"id", list.size() + 1}, {"temperature_c", temp}});
   return list;
 }
 

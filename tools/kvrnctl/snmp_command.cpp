@@ -1,18 +1,20 @@
 // SPDX-License-Identifier: MIT
 // snmp dump: the table as the agent would serve it, without an agent.
+#include <fmt/format.h>
+
+#include <vector>
+
 #include "tools/kvrnctl/command.hpp"
 #include "tools/snmp/host.hpp"
 
 namespace kvrnctl {
 namespace {
 
-// A document is UTF-8 and replaces what is not: bytes that are no text stand beside it as the listing writes them.
-void add_bytes(json& out, const snmp_host::Object& object) {
-  out["value"] = object.bytes;
-  std::string text = snmp_host::value_text(object);
-  if (text.starts_with('"')) return;
-  text.pop_back();  // a blank behind each byte
-  out["hex"] = std::move(text);
+// A document is UTF-8 and replaces what is not: bytes that are no text stand beside it as numbers.
+void add_bytes(json& out, const std::string& bytes) {
+  out["value"] = bytes;
+  const std::vector<unsigned char> numbers(bytes.begin(), bytes.end());
+  if (!snmp_host::is_text(bytes)) out["hex"] = fmt::format("{:02X}", fmt::join(numbers, " "));
 }
 
 json object_section(const snmp_host::Object& object) {
@@ -20,7 +22,7 @@ json object_section(const snmp_host::Object& object) {
   if (object.type == SNMP_TYPE_INTEGER)
     out["value"] = static_cast<std::int32_t>(object.number);
   else if (object.type == SNMP_TYPE_OCTET_STRING)
-    add_bytes(out, object);
+    add_bytes(out, object.bytes);
   else if (object.type == SNMP_TYPE_OBJECT_ID)
     out["value"] = snmp_host::to_text(object.object_id);
   else

@@ -35,11 +35,9 @@ std::string ticks(std::uint32_t hundredths) {
                      seconds % 60, hundredths % 100);
 }
 
-bool is_printable(unsigned char c) { return std::isprint(c) != 0 || std::isspace(c) != 0; }
-
 std::string quoted(const std::string& bytes) {
   std::string text;
-  if (std::ranges::all_of(bytes, is_printable)) {
+  if (is_text(bytes)) {
     for (const char c : bytes) text += (c == '"' || c == '\\') ? fmt::format("\\{}", c) : std::string(1, c);
     return fmt::format("\"{}\"", text);
   }
@@ -107,6 +105,10 @@ std::string to_text(const Arcs& oid) { return fmt::format(".{}", fmt::join(oid, 
 
 const char* type_name(const Object& object) { return type_of(object.type)->name; }  // add() refuses all others
 
+bool is_text(std::string_view bytes) {
+  return std::ranges::all_of(bytes, [](unsigned char c) { return std::isprint(c) != 0 || std::isspace(c) != 0; });
+}
+
 std::string value_text(const Object& object) {
   switch (object.type) {
     case SNMP_TYPE_INTEGER:
@@ -125,7 +127,7 @@ std::string value_text(const Object& object) {
 std::string to_text(const Object& object) {
   // snmpwalk gives an empty text no type.
   if (object.type == SNMP_TYPE_OCTET_STRING && object.bytes.empty()) return to_text(object.oid) + " = \"\"";
-  const bool hexadecimal = object.type == SNMP_TYPE_OCTET_STRING && !std::ranges::all_of(object.bytes, is_printable);
+  const bool hexadecimal = object.type == SNMP_TYPE_OCTET_STRING && !is_text(object.bytes);
   return fmt::format("{} = {}{}: {}", to_text(object.oid), hexadecimal ? "Hex-" : "", type_name(object),
                      value_text(object));
 }

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace snmp_host {
@@ -50,6 +51,8 @@ std::strong_ordering compare(std::span<const Arc> a, std::span<const Arc> b);
 // ".1.3.6.1 = INTEGER: 1", as snmpwalk -On writes it.
 std::string to_text(const Object& object);
 std::string to_text(const Arcs& oid);
+// Whether the bytes of a text are one; snmpwalk writes others as numbers.
+bool is_text(std::string_view bytes);
 std::string value_text(const Object& object);
 const char* type_name(const Object& object);
 
