@@ -10,7 +10,7 @@ from snmpd import ROOT, Master, serving
 SIM = ["kvrn-sim", "run"]
 PSU_COUNT = ("Gauge32: 4", ROOT + ".1.5.3.1.0")  # what the board's agent answers first
 FILES = {
-    "/etc/board.info": "board.shortname=QX4\nboard.subtype=eu\nboard.hwaddr=0418D6A0B1C2\n",
+    "/etc/board.info": "board.shortname=QX4\nboard.subtype=eu\nboard.hwaddr=0218D6A0B1C2\n",
     "/etc/version": "2.0.9.5406.200410.1234\n",
     "/tmp/system.cfg": "psu.monitor.battery.install_date=20210315\n",
     "/tmp/.battery_info": "87 5400 0 0\n",

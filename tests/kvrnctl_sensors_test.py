@@ -10,7 +10,7 @@ import unittest
 from kvrnctl_device import SOURCE, Device
 
 GOLDEN = pathlib.Path(SOURCE, "tests/golden")
-FILES = {"/etc/board.info": "board.shortname=QX4\nboard.subtype=eu\nboard.hwaddr=0418D6A0B1C2\n",
+FILES = {"/etc/board.info": "board.shortname=QX4\nboard.subtype=eu\nboard.hwaddr=0218D6A0B1C2\n",
          "/etc/version": "2.0.9.5406.200410.1234\n", "/tmp/system.cfg": "psu.monitor.battery.install_date=20210315\n",
          "/tmp/.battery_info": "87 5400 0 0\n", "/tmp/.battery_info_1": "64 7200 0 0\n"}
 OUTPUT = struct.pack(">6i", 53800, 850, 45_730_000, 1, 0, 0)

@@ -64,7 +64,7 @@ std::string listing_of_update() {
 // A device with everything that the module publishes.
 void make_healthy(Device& device) {
   device.file("/etc/board.info",
-              "board.name=Quorvex 4\nboard.shortname=QX4\nboard.subtype=eu\nboard.hwaddr=0418D6A0B1C2\n");
+              "board.name=Quorvex 4\nboard.shortname=QX4\nboard.subtype=eu\nboard.hwaddr=0218D6A0B1C2\n");
   device.file("/etc/version", "2.0.9.5406.200410.1234\n");
   device.file("/tmp/system.cfg", "psu.monitor.battery.install_date=20210315\n");
   device.file("/tmp/.battery_info", "87 5400 0 0\n");
@@ -82,7 +82,7 @@ void make_healthy(Device& device) {
 
 // Nothing answers, and what the files say is of no use.
 void make_failing(Device& device) {
-  device.file("/etc/board.info", "board.shortname=\nboard.hwaddr=04:18:d6:a0:b1:c2\n");
+  device.file("/etc/board.info", "board.shortname=\nboard.hwaddr=02:18:d6:a0:b1:c2\n");
   device.file("/etc/version", "\n");
   device.file("/tmp/system.cfg", "psu.monitor.battery.install_date=2021315\n");
   for (const unsigned line : {211U, 212U, 110U, 100U, 200U, 205U}) device.gpio_busy(line, true);
@@ -256,8 +256,8 @@ TEST(Identity, TakesWhatTheFilesSay) {
        std::string(124, 'n') + "-xy"},
       // A long line is one line: what its second piece begins with is no key.
       {"/etc/board.info", "x=" + std::string(1022, '.') + "board.shortname=no\nboard.shortname=yes\n", "1", "yes"},
-      {"/etc/board.info", "board.hwaddr=0418d6A0B1C2\n", "2", "04:18:d6:A0:B1:C2"},
-      {"/etc/board.info", "board.hwaddr=0418D6A0B1C\n", "2", ""},
+      {"/etc/board.info", "board.hwaddr=0218d6A0B1C2\n", "2", "02:18:d6:A0:B1:C2"},
+      {"/etc/board.info", "board.hwaddr=0218D6A0B1C\n", "2", ""},
       {"/etc/version", "1.2.3.4\nx\n", "3", "1.2.3.4"},
       {"/etc/version", ".1.2.3.4.5", "3", ".1.2.3.4"},
       {"/etc/version", std::string(200, 'v'), "3", std::string(126, 'v')},

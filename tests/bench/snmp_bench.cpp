@@ -19,7 +19,7 @@ struct File {
 };
 const std::string record = std::string("\0\0\0\2", 4) + std::string(128, '\0');
 const File files[] = {
-    {"/etc/board.info", "board.name=Quorvex 4\nboard.shortname=QX4\nboard.subtype=eu\nboard.hwaddr=0418D6A0B1C2\n", 3},
+    {"/etc/board.info", "board.name=Quorvex 4\nboard.shortname=QX4\nboard.subtype=eu\nboard.hwaddr=0218D6A0B1C2\n", 3},
     {"/etc/version", "2.0.9.5406.200410.1234\n", 1},
     {"/tmp/system.cfg", "psu.monitor.battery.install_date=20210315\n", 2},
     {"/tmp/.battery_info", "87 5400 0 0\n", 1},
