@@ -4,6 +4,7 @@
 
 #include <kvrn/hw.h>
 
+#include <algorithm>
 #include <optional>
 
 #include "board/platform.hpp"
@@ -43,7 +44,12 @@ void read_battery(psu_info& out, int psu) {
 
 int psu_info_get_all(psu_info* out, cache_source* source) {
   if (out == nullptr) return 0;
-  if (const auto shared = copy_shared(out, source)) return *shared;
+  // A file that is cut short while it is read delivers a part, which must not reach the caller.
+  psu_info records[KVRN_PSU_MAX];
+  if (const auto shared = copy_shared(records, source)) {
+    std::copy_n(records, KVRN_PSU_MAX, out);
+    return *shared;
+  }
   const int count = ::get_psu_count();
   for (int psu = 0; psu < count; ++psu) (void)::psu_info_get_direct(&out[psu], psu);  // every number is valid
   return count;
