@@ -33,11 +33,8 @@ Line numbered(uint32_t number) {
   return {::get_chip_path(kvrn::gpio_chip_index(number)), kvrn::gpio_offset(number), nullptr};
 }
 
-// A line that must have a name. A null name must not mean line 0, and the empty name would find the first line that the
-// device tree left unnamed: without a chip the request fails.
-Line named(const char* chip_path, const char* name) {
-  return name == nullptr || *name == '\0' ? Line{nullptr, 0, nullptr} : Line{chip_path, 0, name};
-}
+// A line that must have a name: a null name must not mean line 0.
+Line named(const char* chip_path, const char* name) { return {chip_path, 0, name == nullptr ? "" : name}; }
 
 // An opened line. The chip is closed before the request is released.
 struct Requested {
@@ -48,7 +45,9 @@ struct Requested {
 
 Requested request(const Line& line, Direction direction) {
   Requested result{nullptr, nullptr, line.offset};
-  if (line.chip_path != nullptr) result.chip.reset(::gpiod_chip_open(line.chip_path));
+  // The empty name would find the first line that the device tree left unnamed.
+  const bool nameless = line.name != nullptr && *line.name == '\0';
+  if (line.chip_path != nullptr && !nameless) result.chip.reset(::gpiod_chip_open(line.chip_path));
   if (!result.chip) return result;
   if (line.name != nullptr) {
     const int offset = ::gpiod_chip_get_line_offset_from_name(result.chip.get(), line.name);

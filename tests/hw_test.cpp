@@ -28,6 +28,7 @@ TEST(GpioRead, FollowsTheLevelAndFailsWith255) {
     EXPECT_EQ(gpio_read_by_name(get_chip_path(1), no_name), 255);
     EXPECT_EQ(gpio_write_by_name(get_chip_path(1), no_name, 1), -1);
   }
+  EXPECT_EQ(gpio_write_ex(get_chip_path(1), 1, "", 1), -1);
   EXPECT_EQ(gpio_read_by_name(get_chip_path(1), "dc-out-1"), 1);
   EXPECT_EQ(gpio_write_by_name(get_chip_path(1), "dc-out-1", 0), 0);
   EXPECT_EQ(gpio_read(111), 0);

@@ -21,8 +21,9 @@ struct gpiod_line_request;
 
 /*
  * GPIO lines. A line is named by chip path and line name, or by its packed number: chip index * 100 + line offset.
- * Chip 0 is the SoC's block, 1 and 2 are I2C expanders; other chips do not exist and fail. A line that another
- * process holds is tried 10 times, 1 ms apart.
+ * Chip 0 is the SoC's block, 1 and 2 are I2C expanders; other chips do not exist and fail. The empty text names no line
+ * and fails, although the device tree leaves lines unnamed. A line that another process holds is tried 10 times, 1 ms
+ * apart.
  */
 
 /** Path of a chip: "/dev/gpiochip/by-label/..." for 0, 1 and 2, the empty text for any other index. Static storage. */
