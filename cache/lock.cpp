@@ -31,12 +31,13 @@ bool create(const char* path) {
 int64_t twice(int64_t value) { return kvrn::wrap_add(value, value); }
 
 // Clears a dead holder's file away: one that has outlived twice the waiting time, or whose status cannot be read. False
-// when its holder may be alive. A file that is gone by now is not removed: the next holder may be creating its own.
+// when its holder may be alive. A file that is gone by now is not removed: the next holder may be creating its own. A
+// link that leads nowhere looks gone too, and nobody could ever create the file in its place.
 bool clear_stale(const char* path, int64_t wait_s) {
   struct stat status {};
-  if (::stat(path, &status) != 0) {
+  if (::stat(path, &status) != 0 && ::lstat(path, &status) != 0) {
     if (errno == ENOENT) return true;
-  } else if (kvrn::wrap_add(status.st_mtime, twice(wait_s)) >= ::time(nullptr)) {
+  } else if (!S_ISLNK(status.st_mode) && kvrn::wrap_add(status.st_mtime, twice(wait_s)) >= ::time(nullptr)) {
     return false;
   }
   (void)::unlink(path);  // if it stays, creating fails

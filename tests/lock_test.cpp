@@ -137,6 +137,8 @@ TEST(Lock, CallLockedDoesNotWait) {
   make_file(path, 1);
   EXPECT_EQ(lock->call_locked(lock.get(), remember, 9), 42);
   EXPECT_EQ(lock->call_locked(lock.get(), nullptr, 9), 0);
+  std::filesystem::create_symlink("nowhere", path);  // has no status
+  EXPECT_EQ(lock->call_locked(lock.get(), remember, 10), 42);
 }
 
 TEST(Lock, EightProcessesNeverHoldItTogether) {
