@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <span>
@@ -17,6 +18,7 @@
 #include "util/number.hpp"
 #include "util/pause.hpp"
 #include "util/read_file.hpp"
+#include "util/text.hpp"
 
 namespace {
 
@@ -46,15 +48,18 @@ struct ParameterFile {
 };
 static_assert(sizeof(ParameterFile) == 8);
 
-const char* file_of(const char* base, int psu) {
-  return ::get_filename_bat_psu_id(base, kvrn::wrap_i32(int64_t{psu} - 2));
+using FileName = kvrn::Text<64>;
+
+// As get_filename_bat_psu_id() names it, without its buffer: threads may ask for different batteries.
+FileName file_of(const char* base, int psu) {
+  const int battery = kvrn::wrap_i32(int64_t{psu} - 2);
+  return battery < 1 ? FileName("%s", base) : FileName("%s_%d", base, battery);
 }
 
 // A file of another version stays open. One at a time: a process that polls must not run out of descriptors.
 void leave_open(Fd fd) {
-  static int left_open = -1;
-  const Fd earlier(left_open);
-  left_open = fd.release();
+  static std::atomic<int> left_open = -1;
+  const Fd earlier(left_open.exchange(fd.release()));
 }
 
 enum class Content { wrong_version, version_alone, record };
@@ -78,7 +83,7 @@ Content read_versioned(Fd fd, int32_t version, File& out) {
 Fd open_file(const char* path) { return Fd::open(path, O_RDONLY | O_NONBLOCK); }
 
 bool read_record(int psu, RecordFile& record) {
-  Fd fd = open_file(file_of("/etc/persistent/battery_data", psu));
+  Fd fd = open_file(file_of("/etc/persistent/battery_data", psu).c_str());
   return fd && read_versioned(std::move(fd), 2, record) == Content::record;
 }
 
@@ -106,7 +111,7 @@ int try_battery_data(int psu, int32_t* time_s, int32_t* third, int32_t* fourth) 
   int32_t charge = no_charge;
   int32_t last = -1;
   const std::array<int32_t*, 4> slots{&charge, time_s, third, &last};
-  const int count = scan_file(file_of("/tmp/.battery_info", psu), slots);
+  const int count = scan_file(file_of("/tmp/.battery_info", psu).c_str(), slots);
   if (count >= 0 && fourth != nullptr) *fourth = last;
   return count < 3 ? no_charge : charge;
 }
@@ -168,7 +173,8 @@ int read_battery_flags_v2(int psu, uint32_t* flags, int32_t* charge, int32_t* cu
 int get_battery_internal_resistance(int psu) {
   static int32_t resistance = 0;
   static int64_t loaded_mtime = 0;
-  const char* path = file_of("/etc/persistent/battery_data2", psu);
+  const FileName name = file_of("/etc/persistent/battery_data2", psu);
+  const char* path = name.c_str();
   struct stat status {};
   if (::stat(path, &status) != 0 || status.st_mtime == loaded_mtime) return resistance;
   resistance = 0;
@@ -193,7 +199,7 @@ int read_battery_calibrating(int psu, int32_t* percentage) {
   int32_t state = 0;
   int32_t percent = 100;
   const std::array<int32_t*, 2> slots{&state, &percent};
-  const bool complete = scan_file(file_of("/tmp/.calibrating", psu), slots) == 2;
+  const bool complete = scan_file(file_of("/tmp/.calibrating", psu).c_str(), slots) == 2;
   store(percentage, complete ? percent : 100);
   return complete ? state : 0;
 }

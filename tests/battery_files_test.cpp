@@ -57,7 +57,9 @@ void configure(Device& device, const std::string& text) {
 TEST(BatteryFiles, NamesCarryTheBattery) {
   EXPECT_STREQ(get_filename_bat_psu_id("/a", 0), "/a");
   EXPECT_STREQ(get_filename_bat_psu_id("/a", INT_MIN), "/a");
-  EXPECT_STREQ(get_filename_bat_psu_id("/a", 1), "/a_1");
+  const char* name = get_filename_bat_psu_id("/a", 1);
+  EXPECT_EQ(read_battery_calibrating(3, nullptr), 0);
+  EXPECT_STREQ(name, "/a_1");  // the other functions leave the buffer alone
   EXPECT_STREQ(get_filename_bat_psu_id("/a", INT_MAX), "/a_2147483647");
   EXPECT_STREQ(get_filename_bat_psu_id(std::string(600, 'x').c_str(), 1), "");
   EXPECT_EQ(get_filename_bat_psu_id(nullptr, 1), nullptr);
