@@ -37,15 +37,15 @@ bool read_image(int fd, std::span<std::byte> out, std::size_t offset) {
   return got == static_cast<ssize_t>(out.size());
 }
 
-Fd open_image_file(const char* path, int flags, mode_t mode) {
-  Fd fd = Fd::open(path, flags, mode);
-  if (fd && fd.get() == 0) fd = Fd(::fcntl(0, F_DUPFD_CLOEXEC, 1));
-  return fd;
+Fd above_standard(Fd fd) {
+  if (!fd || fd.get() > STDERR_FILENO) return fd;
+  return Fd(::fcntl(fd.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
 }
 
 OpenImage open_image(const ImageSpec& spec) {
-  // Read-write and synchronous, although nothing is written: only programs that may write the image share it.
-  Fd fd = open_image_file(spec.path, O_RDWR | O_SYNC);
+  // Read-write and synchronous, although nothing is written: only programs that may write the image share it. Only a
+  // regular file has the size.
+  Fd fd = above_standard(Fd::open(spec.path, O_RDWR | O_SYNC | O_NOFOLLOW | O_NONBLOCK));
   if (!fd) return {};
   if (!has_size(fd.get(), spec.size)) {
     if (spec.log_prefix) ::syslog(LOG_INFO, "%s: Result file %s is too short", spec.log_prefix, spec.path);

@@ -30,8 +30,9 @@ struct OpenImage {
   Mapping mapping;
   explicit operator bool() const { return static_cast<bool>(mapping); }
 };
-// A view's descriptor 0 means none: in a process without standard input the file must not take its place.
-Fd open_image_file(const char* path, int flags, mode_t mode = 0);
+// The same file above the standard descriptors: in a process without them no message must go into an image, and a
+// view's descriptor 0 means none.
+Fd above_standard(Fd fd);
 
 OpenImage open_image(const ImageSpec& spec);
 

@@ -39,7 +39,7 @@ bool initialize(const ImageSpec& spec, int fd, void (*fill)(std::span<std::byte>
 
 Fd open_for_writing(const WriterSpec& spec, void (*fill)(std::span<std::byte> image)) {
   const ImageSpec& file = spec.image;
-  Fd fd = open_image_file(file.path, O_RDWR | O_CREAT | O_SYNC, image_mode);
+  Fd fd = above_standard(Fd::open_regular(file.path, O_RDWR | O_CREAT | O_SYNC, image_mode));
   if (!fd) {
     ::syslog(LOG_WARNING, "%s: Unable to open %s %s (%d)", file.log_prefix, spec.file_kind, file.path, errno);
     return {};
@@ -59,11 +59,11 @@ bool map_for_writing(const WriterSpec& spec, Fd fd, WriterImage& image) {
     ::syslog(LOG_WARNING, "%s: Unable to prepare memory from file %s (%d)", file.log_prefix, file.path, errno);
     return false;
   }
-  // The stamp first, so that no reader takes the cleared record for a fresh one. The first record only: programs show
-  // the others' last values until the first refresh. An old image that cannot be written ages by itself.
+  // The stamp first, and without it nothing, so that no reader takes the cleared record for a fresh one. The first
+  // record only: programs show the others' last values until the first refresh. An image that cannot be written ages by
+  // itself.
   static constexpr std::byte zero[largest_image]{};
-  (void)write_stamp(fd.get(), file, never);
-  (void)write_image(fd.get(), {zero, spec.record_size}, 0);
+  if (write_stamp(fd.get(), file, never)) (void)write_image(fd.get(), {zero, spec.record_size}, 0);
   image = {start, fd.release()};
   return true;
 }
@@ -73,7 +73,7 @@ void drop_if_replaced(const WriterSpec& spec, WriterImage& image) {
   struct stat held {};
   struct stat named {};
   if (::fstat(image.fd, &held) != 0) return;
-  if (::stat(spec.image.path, &named) != 0) {
+  if (::lstat(spec.image.path, &named) != 0) {
     if (errno != ENOENT) return;
   } else if (held.st_dev == named.st_dev && held.st_ino == named.st_ino) {
     return;

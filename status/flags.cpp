@@ -26,8 +26,7 @@ int read_flag(const Flag& flag, int index) {
 }
 
 bool write_flag(const Flag& flag, int value, int index) {
-  // A FIFO in place of the file must not block.
-  const Fd fd = Fd::open(flag_name(flag, index).c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK, 0666);
+  const Fd fd = Fd::open_regular(flag_name(flag, index).c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
   if (!fd) return false;
   const Text<16> text("%d", value);
   // A full /tmp leaves an empty file, which reads as the flag's default; setters report only the open.

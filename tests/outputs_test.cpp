@@ -206,6 +206,10 @@ TEST(Flags, SettersRewriteTheFileInPlace) {
   EXPECT_EQ(text("/tmp/.dc-enabled0"), "1");
   std::filesystem::create_directories(device.path("/tmp/.dc-enabled7"));
   EXPECT_EQ(set_flag(7, 1), 0);
+  std::filesystem::create_symlink("/dev/null", device.path("/tmp/.dc-enabled6"));
+  std::filesystem::create_symlink(".dc-enabled0", device.path("/tmp/.dc-enabled5"));
+  EXPECT_EQ(set_flag(6, 1) + set_flag(5, 9), 0);
+  EXPECT_EQ(text("/tmp/.dc-enabled0"), "1");
 }
 
 TEST(Flags, ANearlyEmptyBatteryCountsAsLowVoltage) {

@@ -4,6 +4,8 @@
 #include <kvrn/kvrn.h>
 #include <malloc.h>
 #include <poll.h>
+#include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <time.h>
@@ -112,6 +114,14 @@ TEST(PsuWriter, InvalidatesAnExistingImageByStampAndFirstRecord) {
   EXPECT_EQ(image.records[0].voltage_mv, 0);
   EXPECT_EQ(image.records[1].voltage_mv, 5);
   EXPECT_EQ(logged, "");
+  // A stamp that cannot be written leaves the record as well.
+  source->update(source.get());
+  const std::string fresh = read_text(device.path(psu_cache));
+  const rlimit records_only{offsetof(psu_info_image, stamp), RLIM_INFINITY};
+  ::signal(SIGXFSZ, SIG_IGN);
+  ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &records_only), 0);
+  const Source another(psu_info_cache_new());
+  EXPECT_EQ(read_text(device.path(psu_cache)), fresh);
 }
 
 TEST(Writers, RetryWhileTheFileCannotBeMapped) {
@@ -126,6 +136,14 @@ TEST(Writers, RetryWhileTheFileCannotBeMapped) {
   EXPECT_EQ(psu->update(psu.get()), 0);
   EXPECT_EQ(psu->get(psu.get(), &view), 0);
   EXPECT_EQ(view.count, 0);
+  for (const char* path : {psu_cache, output_cache}) std::filesystem::remove(device.path(path));
+  // Nothing is written through a link, and into a FIFO.
+  device.file("/etc/version", "another file");
+  std::filesystem::create_symlink(device.path("/etc/version"), device.path(psu_cache));
+  ASSERT_EQ(::mkfifo(device.path(output_cache).c_str(), 0600), 0);
+  EXPECT_EQ(psu->update(psu.get()) + outputs->update(outputs.get()), 0);
+  EXPECT_EQ(outputs->get(outputs.get(), &view), 0);
+  EXPECT_EQ(read_text(device.path("/etc/version")), "another file");
   for (const char* path : {psu_cache, output_cache}) std::filesystem::remove(device.path(path));
   psu->update(psu.get());
   outputs->update(outputs.get());

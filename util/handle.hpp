@@ -6,6 +6,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -32,6 +33,18 @@ class Fd {
 
   // Every descriptor is close-on-exec: a program started by the host must not inherit devices.
   static Fd open(const char* path, int flags, mode_t mode = 0) { return Fd(::open(path, flags | O_CLOEXEC, mode)); }
+
+  // For files that are written in folders of everybody, such as /tmp: what stands there may be somebody else's link to
+  // another file, a FIFO or a device. None of them is opened.
+  static Fd open_regular(const char* path, int flags, mode_t mode = 0) {
+    Fd fd = open(path, flags | O_NOFOLLOW | O_NONBLOCK, mode);
+    struct stat status {};
+    if (fd && (::fstat(fd.get(), &status) != 0 || !S_ISREG(status.st_mode))) {
+      fd.reset();
+      errno = EINVAL;
+    }
+    return fd;
+  }
 
   explicit operator bool() const { return fd_ >= 0; }
   int get() const { return fd_; }

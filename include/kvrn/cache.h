@@ -5,7 +5,8 @@
  *
  * An image is fixed in size and big-endian; its last 8 bytes are the monotonic time in seconds of the last refresh,
  * -1 when it was not refreshed since its writer mapped it. No lock protects it: a reader may meet a record in the
- * middle of a copy.
+ * middle of a copy. Readers and writers open regular files only, and through no link, for everybody may put one into
+ * /tmp.
  */
 #ifndef KVRN_CACHE_H
 #define KVRN_CACHE_H
@@ -94,7 +95,8 @@ KVRN_STATIC_ASSERT(sizeof(cache_source) == 4 * sizeof(void*), "four members, the
 
 /**
  * Maps "/tmp/.psu_info_cache". A missing or old cache (more than 10 seconds) is refused silently; a file of another
- * size, or one that cannot be mapped, is logged at LOG_INFO ("PSU cache: ...").
+ * size, or one that cannot be mapped, is logged at LOG_INFO ("PSU cache: ..."). The stamp -1 is a time as well: in the
+ * first nine seconds after the start of the system it is not old, and an image without a refresh is handed out.
  * @param view zeroed first; release it with psu_info_cache_data_free()
  * @return 1 when the view was filled, else 0
  */

@@ -4,7 +4,8 @@
  *
  * Processes share alarms as flag files: one file a flag under /tmp, one decimal integer in it. A getter opens, reads
  * and closes its file at each call and never fails: a missing or unreadable file gives the flag's default. A setter
- * truncates and rewrites the file; a reader that meets it empty gets the default. No flag file is ever deleted here.
+ * truncates and rewrites the file; a reader that meets it empty gets the default. It writes regular files only, and
+ * through no link, for everybody may put one into /tmp. No flag file is ever deleted here.
  * Ports are DC outputs, from 0.
  */
 #ifndef KVRN_STATUS_H

@@ -78,7 +78,7 @@ Result set(const Options& options) {
     result.data["alarm"]["value"] = now;
     // What keeps it from being opened, else from being written.
     const std::string path = alarm->file(index);
-    const kvrn::Fd fd = kvrn::Fd::open(path.c_str(), O_WRONLY | O_NONBLOCK);
+    const kvrn::Fd fd = kvrn::Fd::open_regular(path.c_str(), O_WRONLY);
     const std::string why = fd ? "the file system is full" : errno_text(errno);
     result.fail(Exit::failed, fmt::format("{} cannot be set, it is {}: {}: {}", options.name, now, path, why));
   }

@@ -13,8 +13,8 @@ namespace kvrnctl {
 
 CacheProbe probe_cache(const kvrn::ImageSpec& spec) {
   CacheProbe probe;
-  // Read-write, as the library's readers open it: who may not write the image may not use it.
-  const kvrn::Fd fd = kvrn::Fd::open(spec.path, O_RDWR);
+  // As the library's readers open it: who may not write the image may not use it.
+  const kvrn::Fd fd = kvrn::Fd::open_regular(spec.path, O_RDWR);
   if (!fd) {
     probe.open_error = errno;
     return probe;
