@@ -27,7 +27,7 @@ static int counts(void* caller) {
 // clang-format off
 #define CALLS(X)                                                                                              \
   X(open) X(open64) X(fopen64) X(close) X(read) X(pread64) X(write) X(pwrite64) X(fstat64) X(stat) X(stat64)  \
-  X(lstat) X(realpath) X(mmap64) X(munmap) X(ioctl) X(ppoll) X(fcntl64) X(lseek64) X(nanosleep) X(unlink)     \
+  X(lstat) X(lstat64) X(realpath) X(mmap64) X(munmap) X(ioctl) X(ppoll) X(fcntl64) X(lseek64) X(nanosleep) X(unlink)     \
   X(rename) X(flock) X(socket) X(sendto) X(sigtimedwait)
 // clang-format on
 CALLS(COUNTED)

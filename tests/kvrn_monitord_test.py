@@ -19,8 +19,8 @@ PERIOD = 0.2
 
 
 class Monitor:
-    def __init__(self, device, *words, env=None, period=PERIOD):
-        self.pid_file = device.folder + "/monitor.pid"
+    def __init__(self, device, *words, env=None, period=PERIOD, pid_file="/monitor.pid"):
+        self.pid_file = device.folder + pid_file
         self.process = subprocess.Popen(
             [BIN + "/kvrn-sim", "run", device.root, "--", BIN + "/kvrn-monitord", "--pid-file", self.pid_file, "--period",
              str(period), *words], stderr=subprocess.PIPE, text=True, env={**os.environ, **(env or {})})
@@ -71,7 +71,7 @@ class Publishing(unittest.TestCase):
     def test_a_period_makes_the_calls_that_the_documentation_lists(self):
         device = Device("four-source")
         script = f'LD_PRELOAD={os.environ["KVRN_COUNTER"]}:$LD_PRELOAD exec "$0" --pid-file {device.folder}/pid --period 0.1'
-        run = [BIN + "/kvrn-sim", "run", device.root, "--", "timeout", "-s", "TERM", "1"]
+        run = [BIN + "/kvrn-sim", "run", device.root, "--", "timeout", "-s", "TERM", "2"]
         done = subprocess.run([*run, "sh", "-c", script, BIN + "/kvrn-monitord"], stderr=subprocess.PIPE, text=True)
         periods = [re.findall(r"(\w+?)(?:64)? (\d+)", line) for line in done.stderr.splitlines()]
         self.assertGreater(len(periods), 3)
@@ -88,7 +88,35 @@ class Publishing(unittest.TestCase):
             status, error = Monitor(device).end(0)
             self.assertEqual(status, 1)
             self.assertIn(f"process {first.process.pid} is the monitor", error)
+            # Nor does one that looks at another file, or whose file was removed; who lost the image ends.
+            self.assertIn("another process is the monitor", Monitor(device, pid_file="/another.pid").end(0)[1])
+            os.remove(first.pid_file)
+            self.assertIn("another process is the monitor", Monitor(device).end(0)[1])
+            first.process.send_signal(signal.SIGSTOP)
+            os.remove(device.path(PSU))
+            with Monitor(device) as second:
+                first.process.send_signal(signal.SIGCONT)
+                self.assertEqual(first.process.wait(timeout=20), 1)
+                self.assertIsNone(second.process.poll())
         self.assertEqual(Monitor(device, "--once").end(0)[0], 0)
+
+    def test_a_file_that_names_no_process_is_left_as_it_is(self):
+        device = Device("four-source")
+        with open(device.folder + "/monitor.pid", "w", encoding="utf-8") as file:
+            file.write("root:x:0:0\n")
+        self.assertIn("not a file with a process number", Monitor(device, "--once").end(0)[1])
+        self.assertEqual(os.path.getsize(device.folder + "/monitor.pid"), 11)
+
+    def test_messages_are_said_and_go_into_no_file_of_its_own(self):
+        device = Device("four-source")
+        os.mkdir(device.path(OUTPUT))
+        self.assertIn(f"{OUTPUT}: Is a directory", Monitor(device, "--once").end(0)[1])
+        script = 'exec "$0" --stderr --once --pid-file "$1" <&- >&- 2>&-'
+        subprocess.run([BIN + "/kvrn-sim", "run", device.root, "--", "sh", "-c", script, BIN + "/kvrn-monitord",
+                        device.folder + "/monitor.pid"], check=False)
+        for path in (device.path(PSU), device.path(BATTERY), device.folder + "/monitor.pid"):
+            with open(path, "rb") as file:
+                self.assertNotIn(b"monitord", file.read())
 
     def test_wrong_usage(self):
         for words in (["--period", "10"], ["--period", "0"], ["--nonsense"]):
@@ -100,6 +128,7 @@ class Publishing(unittest.TestCase):
         for number in (signal.SIGTERM, signal.SIGINT):
             device = Device("four-source")
             monitor = Monitor(device).__enter__()
+            monitor.process.send_signal(signal.SIGHUP)
             self.assertEqual(monitor.end(number), (0, ""))
             self.assertEqual(device.run("psu", "--source", "cache").status, 0)
 

@@ -7,14 +7,19 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <cerrno>
 #include <chrono>
+#include <cstdio>
 #include <cstring>
 
+#include "tools/kvrn-monitord/image_lock.hpp"
 #include "tools/kvrn-monitord/pid_file.hpp"
 #include "tools/kvrn-monitord/publisher.hpp"
+#include "tools/service/descriptors.hpp"
 #include "tools/service/notify.hpp"
 #include "tools/service/options.hpp"
 #include "tools/service/signals.hpp"
+#include "tools/service/standins.hpp"
 
 namespace monitord {
 namespace {
@@ -28,10 +33,13 @@ using std::chrono::microseconds;
 constexpr const char* pid_folder = "/run/kvrn";
 constexpr const char* default_pid_file = "/run/kvrn/monitord.pid";
 
+constexpr auto between_looks = std::chrono::minutes(1);  // for what the account may not open: rights change seldom
+
 struct Options {
   double period_s = 2;
   bool once = false;
   bool background = false;
+  bool to_stderr = false;
   std::string pid_file = default_pid_file;
 };
 
@@ -48,37 +56,45 @@ bool wait_until(Clock::time_point end, const sigset_t& signals) {
   }
 }
 
-int run(const Options& options) {
+// Before there is a log: on the terminal, where somebody waits.
+int fail(const std::string& why) {
+  (void)std::fputs(fmt::format("kvrn-monitord: {}\n", why).c_str(), stderr);
+  return 1;
+}
+
+// False, with the reason in `why`, when this process cannot be the only monitor.
+bool become_the_monitor(const Options& options, PidFile& pid_file, ImageLock& images, std::string& why) {
   // A service manager makes the folder; a monitor that is started by hand makes it itself.
-  if (options.pid_file == default_pid_file) (void)::mkdir(pid_folder, 0755);
-  PidFile pid_file;
-  std::string why;
-  if (!pid_file.take(options.pid_file, why)) {
-    fmt::print(stderr, "kvrn-monitord: {}\n", why);
-    return 1;
+  if (options.pid_file == default_pid_file && ::mkdir(pid_folder, 0755) != 0 && errno != EEXIST) {
+    why = fmt::format("cannot create {}: {}", pid_folder, std::strerror(errno));
+    return false;
   }
-  const sigset_t signals = service::block_ending_signals();
-  if (options.background && ::daemon(0, 0) != 0) {
-    fmt::print(stderr, "kvrn-monitord: {}\n", std::strerror(errno));
-    return 1;
-  }
-  ::openlog("kvrn-monitord", LOG_PID, LOG_DAEMON);
-  if (!pid_file.write()) ::syslog(LOG_WARNING, "cannot write %s: %m", options.pid_file.c_str());
-  Publisher publisher;
-  if (!publisher) {
-    ::syslog(LOG_ERR, "no memory");
-    return 1;
-  }
-  const bool published = publisher.refresh();
-  if (options.once) return published ? 0 : 1;
+  if (!pid_file.take(options.pid_file, why)) return false;
+  if (images.hold()) return true;
+  why = fmt::format("another process is the monitor already ({})", kvrn::psu_cache_file.path);
+  return false;
+}
+
+// Publishes in every period until a signal wants the end. @return the status to end with
+int serve(const Options& options, Publisher& publisher, ImageLock& images, service::AccessLog& access,
+          const sigset_t& signals) {
   ::syslog(LOG_INFO, "publishing every %g s on %s", options.period_s, ::map_board_name(::board_identify()));
   bool ready = notify("READY=1");
   const auto period = std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(options.period_s));
   auto next = Clock::now() + period;
+  auto next_look = Clock::now() + between_looks;
   while (!wait_until(next, signals)) {
     if (!ready) ready = notify("READY=1");
+    if (!images.hold()) {
+      ::syslog(LOG_ERR, "another process writes %s now: ending", kvrn::psu_cache_file.path);
+      return 1;
+    }
     // The watchdog hears of a refresh only when it is over: hardware that hangs is not kept alive.
-    (void)publisher.refresh();                     // it logs its failures
+    (void)publisher.refresh();  // it logs its failures
+    if (Clock::now() >= next_look) {
+      access.see(service::missing_access());
+      next_look = Clock::now() + between_looks;
+    }
     next = std::max(next + period, Clock::now());  // a late period is not caught up with
   }
   (void)notify("STOPPING=1");
@@ -86,10 +102,33 @@ int run(const Options& options) {
   return 0;
 }
 
+int run(const Options& options) {
+  PidFile pid_file;
+  ImageLock images;
+  std::string why;
+  if (!become_the_monitor(options, pid_file, images, why)) return fail(why);
+  const sigset_t signals = service::block_ending_signals();
+  if (options.background && ::daemon(0, 0) != 0) return fail(std::strerror(errno));
+  ::openlog("kvrn-monitord", LOG_PID | (options.to_stderr ? LOG_PERROR : 0), LOG_DAEMON);
+  if (!pid_file.write()) ::syslog(LOG_WARNING, "cannot write %s: %m", options.pid_file.c_str());
+  Publisher publisher;
+  if (!publisher) {
+    ::syslog(LOG_ERR, "no memory");
+    return 1;
+  }
+  service::AccessLog access;
+  access.see(service::missing_access());
+  const bool published = publisher.refresh();
+  if (!options.once) return serve(options, publisher, images, access, signals);
+  if (!published && !options.to_stderr) return fail("cannot publish: " + publisher.failure());  // the log is not here
+  return published ? 0 : 1;
+}
+
 }  // namespace
 }  // namespace monitord
 
 int main(int argc, char** argv) {
+  service::hold_standard_descriptors();
   CLI::App app("Reads the power hardware and publishes the readings for every other process.", "kvrn-monitord");
   monitord::Options options;
   app.set_version_flag("--version", "kvrn-monitord " KVRN_VERSION);
@@ -99,7 +138,8 @@ int main(int argc, char** argv) {
       ->capture_default_str();
   app.add_flag("--once", options.once, "Publish once and end");
   app.add_flag("--background", options.background, "Leave the terminal");
-  app.add_option("--pid-file", options.pid_file, "The file that only one monitor can lock")->capture_default_str();
+  app.add_option("--pid-file", options.pid_file, "The file that names the monitor's process")->capture_default_str();
+  app.add_flag("--stderr", options.to_stderr, "Log to standard error too");
   app.footer("Exit status: 0 ended by a signal or --once, 1 failed or another monitor runs, 2 wrong usage.");
   if (const auto status = service::parse(app, argc, argv)) return *status;
   return monitord::run(options);

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// One monitor a device: an advisory lock on a file that names the process that holds it.
+// The file that names the monitor's process. Its lock tells a second monitor who is the first; what must not be written
+// by two is locked itself (image_lock.hpp).
 #pragma once
 
 #include <string>
@@ -10,7 +11,7 @@ namespace monitord {
 
 class PidFile {
  public:
-  // False, with the reason in `why`, when the file cannot be opened or another process holds it.
+  // False, with the reason in `why`, when the file cannot be used or another process holds it.
   bool take(const std::string& path, std::string& why);
 
   // Writes this process's number; again after a fork.

@@ -5,6 +5,7 @@
 #include <kvrn/kvrn.h>
 
 #include <memory>
+#include <string>
 
 #include "cache/writer.hpp"
 
@@ -24,17 +25,19 @@ class Publisher {
   // @return every file holds this reading
   bool refresh();
 
+  // Each file that does not hold the last reading, and why; empty when all do.
+  const std::string& failure() const { return failure_; }
+
  private:
-  bool publish_battery();
-  static bool is_published(const kvrn::ImageSpec& spec, std::int64_t since);
-  void log_change(bool working);
+  void publish_battery();
+  void log_change(std::string failure);
 
   bool smart_battery_;
   int limit_mw_ = 0;
   kvrn::WriterImage battery_image_;
   Source psus_;
   Source outputs_;
-  bool working_ = true;
+  std::string failure_;
 };
 
 }  // namespace monitord
