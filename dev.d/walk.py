@@ -1,6 +1,5 @@
 # SPDX-License-Identifier: MIT
 """Walks the simulated four-source board through kvrn-agentd and a private snmpd on a loopback port."""
-import os
 import subprocess
 import sys
 import tempfile
@@ -9,22 +8,11 @@ from snmpd import ROOT, Master, serving
 
 SIM = ["kvrn-sim", "run"]
 PSU_COUNT = ("Gauge32: 4", ROOT + ".1.5.3.1.0")  # what the board's agent answers first
-FILES = {
-    "/etc/board.info": "board.shortname=QX4\nboard.subtype=eu\nboard.hwaddr=0218D6A0B1C2\n",
-    "/etc/version": "2.0.9.5406.200410.1234\n",
-    "/tmp/system.cfg": "psu.monitor.battery.install_date=20210315\n",
-    "/tmp/.battery_info": "87 5400 0 0\n",
-    "/tmp/.battery_info_1": "78 7920 0 0\n",
-}
 
 
 def make_device(folder):
     root = folder + "/device"
     subprocess.run(["kvrn-sim", "new", root, "--board", "four-source"], check=True)
-    for path, text in FILES.items():
-        os.makedirs(os.path.dirname(root + path), exist_ok=True)
-        with open(root + path, "w") as file:
-            file.write(text)
     subprocess.run([*SIM, root, "--", "kvrn-monitord", "--once", "--pid-file", folder + "/pid"], check=True)
     return root
 

@@ -1,16 +1,18 @@
 // SPDX-License-Identifier: MIT
 // kvrn-sim: makes a simulated device, changes it while programs run, and runs programs on it.
-#include <fmt/core.h>
+#include <fmt/format.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <cstring>
 #include <functional>
 #include <optional>
 #include <stdexcept>
 
+#include "sim/hooks/root.hpp"
 #include "sim/profiles.hpp"
 #include "sim/state.hpp"
 
@@ -41,7 +43,38 @@ unsigned to_number(const std::string& text, unsigned limit) {
   return *value;
 }
 
-unsigned to_line(const std::string& text) {
+// The names in one of the device's folders that begin with a prefix, in order and without it.
+Words names_in(const State& state, std::string_view folder, const std::string& prefix) {
+  Words names;
+  std::error_code none;
+  for (const auto& entry : std::filesystem::directory_iterator(state.path(folder), none)) {
+    const std::string name = entry.path().filename();
+    const bool is_bus_note = name.ends_with(".busy");
+    if (name.starts_with(prefix) && !is_bus_note) names.push_back(name.substr(prefix.size()));
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+// What a board does not have is a slip of the hand, unless it is to be added.
+void expect_known(const State& state, bool add, const char* what, std::string_view folder, const std::string& name,
+                  const std::string& prefix = "") {
+  if (add || std::filesystem::exists(state.path(folder) / (prefix + name))) return;
+  const Words known = names_in(state, folder, prefix);
+  refuse(fmt::format("this device has no {} '{}': {}; --new adds it", what, name,
+                     known.empty() ? "it has none" : fmt::format("it has {}", fmt::join(known, ", "))));
+}
+
+// By its packed number, or by the name that the board gives it.
+unsigned to_line(const State& state, const std::string& text) {
+  Words known;
+  for (const std::string& number : names_in(state, "gpio", "")) {
+    const unsigned packed = to_number(number, 263);
+    known.push_back(state.line(packed).value_or(kvrn::sim::LineState{}).name);
+    if (known.back() == text) return packed;
+  }
+  if (std::isalpha(static_cast<unsigned char>(text[0])))
+    refuse(fmt::format("this device has no line '{}': it has {}", text, fmt::join(known, ", ")));
   const unsigned number = to_number(text, 263);
   if (number % 100 > 63) refuse(fmt::format("{} is no line: chip (0 to 2) x 100 + offset (0 to 63)", text));
   return number;
@@ -59,6 +92,10 @@ std::pair<int, int> to_device(const std::string& text) {
   return {*bus, *address};
 }
 
+std::string i2c_name(int bus, int address) {
+  return std::filesystem::path(kvrn::sim::device_folder(bus, address)).filename();
+}
+
 bool is_block(const std::string& text) { return text.starts_with("block-"); }
 
 // The name of the file that holds a register or a block.
@@ -73,9 +110,16 @@ void expect(const Words& words, std::size_t count, const char* usage) {
   if (words.size() != count) refuse(fmt::format("usage: {}", usage));
 }
 
-void set_gpio(const State& state, const Words& words) {
-  expect(words, 3, "set ROOT gpio NUMBER 0|1|busy|free");
-  const unsigned number = to_line(words[1]);
+// Programs see the device's own paths; any other is the machine's to them.
+const std::string& to_path(const std::string& text) {
+  if (!text.starts_with('/')) refuse(fmt::format("'{}' is no path on the device: it begins with /", text));
+  return text;
+}
+
+void set_gpio(const State& state, bool add, const Words& words) {
+  expect(words, 3, "set ROOT gpio NUMBER|NAME 0|1|busy|free");
+  const unsigned number = to_line(state, words[1]);
+  expect_known(state, add, "line", "gpio", std::to_string(number));
   auto line = state.line(number).value_or(kvrn::sim::LineState{});
   if (words[2] == "busy" || words[2] == "free")
     line.busy = words[2] == "busy";
@@ -84,14 +128,17 @@ void set_gpio(const State& state, const Words& words) {
   state.line(number, line);
 }
 
-void set_i2c(const State& state, const Words& words) {
+void set_i2c(const State& state, bool add, const Words& words) {
   if (words.size() == 3 && words[2] == "absent") {
     const auto [bus, address] = to_device(words[1]);
+    expect_known(state, false, "I2C device", "i2c", i2c_name(bus, address));
     (void)state.remove(kvrn::sim::device_folder(bus, address));
     return;
   }
   if (words.size() == 3 && (words[2] == "busy" || words[2] == "free")) {
-    const std::string file = fmt::format("/i2c/{}.busy", to_number(words[1], last_bus));
+    const std::string bus = std::to_string(to_number(words[1], last_bus));
+    expect_known(state, add, "I2C bus", "/dev", bus, "i2c-");
+    const std::string file = fmt::format("/i2c/{}.busy", bus);
     if (words[2] == "busy")
       state.file(file, "");
     else
@@ -102,20 +149,34 @@ void set_i2c(const State& state, const Words& words) {
   const auto [bus, address] = to_device(words[1]);
   const bool as_text = words[3] == "refuse" || is_block(words[2]);
   const std::string value = as_text ? words[3] : fmt::format("0x{:02x}", to_number(words[3], 0xFFFF));
-  state.i2c(bus, address, to_register(words[2]), value + '\n');
+  const std::string reg = to_register(words[2]);
+  expect_known(state, add, "I2C device", "i2c", i2c_name(bus, address));
+  expect_known(state, add, "register", kvrn::sim::device_folder(bus, address), reg);
+  const std::string bus_path = fmt::format("/dev/i2c-{}", bus);
+  if (!state.file(bus_path)) state.file(bus_path, "");
+  state.i2c(bus, address, reg, value + '\n');
 }
 
-void set(const State& state, const Words& words) {
+void set_hwmon(const State& state, bool add, const Words& words) {
+  expect(words, 4, "set ROOT hwmon DEVICE ATTRIBUTE TEXT");
+  constexpr std::string_view monitors = "/var/run/hwmon";
+  expect_known(state, add, "monitor", monitors, words[1]);
+  const std::string folder = fmt::format("{}/{}", monitors, words[1]);
+  expect_known(state, add, "attribute", folder, words[2]);
+  state.file(fmt::format("{}/{}", folder, words[2]), words[3] + '\n');
+}
+
+void set(const State& state, bool add, const Words& words) {
   const std::string& kind = words.at(0);
-  if (kind == "gpio") return set_gpio(state, words);
-  if (kind == "i2c") return set_i2c(state, words);
+  if (kind == "gpio") return set_gpio(state, add, words);
+  if (kind == "i2c") return set_i2c(state, add, words);
+  if (kind == "hwmon") return set_hwmon(state, add, words);
   if (kind == "file") {
     expect(words, 3, "set ROOT file PATH TEXT");
-    return state.file(words[1], words[2]);
-  }
-  if (kind == "hwmon") {
-    expect(words, 4, "set ROOT hwmon DEVICE ATTRIBUTE TEXT");
-    return state.file(fmt::format("/var/run/hwmon/{}/{}", words[1], words[2]), words[3] + '\n');
+    if (!add && !kvrn::sim::is_device_path(to_path(words[1]).c_str()))
+      refuse(fmt::format(
+          "'{}' is not one of the device's paths: programs see the machine's; --new writes it all the same", words[1]));
+    return state.file(to_path(words[1]), words[2]);
   }
   refuse(fmt::format("'{}' is nothing to set: gpio, i2c, file or hwmon", kind));
 }
@@ -124,24 +185,24 @@ std::string get(const State& state, const Words& words) {
   const std::string& kind = words.at(0);
   std::optional<std::string> text;
   if (kind == "gpio" && words.size() == 2) {
-    if (const auto line = state.line(to_line(words[1])))
+    if (const auto line = state.line(to_line(state, words[1])))
       text = fmt::format("{} {} {}{}\n", line->level, line->direction, line->name, line->busy ? " busy" : "");
   } else if (kind == "i2c" && words.size() == 3) {
     const auto [bus, address] = to_device(words[1]);
     text = state.i2c(bus, address, to_register(words[2]));
   } else if (kind == "file" && words.size() == 2) {
-    text = state.file(words[1]);
+    text = state.file(to_path(words[1]));
   } else if (kind == "hwmon" && words.size() == 3) {
     text = state.file(fmt::format("/var/run/hwmon/{}/{}", words[1], words[2]));
   } else {
-    refuse("usage: get ROOT gpio NUMBER | i2c BUS-ADDRESS REGISTER | file PATH | hwmon DEVICE ATTRIBUTE");
+    refuse("usage: get ROOT gpio NUMBER|NAME | i2c BUS-ADDRESS REGISTER | file PATH | hwmon DEVICE ATTRIBUTE");
   }
   if (!text) fail("there is no such thing on this device");
   return *text;
 }
 
 void unset(const State& state, const std::string& path) {
-  if (!state.remove(path)) fail(fmt::format("{}: there is no such thing on this device", path));
+  if (!state.remove(to_path(path))) fail(fmt::format("{}: there is no such thing on this device", path));
 }
 
 void trace(const State& state, const std::string& what) {
@@ -181,6 +242,7 @@ struct Arguments {
   std::string root;
   std::string board = "four-source";
   std::string what = "show";
+  bool add = false;
   Words words;
 };
 
@@ -205,9 +267,10 @@ void define(CLI::App& app, Arguments& arguments, std::function<void()>& action) 
   add(app, "set",
       "Change it: gpio 111 0|1|busy|free, i2c 2-0b 0x09 VALUE|refuse, hwmon DEVICE ATTRIBUTE VALUE, file "
       "PATH TEXT",
-      arguments, [&] { action = [&] { set(existing(arguments.root), arguments.words); }; })
+      arguments, [&] { action = [&] { set(existing(arguments.root), arguments.add, arguments.words); }; })
       ->add_option("WHAT", arguments.words, "What and its new state")
       ->required();
+  app.get_subcommand("set")->add_flag("--new", arguments.add, "Add what the board does not have");
   add(app, "unset", "Remove one of its files", arguments,
       [&] { action = [&] { unset(existing(arguments.root), arguments.what); }; })
       ->add_option("PATH", arguments.what, "Path on the device")

@@ -4,6 +4,7 @@
 #include <array>
 #include <bit>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <initializer_list>
@@ -47,6 +48,8 @@ struct Calibration {
 
 struct Profile {
   const char* name;
+  const char* model;
+  const char* short_name;
   const char* system_type;
   const char* cpu_model;
   std::uint32_t soc_revision;
@@ -85,7 +88,18 @@ constexpr Line three_source_lines[] = {
 };
 constexpr Line generic_lines[] = {{211, "mains-1-fail", 0}, {212, "mains-2-fail", 1}};
 
+// What the system's start and other processes leave: the files of every board, then the estimates of the batteries.
+constexpr Text common_files[] = {
+    {"/etc/version", "2.0.9.5406.200410.1234\n"},
+    {"/tmp/system.cfg",
+     "netconf.1.devname=eth0\n"
+     "netconf.1.up=1\n"
+     "psu.monitor.battery.install_date=20210315\n"},
+    {"/tmp/.psu_data_stable", ""},
+};
 constexpr Text four_source_files[] = {
+    {"/tmp/.battery_info", "87 5400 0 0\n"},
+    {"/tmp/.battery_info_1", "78 7920 0 0\n"},
     {"/var/run/hwmon/mon-battery/in0_input", "26150\n"},
     {"/var/run/hwmon/mon-battery/curr1_input", "-640\n"},
     {"/var/run/hwmon/mon-dc-out-1/in0_input", "53800\n"},
@@ -97,10 +111,15 @@ constexpr Text four_source_files[] = {
     {"/sys/class/power_supply/sbs-2-000b/cycle_count", "42\n"},
 };
 constexpr Text three_source_files[] = {
-    {"/var/run/hwmon/mon-battery/in0_input", "51900\n"},  {"/var/run/hwmon/mon-battery/curr1_input", "-1250\n"},
-    {"/var/run/hwmon/mon-dc-out-1/in0_input", "53900\n"}, {"/var/run/hwmon/mon-dc-out-1/curr1_input", "1200\n"},
-    {"/var/run/hwmon/mon-dc-out-2/in0_input", "53850\n"}, {"/var/run/hwmon/mon-dc-out-2/curr1_input", "700\n"},
-    {"/var/run/hwmon/mon-dc-out-3/in0_input", "53870\n"}, {"/var/run/hwmon/mon-dc-out-3/curr1_input", "0\n"},
+    {"/tmp/.battery_info", "87 5400 0 0\n"},
+    {"/var/run/hwmon/mon-battery/in0_input", "51900\n"},
+    {"/var/run/hwmon/mon-battery/curr1_input", "-1250\n"},
+    {"/var/run/hwmon/mon-dc-out-1/in0_input", "53900\n"},
+    {"/var/run/hwmon/mon-dc-out-1/curr1_input", "1200\n"},
+    {"/var/run/hwmon/mon-dc-out-2/in0_input", "53850\n"},
+    {"/var/run/hwmon/mon-dc-out-2/curr1_input", "700\n"},
+    {"/var/run/hwmon/mon-dc-out-3/in0_input", "53870\n"},
+    {"/var/run/hwmon/mon-dc-out-3/curr1_input", "0\n"},
 };
 
 // A smart battery of seven lithium cells, charging at 1.2 A.
@@ -127,25 +146,39 @@ constexpr const char* mips24k = "MIPS 24Kc V7.4";
 
 const Profile profiles[] = {
     {"four-source",
+     "Quorvex Power 4",
+     "QP4",
      qca953x,
      mips24k,
      0x00000160,
-     {0xEE5A, {}, 3, 0x10},
+     {0xEE5A, {}, 3, 0xC2},
      four_source_lines,
      four_source_files,
      smart_battery_registers,
      true},
     {"three-source",
+     "Quorvex Power 3",
+     "QP3",
      qca953x,
      mips24k,
      0x00000160,
-     {0xEE5B, {}, 2, 0x20},
+     {0xEE5B, {}, 2, 0xD2},
      three_source_lines,
      three_source_files,
      supply_registers,
      false},
-    {"generic", qca953x, mips24k, 0x00000160, {{}, {}, 1, 0x30}, {}, {}, {}, false},
-    {"ar724x", "Atheros AR7241 rev 1", mips24k, 0x00000101, {{}, 0xE1C5, 6, 0x40}, {}, {}, {}, false},
+    {"generic", "Generic", "GEN", qca953x, mips24k, 0x00000160, {{}, {}, 1, 0xE2}, {}, {}, {}, false},
+    {"ar724x",
+     "Peltrix Grid 5 II",
+     "PG5B",
+     "Atheros AR7241 rev 1",
+     mips24k,
+     0x00000101,
+     {{}, 0xE1C5, 6, 0xF2},
+     {},
+     {},
+     {},
+     false},
 };
 
 // 16-bit words of the partition are big-endian on every host.
@@ -159,7 +192,7 @@ std::string flash_image(const Calibration& calibration) {
   constexpr std::size_t block = radio + 256;
   std::string flash(0x10000, '\xFF');
   for (std::size_t port = 0; port < 2; ++port) {
-    const char mac[] = {0x02, 0x4B, 0x56, 0x52, 0x4E, static_cast<char>(calibration.last_mac_byte + port)};
+    const char mac[] = {0x02, 0x18, '\xD6', '\xA0', '\xB1', static_cast<char>(calibration.last_mac_byte + port)};
     std::memcpy(flash.data() + 6 * port, mac, sizeof mac);
   }
   if (calibration.board_id) {
@@ -174,7 +207,7 @@ std::string flash_image(const Calibration& calibration) {
   put_word(flash, radio + 2 * 20, *calibration.radio_id);
   // Length, checksum word, three words, the calibration value's word, MAC.
   const std::uint16_t words[] = {
-      18, 0, 0, 0, 0x0348, 0, 0x024B, 0x5652, static_cast<std::uint16_t>(0x4E00 + calibration.last_mac_byte)};
+      18, 0, 0, 0, 0x0348, 0, 0x0218, 0xD6A0, static_cast<std::uint16_t>(0xB100 + calibration.last_mac_byte)};
   std::uint16_t sum = 0;
   for (std::size_t i = 0; i < std::size(words); ++i) {
     put_word(flash, block + 2 * i, words[i]);
@@ -184,10 +217,24 @@ std::string flash_image(const Calibration& calibration) {
   return flash;
 }
 
+// A battery without a fault: its last discharge gave 20 Ah at 1 A.
+std::string battery_record() {
+  std::string record(132, '\0');
+  put_word(record, 2, 2);  // version
+  put_word(record, 118, 20000);
+  put_word(record, 122, 1000);
+  return record;
+}
+
 void create_board(const State& state, const Profile& profile) {
   state.file("/proc/cpuinfo", std::string("system type\t\t: ") + profile.system_type +
                                   "\nmachine\t\t\t: simulated\nprocessor\t\t: 0\ncpu model\t\t: " + profile.cpu_model +
                                   "\nBogoMIPS\t\t: 366.18\n");
+  char mac[16];
+  std::snprintf(mac, sizeof mac, "0218D6A0B1%02X", profile.calibration.last_mac_byte);
+  state.file("/etc/board.info", std::string("board.name=") + profile.model + "\nboard.shortname=" + profile.short_name +
+                                    "\nboard.subtype=eu\nboard.hwaddr=" + mac + '\n');
+  for (const Text& file : common_files) state.file(file.path, file.text);
   state.file("/proc/mtd",
              "dev:    size   erasesize  name\n"
              "mtd0: 00040000 00010000 \"u-boot\"\n"
@@ -208,7 +255,14 @@ void create_power(const State& state, const Profile& profile) {
   for (const Line& line : power ? std::span<const Line>(common_lines) : std::span<const Line>(generic_lines))
     state.line(line.number, {line.level, line.direction, line.name, false});
   for (const Line& line : profile.lines) state.line(line.number, {line.level, line.direction, line.name, false});
-  for (const Text& file : profile.files) state.file(file.path, file.text);
+  for (const Text& file : profile.files) {
+    state.file(file.path, file.text);
+    // Each battery with an estimate has a record, too.
+    const std::string_view path = file.path;
+    const std::string_view estimate = "/tmp/.battery_info";
+    if (path.starts_with(estimate))
+      state.file("/etc/persistent/battery_data" + std::string(path.substr(estimate.size())), battery_record());
+  }
   for (const Register& entry : profile.registers)
     state.i2c(entry.bus, entry.address, register_file(entry.reg),
               "0x" + register_file(static_cast<int>(entry.value)) + '\n');

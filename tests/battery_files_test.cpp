@@ -132,6 +132,7 @@ TEST(BatteryFiles, ARecordMayBeCutAnywhere) {
 
 TEST(BatteryFiles, AtMostOneDescriptorStaysOpen) {
   Device device("four-source");
+  device.remove(record_file);
   EXPECT_EQ(read_battery_flags(2, nullptr, nullptr), 0);
   const auto before = open_descriptors();
   for (int i = 0; i < 20; ++i) {
@@ -228,7 +229,8 @@ TEST(Capacity, OpenCircuitVoltageByResistanceOrCurve) {
 
 TEST(Capacity, FollowsConfigurationAndRecord) {
   Device device("four-source");
-  EXPECT_EQ(read_lcm_battery_capacity_mah(), 20000);  // neither file
+  for (const char* path : {"/tmp/system.cfg", record_file}) device.remove(path);
+  EXPECT_EQ(read_lcm_battery_capacity_mah(), 20000);
   configure(device, "psu.monitor.battery.capacity=40");
   EXPECT_EQ(read_lcm_battery_capacity_mah(), 40000);
   device.file(record_file, record(2, 0, 30000, 4000));

@@ -63,9 +63,6 @@ class Serving(unittest.TestCase):
     def test_walks_are_what_the_library_says(self):
         for board in ("four-source", "three-source"):
             device = Device(board)
-            for name in (".battery_info", ".battery_info_1"):
-                with open(device.path("/tmp/" + name), "w") as file:
-                    file.write("87 5400 0 0\n")
             subprocess.run([BIN + "/kvrn-sim", "run", device.root, "--", BIN + "/kvrn-monitord", "--once", "--pid-file",
                             device.folder + "/pid"], check=True)
             expected = device.run("snmp", "dump").out

@@ -10,9 +10,6 @@ import unittest
 from kvrnctl_device import SOURCE, Device
 
 GOLDEN = pathlib.Path(SOURCE, "tests/golden")
-FILES = {"/etc/board.info": "board.shortname=QX4\nboard.subtype=eu\nboard.hwaddr=0218D6A0B1C2\n",
-         "/etc/version": "2.0.9.5406.200410.1234\n", "/tmp/system.cfg": "psu.monitor.battery.install_date=20210315\n",
-         "/tmp/.battery_info": "87 5400 0 0\n", "/tmp/.battery_info_1": "64 7200 0 0\n"}
 OUTPUT = struct.pack(">6i", 53800, 850, 45_730_000, 1, 0, 0)
 
 
@@ -32,8 +29,6 @@ def battery_record(device, name, flags):
 
 def four_source():
     device = Device("four-source")
-    for path, text in FILES.items():
-        device.set("file", path, text)
     battery_record(device, "battery_data", 0x14)
     battery_record(device, "battery_data_1", 0x01)
     return device
@@ -63,16 +58,18 @@ class Sensors(unittest.TestCase):
         self.assertEqual(run.status, 0, run.err)
         for line in ("0       on        normal             on          53.800 V  0.850 A  45.730 W",
                      "Battery 2: estimated charge 87.0 %, run time 1 h 30 min, no battery error",
-                     "Battery 3: estimated charge 64.0 %, run time 2 h 00 min, battery error"):
+                     "Battery 3: estimated charge 78.0 %, run time 2 h 12 min, battery error"):
             self.assertIn(line + "\n", run.out)
         sensors = device.run("sensors", "--json").json()["sensors"]
         self.assertEqual([psu["type"] for psu in sensors["psus"]], ["input", "input", "battery", "battery"])
         self.assertEqual([(psu["estimated_charge_pct"], psu["estimated_time_s"], psu["error"])
-                          for psu in sensors["psus"][2:]], [(87, 5400, False), (64, 7200, True)])
+                          for psu in sensors["psus"][2:]], [(87, 5400, False), (78, 7920, True)])
         self.assertEqual(sensors["outputs"][0]["voltage_mv"], 53800)
 
     def test_what_nobody_publishes_is_unknown_and_not_waited_for(self):
         device = Device("four-source")
+        for path in ("/tmp/.battery_info", "/etc/persistent/battery_data"):
+            device.sim("unset", device.root, path)
         start = time.monotonic()
         document = device.run("sensors", "--json").json()
         self.assertLess(time.monotonic() - start, 1.1)  # 1.2 s when each missing file is tried three times
@@ -165,7 +162,7 @@ class Dump(unittest.TestCase):
         objects = {entry["oid"]: entry for entry in device.run("snmp", "dump", "--json").json()["objects"]}
         root = ".1.3.6.1.4.1.47474.1"
         self.assertEqual(objects[root + ".5.1.3.0"]["hex"], "31 2E FF")
-        self.assertEqual(objects[root + ".5.1.1.0"], {"oid": root + ".5.1.1.0", "type": "STRING", "value": "QX4-eu"})
+        self.assertEqual(objects[root + ".5.1.1.0"], {"oid": root + ".5.1.1.0", "type": "STRING", "value": "QP4-eu"})
         self.assertEqual(objects[root + ".5.3.2.1.6.4"]["value"], 25000)
         self.assertEqual(device.run("snmp").status, 2)
 

@@ -40,6 +40,7 @@ bool is_zero(const output_status& entry) {
 
 TEST(SensorSummary, FilesAddWhatTheySayToTheReadings) {
   Device device("three-source");
+  device.remove("/tmp/.psu_data_stable");
   const Summary plain(sensors_info_get(0));
   const Summary with_board(sensors_info_get(1));
   for (const int32_t temp : plain->board_temp) EXPECT_EQ(temp, 0);

@@ -33,8 +33,11 @@ class Command(unittest.TestCase):
                       "i2c 256-0b absent", "i2c 2-0b 0x100 1", "i2c 2-0b 0x09 0x10000", "i2c 2-0b 0x09 -1", "i2c ../x busy",
                       "i2c 2-0b block-../../../x 00", "i2c 2-0b block-7 00", "i2c 2-0b block-071 00", "i2c 2-0b 0x09",
                       "file ../../mine x", "file /tmp/../.. x", "file .. x", "file / x", "hwmon ../../../../../mine a x",
-                      "hwmon mon-battery in0_input", "nonsense 1"):
+                      "hwmon mon-battery in0_input", "nonsense 1", "gpio 150 1", "gpio mains-1-fial 1", "i2c 9-0b 0x09 1",
+                      "i2c 2-0b 0x99 1", "i2c 9 busy", "i2c 5-0b absent", "hwmon mon-battery in1 5", "file tmp/.lv_active 1",
+                      "file /tmp/x 1"):
             self.sim("set", *words.split(), status=2)
+        self.assertIn("it has mon-battery, mon-dc-out-1", self.sim("set", "hwmon", "mon-batery", "in0_input", "1", status=2))
         for words in ("gpio", "gpio 300", "i2c 2-0b", "i2c 2-0b block-../../../x", "file ../../mine", "nonsense"):
             self.sim("get", *words.split(), status=2)
         for path in ("", "..", "/", "/tmp/..", "../../mine"):
@@ -43,6 +46,13 @@ class Command(unittest.TestCase):
             self.sim("get", *words.split(), status=1)
         self.sim("unset", "/etc/nothing", status=1)
         self.assertEqual(self.files(self.folder), before)
+
+    def test_a_line_goes_by_its_name_and_new_things_are_added_on_request(self):
+        self.sim("set", "gpio", "mains-1-fail", "1")
+        self.assertEqual(self.sim("get", "gpio", "211"), "1 in mains-1-fail\n")
+        for words in ("gpio 150 1", "i2c 9-0b 0x09 0x01", "hwmon mon-x in0_input -5"):
+            self.sim("set", "--new", *words.split())
+            self.assertIn(words.split()[-1], self.sim("get", *words.split()[:-1]))
 
     def test_names_of_devices_registers_and_blocks_have_one_spelling(self):
         for device in ("2-0B", "2-b", "02-0b"):

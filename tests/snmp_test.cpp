@@ -61,19 +61,8 @@ std::string listing_of_update() {
   return host.listing;
 }
 
-// A device with everything that the module publishes.
-void make_healthy(Device& device) {
-  device.file("/etc/board.info",
-              "board.name=Quorvex 4\nboard.shortname=QX4\nboard.subtype=eu\nboard.hwaddr=0218D6A0B1C2\n");
-  device.file("/etc/version", "2.0.9.5406.200410.1234\n");
-  device.file("/tmp/system.cfg", "psu.monitor.battery.install_date=20210315\n");
-  device.file("/tmp/.battery_info", "87 5400 0 0\n");
-  device.file("/tmp/.battery_info_1", "64 7200 0 0\n");
-  for (const char* path : {"/etc/persistent/battery_data", "/etc/persistent/battery_data_1"}) {
-    std::string record(132, '\0');
-    record[3] = 2;
-    device.file(path, record);
-  }
+// A device with its outputs published, too.
+void make_healthy(Device&) {
   static const int limit = INT_MAX;
   cache_source* writer = output_cache_new(&limit, 0);
   writer->update(writer);
@@ -88,6 +77,7 @@ void make_failing(Device& device) {
   for (const unsigned line : {211U, 212U, 110U, 100U, 200U, 205U}) device.gpio_busy(line, true);
   device.i2c_busy(2, true);
   device.i2c_busy(8, true);
+  for (const char* path : {"/tmp/.battery_info", "/tmp/.battery_info_1", "/etc/persistent"}) device.remove(path);
   for (const char* monitor : {"mon-battery", "mon-dc-out-1", "mon-dc-out-2", "mon-dc-out-3"})
     device.remove(std::string("/var/run/hwmon/") + monitor);
 }

@@ -13,57 +13,6 @@
 namespace kvrn::sim {
 namespace {
 
-// What belongs to the device. A named file of /etc or /tmp is a prefix: numbered siblings ("/tmp/.dc-problem1"),
-// backups and an editor's temporary names stand beside it. A folder goes with all that is below.
-enum class Kind { file, prefix, folder };
-struct Rule {
-  const char* path;
-  Kind kind;
-};
-constexpr Rule rules[] = {
-    {"/dev/gpiochip", Kind::prefix},
-    {"/dev/i2c-", Kind::prefix},
-    {"/dev/mem", Kind::file},
-    {"/dev/mtd", Kind::prefix},
-    {"/proc/cpuinfo", Kind::file},
-    {"/proc/mtd", Kind::file},
-    {"/sys/devices/platform/i2c", Kind::folder},
-    {"/sys/class/power_supply/sbs-2-000b", Kind::folder},
-    {"/var/run/hwmon", Kind::folder},
-    {"/etc/board.info", Kind::prefix},
-    {"/etc/version", Kind::prefix},
-    {"/etc/persistent", Kind::file},
-    {"/etc/persistent/battery_data", Kind::prefix},
-    {"/tmp/system.cfg", Kind::prefix},
-    {"/tmp/.system.cfg", Kind::prefix},
-    {"/tmp/.psu_info_cache", Kind::prefix},
-    {"/tmp/.psu_data_stable", Kind::prefix},
-    {"/tmp/.output_cache", Kind::prefix},
-    {"/tmp/.raw_battery_data", Kind::prefix},
-    {"/tmp/.dc_out_lock", Kind::prefix},
-    {"/tmp/.ac_on_status", Kind::prefix},
-    {"/tmp/.ac_outage_", Kind::prefix},
-    {"/tmp/.batt_ch_status", Kind::prefix},
-    {"/tmp/.batt_li_ch_status", Kind::prefix},
-    {"/tmp/.batt_status", Kind::prefix},
-    {"/tmp/.battery_info", Kind::prefix},
-    {"/tmp/.battery_outage_check", Kind::prefix},
-    {"/tmp/.calibrating", Kind::prefix},
-    {"/tmp/.charging_status", Kind::prefix},
-    {"/tmp/.dc-enabled", Kind::prefix},
-    {"/tmp/.dc-problem", Kind::prefix},
-    {"/tmp/.led-status-loc", Kind::prefix},
-    {"/tmp/.lv", Kind::prefix},
-    {"/tmp/.overload_", Kind::prefix},
-    {"/tmp/.power_meter", Kind::prefix},
-};
-
-bool matches(const Rule& rule, const char* path) {
-  const size_t length = ::strlen(rule.path);
-  if (::strncmp(path, rule.path, length) != 0) return false;
-  return rule.kind == Kind::prefix || path[length] == '\0' || (rule.kind == Kind::folder && path[length] == '/');
-}
-
 // The link of a directory descriptor is its canonical path; realpath() is hooked. Keeps errno.
 bool find_canonical(const char* folder, char (&canonical)[path_size]) {
   const int saved = errno;
@@ -95,12 +44,6 @@ const char* root() {
     ::snprintf(source, sizeof source, "%s", wanted);
   }
   return canonical;
-}
-
-bool is_device_path(const char* path) {
-  for (const Rule& rule : rules)
-    if (matches(rule, path)) return true;
-  return false;
 }
 
 const char* redirect(const char* path, char (&buffer)[path_size]) {

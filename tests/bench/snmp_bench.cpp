@@ -14,21 +14,17 @@ namespace {
 
 struct File {
   const char* path;
-  const char* text;
   int reads;  // in one update
 };
-const std::string record = std::string("\0\0\0\2", 4) + std::string(128, '\0');
-const File files[] = {
-    {"/etc/board.info", "board.name=Quorvex 4\nboard.shortname=QX4\nboard.subtype=eu\nboard.hwaddr=0218D6A0B1C2\n", 3},
-    {"/etc/version", "2.0.9.5406.200410.1234\n", 1},
-    {"/tmp/system.cfg", "psu.monitor.battery.install_date=20210315\n", 2},
-    {"/tmp/.battery_info", "87 5400 0 0\n", 1},
-    {"/tmp/.battery_info_1", "64 7200 0 0\n", 1},
-    {"/tmp/.batt_ch_status", "1\n", 1},
-    {"/tmp/.batt_li_ch_status", "1\n", 1},
-    {"/etc/persistent/battery_data", nullptr, 1},
-    {"/etc/persistent/battery_data_1", nullptr, 1},
-};
+const File files[] = {{"/etc/board.info", 3},
+                      {"/etc/version", 1},
+                      {"/tmp/system.cfg", 2},
+                      {"/tmp/.battery_info", 1},
+                      {"/tmp/.battery_info_1", 1},
+                      {"/tmp/.batt_ch_status", 1},
+                      {"/tmp/.batt_li_ch_status", 1},
+                      {"/etc/persistent/battery_data", 1},
+                      {"/etc/persistent/battery_data_1", 1}};
 
 int added;
 
@@ -72,7 +68,7 @@ void abz_clear_error(void*) {}
 
 int main(int argc, char** argv) {
   kvrn::sim::Device device("four-source");
-  for (const File& file : files) device.file(file.path, file.text != nullptr ? file.text : record);
+  for (const char* charger : {"/tmp/.batt_ch_status", "/tmp/.batt_li_ch_status"}) device.file(charger, "1\n");
   psu_info_image psus{};
   for (int psu = 0; psu < KVRN_PSU_MAX; ++psu) (void)psu_info_get_direct(&psus.records[psu], psu);
   write_fresh(device, "/tmp/.psu_info_cache", psus);
