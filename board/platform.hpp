@@ -98,7 +98,7 @@ constexpr Platform without_power_unit(std::uint16_t system_id, std::int32_t char
           .monitors = {"mon-dc-out-1"}};
 }
 
-inline constexpr std::array<Platform, 5> platforms{{
+inline constexpr auto platforms = std::to_array<Platform>({
     {.system_id = 0xEE5A,
      .psu_count = 4,
      .batteries = {BatteryReader::hwmon, BatteryReader::smart},
@@ -122,7 +122,9 @@ inline constexpr std::array<Platform, 5> platforms{{
     without_power_unit(0xEEF2, 30000),
     without_power_unit(0xEEF3, 30000),
     without_power_unit(0, 10000),
-}};
+});
+static_assert(platforms.back().system_id == 0,
+              "a platform's row stands in front of the last, which serves every other id");
 
 // The row of a system id; the last row serves every id without one.
 constexpr const Platform& platform_of(std::uint32_t system_id) {

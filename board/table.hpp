@@ -3,6 +3,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <string_view>
 
 #include "board/model.hpp"
@@ -31,13 +32,23 @@ constexpr bool survives_scrambling(std::string_view text) {
   return true;
 }
 
+constexpr bool well_formed(const Model& model) {
+  return !model.code.empty() && model.code.size() <= 5 && !model.name.empty() &&
+         model.name.size() < sizeof board_record{}.name && survives_scrambling(model.name) &&
+         survives_scrambling(model.code);
+}
+
 template <std::size_t Rows>
 consteval bool well_formed(const std::array<Model, Rows>& models) {
+  for (const Model& model : models)
+    if (!well_formed(model)) return false;
+  return true;
+}
+
+template <std::size_t Rows>
+consteval bool distinct(const std::array<Model, Rows>& models) {
   for (std::size_t i = 0; i < Rows; ++i) {
     const Model& model = models[i];
-    if (model.code.empty() || model.code.size() > 5) return false;
-    if (model.name.empty() || model.name.size() >= sizeof board_record{}.name) return false;
-    if (!survives_scrambling(model.name) || !survives_scrambling(model.code)) return false;
     for (std::size_t other = 0; other < i; ++other) {
       if (models[other].code == model.code || models[other].name == model.name) return false;
       // One id twice only where the hardware revision tells the rows apart.
@@ -49,8 +60,21 @@ consteval bool well_formed(const std::array<Model, Rows>& models) {
 
 }  // namespace kvrn
 
-// Exports `symbol` as the record behind `rows` rows of `table`, with a record's own size. An alias in C++ can only name
-// a whole object. Not with link-time optimisation: the assembler text must stay with the table.
-#define KVRN_EXPORT_GENERIC(symbol, table, rows)                                                \
-  __asm__(".globl " #symbol "\n.type " #symbol ", @object\n.set " #symbol ", " #table "+" #rows \
-          "*1408\n.size " #symbol ", 1408\n")
+#define KVRN_CHECK_MODELS(models)                                                                              \
+  static_assert(                                                                                               \
+      kvrn::well_formed(models),                                                                               \
+      "a name has 1 to 31 characters, a code 1 to 5, and 'Z', ',' or '>' may not stand where the key has it"); \
+  static_assert(kvrn::distinct(models), "a name, a code, or an id with its min_revision stands in two rows")
+
+// Exports `symbol` as the generic record of `table`, with a record's own size: an alias in C++ can only name a whole
+// object. The function is never called; it gives the assembler text its numbers, negated because %n is what every
+// target prints as a plain number. Not with link-time optimisation: the text must stay with the table.
+#define KVRN_EXPORT_GENERIC(symbol, table)                                                                     \
+  __attribute__((used)) static void export_##symbol() {                                                        \
+    constexpr int size = sizeof table.generic;                                                                 \
+    constexpr int offset = offsetof(decltype(table), generic);                                                 \
+    __asm__(".globl " #symbol "\n.type " #symbol ", @object\n.set " #symbol ", " #table "+%n0\n.size " #symbol \
+            ", %n1\n" ::"i"(-offset),                                                                          \
+            "i"(-size));                                                                                       \
+  }                                                                                                            \
+  static_assert(sizeof table.generic == 1408)

@@ -14,14 +14,13 @@ consteval board_record generic() {
 
 }  // namespace
 
-static_assert(kvrn::models_ar724x.size() == kvrn::ar724x_rows);
-static_assert(kvrn::well_formed(kvrn::models_ar724x));
+KVRN_CHECK_MODELS(kvrn::models_ar724x);
 
+using Table = kvrn::BoardTable<kvrn::models_ar724x.size()>;
 extern "C" {
-__attribute__((visibility("hidden"))) extern kvrn::BoardTable<kvrn::ar724x_rows> kvrn_ar724x_table;
-constinit kvrn::BoardTable<kvrn::ar724x_rows> kvrn_ar724x_table =
-    kvrn::make_table(kvrn::models_ar724x, KVRN_SOC_AR724X, generic());
+__attribute__((visibility("hidden"))) extern Table kvrn_ar724x_table;
+constinit Table kvrn_ar724x_table = kvrn::make_table(kvrn::models_ar724x, KVRN_SOC_AR724X, generic());
 }
-KVRN_EXPORT_GENERIC(ar7240_board, kvrn_ar724x_table, 72);
+KVRN_EXPORT_GENERIC(ar7240_board, kvrn_ar724x_table);
 
 std::span<board_record> kvrn::ar724x_table() { return kvrn_ar724x_table.rows; }

@@ -13,14 +13,13 @@ consteval board_record generic() {
 
 }  // namespace
 
-static_assert(kvrn::models_qca953x.size() == kvrn::qca953x_rows);
-static_assert(kvrn::well_formed(kvrn::models_qca953x));
+KVRN_CHECK_MODELS(kvrn::models_qca953x);
 
+using Table = kvrn::BoardTable<kvrn::models_qca953x.size()>;
 extern "C" {
-__attribute__((visibility("hidden"))) extern kvrn::BoardTable<kvrn::qca953x_rows> kvrn_qca953x_table;
-constinit kvrn::BoardTable<kvrn::qca953x_rows> kvrn_qca953x_table =
-    kvrn::make_table(kvrn::models_qca953x, KVRN_SOC_QCA953X, generic());
+__attribute__((visibility("hidden"))) extern Table kvrn_qca953x_table;
+constinit Table kvrn_qca953x_table = kvrn::make_table(kvrn::models_qca953x, KVRN_SOC_QCA953X, generic());
 }
-KVRN_EXPORT_GENERIC(ar953x_board, kvrn_qca953x_table, 3);
+KVRN_EXPORT_GENERIC(ar953x_board, kvrn_qca953x_table);
 
 std::span<board_record> kvrn::qca953x_table() { return kvrn_qca953x_table.rows; }

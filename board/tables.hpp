@@ -8,9 +8,6 @@
 
 namespace kvrn {
 
-inline constexpr std::size_t ar724x_rows = 72;
-inline constexpr std::size_t qca953x_rows = 3;
-
 std::span<board_record> ar724x_table();
 std::span<board_record> qca953x_table();
 

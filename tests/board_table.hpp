@@ -11,6 +11,9 @@
 #include <span>
 #include <string>
 
+#include "board/models_ar724x.hpp"
+#include "board/models_qca953x.hpp"
+
 inline void* library_symbol(const char* name) {
   void* const library = ::dlopen("libkvrn.so.1", RTLD_NOW | RTLD_NOLOAD);
   void* const symbol = library == nullptr ? nullptr : ::dlsym(library, name);
@@ -20,8 +23,12 @@ inline void* library_symbol(const char* name) {
 
 inline board_record& ar724x_generic() { return *static_cast<board_record*>(library_symbol("ar7240_board")); }
 inline board_record& qca953x_generic() { return *static_cast<board_record*>(library_symbol("ar953x_board")); }
-inline std::span<board_record> ar724x_rows() { return {&ar724x_generic() - 72, 72}; }
-inline std::span<board_record> qca953x_rows() { return {&qca953x_generic() - 3, 3}; }
+inline std::span<board_record> ar724x_rows() {
+  return {&ar724x_generic() - kvrn::models_ar724x.size(), kvrn::models_ar724x.size()};
+}
+inline std::span<board_record> qca953x_rows() {
+  return {&qca953x_generic() - kvrn::models_qca953x.size(), kvrn::models_qca953x.size()};
+}
 
 // The text of a scrambled field.
 inline std::string plain(const char* field, std::size_t size) {

@@ -9,7 +9,8 @@
  *  - In C it is the plain integer on a big-endian host and a one-member struct elsewhere. Read and write it with the
  *    accessors, which compile on both: `kvrn_i32(rec.voltage_mv)`, `rec.voltage_mv = kvrn_to_i32(12000)`.
  *
- * C callers need C11, C++ callers C++20. Compute in native locals and assign to the record once.
+ * C callers need C11, C++ callers C++17 and g++ 11, clang 9 or newer. Compute in native locals and assign to the record
+ * once.
  */
 #ifndef KVRN_BYTES_H
 #define KVRN_BYTES_H
@@ -18,12 +19,10 @@
 #include <stdint.h>
 
 #if defined(__cplusplus)
-#if __cplusplus < 202002L
-#error "the kvrn headers need C++20, or C11"
+#if __cplusplus < 201703L
+#error "the kvrn headers need C++17, or C11"
 #endif
 
-#include <bit>
-#include <concepts>
 #include <cstdint>
 #include <type_traits>
 
@@ -35,8 +34,9 @@ using bits_of = std::conditional_t<
     std::conditional_t<sizeof(T) == 4, std::uint32_t, std::conditional_t<sizeof(T) == 2, std::uint16_t, std::uint8_t>>>;
 
 /** The bytes of an unsigned number in reverse order. */
-template <std::unsigned_integral U>
+template <typename U>
 constexpr U byte_swapped(U value) {
+  static_assert(std::is_unsigned_v<U>, "bytes of an unsigned number");
   if constexpr (sizeof(U) == 8) return __builtin_bswap64(value);
   if constexpr (sizeof(U) == 4) return __builtin_bswap32(value);
   if constexpr (sizeof(U) == 2) return __builtin_bswap16(value);
@@ -45,16 +45,19 @@ constexpr U byte_swapped(U value) {
 
 /** A number stored big-endian, naturally aligned, on every host. Trivial: records of it can be copied and zeroed. */
 template <typename T>
-requires std::is_arithmetic_v<T>
 class be {
+  static_assert(std::is_arithmetic_v<T>, "a field holds a number");
+
  public:
   be() = default;
-  constexpr be(T value) : stored_(swap(std::bit_cast<bits_of<T>>(value))) {}  // NOLINT(google-explicit-constructor)
-  constexpr operator T() const { return std::bit_cast<T>(swap(stored_)); }    // NOLINT(google-explicit-constructor)
+  // A field reads and assigns as a number.  NOLINTBEGIN(google-explicit-constructor)
+  constexpr be(T value) : stored_(swap(__builtin_bit_cast(bits_of<T>, value))) {}
+  constexpr operator T() const { return __builtin_bit_cast(T, swap(stored_)); }
+  // NOLINTEND(google-explicit-constructor)
 
  private:
   static constexpr bits_of<T> swap(bits_of<T> value) {
-    return std::endian::native == std::endian::big ? value : byte_swapped(value);
+    return __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__ ? value : byte_swapped(value);
   }
   bits_of<T> stored_;
 };
