@@ -9,11 +9,9 @@
 #include <algorithm>
 #include <optional>
 
+#include "board/partition.hpp"
 #include "util/handle.hpp"
-#include "util/lines.hpp"
-#include "util/number.hpp"
 #include "util/text.hpp"
-#include "util/view.hpp"
 
 namespace {
 
@@ -24,17 +22,6 @@ constexpr std::size_t radio_offset = 4096;
 constexpr uint32_t checked_blocks[]{256 / 2, 128 / 2};
 constexpr uint32_t fallback_block = 512 / 2;
 constexpr uint32_t longest_block = 4096;  // bytes
-
-std::optional<int> find_partition() {
-  kvrn::Lines<257> lines("/proc/mtd");
-  for (std::string_view line; lines.next(line);) {
-    if (!kvrn::has_prefix(line, "mtd")) continue;
-    if (line.find("EEPROM") == std::string_view::npos && line.find("ART") == std::string_view::npos) continue;
-    line.remove_prefix(3);
-    if (const auto number = kvrn::parse_d(line)) return number;
-  }
-  return std::nullopt;
-}
 
 std::optional<std::size_t> claimed_size(int partition) {
   const kvrn::Text<32> path("/dev/mtd%d", partition);
@@ -65,7 +52,7 @@ uint32_t choose_block(const ar7240_eeprom& image) {
 }  // namespace
 
 ar7240_eeprom* ar7240_eeprom_parse() {
-  const auto partition = find_partition();
+  const auto partition = kvrn::find_calibration_partition();
   if (!partition) return nullptr;
   const auto claimed = claimed_size(*partition);
   if (!claimed) return nullptr;

@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <optional>
+#include <string_view>
+
+#include "util/lines.hpp"
+#include "util/number.hpp"
+#include "util/view.hpp"
+
+namespace kvrn {
+
+// The number of the flash partition with the calibration data, by /proc/mtd; the devices are named after it.
+inline std::optional<int> find_calibration_partition() {
+  Lines<257> lines("/proc/mtd");
+  for (std::string_view line; lines.next(line);) {
+    if (!has_prefix(line, "mtd")) continue;
+    if (line.find("EEPROM") == std::string_view::npos && line.find("ART") == std::string_view::npos) continue;
+    line.remove_prefix(3);
+    if (const auto number = parse_d(line)) return number;
+  }
+  return std::nullopt;
+}
+
+}  // namespace kvrn
