@@ -8,8 +8,10 @@
 
 namespace service {
 
-// Blocks SIGTERM and SIGINT in this thread and in those that it starts.
+// Blocks SIGTERM and SIGINT in this thread and in those that it starts. A terminal or a peer that goes away and a file
+// that may not grow end no service: SIGHUP, SIGPIPE and SIGXFSZ are ignored.
 inline sigset_t block_ending_signals() {
+  for (const int ignored : {SIGHUP, SIGPIPE, SIGXFSZ}) (void)::signal(ignored, SIG_IGN);
   sigset_t signals;
   ::sigemptyset(&signals);
   ::sigaddset(&signals, SIGTERM);
