@@ -20,6 +20,9 @@ install(FILES ${CMAKE_BINARY_DIR}/kvrn.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pk
 # Where net-snmp's programs look for modules.
 install(FILES mibs/KVRN-Quorvex-MIB DESTINATION ${CMAKE_INSTALL_DATADIR}/snmp/mibs)
 
+install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR} FILES_MATCHING PATTERN *.md PATTERN man EXCLUDE)
+install(FILES CHANGELOG.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
+
 set(KVRN_PROGRAMS kvrnctl kvrn-monitord)
 if(KVRN_AGENT)
   list(APPEND KVRN_PROGRAMS kvrn-agentd)
@@ -38,6 +41,8 @@ if(SCDOC AND KVRN_TOOLS)
     install(FILES ${CMAKE_BINARY_DIR}/man/${name} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section})
   endforeach()
   add_custom_target(manuals ALL DEPENDS ${manuals})
+elseif(KVRN_TOOLS)
+  message(STATUS "scdoc was not found: the manual pages are left out")
 endif()
 if(KVRN_TOOLS)
   foreach(tool IN LISTS KVRN_PROGRAMS)

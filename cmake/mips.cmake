@@ -5,7 +5,6 @@ set(CMAKE_C_COMPILER mips-linux-gnu-gcc)
 set(CMAKE_CXX_COMPILER mips-linux-gnu-g++)
 # The SoCs have MIPS16e: a quarter less flash for the library.
 set(KVRN_LIBRARY_OPTIONS -mips16)
-set(CMAKE_CROSSCOMPILING_EMULATOR "qemu-mips;-L;/usr/mips-linux-gnu")
 get_filename_component(KVRN_MIPS_DEPS ${CMAKE_CURRENT_LIST_DIR}/../build/deps/mips ABSOLUTE)
+set(CMAKE_CROSSCOMPILING_EMULATOR "qemu-mips;-L;/usr/mips-linux-gnu;-E;LD_LIBRARY_PATH=${KVRN_MIPS_DEPS}/lib")
 set(ENV{PKG_CONFIG_LIBDIR} ${KVRN_MIPS_DEPS}/lib/pkgconfig)
-set(CMAKE_BUILD_RPATH ${KVRN_MIPS_DEPS}/lib)

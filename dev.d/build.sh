@@ -4,11 +4,27 @@
 
 jobs=$(nproc)
 
-# build_tools: what a user runs, without the tests, which need more packages.
+# build_tools: what a user runs (all but the tests, which need more packages).
 configure_options=()
 build_tools() {
   configure_options=(-DKVRN_TESTS=OFF)
-  build native kvrn kvrn_sim kvrn-sim kvrnctl kvrn-monitord kvrn-agentd
+  build native
+}
+
+# progress: what a build, whose log flows through it, is at: the last line of a terminal, or a line every ten seconds.
+progress() {
+  local line shown=$SECONDS columns
+  columns=$(tput cols 2>/dev/null) || columns=80
+  while IFS= read -r line; do
+    [[ $line == '['* || $line == '-- '* ]] || continue
+    if [[ -t 1 ]]; then
+      printf '\r\033[K%.*s' "$((columns - 1))" "$line"
+    elif ((SECONDS - shown >= 10)); then
+      say "$line"
+      shown=$SECONDS
+    fi
+  done
+  [[ ! -t 1 ]] || printf '\r\033[K'
 }
 
 # build PRESET [TARGET...]
@@ -19,12 +35,12 @@ build() {
   # Checked by hand: when a redirection fails, bash skips the command and "if !" goes on as if it had succeeded.
   { mkdir -p build && : >>"$log"; } 2>/dev/null ||
     die "cannot write $PWD/$log: another user has built this checkout; remove or chown its folder build"
-  if ! { cmake --preset "$preset" "${configure_options[@]}" && cmake --build --preset "$preset" -j "$jobs" ${1:+--target "$@"}; } >"$log" 2>&1; then
+  if ! { cmake --preset "$preset" "${configure_options[@]}" && cmake --build --preset "$preset" -j "$jobs" ${1:+--target "$@"}; } 2>&1 | tee "$log" | progress; then
     { grep -E -A4 'error|Error|undefined' "$log" || tail -n 20 "$log"; } | head -n 60 >&2 || true
     die "building '$preset' failed: $log"
   fi
   ! grep -E 'warning:' "$log" || say "(warnings above)"
 }
 
-# run_tests PRESET: ctest's own summary comes last.
-run_tests() { ctest --preset "$1" -j "$jobs" --progress; }
+# run_tests PRESET [OPTION...]: ctest's own summary comes last.
+run_tests() { ctest --preset "$1" -j "$jobs" --progress --no-tests=error "${@:2}"; }

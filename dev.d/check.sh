@@ -12,7 +12,15 @@ check_scripts() {
   say "shellcheck has nothing to say"
 }
 
+check_layers() { python3 dev.d/layers.py; }
+
+check_clang() {
+  build clang
+  python3 dev.d/rpath.py build/clang/bin build/clang/lib
+}
+
 check_tidy() {
+  build clang
   tracked 'board/*.cpp' 'hw/*.cpp' 'cfg/*.cpp' 'psu/*.cpp' 'battery/*.cpp' 'cache/*.cpp' 'status/*.cpp' \
     'snmp/*.cpp' 'util/*.cpp' 'tools/*.cpp' |
     xargs -P "$jobs" -n 2 clang-tidy -p build/clang --quiet 2>build/tidy.log || {
@@ -33,12 +41,13 @@ check_mips() {
   run_tests mips
 }
 
-need_packages "${packages_build[@]}" "${packages_test[@]}" "${packages_check[@]}" "${packages_cross[@]}"
-timed "Format" check_format
-timed "Scripts" check_scripts
-timed "Layers" python3 dev.d/layers.py
-timed "Clang build" build clang
-timed "clang-tidy" check_tidy
-timed "ASan + UBSan" check_asan
-timed "Big-endian MIPS under qemu" check_mips
+parts=("$@")
+[[ $# -gt 0 ]] || read -ra parts <<<"$(names check)"
+packages=("${packages_build[@]}" "${packages_test[@]}" "${packages_check[@]}")
+for part in "${parts[@]}"; do
+  known check "$part"
+  [[ $part != mips ]] || packages+=("${packages_cross[@]}")
+done
+need_packages "${packages[@]}"
+for part in "${parts[@]}"; do timed "$part" "check_$part"; done
 print_timings

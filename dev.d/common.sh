@@ -17,6 +17,17 @@ die_usage() {
 # tracked PATTERN...: the files of this checkout, whoever owns it.
 tracked() { git -c safe.directory='*' ls-files -- "$@"; }
 
+# names KIND: what ./dev KIND can be asked for, by the functions KIND_NAME of its file.
+names() { sed -n "s/^$1_\([a-z]*\)() {.*/\1/p" "dev.d/$1.sh" | paste -sd ' '; }
+# known KIND NAME: stops where there is no such name.
+known() {
+  local name
+  for name in $(names "$1"); do
+    [[ $name != "$2" ]] || return 0
+  done
+  die_usage "no $1 '$2': $(names "$1")"
+}
+
 # timed LABEL COMMAND...: runs a step and remembers how long it took.
 timings=()
 timed() {

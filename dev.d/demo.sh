@@ -54,11 +54,10 @@ demo_outage() {
 }
 
 name=${1:-default}
-demos=$(compgen -A function demo_ | sed 's/^demo_//')
-grep -qxF -- "$name" <<<"$demos" || die_usage "no demo '$name': ${demos//$'\n'/, }"
+known demo "$name"
 
 need_packages "${packages_build[@]}" "${packages_demo[@]}"
-step "Building"
+step "Building the library, the programs and the simulated device (minutes the first time)"
 build_tools
 
 export PATH=$PWD/build/native/bin:$PATH

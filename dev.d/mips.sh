@@ -54,7 +54,7 @@ build_gpiod() {
     ./configure --quiet --host="$mips_host" --prefix="$mips_prefix" --disable-static --disable-tools \
       --disable-bindings-cxx --disable-bindings-python --disable-tests CFLAGS="-Os"
     make -s -j "$jobs"
-    make -s install
+    make -s install-strip
   ) >build/deps/libgpiod.log 2>&1 || die "building libgpiod failed: build/deps/libgpiod.log"
 }
 
@@ -63,4 +63,5 @@ build_mips() {
   build_gpiod
   build mips
   cp -a "$mips_prefix"/lib/libgpiod.so.3* build/mips/lib/
+  python3 dev.d/rpath.py build/mips/bin build/mips/lib
 }

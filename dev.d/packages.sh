@@ -5,7 +5,7 @@
 packages_build=(g++ make cmake pkgconf libgpiod-dev libcli11-dev libfmt-dev nlohmann-json3-dev libsnmp-dev)
 packages_demo=(python3 snmp snmpd)
 packages_test=(libgtest-dev googletest binutils strace scdoc bash-completion smitools "${packages_demo[@]}")
-packages_cross=(g++-mips-linux-gnu qemu-user xz-utils)
+packages_cross=(g++-mips-linux-gnu qemu-user xz-utils python3 binutils)
 packages_check=(git clang clang-format clang-tidy shellcheck)
 packages_bench=(libbenchmark-dev libglib2.0-dev libinih-dev)
 

@@ -11,6 +11,7 @@ import tempfile
 import time
 
 BIN = os.environ["KVRN_BIN"]
+os.environ["PATH"] = BIN + ":" + os.environ["PATH"]
 PERIOD = 0.3
 
 
@@ -35,29 +36,43 @@ def parse(path):
 
 
 class Device:
-    def __init__(self, folder, board):
-        self.root = os.path.join(folder, "device")
-        self.pid_file = os.path.join(folder, "monitor.pid")
-        subprocess.run([BIN + "/kvrn-sim", "new", self.root, "--board", board], check=True)
+    """A device in the folder `device`, and the programs on it, as one would start them from the folder above."""
+
+    def __init__(self, folder, board, show):
+        self.folder, self.show = folder, show
+        if show:
+            print(f"\n$ PATH={BIN}:$PATH")
+        self.sim("new", "device", "--board", board)
+
+    def sim(self, *words):
+        self.say("kvrn-sim", *words)
+        subprocess.run(["kvrn-sim", *words], check=True, cwd=self.folder)
+
+    def say(self, *words, end=""):
+        if self.show:
+            print("$ " + shlex.join(words) + end, flush=True)
 
     def apply(self, words):
         if words[0] == "unset":
-            command = ["unset", self.root, words[1]]
+            self.sim("unset", "device", words[1])
         elif words[0] == "file":
-            command = ["set", self.root, "file", words[1], " ".join(words[2:])]
+            self.sim("set", "device", "file", words[1], " ".join(words[2:]))
         else:
-            command = ["set", self.root, *words]
-        subprocess.run([BIN + "/kvrn-sim", *command], check=True)
+            self.sim("set", "device", *words)
 
-    def start(self, program, *words):
-        return subprocess.Popen([BIN + "/kvrn-sim", "run", self.root, "--", f"{BIN}/{program}", *words],
+    def start(self, *words):
+        return subprocess.Popen(["kvrn-sim", "run", "device", "--", *words], cwd=self.folder,
                                 stdout=subprocess.PIPE, text=True)
 
     def monitor(self):
-        return self.start("kvrn-monitord", "--period", str(PERIOD), "--pid-file", self.pid_file)
+        words = ("kvrn-monitord", "--period", str(PERIOD), "--pid-file", "monitor.pid")
+        self.say("kvrn-sim", "run", "device", "--", *words, end=" &")
+        return self.start(*words)
 
-    def text(self, *words):
-        return self.start("kvrnctl", *words).communicate()[0]
+    def watch(self):
+        words = ("kvrnctl", "watch", "--count", "1")
+        self.say("kvrn-sim", "run", "device", "--", *words)
+        print(self.start(*words).communicate()[0].rstrip())
 
 
 def read_twice(device):
@@ -77,12 +92,13 @@ def read_twice(device):
 def play(device, steps, show):
     failures = 0
     for step in steps:
+        if show:
+            print(f"\n-- {step['text']}\n")
         for words in step["changes"]:
             device.apply(words)
         time.sleep(3 * PERIOD)
         if show:
-            print(f"\n-- {step['text']}\n")
-            print(device.text("watch", "--count", "1").rstrip())
+            device.watch()
         first, second = read_twice(device)
         for seen in (first, second):
             if seen != step["expect"]:
@@ -93,11 +109,12 @@ def play(device, steps, show):
 
 def main():
     board, steps = parse(sys.argv[1])
+    show = "--show" in sys.argv
     with tempfile.TemporaryDirectory(prefix="kvrn-story-") as folder:
-        device = Device(folder, board)
+        device = Device(folder, board, show)
         monitor = device.monitor()
         try:
-            failures = play(device, steps, "--show" in sys.argv)
+            failures = play(device, steps, show)
         finally:
             monitor.terminate()
             status = monitor.wait()

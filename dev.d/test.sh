@@ -2,4 +2,4 @@
 # SPDX-License-Identifier: MIT
 need_packages "${packages_build[@]}" "${packages_test[@]}"
 timed "Build (native)" build native
-run_tests native
+run_tests native ${1:+-R "$1"}
