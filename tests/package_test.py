@@ -67,7 +67,7 @@ class Hooks(unittest.TestCase):
     """Every call of the library and of libgpiod that names a file or device must be one that the simulator knows."""
     TAKES_PATH_OR_DEVICE = re.compile(
         r"^(f?open|creat|ioctl|l?stat|fstatat|statx|access|faccessat|readlink|realpath|rename|link|symlink|unlink|"
-        r"remove|mkdir|rmdir|opendir|scandir|chmod|chown|truncate|mknod|utime|mkfifo|freopen)")
+        r"remove|mkdir|rmdir|(fd)?opendir|readdir|scandir|glob|chmod|chown|truncate|mknod|utime|mkfifo|freopen)")
     NOT_BY_PATH = {"openlog", "statvfs", "link_map"}
 
     def test_every_import_is_hooked(self):
