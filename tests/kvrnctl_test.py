@@ -215,7 +215,7 @@ class Completion(unittest.TestCase):
         tool = line.split()[0]
         script = f"""
           source /usr/share/bash-completion/bash_completion
-          source {SOURCE}/tools/{tool}/{tool}.bash
+          source {SOURCE}/{"sim" if tool == "kvrn-sim" else "tools/" + tool}/{tool}.bash
           COMP_LINE={line!r}; COMP_POINT=${{#COMP_LINE}}
           read -ra COMP_WORDS <<< "$COMP_LINE"; [[ $COMP_LINE == *' ' ]] && COMP_WORDS+=('')
           COMP_CWORD=$((${{#COMP_WORDS[@]}} - 1))
@@ -242,6 +242,12 @@ class Completion(unittest.TestCase):
         self.assertEqual(self.complete(device, "kvrnctl snmp "), ["dump", "--help"])
         self.assertEqual(self.complete(device, "kvrn-agentd --m"), ["--max-age", "--module"])
         self.assertIn("battery.3", self.complete(device, "kvrnctl get battery."))
+        for words, choices in (("set ROOT gpio mains-1", ["mains-1-fail"]), ("set ROOT gpio 211 b", ["busy"]),
+                               ("set ROOT i2c 2-0b 0x0", ["0x00", "0x03", "0x08", "0x09", "0x0a", "0x0f"]),
+                               ("set ROOT i2c 2-0b a", ["absent"]), ("get ROOT hwmon mon-battery c", ["curr1_input"]),
+                               ("set --new ROOT file /tmp/sys", ["/tmp/system.cfg"]), ("unset ROOT /tmp/sy", ["/tmp/system.cfg"]),
+                               ("new x --board g", ["generic"]), ("trace ROOT c", ["clear"])):
+            self.assertEqual(self.complete(device, "kvrn-sim " + words.replace("ROOT", device.root)), choices, words)
 
 
 if __name__ == "__main__":

@@ -112,6 +112,7 @@ class Installed(unittest.TestCase):
             agent = os.path.exists(BUILD + "/bin/kvrn-agentd")
             completions = "share/bash-completion/completions/"
             for path in ("bin/kvrnctl", "sbin/kvrn-monitord", "share/snmp/mibs/KVRN-Quorvex-MIB", "share/man/man1/kvrnctl.1",
+                         "bin/kvrn-sim", "share/man/man1/kvrn-sim.1", completions + "kvrn-sim",
                          "lib/systemd/system/kvrn-monitord.service", completions + "kvrn-monitord",
                          *(agent * ["sbin/kvrn-agentd", "share/man/man8/kvrn-agentd.8", completions + "kvrn-agentd",
                                     "lib/systemd/system/kvrn-agentd.service"])):
