@@ -1,15 +1,25 @@
 # shellcheck shell=bash disable=SC2034,SC2154
 # SPDX-License-Identifier: MIT
-need_packages "${packages_build[@]}"
-board=${1:-four-source}
-configure_options=(-DKVRN_TESTS=OFF)
-build native kvrn-sim
-boards=$(build/native/bin/kvrn-sim profiles)
+# shell [BOARD] [BASH'S ARGUMENTS]: for people, or for a command (-c "...") or a script on standard input.
+board=four-source
+if [[ $# -gt 0 && $1 != -* ]]; then
+  board=$1
+  shift
+fi
+# From the source: a slip of the hand is told before anything is installed or built.
+boards=$(sed -n '/ profiles\[\] = {/,/^};/s/^    {"\([a-z0-9-]*\)".*/\1/p' sim/profiles.cpp)
 grep -qxF -- "$board" <<<"$boards" || die_usage "no board '$board': ${boards//$'\n'/, }"
-build_tools
+# Standard input is the shell's.
+need_packages "${packages_build[@]}" </dev/null
+build_tools </dev/null
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-root=$work/device
-build/native/bin/kvrn-sim new "$root" --board "$board"
-say "A shell on a simulated $board board in $root. Try: kvrnctl psu; kvrn-sim set $root gpio 211 1; exit"
-PATH=$PWD/build/native/bin:$PATH build/native/bin/kvrn-sim run "$root" -- bash --norc -i || true
+root=$work/$board
+export PATH=$PWD/build/native/bin:$PATH
+kvrn-sim new "$root" --board "$board"
+if [[ $# -eq 0 && -t 0 ]]; then
+  say "A shell on a simulated $board board in $root. Try: kvrnctl psu; kvrn-sim set \$KVRN_SIM_ROOT gpio 211 1; exit"
+  export PS1="$board (simulated):\\w\\\$ "
+  set -- -i
+fi
+kvrn-sim run "$root" -- bash --norc "$@"

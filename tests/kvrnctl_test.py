@@ -215,7 +215,7 @@ class Completion(unittest.TestCase):
         tool = line.split()[0]
         script = f"""
           source /usr/share/bash-completion/bash_completion
-          source {SOURCE}/tools/{tool}/{tool}.bash
+          source {SOURCE}/{"sim" if tool == "kvrn-sim" else "tools/" + tool}/{tool}.bash
           COMP_LINE={line!r}; COMP_POINT=${{#COMP_LINE}}
           read -ra COMP_WORDS <<< "$COMP_LINE"; [[ $COMP_LINE == *' ' ]] && COMP_WORDS+=('')
           COMP_CWORD=$((${{#COMP_WORDS[@]}} - 1))
@@ -228,20 +228,29 @@ class Completion(unittest.TestCase):
     def test_commands_options_and_paths(self):
         device = Device("four-source")
         self.assertEqual(self.complete(device, "kvrnctl p"), ["psu"])
-        self.assertEqual(self.complete(device, "kvrnctl gpio "), ["get", "set", "--help"])
+        self.assertEqual(self.complete(device, "kvrnctl gpio "), ["get", "set", "list", "--help"])
         self.assertEqual(self.complete(device, "kvrnctl psu --source c"), ["cache"])
         self.assertEqual(self.complete(device, "kvrnctl get psu.2.volt"), ["psu.2.voltage_mv"])
         device.set("file", "/tmp/system.cfg", "radio.1.mode=ap\nradio.1.band=5\n")
         self.assertEqual(self.complete(device, "kvrnctl cfg set radio.1.m"), ["radio.1.mode"])
         self.assertEqual(self.complete(device, "kvrnctl cfg get --type u"), ["uint"])
         self.assertEqual(self.complete(device, "kvrnctl charge current 10"), ["1000"])
-        self.assertEqual(self.complete(device, "kvrnctl alarms set insuff"), ["insufficient-power"])
+        self.assertEqual(self.complete(device, "kvrnctl charge current --psu 3 6"), ["667"])
+        self.assertEqual(self.complete(device, "kvrnctl charge show --psu "), ["2", "3"])
+        self.assertEqual(self.complete(device, "kvrnctl alarms set o"),
+                         ["output-protection.0", "output-config.0", "overload-request.0", "overload-request.1"])
         self.assertIn("renumber", self.complete(device, "kvrnctl cfg "))
         self.assertEqual(self.complete(device, "kvrn-monitord --p"), ["--period", "--pid-file"])
         self.assertEqual(self.complete(device, "kvrnctl sensors --format p"), ["prometheus"])
         self.assertEqual(self.complete(device, "kvrnctl snmp "), ["dump", "--help"])
         self.assertEqual(self.complete(device, "kvrn-agentd --m"), ["--max-age", "--module"])
         self.assertIn("battery.3", self.complete(device, "kvrnctl get battery."))
+        for words, choices in (("set ROOT gpio mains-1", ["mains-1-fail"]), ("set ROOT gpio 211 b", ["busy"]),
+                               ("set ROOT i2c 2-0b 0x0", ["0x00", "0x03", "0x08", "0x09", "0x0a", "0x0f"]),
+                               ("set ROOT i2c 2-0b a", ["absent"]), ("get ROOT hwmon mon-battery c", ["curr1_input"]),
+                               ("set --new ROOT file /tmp/sys", ["/tmp/system.cfg"]), ("unset ROOT /tmp/sy", ["/tmp/system.cfg"]),
+                               ("new x --board g", ["generic"]), ("trace ROOT c", ["clear"])):
+            self.assertEqual(self.complete(device, "kvrn-sim " + words.replace("ROOT", device.root)), choices, words)
 
 
 if __name__ == "__main__":

@@ -67,7 +67,7 @@ class Hooks(unittest.TestCase):
     """Every call of the library and of libgpiod that names a file or device must be one that the simulator knows."""
     TAKES_PATH_OR_DEVICE = re.compile(
         r"^(f?open|creat|ioctl|l?stat|fstatat|statx|access|faccessat|readlink|realpath|rename|link|symlink|unlink|"
-        r"remove|mkdir|rmdir|opendir|scandir|chmod|chown|truncate|mknod|utime|mkfifo|freopen)")
+        r"remove|mkdir|rmdir|(fd)?opendir|readdir|scandir|glob|chmod|chown|truncate|mknod|utime|mkfifo|freopen)")
     NOT_BY_PATH = {"openlog", "statvfs", "link_map"}
 
     def test_every_import_is_hooked(self):
@@ -121,7 +121,9 @@ class Installed(unittest.TestCase):
             run(folder + "/build/user")
             agent = os.path.exists(BUILD + "/bin/kvrn-agentd")
             completions = "share/bash-completion/completions/"
-            for path in ("share/doc/kvrn/power.md", "bin/kvrnctl", "sbin/kvrn-monitord", "share/snmp/mibs/KVRN-Quorvex-MIB", "share/man/man1/kvrnctl.1",
+            for path in ("share/doc/kvrn/power.md", "bin/kvrnctl", "sbin/kvrn-monitord", "share/snmp/mibs/KVRN-Quorvex-MIB",
+                         "share/man/man1/kvrnctl.1",
+                         "bin/kvrn-sim", "share/man/man1/kvrn-sim.1", completions + "kvrn-sim",
                          "lib/systemd/system/kvrn-monitord.service", completions + "kvrn-monitord",
                          *(agent * ["sbin/kvrn-agentd", "share/man/man8/kvrn-agentd.8", completions + "kvrn-agentd",
                                     "lib/systemd/system/kvrn-agentd.service"])):

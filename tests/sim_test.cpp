@@ -2,7 +2,9 @@
 // The simulated device behaves as the kernel does, seen through the real libgpiod and through plain ioctls.
 #include "sim/device.hpp"
 
+#include <dirent.h>
 #include <fcntl.h>
+#include <glob.h>
 #include <gpiod.h>
 #include <gtest/gtest.h>
 #include <linux/i2c-dev.h>
@@ -16,7 +18,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstring>
 #include <memory>
+#include <set>
 #include <stdexcept>
 
 #include "tests/temp_dir.hpp"
@@ -236,6 +240,29 @@ TEST(SimPaths, OnlyTheDevicesOwnAreRedirected) {
   EXPECT_EQ(::access("/etc/passwd", R_OK), 0);
   ::unsetenv("KVRN_SIM_ROOT");
   EXPECT_EQ(::access(expander, F_OK), -1);
+}
+
+TEST(SimPaths, ASharedFolderListsWhatIsTheMachinesAndWhatIsTheDevices) {
+  Device device("four-source");
+  DIR* folder = ::opendir("/dev");
+  for (const bool again : {false, true}) {
+    std::multiset<std::string> names;
+    if (again) ::rewinddir(folder);
+    while (const dirent* entry = ::readdir(folder)) names.insert(entry->d_name);
+    for (const char* name : {"null", "i2c-2", "mtd5", "mem"}) EXPECT_EQ(names.count(name), 1U) << name << again;
+    EXPECT_EQ(names.count("mtd0"), 0U);
+  }
+  ::closedir(folder);
+  glob_t found{};
+  EXPECT_EQ(::glob("/tmp/system.c*", 0, nullptr, &found), 0);
+  EXPECT_STREQ(found.gl_pathv[0], "/tmp/system.cfg");
+  ::globfree(&found);
+  dirent** entries;
+  const auto wanted = [](const dirent* entry) { return std::strncmp(entry->d_name, "mtd", 3) == 0 ? 1 : 0; };
+  ASSERT_EQ(::scandir("/dev", &entries, wanted, ::alphasort), 2);
+  EXPECT_STREQ(entries[1]->d_name, "mtdblock5");
+  for (int i = 0; i < 2; ++i) ::free(entries[i]);
+  ::free(entries);
 }
 
 TEST(SimPaths, MachineStaysOutOfReachWhenTheFolderCannotBeOpened) {

@@ -74,9 +74,11 @@ class Command(unittest.TestCase):
             chown "$(id -u)" /tmp/system.cfg.c; touch -d @1 /tmp/system.cfg.c; rm /tmp/system.cfg.b
             sed -i s/1/2/ /tmp/system.cfg; mkfifo /tmp/system.cfg.e; mktemp -d /tmp/system.cfg.XXXX; mkdir /tmp/system.cfg.f
             stat -c %a:%Y /tmp/system.cfg.c; cat /tmp/system.cfg /tmp/system.cfg.d
-            cd /var/run/hwmon/mon-battery; cat in0_input; ls /var/run/hwmon"""
+            cd /var/run/hwmon/mon-battery; cat in0_input; ls /var/run/hwmon; ls -d /etc/board* /dev/nul*; ls /etc/persistent/
+            cd /tmp; echo .lv*; echo 7 > .lv_active; cat ./.lv*; find /tmp -maxdepth 1 -name .lv_active -size 1; rm .lv_active"""
         said = self.sim("run", "--", "bash", "-c", script).split()
-        self.assertEqual(said[1:], ["600:1", "a=2", "a=1", "26150", "mon-battery", "mon-dc-out-1"])
+        self.assertEqual(said[1:], ["600:1", "a=2", "a=1", "26150", "mon-battery", "mon-dc-out-1", "/dev/null",
+                                    "/etc/board.info", "battery_data", "battery_data_1", ".lv*", "7", "/tmp/.lv_active"])
         names = sorted(path.name for path in (self.root / "tmp").glob("system.cfg*"))
         temporary = pathlib.Path(said[0]).name
         self.assertEqual(names, sorted(["system.cfg"] + ["system.cfg." + c for c in "cdef"] + [temporary]))

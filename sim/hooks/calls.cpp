@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The C library's calls that name a file or a device, in every spelling that programs import. Each finds the real call
 // behind it, redirects the path, and does nothing else; read, write and mmap work on real files.
-#include <dirent.h>
-#include <dlfcn.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <stdarg.h>
@@ -16,18 +14,12 @@
 #include <unistd.h>
 
 #include "sim/hooks/devices.hpp"
+#include "sim/hooks/hook.hpp"
 #include "sim/hooks/root.hpp"
-
-#define KVRN_HOOK extern "C" __attribute__((visibility("default")))
 
 namespace {
 
 using namespace kvrn::sim;
-
-template <typename Function>
-Function real(const char* name) {
-  return reinterpret_cast<Function>(::dlsym(RTLD_NEXT, name));
-}
 
 bool creates(int flags) { return (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE; }
 
@@ -45,7 +37,7 @@ Result traced(const char* verb, const char* path, Result result) {
 int open_at(const char* name, int folder, const char* path, int flags, mode_t mode) {
   char buffer[path_size];
   static const auto call = real<int (*)(int, const char*, int, mode_t)>(name);
-  return traced("open", path, call(folder, redirect(path, buffer), flags, mode));
+  return traced("open", path, call(folder, redirect_at(folder, path, buffer), flags, mode));
 }
 
 FILE* open_stream(const char* name, const char* path, const char* mode) {
@@ -130,48 +122,46 @@ KVRN_IOCTL(__ioctl_time64)
     return traced(verb, path, real<type(*) parameters>(#name) arguments); \
   }
 #define KVRN_P redirect(path, buffer)
+#define KVRN_AT folder, redirect_at(folder, path, buffer)
 KVRN_PATH1(FILE*, freopen, "open", (const char* path, const char* mode, FILE* stream), (KVRN_P, mode, stream))
 KVRN_PATH1(FILE*, freopen64, "open", (const char* path, const char* mode, FILE* stream), (KVRN_P, mode, stream))
-KVRN_PATH1(DIR*, opendir, "open", (const char* path), (KVRN_P))
 KVRN_PATH1(int, statx, "stat", (int folder, const char* path, int flags, unsigned mask, struct statx* out),
-           (folder, KVRN_P, flags, mask, out))
+           (KVRN_AT, flags, mask, out))
 KVRN_PATH1(int, access, "access", (const char* path, int mode), (KVRN_P, mode))
 KVRN_PATH1(int, eaccess, "access", (const char* path, int mode), (KVRN_P, mode))
 KVRN_PATH1(int, euidaccess, "access", (const char* path, int mode), (KVRN_P, mode))
-KVRN_PATH1(int, faccessat, "access", (int folder, const char* path, int mode, int flags), (folder, KVRN_P, mode, flags))
+KVRN_PATH1(int, faccessat, "access", (int folder, const char* path, int mode, int flags), (KVRN_AT, mode, flags))
 KVRN_PATH1(int, unlink, "unlink", (const char* path), (KVRN_P))
-KVRN_PATH1(int, unlinkat, "unlink", (int folder, const char* path, int flags), (folder, KVRN_P, flags))
+KVRN_PATH1(int, unlinkat, "unlink", (int folder, const char* path, int flags), (KVRN_AT, flags))
 KVRN_PATH1(int, remove, "unlink", (const char* path), (KVRN_P))
 KVRN_PATH1(int, mkdir, "mkdir", (const char* path, mode_t mode), (KVRN_P, mode))
-KVRN_PATH1(int, mkdirat, "mkdir", (int folder, const char* path, mode_t mode), (folder, KVRN_P, mode))
+KVRN_PATH1(int, mkdirat, "mkdir", (int folder, const char* path, mode_t mode), (KVRN_AT, mode))
 KVRN_PATH1(int, mknod, "mknod", (const char* path, mode_t mode, dev_t device), (KVRN_P, mode, device))
-KVRN_PATH1(int, mknodat, "mknod", (int folder, const char* path, mode_t mode, dev_t device),
-           (folder, KVRN_P, mode, device))
+KVRN_PATH1(int, mknodat, "mknod", (int folder, const char* path, mode_t mode, dev_t device), (KVRN_AT, mode, device))
 KVRN_PATH1(int, mkfifo, "mknod", (const char* path, mode_t mode), (KVRN_P, mode))
-KVRN_PATH1(int, mkfifoat, "mknod", (int folder, const char* path, mode_t mode), (folder, KVRN_P, mode))
+KVRN_PATH1(int, mkfifoat, "mknod", (int folder, const char* path, mode_t mode), (KVRN_AT, mode))
 KVRN_PATH1(int, rmdir, "rmdir", (const char* path), (KVRN_P))
 KVRN_PATH1(int, chdir, "chdir", (const char* path), (KVRN_P))
 KVRN_PATH1(int, chmod, "chmod", (const char* path, mode_t mode), (KVRN_P, mode))
 KVRN_PATH1(int, lchmod, "chmod", (const char* path, mode_t mode), (KVRN_P, mode))
-KVRN_PATH1(int, fchmodat, "chmod", (int folder, const char* path, mode_t mode, int flags),
-           (folder, KVRN_P, mode, flags))
+KVRN_PATH1(int, fchmodat, "chmod", (int folder, const char* path, mode_t mode, int flags), (KVRN_AT, mode, flags))
 KVRN_PATH1(int, chown, "chown", (const char* path, uid_t user, gid_t group), (KVRN_P, user, group))
 KVRN_PATH1(int, lchown, "chown", (const char* path, uid_t user, gid_t group), (KVRN_P, user, group))
 KVRN_PATH1(int, fchownat, "chown", (int folder, const char* path, uid_t user, gid_t group, int flags),
-           (folder, KVRN_P, user, group, flags))
+           (KVRN_AT, user, group, flags))
 KVRN_PATH1(int, truncate, "truncate", (const char* path, off_t size), (KVRN_P, size))
 KVRN_PATH1(int, truncate64, "truncate", (const char* path, off64_t size), (KVRN_P, size))
 KVRN_PATH1(int, utimensat, "utime", (int folder, const char* path, const timespec times[2], int flags),
-           (folder, KVRN_P, times, flags))
+           (KVRN_AT, times, flags))
 KVRN_PATH1(int, __utimensat64, "utime", (int folder, const char* path, const void* times, int flags),
-           (folder, KVRN_P, times, flags))
+           (KVRN_AT, times, flags))
 KVRN_PATH1(ssize_t, readlink, "readlink", (const char* path, char* text, size_t size), (KVRN_P, text, size))
 KVRN_PATH1(ssize_t, __readlink_chk, "readlink", (const char* path, char* text, size_t size, size_t room),
            (KVRN_P, text, size, room))
 KVRN_PATH1(ssize_t, readlinkat, "readlink", (int folder, const char* path, char* text, size_t size),
-           (folder, KVRN_P, text, size))
+           (KVRN_AT, text, size))
 KVRN_PATH1(ssize_t, __readlinkat_chk, "readlink", (int folder, const char* path, char* text, size_t size, size_t room),
-           (folder, KVRN_P, text, size, room))
+           (KVRN_AT, text, size, room))
 KVRN_PATH1(ssize_t, getxattr, "xattr", (const char* path, const char* name, void* out, size_t size),
            (KVRN_P, name, out, size))
 KVRN_PATH1(ssize_t, lgetxattr, "xattr", (const char* path, const char* name, void* out, size_t size),
@@ -189,7 +179,7 @@ KVRN_PATH1(int, statfs64, "statfs", (const char* path, struct statfs64* out), (K
 KVRN_PATH1(int, inotify_add_watch, "watch", (int fd, const char* path, uint32_t mask), (fd, KVRN_P, mask))
 // A link's text is what its reader resolves: it stays as given.
 KVRN_PATH1(int, symlink, "symlink", (const char* text, const char* path), (text, KVRN_P))
-KVRN_PATH1(int, symlinkat, "symlink", (const char* text, int folder, const char* path), (text, folder, KVRN_P))
+KVRN_PATH1(int, symlinkat, "symlink", (const char* text, int folder, const char* path), (text, KVRN_AT))
 
 // -- calls with two --
 #define KVRN_PATH2(name, verb, parameters, arguments)            \
@@ -201,14 +191,15 @@ KVRN_PATH1(int, symlinkat, "symlink", (const char* text, int folder, const char*
   }
 #define KVRN_FROM redirect(from, first)
 #define KVRN_TO redirect(to, second)
+#define KVRN_FROM_AT folder, redirect_at(folder, from, first)
+#define KVRN_TO_AT into, redirect_at(into, to, second)
 KVRN_PATH2(rename, "rename", (const char* from, const char* to), (KVRN_FROM, KVRN_TO))
-KVRN_PATH2(renameat, "rename", (int folder, const char* from, int into, const char* to),
-           (folder, KVRN_FROM, into, KVRN_TO))
+KVRN_PATH2(renameat, "rename", (int folder, const char* from, int into, const char* to), (KVRN_FROM_AT, KVRN_TO_AT))
 KVRN_PATH2(renameat2, "rename", (int folder, const char* from, int into, const char* to, unsigned flags),
-           (folder, KVRN_FROM, into, KVRN_TO, flags))
+           (KVRN_FROM_AT, KVRN_TO_AT, flags))
 KVRN_PATH2(link, "link", (const char* from, const char* to), (KVRN_FROM, KVRN_TO))
 KVRN_PATH2(linkat, "link", (int folder, const char* from, int into, const char* to, int flags),
-           (folder, KVRN_FROM, into, KVRN_TO, flags))
+           (KVRN_FROM_AT, KVRN_TO_AT, flags))
 
 // -- temporary names beside a file: the caller's template gets the letters that were chosen --
 #define KVRN_TEMPLATE(name, parameters, arguments)                                   \

@@ -54,7 +54,9 @@ constexpr Rule rules[] = {
 bool matches(const Rule& rule, const char* path) {
   const size_t length = ::strlen(rule.path);
   if (::strncmp(path, rule.path, length) != 0) return false;
-  return rule.kind == Kind::prefix || path[length] == '\0' || (rule.kind == Kind::folder && path[length] == '/');
+  const char* rest = path + length;
+  return rule.kind == Kind::prefix || *rest == '\0' || ::strcmp(rest, "/") == 0 ||
+         (rule.kind == Kind::folder && *rest == '/');
 }
 
 }  // namespace
@@ -62,6 +64,14 @@ bool matches(const Rule& rule, const char* path) {
 bool is_device_path(const char* path) {
   for (const Rule& rule : rules)
     if (matches(rule, path)) return true;
+  return false;
+}
+
+bool is_shared_folder(const char* path) {
+  const size_t length = ::strlen(path);
+  if (length < 2) return false;  // all of "/" is the machine's
+  for (const Rule& rule : rules)
+    if (::strncmp(rule.path, path, length) == 0 && rule.path[length] == '/') return true;
   return false;
 }
 

@@ -13,20 +13,28 @@
 namespace kvrn::sim {
 namespace {
 
-// The link of a directory descriptor is its canonical path; realpath() is hooked. Keeps errno.
+// Keeps errno.
 bool find_canonical(const char* folder, char (&canonical)[path_size]) {
   const int saved = errno;
   const int fd = open_raw(folder, O_PATH | O_DIRECTORY);
-  char link[64];
-  ::snprintf(link, sizeof link, "/proc/self/fd/%d", fd);
-  const long length = fd < 0 ? -1 : ::syscall(SYS_readlinkat, AT_FDCWD, link, canonical, sizeof canonical - 1);
-  if (length > 0) canonical[length] = '\0';
+  const bool found = fd >= 0 && path_of(fd, canonical);
   if (fd >= 0) ::close(fd);
   errno = saved;
-  return length > 0;
+  return found;
 }
 
 }  // namespace
+
+// The link of a descriptor is its canonical path; realpath() is hooked.
+bool path_of(int fd, char (&buffer)[path_size]) {
+  const int saved = errno;
+  char link[64] = "/proc/self/cwd";
+  if (fd != AT_FDCWD) ::snprintf(link, sizeof link, "/proc/self/fd/%d", fd);
+  const long length = ::syscall(SYS_readlinkat, AT_FDCWD, link, buffer, sizeof buffer - 1);
+  errno = saved;
+  if (length > 0) buffer[length] = '\0';
+  return length > 0;
+}
 
 const char* root() {
   static thread_local char canonical[path_size];
@@ -46,27 +54,32 @@ const char* root() {
   return canonical;
 }
 
-const char* redirect(const char* path, char (&buffer)[path_size]) {
-  if (path == nullptr || path[0] != '/' || !is_device_path(path)) return path;
+const char* redirect_at(int base, const char* path, char (&buffer)[path_size]) {
+  if (path == nullptr || path[0] == '\0') return path;
   const char* folder = root();
   if (folder == nullptr) return path;
+  const char* given = path;
+  char absolute[path_size];
+  if (path[0] != '/') {
+    if (!path_of(base, absolute)) return path;
+    while (::strncmp(path, "./", 2) == 0) path += 2;
+    const size_t length = ::strlen(absolute);
+    ::snprintf(absolute + length, sizeof absolute - length, "/%s", path);
+    path = absolute;
+  }
+  if (!is_device_path(path)) return given;
   // A folder that lies beside one of the device's files, such as /tmp/system.cfg.d.
   const size_t prefix = ::strlen(folder);
-  if (::strncmp(path, folder, prefix) == 0 && (path[prefix] == '/' || path[prefix] == '\0')) return path;
+  if (::strncmp(path, folder, prefix) == 0 && (path[prefix] == '/' || path[prefix] == '\0')) return given;
   ::snprintf(buffer, sizeof buffer, "%s%s", folder, path);  // a path beyond 4096 stays too long
   return buffer;
 }
 
+const char* redirect(const char* path, char (&buffer)[path_size]) { return redirect_at(AT_FDCWD, path, buffer); }
+
 const char* device_of(int fd, char (&buffer)[path_size]) {
   const char* folder = root();
-  if (folder == nullptr) return nullptr;
-  const int saved = errno;
-  char link[64];
-  ::snprintf(link, sizeof link, "/proc/self/fd/%d", fd);
-  const long length = ::syscall(SYS_readlinkat, AT_FDCWD, link, buffer, sizeof buffer - 1);
-  errno = saved;
-  if (length <= 0) return nullptr;
-  buffer[length] = '\0';
+  if (folder == nullptr || !path_of(fd, buffer)) return nullptr;
   const size_t prefix = ::strlen(folder);
   return ::strncmp(buffer, folder, prefix) == 0 && buffer[prefix] == '/' ? buffer + prefix : nullptr;
 }

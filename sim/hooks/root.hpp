@@ -17,8 +17,16 @@ const char* root();
 // Whether a path is one of the device's own; everything else belongs to the machine.
 bool is_device_path(const char* path);
 
-// The file that stands for a path: in the device's folder, or the path itself.
+// Whether some of the device's own paths lie below a folder that is the machine's, as /tmp.
+bool is_shared_folder(const char* path);
+
+// The file that stands for a path: in the device's folder, or the path itself. `folder` is the descriptor that a
+// relative path starts from.
+const char* redirect_at(int folder, const char* path, char (&buffer)[path_size]);
 const char* redirect(const char* path, char (&buffer)[path_size]);
+
+// The canonical path of an open folder, or of AT_FDCWD. Keeps errno.
+bool path_of(int fd, char (&buffer)[path_size]);
 
 // The path below the device's folder that a descriptor was opened with ("/dev/i2c-2"), or null.
 const char* device_of(int fd, char (&buffer)[path_size]);
