@@ -20,11 +20,6 @@ class Device(PlainDevice):
         with open(self.path("/tmp/.psu_info_cache"), "wb") as file:
             file.write((records + struct.pack(">q", stamp))[:size])
 
-    def run_by_mode(self, *words):
-        """Without the right of root to pass over the modes of files."""
-        account = ["setpriv", "--bounding-set=-dac_override,-dac_read_search"] if os.geteuid() == 0 else []
-        return Run(subprocess.run([*account, *self.command(*words)], capture_output=True, text=True, timeout=60))
-
 
 class Documents(unittest.TestCase):
     def test_every_command_prints_one_document_even_when_readings_fail(self):
