@@ -62,6 +62,9 @@ class Power(unittest.TestCase):
             run = device.run("alarms", "set", name, str(value), "--json")
             self.assertEqual((run.status, run.json()["alarm"]["value"]), (1, kept), name)
             self.assertIn(f"{name} cannot be set, it is {kept}", run.err)
+        os.chmod(device.path("/tmp/.dc-problem1"), 0o200)
+        run = device.run_by_mode("alarms", "set", "output-protection.1", "1", "--json")
+        self.assertEqual((run.status, run.json()["alarm"]["value"]), (1, None))
 
     def test_alarms_are_set_by_name(self):
         for board in ("four-source", "generic", "ar724x", "three-source"):

@@ -125,6 +125,7 @@ class Installed(unittest.TestCase):
                          "share/man/man1/kvrnctl.1",
                          "bin/kvrn-sim", "share/man/man1/kvrn-sim.1", completions + "kvrn-sim",
                          "lib/systemd/system/kvrn-monitord.service", completions + "kvrn-monitord",
+                         "lib/sysusers.d/kvrn.conf", "lib/udev/rules.d/60-kvrn.rules", "share/kvrn/account.conf",
                          *(agent * ["sbin/kvrn-agentd", "share/man/man8/kvrn-agentd.8", completions + "kvrn-agentd",
                                     "lib/systemd/system/kvrn-agentd.service"])):
                 self.assertTrue(os.path.exists(f"{prefix}/{path}"), path)
@@ -132,12 +133,16 @@ class Installed(unittest.TestCase):
     @unittest.skipUnless(shutil.which("systemd-analyze"), "no systemd")
     def test_unit_files_are_what_the_service_manager_knows(self):
         with tempfile.TemporaryDirectory() as folder:
+            account = SOURCE + "/tools/service/account/"
+            run("systemd-sysusers", "--dry-run", account + "sysusers.conf")
             units = glob.glob(BUILD + "/tools/*/*.service")
             self.assertTrue(units)
             for unit in units:
                 # Neither the programs nor the manual pages are installed.
                 text = re.sub(r"(?m)^Documentation=.*\n", "", pathlib.Path(unit).read_text())
                 pathlib.Path(folder, os.path.basename(unit)).write_text(re.sub("ExecStart=[^ \n]+", "ExecStart=/bin/true", text))
+                os.mkdir(folder + f"/{os.path.basename(unit)}.d")
+                shutil.copy(account + "account.conf", folder + f"/{os.path.basename(unit)}.d")
             done = subprocess.run(["systemd-analyze", "verify", *glob.glob(folder + "/*.service")], capture_output=True, text=True)
             self.assertEqual([line for line in done.stderr.splitlines() if "kvrn-" in line], [])
             self.assertEqual(done.returncode, 0)

@@ -80,6 +80,13 @@ Result set(const Options& options) {
     const std::string path = alarm->file(index);
     const kvrn::Fd fd = kvrn::Fd::open_regular(path.c_str(), O_WRONLY);
     const std::string why = fd ? "the file system is full" : errno_text(errno);
+    // The library takes a file that may be written and not read for one with the default.
+    if (fd && !kvrn::Fd::open(path.c_str(), O_RDONLY | O_NONBLOCK)) {
+      result.data["alarm"]["value"] = nullptr;
+      result.fail(Exit::failed,
+                  fmt::format("{} was written but cannot be read back: {}: {}", options.name, path, errno_text(errno)));
+      return result;
+    }
     result.fail(Exit::failed, fmt::format("{} cannot be set, it is {}: {}: {}", options.name, now, path, why));
   }
   return result;

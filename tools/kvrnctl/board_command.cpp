@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include <fmt/core.h>
 
+#include <cerrno>
+
 #include "tools/kvrnctl/command.hpp"
 #include "tools/kvrnctl/format.hpp"
+#include "tools/kvrnctl/probe.hpp"
 #include "tools/kvrnctl/sections.hpp"
 
 namespace kvrnctl {
@@ -40,10 +43,24 @@ std::string text(const json& board) {
   return out;
 }
 
+// What the record lacks because its source could not be read; for lack of rights it is not this board's.
+void add_unread(Result& result) {
+  if (!board_is_known()) return;
+  const auto add = [&result](const std::string& source, const Answer& answer, const char* consequence) {
+    if (answer.ok) return;
+    const std::string error = fmt::format("{}{}: {}", source, answer.text, consequence);
+    if (answer.error == EACCES || answer.error == EPERM) return result.fail(Exit::failed, error);
+    result.errors.push_back(error);
+  };
+  add("", probe_calibration(), "this is the family's generic board");
+  add("/dev/mem: ", probe_revision(), "the SoC revision is unknown, the largest MTUs may be others");
+}
+
 Result board(const Context& context) {
   Result result;
   result.data["board"] = board_section();
   result.text = text(result.data["board"]);
+  add_unread(result);
   if (!board_is_known()) context.warn("this SoC is not one of the library's; \"kvrnctl doctor\" shows what was read");
   return result;
 }

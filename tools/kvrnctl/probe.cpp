@@ -10,6 +10,7 @@
 #include <memory>
 
 #include "battery/sbs_bus.hpp"
+#include "board/partition.hpp"
 #include "hw/gpio_number.hpp"
 #include "hw/smbus.hpp"
 #include "tools/kvrnctl/context.hpp"
@@ -97,13 +98,13 @@ Answer probe_calibration() {
   if (image) return {true, 0, "read"};
   const Answer partitions = probe_text("/proc/mtd", "mtd");
   if (!partitions.ok) return {false, partitions.error, "/proc/mtd: " + partitions.text};
-  for (int number = 0; number < 16; ++number)
-    for (const char* kind : {"mtd", "mtdblock"}) {
-      const std::string path = fmt::format("/dev/{}{}", kind, number);
-      const kvrn::Fd fd = kvrn::Fd::open(path.c_str(), O_RDONLY);
-      if (!fd && errno != ENOENT) return failed(path);
-    }
-  return {false, 0, "no readable partition named EEPROM or ART"};
+  const auto number = kvrn::find_calibration_partition();
+  if (!number) return {false, 0, "no partition named EEPROM or ART"};
+  for (const char* kind : {"mtd", "mtdblock"}) {
+    const std::string path = fmt::format("/dev/{}{}", kind, *number);
+    if (!kvrn::Fd::open(path.c_str(), O_RDONLY)) return failed(path);
+  }
+  return {false, 0, fmt::format("/dev/mtd{} has no calibration", *number)};
 }
 
 Answer probe_revision() {
