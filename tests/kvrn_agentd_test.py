@@ -19,6 +19,13 @@ COUNT = ROOT + ".1.5.3.1.0"
 TRIAL = ROOT + ".1.0"
 
 
+def until(holds, seconds):
+    end = time.monotonic() + seconds
+    while not holds() and time.monotonic() < end:
+        time.sleep(0.05)
+    return holds()
+
+
 class Agent:
     """With a device: on it, with the library. Without: with the tests' own module, whose orders go through `order`."""
 
@@ -43,7 +50,8 @@ class Agent:
 
     def lines(self):
         self.log.seek(0)
-        return [line.split(": ", 1)[1].rstrip() for line in self.log]
+        lines = [line.split(": ", 1)[1].rstrip() for line in self.log]
+        return [line for line in lines if "stand-in" not in line]  # this machine is no board
 
     def __enter__(self):
         return self
@@ -117,6 +125,18 @@ class Surviving(unittest.TestCase):
             self.assertEqual([line.split(": ")[0] for line in agent.lines()],
                              [missing, f"connected to the master agent at {master.socket}"] * 2 + [missing])
             self.assertEqual(agent.end(), 0)
+
+    def test_a_second_agent_waits_for_the_end_of_the_first(self):
+        with Master() as master, Agent(master.start()) as first:
+            self.assertIsNotNone(master.wait_for("INTEGER: 1", [TRIAL], 5))
+            with Agent(master) as second:
+                second.order("2")
+                refused = f"connected to the master agent at {master.socket}, refused: another sub-agent serves the tree"
+                self.assertTrue(until(lambda: second.lines() == [refused], 5))
+                self.assertIn("INTEGER: 1", master.ask("snmpget", TRIAL))
+                first.end()
+                self.assertIsNotNone(master.wait_for("INTEGER: 2", [TRIAL], 3))
+                self.assertTrue(until(lambda: second.lines() == [refused, refused.split(",")[0]], 2))
 
     def test_failed_refreshes_leave_the_last_table_for_a_while(self):
         with Master() as master, Agent(master.start(), words=["--max-age", "2.5"]) as agent:

@@ -9,7 +9,6 @@
 #include <net-snmp/agent/net-snmp-agent-includes.h>
 
 #include <net-snmp/agent/agent_callbacks.h>
-#include <sched.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -28,54 +27,91 @@ using snmp_host::Object;
 constexpr const char* program = "kvrn-agentd";
 constexpr int ping_period_s = 1;  // also how long a restarted master waits for the tree
 
+// Of RFC 2741; net-snmp's header of them is not installed.
+constexpr int register_pdu = 3;
+constexpr long duplicate_registration = 263;
+// net-snmp registers the tree by itself when it has connected, and keeps the master's answer to itself. That
+// registration is the last in order and harms nobody; the one that counts is claimed beside it.
+constexpr int last_priority = 255;
+constexpr int priority = 127;
+
 // Not the agent's own: net-snmp frees the argument of a callback when it ends.
 std::atomic<AgentX::Link> link_state = AgentX::Link::unknown;
 
 std::atomic<unsigned> link_losses = 0;
 
-int on_start(int, int, void*, void*) {
-  link_state = AgentX::Link::up;
+// Of the thread that serves: the session with the master, null without one.
+netsnmp_session* session = nullptr;
+
+int on_start(int, int, void* opened, void*) {
+  session = static_cast<netsnmp_session*>(opened);
   return 0;
 }
 int on_stop(int, int, void*, void*) {
+  session = nullptr;
   link_state = AgentX::Link::down;
   ++link_losses;
   return 0;
+}
+
+int on_claim_answered(int operation, netsnmp_session*, int, netsnmp_pdu* pdu, void*) {
+  if (operation != NETSNMP_CALLBACK_OP_RECEIVED_MESSAGE) return 1;  // claimed again, or the link is lost
+  if (link_state == AgentX::Link::up) return 1;                     // a slow master refuses what was claimed twice
+  if (pdu->errstat == SNMP_ERR_NOERROR)
+    link_state = AgentX::Link::up;
+  else
+    link_state = pdu->errstat == duplicate_registration ? AgentX::Link::taken : AgentX::Link::refused;
+  return 1;
+}
+
+// Asks the master for the tree. Nothing is unregistered first: net-snmp's master would drop the registration of another
+// sub-agent.
+void claim() {
+  netsnmp_pdu* pdu = ::snmp_pdu_create(register_pdu);
+  if (pdu == nullptr) return;
+  pdu->sessid = session->sessid;
+  pdu->priority = priority;
+  if (::snmp_add_null_var(pdu, tree_root.data(), tree_root.size()) == nullptr ||
+      ::snmp_async_send(session, pdu, on_claim_answered, nullptr) == 0)
+    ::snmp_free_pdu(pdu);
 }
 
 static_assert(std::is_same_v<oid, snmp_host::Arc>);
 
 std::span<const oid> name_of(const netsnmp_variable_list& variable) { return {variable.name, variable.name_length}; }
 
-void set_value(netsnmp_variable_list& variable, const Object& object) {
-  if (object.type == SNMP_TYPE_OCTET_STRING) {
-    ::snmp_set_var_typed_value(&variable, ASN_OCTET_STR, object.bytes.data(), object.bytes.size());
-  } else if (object.type == SNMP_TYPE_OBJECT_ID) {
+// @return 0; anything else without memory
+int set_value(netsnmp_variable_list& variable, const Object& object) {
+  if (object.type == SNMP_TYPE_OCTET_STRING)
+    return ::snmp_set_var_typed_value(&variable, ASN_OCTET_STR, object.bytes.data(), object.bytes.size());
+  if (object.type == SNMP_TYPE_OBJECT_ID) {
     const auto& name = object.object_id;
-    ::snmp_set_var_typed_value(&variable, ASN_OBJECT_ID, name.data(), name.size() * sizeof(oid));
-  } else if (object.type == SNMP_TYPE_INTEGER) {
-    const long number = static_cast<std::int32_t>(object.number);
-    ::snmp_set_var_typed_value(&variable, ASN_INTEGER, &number, sizeof number);
-  } else {
-    // The tags of the module are the protocol's.
-    const unsigned long number = object.number;
-    ::snmp_set_var_typed_value(&variable, object.type, &number, sizeof number);
+    return ::snmp_set_var_typed_value(&variable, ASN_OBJECT_ID, name.data(), name.size() * sizeof(oid));
   }
+  if (object.type == SNMP_TYPE_INTEGER) {
+    const long number = static_cast<std::int32_t>(object.number);
+    return ::snmp_set_var_typed_value(&variable, ASN_INTEGER, &number, sizeof number);
+  }
+  // The tags of the module are the protocol's.
+  const unsigned long number = object.number;
+  return ::snmp_set_var_typed_value(&variable, object.type, &number, sizeof number);
 }
 
 void answer_get(netsnmp_agent_request_info* info, netsnmp_request_info* request, const snmp_host::ObjectTable& table) {
-  if (const Object* object = table.find(name_of(*request->requestvb)))
-    set_value(*request->requestvb, *object);
-  else
+  const Object* object = table.find(name_of(*request->requestvb));
+  if (object == nullptr)
     ::netsnmp_set_request_error(info, request, SNMP_NOSUCHINSTANCE);
+  else if (set_value(*request->requestvb, *object) != 0)
+    ::netsnmp_set_request_error(info, request, SNMP_ERR_GENERR);
 }
 
 // Behind the table's end the request is left as it is: it goes on to what the master has there.
-void answer_next(netsnmp_request_info* request, const snmp_host::ObjectTable& table) {
+void answer_next(netsnmp_agent_request_info* info, netsnmp_request_info* request, const snmp_host::ObjectTable& table) {
   const Object* object = table.next(name_of(*request->requestvb), request->inclusive != 0);
   if (object == nullptr) return;
-  ::snmp_set_var_objid(request->requestvb, object->oid.data(), object->oid.size());
-  set_value(*request->requestvb, *object);
+  if (::snmp_set_var_objid(request->requestvb, object->oid.data(), object->oid.size()) != 0 ||
+      set_value(*request->requestvb, *object) != 0)
+    ::netsnmp_set_request_error(info, request, SNMP_ERR_GENERR);
 }
 
 // A bulk request comes here as one GETNEXT after the other, by net-snmp's own helper.
@@ -87,7 +123,7 @@ int answer(netsnmp_mib_handler* handler, netsnmp_handler_registration*, netsnmp_
     if (info->mode == MODE_GET)
       answer_get(info, request, *table);
     else if (info->mode == MODE_GETNEXT)
-      answer_next(request, *table);
+      answer_next(info, request, *table);
     else
       ::netsnmp_set_request_error(info, request, SNMP_ERR_NOTWRITABLE);
   }
@@ -119,13 +155,16 @@ void AgentX::prepare() {
 }
 
 bool AgentX::run(const std::atomic<bool>& stop) {
-  // In a process with threads each use of a descriptor locks the table of descriptors, which is 2 % of a walk. This
-  // thread shares none with the others: it neither logs nor hands out a descriptor.
-  (void)::unshare(CLONE_FILES);
   configure(socket_);
   if (!start()) return false;
-  // Returns at least as often as the link is tried.
-  while (!stop) (void)::agent_check_and_process(1);
+  Clock::time_point next_claim;
+  while (!stop) {
+    // Returns at least as often as the link is tried.
+    (void)::agent_check_and_process(1);
+    if (session == nullptr || link_state == Link::up || Clock::now() < next_claim) continue;
+    claim();
+    next_claim = Clock::now() + std::chrono::seconds(ping_period_s);
+  }
   ::snmp_shutdown(program);
   return true;
 }
@@ -140,9 +179,10 @@ bool AgentX::start() {
       ::netsnmp_create_handler_registration("kvrn", answer, tree_root.data(), tree_root.size(), HANDLER_CAN_RONLY);
   if (registration == nullptr) return false;
   registration->handler->myvoid = &tables_;
+  registration->priority = last_priority;
   if (::netsnmp_register_handler(registration) != MIB_REGISTERED_OK) return false;
   ::init_snmp(program);
-  if (link_state == Link::unknown) link_state = Link::down;
+  if (session == nullptr) link_state = Link::down;
   return true;
 }
 
@@ -151,7 +191,10 @@ AgentX::Link AgentX::link() const { return link_state; }
 unsigned AgentX::losses() const { return link_losses; }
 
 std::string AgentX::text_of(Link link) const {
-  if (link == Link::up) return "connected to the master agent at " + socket_;
+  const std::string connected = "connected to the master agent at " + socket_;
+  if (link == Link::up) return connected;
+  if (link == Link::taken) return connected + ", refused: another sub-agent serves the tree";
+  if (link == Link::refused) return connected + ", refused: the master does not take the tree";
   // The likeliest mistake of a set-up. That there is no socket is just what a master that is not there looks like.
   const bool refused = ::access(socket_.c_str(), W_OK) != 0 && errno == EACCES;
   return "no master agent at " + socket_ + (refused ? ": permission denied" : "");

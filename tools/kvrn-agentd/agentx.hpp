@@ -14,7 +14,8 @@ namespace agentd {
 class AgentX {
  public:
   using Tables = std::function<TablePtr()>;
-  enum class Link { unknown, down, up };
+  // taken: another sub-agent serves the tree; the master is asked again every second
+  enum class Link { unknown, down, taken, refused, up };
 
   // @param socket of the master agent: a path, or "tcp:host:port"
   AgentX(std::string socket, Tables tables);
