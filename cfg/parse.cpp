@@ -6,7 +6,7 @@
 #include "cfg/model.hpp"
 #include "cfg/protect.hpp"
 #include "cfg/trim.hpp"
-#include "util/handle.hpp"
+#include "util/read_file.hpp"
 
 namespace kvrn {
 namespace {
@@ -41,7 +41,6 @@ cfg_entry* parse_stream(FILE* stream) {
 }
 
 cfg_entry* parse(const char* path) {
-  if (path == nullptr) return nullptr;
-  const kvrn::Stream stream(::fopen(path, "re"));
+  const kvrn::Stream stream = kvrn::open_stream(path, O_RDONLY);
   return parse_stream(stream.get());
 }

@@ -3,8 +3,9 @@
 
 #include <stdio.h>
 
+#include "cfg/model.hpp"
 #include "cfg/protect.hpp"
-#include "util/handle.hpp"
+#include "util/read_file.hpp"
 
 namespace kvrn {
 namespace {
@@ -22,8 +23,7 @@ const char* or_empty(const char* text) { return text == nullptr ? "" : text; }
 }  // namespace
 
 int write_cfg(const cfg_entry* cfg, const char* path, bool protect) {
-  if (path == nullptr) return -1;
-  const Stream stream(::fopen(path, "we"));
+  const Stream stream = open_stream(path, O_WRONLY | O_CREAT | O_TRUNC);
   if (!stream) return -1;
   for (; cfg != nullptr; cfg = cfg->next) {
     const char* key = or_empty(cfg->key);
@@ -44,9 +44,9 @@ void print_cfg(const cfg_entry* cfg) {
 }
 
 int crypt_cfg(const char* input, const char* output, int protect) {
-  cfg_entry* cfg = parse(input);
-  if (cfg == nullptr) return -1;
-  const int result = kvrn::write_cfg(cfg, output, protect != 0);
-  free_cfg(cfg);
-  return result;
+  const kvrn::Stream stream = kvrn::open_stream(input, O_RDONLY);
+  const kvrn::Config cfg(parse_stream(stream.get()));
+  // What a read error cut short must not take the place of the whole: the output may be the input.
+  if (!cfg || ::ferror(stream.get()) != 0) return -1;
+  return kvrn::write_cfg(cfg.get(), output, protect != 0);
 }

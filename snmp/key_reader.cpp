@@ -6,7 +6,7 @@
 #include <algorithm>
 
 #include "cfg/line_reader.hpp"
-#include "util/handle.hpp"
+#include "util/read_file.hpp"
 #include "util/view.hpp"
 
 namespace kvrn {
@@ -22,7 +22,7 @@ int store(std::string_view text, char* buffer, uint32_t size) {
 }  // namespace
 
 int read_key(const char* path, std::string_view key, char* buffer, uint32_t size) {
-  const Stream file(::fopen(path, "re"));
+  const Stream file = open_stream(path, O_RDONLY);
   if (!file) return 0;
   LineReader lines(file.get());
   std::string_view piece;

@@ -11,6 +11,8 @@ using namespace std::string_literals;
 
 namespace {
 
+bool reads_fail = false;
+
 constexpr const char* sealed_secret = "AAECAwQFBgcICQoLDA0ODxAREhMUFRYXS11bSk1cPj4iIiYmIiI";
 
 // The line of a configuration's only entry as save_cfg() writes it.
@@ -23,6 +25,13 @@ std::string saved(const Config& cfg) {
 bool is_sealed(const std::string& line) { return line.compare(0, 6, "~META~") == 0; }
 
 }  // namespace
+
+// In front of the C library's: a disk that goes bad behind the first line.
+extern "C" __attribute__((visibility("default"))) size_t fread(void* bytes, size_t size, size_t count, FILE* stream) {
+  if (!reads_fail) return ::fread_unlocked(bytes, size, count, stream);
+  (void)::fputc('x', stream);  // an error on a stream for reading
+  return ::fread_unlocked(bytes, size, 4, stream);
+}
 
 TEST(protect, known_line) {
   // "secret" in a blob of salt 0..11, nonce 12..23; ciphertext and tag worked out by the format's definition.
@@ -115,4 +124,9 @@ TEST(protect, files) {
   EXPECT_FALSE(std::filesystem::exists(dir / "none"));
   EXPECT_EQ(crypt_cfg(sealed.c_str(), (dir / "no/folder").c_str(), 1), -1);
   EXPECT_EQ(crypt_cfg(nullptr, nullptr, 1), -1);
+  const std::string all = read_text(opened);
+  reads_fail = true;
+  EXPECT_EQ(crypt_cfg(opened.c_str(), opened.c_str(), 1), -1) << "a part must not replace the whole";
+  reads_fail = false;
+  EXPECT_EQ(read_text(opened), all);
 }

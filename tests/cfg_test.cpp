@@ -60,7 +60,11 @@ TEST(save, rewrites_in_place_and_keeps_no_descriptor) {
   EXPECT_EQ(save_cfg(nullptr, path.c_str()), 0);
   EXPECT_EQ(read_text(path), "");
   EXPECT_EQ(parse(path.c_str()), nullptr);
-  for (const char* unreadable : {"/tmp/no/such/file", "/tmp", static_cast<const char*>(nullptr)})
+  const std::string fifo = dir / "fifo";
+  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+  EXPECT_EQ(save_cfg(cfg.get(), fifo.c_str()), -1) << "and does not wait for a reader";
+  for (const char* unreadable :
+       {"/tmp/no/such/file", "/tmp", "/dev/zero", fifo.c_str(), static_cast<const char*>(nullptr)})
     EXPECT_EQ(parse(unreadable), nullptr);
   EXPECT_EQ(open_descriptors(), before);
   ::testing::internal::CaptureStdout();

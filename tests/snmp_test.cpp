@@ -266,4 +266,8 @@ TEST(Identity, TakesWhatTheFilesSay) {
       EXPECT_TRUE(host.has(oid + " STRING \"" + entry.expected + '"')) << entry.text << host.listing;
     }
   }
+  device.remove("/etc/board.info");
+  ASSERT_EQ(::mkfifo(device.path("/etc/board.info").c_str(), 0600), 0);
+  Host host;
+  EXPECT_EQ(update_kvrn_table(&host, 1), 0) << "without waiting for a writer";
 }

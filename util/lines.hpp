@@ -6,14 +6,14 @@
 #include <cstdio>
 #include <string_view>
 
-#include "util/handle.hpp"
+#include "util/read_file.hpp"
 
 namespace kvrn {
 
 template <std::size_t BufferSize>
 class Lines {
  public:
-  explicit Lines(const char* path) : file_(::fopen(path, "re")) {}
+  explicit Lines(const char* path) : file_(open_stream(path, O_RDONLY)) {}
   explicit operator bool() const { return file_ != nullptr; }
 
   // The next line with its line end, up to a NUL in it. False at the end, and where the file cannot be read.

@@ -45,8 +45,10 @@ std::optional<Scanned> scan(std::string_view text, unsigned base) {
     const auto digit = static_cast<unsigned>(digit_value(text[at]));
     if (digit >= base) break;
     any = true;
-    const bool overflows = result.magnitude > (highest - digit) / base;
-    result.magnitude = overflows ? highest : result.magnitude * base + digit;
+    // Not by a division, for which a 32-bit device needs a kilobyte of the compiler's own library.
+    std::uint64_t& magnitude = result.magnitude;
+    if (__builtin_mul_overflow(magnitude, base, &magnitude) || __builtin_add_overflow(magnitude, digit, &magnitude))
+      magnitude = highest;
   }
   if (!any) return std::nullopt;
   result.end = at;

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "util/read_file.hpp"
 
-#include <cerrno>
+#include <sys/stat.h>
 
-#include "util/handle.hpp"
+#include <cerrno>
 
 namespace kvrn {
 
@@ -17,6 +17,18 @@ FileText read_file(const char* path, std::span<char> buffer) {
   } while (got < 0 && errno == EINTR);
   if (got <= 0) return {true, {}};
   return {true, std::string_view(buffer.data(), static_cast<std::size_t>(got))};
+}
+
+Stream open_stream(const char* path, int flags) {
+  if (path == nullptr) return nullptr;
+  Fd fd = Fd::open(path, flags | O_NONBLOCK, 0666);
+  const bool writes = flags != O_RDONLY;
+  struct stat status {};
+  if (!fd || ::fstat(fd.get(), &status) != 0) return nullptr;
+  if (!S_ISREG(status.st_mode) && !(writes && S_ISCHR(status.st_mode))) return nullptr;
+  Stream stream(::fdopen(fd.get(), writes ? "w" : "r"));
+  if (stream) (void)fd.release();
+  return stream;
 }
 
 }  // namespace kvrn

@@ -9,6 +9,7 @@
 #include <span>
 #include <string_view>
 
+#include "util/handle.hpp"
 #include "util/number.hpp"
 
 namespace kvrn {
@@ -20,6 +21,10 @@ struct FileText {
   std::string_view text;
 };
 FileText read_file(const char* path, std::span<char> buffer);
+
+// A stream for the few files that are larger: null unless a regular file opens, so that nothing put in its place blocks
+// its reader or never ends. `flags` as of open(); what is created or truncated may be a character device too.
+Stream open_stream(const char* path, int flags);
 
 // What a file with one integer says.
 template <typename T>

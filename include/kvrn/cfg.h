@@ -64,7 +64,7 @@ KVRN_STATIC_ASSERT(offsetof(cfg_entry, next) == 3 * sizeof(void*), "cfg_entry.ne
  */
 KVRN_API cfg_entry* parse_stream(FILE* stream);
 
-/** parse_stream() of the file at a path; null also when it cannot be opened. */
+/** parse_stream() of the file at a path; null also when it cannot be opened and when it is no regular file. */
 KVRN_API cfg_entry* parse(const char* path);
 
 /** Frees a configuration: its records, keys, values and escaped copies. Null is accepted. */
@@ -77,7 +77,8 @@ KVRN_API void print_cfg(const cfg_entry* cfg);
  * Rewrites the file in place, in chain order, with user passwords protected. The file is truncated first and keeps its
  * mode and owner; there is no temporary file and no flush to disk. The null configuration writes an empty file.
  * Not thread-safe.
- * @return 0, also when writing fails later on (a full disk); -1 when the file cannot be opened for writing
+ * @return 0, also when writing fails later on (a full disk); -1 when the path cannot be opened for writing, or is a
+ * FIFO or a disk
  */
 KVRN_API int save_cfg(const cfg_entry* cfg, const char* path);
 
@@ -86,7 +87,8 @@ KVRN_API int save_cfg(const cfg_entry* cfg, const char* path);
 /**
  * Reads one file and writes it to another (or to the same), like parse() and save_cfg(). Not thread-safe.
  * @param protect 0 writes every password in plain, any other value protects them
- * @return 0; -1 when the input has no usable line (the output is not touched) or the output cannot be opened
+ * @return 0; -1 when the input has no usable line or cannot be read to its end (the output is not touched), or the
+ *   output cannot be opened
  */
 KVRN_API int crypt_cfg(const char* input, const char* output, int protect);
 
