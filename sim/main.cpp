@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cctype>
 #include <charconv>
@@ -15,6 +14,7 @@
 #include "sim/hooks/root.hpp"
 #include "sim/profiles.hpp"
 #include "sim/state.hpp"
+#include "tools/cli/command.hpp"
 
 namespace {
 
@@ -252,63 +252,51 @@ State existing(const std::string& root) {
   return State(std::filesystem::absolute(root));
 }
 
-CLI::App* add(CLI::App& app, const char* name, const char* text, Arguments& arguments, std::function<void()> action) {
-  CLI::App* command = app.add_subcommand(name, text);
-  command->add_option("ROOT", arguments.root, "Folder of the device")->required();
-  command->callback(std::move(action));
+cli::Command& add(cli::Command& program, const char* name, const char* text, Arguments& arguments,
+                  std::function<void()> action) {
+  cli::Command& command = program.command(name, text);
+  command.argument("ROOT", &arguments.root, "Folder of the device");
+  command.action(std::move(action));
   return command;
 }
 
-void define(CLI::App& app, Arguments& arguments, std::function<void()>& action) {
-  add(app, "new", "Make a device", arguments,
-      [&] { action = [&] { kvrn::sim::create_root(arguments.root, arguments.board); }; })
-      ->add_option("--board", arguments.board, "What it starts as")
-      ->check(CLI::IsMember(kvrn::sim::profile_names()));
-  add(app, "set",
+void define(cli::Command& program, Arguments& arguments) {
+  add(program, "new", "Make a device", arguments, [&] { kvrn::sim::create_root(arguments.root, arguments.board); })
+      .option("--board NAME", &arguments.board, "What it starts as")
+      .choice(kvrn::sim::profile_names());
+  add(program, "set",
       "Change it: gpio 111 0|1|busy|free, i2c 2-0b 0x09 VALUE|refuse, hwmon DEVICE ATTRIBUTE VALUE, file "
       "PATH TEXT",
-      arguments, [&] { action = [&] { set(existing(arguments.root), arguments.add, arguments.words); }; })
-      ->add_option("WHAT", arguments.words, "What and its new state")
-      ->required();
-  app.get_subcommand("set")->add_flag("--new", arguments.add, "Add what the board does not have");
-  add(app, "unset", "Remove one of its files", arguments,
-      [&] { action = [&] { unset(existing(arguments.root), arguments.what); }; })
-      ->add_option("PATH", arguments.what, "Path on the device")
-      ->required();
-  add(app, "get", "Show a part of its state", arguments,
-      [&] { action = [&] { fmt::print("{}", get(existing(arguments.root), arguments.words)); }; })
-      ->add_option("WHAT", arguments.words, "As for set")
-      ->required();
-  add(app, "trace", "Log what programs do with it", arguments,
-      [&] { action = [&] { trace(existing(arguments.root), arguments.what); }; })
-      ->add_option("WHAT", arguments.what, "on, off, clear, or show")
-      ->check(CLI::IsMember({"on", "off", "clear", "show"}));
-  add(app, "run", "Run a program on it", arguments,
-      [&] { action = [&] { run(existing(arguments.root), arguments.words); }; })
-      ->add_option("PROGRAM", arguments.words, "The program and its arguments, after --")
-      ->required();
-  app.add_subcommand("profiles", "List the boards")->alias("boards")->callback([&] {
-    action = [] {
-      for (const std::string& name : kvrn::sim::profile_names()) fmt::print("{}\n", name);
-    };
+      arguments, [&] { set(existing(arguments.root), arguments.add, arguments.words); })
+      .argument("WHAT...", &arguments.words, "What and its new state");
+  program.commands.back().flag("--new", arguments.add, "Add what the board does not have");
+  add(program, "unset", "Remove one of its files", arguments, [&] {
+    unset(existing(arguments.root), arguments.what);
+  }).argument("PATH", &arguments.what, "Path on the device");
+  add(program, "get", "Show a part of its state", arguments, [&] {
+    fmt::print("{}", get(existing(arguments.root), arguments.words));
+  }).argument("WHAT...", &arguments.words, "As for set");
+  add(program, "trace", "Log what programs do with it", arguments,
+      [&] { trace(existing(arguments.root), arguments.what); })
+      .argument("[WHAT]", &arguments.what, "What to do with the log")
+      .choice({"on", "off", "clear", "show"});
+  add(program, "run", "Run a program on it", arguments, [&] {
+    run(existing(arguments.root), arguments.words);
+  }).argument("PROGRAM...", &arguments.words, "The program and its arguments, after --");
+  program.command("profiles", "List the boards").alias("boards").action([] {
+    for (const std::string& name : kvrn::sim::profile_names()) fmt::print("{}\n", name);
   });
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app("A simulated device for programs that use libkvrn.", "kvrn-sim");
-  app.set_version_flag("--version", "kvrn-sim " KVRN_VERSION);
-  app.require_subcommand(1);
-  app.footer("Exit status: 0 done, 1 failed, 2 wrong usage; `run` ends with the program's own.");
+  cli::Command program("kvrn-sim", "A simulated device for programs that use libkvrn");
+  program.footer("Exit status: 0 done, 1 failed, 2 wrong usage; `run` ends with the program's own.");
   Arguments arguments;
-  std::function<void()> action;
-  define(app, arguments, action);
+  define(program, arguments);
   try {
-    app.parse(argc, argv);
-    action();
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : 2;
+    return cli::parse(program, KVRN_VERSION, argc, argv).value_or(0);
   } catch (const std::invalid_argument& error) {
     fmt::print(stderr, "kvrn-sim: {}\n", error.what());
     return 2;
@@ -316,5 +304,4 @@ int main(int argc, char** argv) {
     fmt::print(stderr, "kvrn-sim: {}\n", error.what());
     return 1;
   }
-  return 0;
 }

@@ -6,18 +6,17 @@
 #include <sys/un.h>
 #include <syslog.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <future>
 #include <utility>
 
+#include "tools/cli/command.hpp"
 #include "tools/kvrn-agentd/agentx.hpp"
 #include "tools/kvrn-agentd/load_module.hpp"
 #include "tools/kvrn-agentd/refresher.hpp"
 #include "tools/service/notify.hpp"
-#include "tools/service/options.hpp"
 #include "tools/service/signals.hpp"
 #include "tools/snmp/host.hpp"
 
@@ -110,39 +109,39 @@ int run(const Options& options) {
   return status;
 }
 
-const char* check_socket(const std::string& text) {
+std::string check_socket(const std::string& text) {
   constexpr std::size_t longest_path = sizeof(sockaddr_un::sun_path) - 1;
-  if (text.size() > longest_path) return "longer than a socket's path can be";
-  return text.starts_with('/') || text.find(':') != std::string::npos ? "" : "neither a path nor a transport address";
+  if (text.size() > longest_path) return fmt::format("'{}' is longer than a socket's path can be", text);
+  if (text.starts_with('/') || text.find(':') != std::string::npos) return "";
+  return fmt::format("'{}' is neither a path nor a transport address", text);
+}
+
+// Readings must live until the next ones are due.
+void check_ages(const Options& options) {
+  if (options.max_age_s < options.period_s + longest_refresh_s)
+    throw cli::WrongUsage{
+        fmt::format("--max-age {:g} is too short for --period {:g}: readings would expire before the "
+                    "next are due; it must be at least 2 more",
+                    options.max_age_s, options.period_s)};
 }
 
 }  // namespace
 }  // namespace agentd
 
 int main(int argc, char** argv) {
-  CLI::App app("Serves the power unit's readings through the system's SNMP agent.", "kvrn-agentd");
+  cli::Command program("kvrn-agentd", "Serves the power unit's readings through the system's SNMP agent");
   agentd::Options options;
-  app.set_version_flag("--version", "kvrn-agentd " KVRN_VERSION);
-  app.add_option("--period", options.period_s, "Seconds between readings")
-      ->check(CLI::Range(0.1, 3600.0))
-      ->check(service::plain_number)
-      ->capture_default_str();
-  app.add_option("--max-age", options.max_age_s, "Seconds that readings are served; at least 2 more than the period")
-      ->check(CLI::Range(2.0, 86400.0))
-      ->check(service::plain_number)
-      ->capture_default_str();
-  app.add_option("--agentx-socket", options.socket, "Socket of the master agent")
-      ->check(agentd::check_socket)
-      ->capture_default_str();
-  app.add_option("--module", options.module, "The library that provides the tree")->capture_default_str();
-  app.add_flag("--stderr", options.to_stderr, "Log to standard error too");
-  app.footer("Exit status: 0 ended by a signal, 1 failed, 2 wrong usage.");
-  app.callback([&options] {
-    if (options.max_age_s < options.period_s + agentd::longest_refresh_s)
-      throw CLI::ValidationError("--max-age", fmt::format("{:g} s is too short for --period {:g}: readings would "
-                                                          "expire before the next are due; it must be at least 2 more",
-                                                          options.max_age_s, options.period_s));
+  int status = 0;
+  program.option("--period S", &options.period_s, "From reading to reading").range(0.1, 3600, "s");
+  program.option("--max-age S", &options.max_age_s, "How long readings are served; at least 2 s more than the period")
+      .range(2, 86400, "s");
+  program.option("--agentx-socket PATH", &options.socket, "Socket of the master agent").check(agentd::check_socket);
+  program.option("--module F", &options.module, "The library that provides the tree");
+  program.flag("--stderr", options.to_stderr, "Log to standard error too");
+  program.footer("Exit status: 0 ended by a signal, 1 failed, 2 wrong usage.");
+  program.action([&] {
+    agentd::check_ages(options);
+    status = agentd::run(options);
   });
-  if (const auto status = service::parse(app, argc, argv)) return *status;
-  return agentd::run(options);
+  return cli::parse(program, KVRN_VERSION, argc, argv).value_or(status);
 }

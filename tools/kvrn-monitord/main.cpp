@@ -6,18 +6,17 @@
 #include <syslog.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
 
+#include "tools/cli/command.hpp"
 #include "tools/kvrn-monitord/image_lock.hpp"
 #include "tools/kvrn-monitord/pid_file.hpp"
 #include "tools/kvrn-monitord/publisher.hpp"
 #include "tools/service/descriptors.hpp"
 #include "tools/service/notify.hpp"
-#include "tools/service/options.hpp"
 #include "tools/service/signals.hpp"
 #include "tools/service/standins.hpp"
 
@@ -129,18 +128,16 @@ int run(const Options& options) {
 
 int main(int argc, char** argv) {
   service::hold_standard_descriptors();
-  CLI::App app("Reads the power hardware and publishes the readings for every other process.", "kvrn-monitord");
+  cli::Command program("kvrn-monitord", "Reads the power hardware and publishes the readings for every other process");
   monitord::Options options;
-  app.set_version_flag("--version", "kvrn-monitord " KVRN_VERSION);
-  app.add_option("--period", options.period_s, "Seconds between readings; readers refuse readings above 10 s")
-      ->check(CLI::Range(0.1, 9.0))
-      ->check(service::plain_number)
-      ->capture_default_str();
-  app.add_flag("--once", options.once, "Publish once and end");
-  app.add_flag("--background", options.background, "Leave the terminal");
-  app.add_option("--pid-file", options.pid_file, "The file that names the monitor's process")->capture_default_str();
-  app.add_flag("--stderr", options.to_stderr, "Log to standard error too");
-  app.footer("Exit status: 0 ended by a signal or --once, 1 failed or another monitor runs, 2 wrong usage.");
-  if (const auto status = service::parse(app, argc, argv)) return *status;
-  return monitord::run(options);
+  int status = 0;
+  program.option("--period S", &options.period_s, "From reading to reading; readers refuse readings above 10 s")
+      .range(0.1, 9, "s");
+  program.flag("--once", options.once, "Publish once and end");
+  program.flag("--background", options.background, "Leave the terminal");
+  program.option("--pid-file F", &options.pid_file, "The file that names the monitor's process");
+  program.flag("--stderr", options.to_stderr, "Log to standard error too");
+  program.footer("Exit status: 0 ended by a signal or --once, 1 failed or another monitor runs,\n2 wrong usage.");
+  program.action([&] { status = monitord::run(options); });
+  return cli::parse(program, KVRN_VERSION, argc, argv).value_or(status);
 }

@@ -95,16 +95,14 @@ Result set(const Options& options) {
 }  // namespace
 
 void add_alarm_commands(CommandLine& line) {
-  CLI::App* alarm_commands = line.add("alarms", "The alarm and status flags");
-  alarm_commands->callback([&line] {
-    if (!line.action) line.action = show;
-  });
+  cli::Command& alarm_commands = line.add("alarms", "The alarm and status flags");
+  alarm_commands.action([&line] { line.action = show; });
   const auto options = std::make_shared<Options>();
-  CLI::App* command = line.add(*alarm_commands, "set", "Set a flag that others may set");
-  command->add_option("ALARM", options->name, "As listed, e.g. output-protection.0")->required();
-  command->add_option("VALUE", options->value)->required();
-  command->add_flag("--dry-run", options->dry_run, "Say what would be set");
-  command->callback([&line, options] { line.action = [=](const Context&) { return set(*options); }; });
+  cli::Command& command = alarm_commands.command("set", "Set a flag that others may set");
+  command.argument("ALARM", &options->name, "As listed, e.g. output-protection.0");
+  command.argument("VALUE", &options->value, "A number, as the flag's file holds it");
+  command.flag("--dry-run", options->dry_run, "Say what would be set");
+  command.action([&line, options] { line.action = [=](const Context&) { return set(*options); }; });
 }
 
 }  // namespace kvrnctl

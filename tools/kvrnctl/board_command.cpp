@@ -68,8 +68,7 @@ Result board(const Context& context) {
 }  // namespace
 
 void add_board_command(CommandLine& line) {
-  CLI::App* command = line.add("board", "Model, ids, MAC addresses, ports, LEDs and SoC revision");
-  command->callback([&line] { line.action = board; });
+  line.add("board", "Model, ids, MAC addresses, ports, LEDs and SoC revision").action([&line] { line.action = board; });
 }
 
 }  // namespace kvrnctl

@@ -149,44 +149,41 @@ Action guarded(std::function<Result(const Context&)> action) {
   };
 }
 
-CLI::App* add_cfg(CommandLine& line, CLI::App& parent, const char* name, const char* description, CfgOptions& options) {
-  CLI::App* command = line.add(parent, name, description);
-  command->add_option("--file", options.path, "The configuration file")->capture_default_str();
-  command->add_flag("--reveal", options.reveal, "Show passwords");
+cli::Command& add_cfg(cli::Command& parent, const char* name, const char* description, CfgOptions& options) {
+  cli::Command& command = parent.command(name, description);
+  command.option("--file F", &options.path, "The configuration file");
+  command.flag("--reveal", options.reveal, "Show passwords");
   return command;
 }
 
 void add_cfg_commands(CommandLine& line) {
-  CLI::App* cfg = line.app.add_subcommand("cfg", "The device configuration: show, query, edit");
-  cfg->require_subcommand(1);
+  cli::Command& cfg = line.add("cfg", "The device configuration: show, query, edit");
   const auto options = std::make_shared<CfgOptions>();
   const auto words = std::make_shared<std::array<std::string, 2>>();
   const auto query = std::make_shared<Query>();
 
-  CLI::App* command = add_cfg(line, *cfg, "show", "The entries, in the order of the file", *options);
-  command->add_option("PREFIX", (*words)[0], "Only keys that begin so");
-  command->callback([=, &line] { line.action = guarded([=](const Context&) { return show(*options, (*words)[0]); }); });
+  cli::Command& all = add_cfg(cfg, "show", "The entries, in the order of the file", *options);
+  all.argument("[PREFIX]", &(*words)[0], "Only keys that begin so");
+  all.action([=, &line] { line.action = guarded([=](const Context&) { return show(*options, (*words)[0]); }); });
 
-  command = add_cfg(line, *cfg, "get", "One value", *options);
-  command->add_option("KEY", query->key, "The key; letters of both cases are equal, numbers compare by value")
-      ->required();
-  command->add_option("--type", query->type, "How the value is read")
-      ->check(CLI::IsMember({"str", "bool", "int", "uint", "int64"}))
-      ->capture_default_str();
-  command->add_option("--default", query->fallback, "Printed when there is no such value");
-  command->callback([=, &line] { line.action = guarded([=](const Context&) { return get(*options, *query); }); });
+  cli::Command& one = add_cfg(cfg, "get", "One value", *options);
+  one.argument("KEY", &query->key, "The key; letters of both cases are equal, numbers compare by value");
+  one.option("--type", &query->type, "How the value is read").choice({"str", "bool", "int", "uint", "int64"});
+  one.option("--default D", &query->fallback, "Printed when there is no such value");
+  one.action([=, &line] { line.action = guarded([=](const Context&) { return get(*options, *query); }); });
 
-  command = add_cfg(line, *cfg, "diff", "What changed between two files, by key", *options);
-  command->add_option("OLD", (*words)[0])->required();
-  command->add_option("NEW", (*words)[1])->required();
-  command->callback(
+  cli::Command& two = add_cfg(cfg, "diff", "What changed between two files, by key", *options);
+  two.argument("OLD", &(*words)[0], "The file before");
+  two.argument("NEW", &(*words)[1], "The file after");
+  two.action(
       [=, &line] { line.action = guarded([=](const Context&) { return diff(*options, (*words)[0], (*words)[1]); }); });
 
-  command = add_cfg(line, *cfg, "interface", "The interface that carries the traffic of a configured one", *options);
-  command->add_option("NAME", (*words)[0], "Device name, such as br0")->required();
-  command->callback(
+  cli::Command& carrier =
+      add_cfg(cfg, "interface", "The interface that carries the traffic of a configured one", *options);
+  carrier.argument("NAME", &(*words)[0], "Device name, such as br0");
+  carrier.action(
       [=, &line] { line.action = guarded([=](const Context&) { return interface(*options, (*words)[0]); }); });
-  add_cfg_edit_commands(line, *cfg, options);
+  add_cfg_edit_commands(line, cfg, options);
 }
 
 }  // namespace kvrnctl

@@ -28,7 +28,7 @@ void check_key_length(const std::string& key);
 Action guarded(std::function<Result(const Context&)> action);
 
 // A command with the options that every cfg command has.
-CLI::App* add_cfg(CommandLine& line, CLI::App& parent, const char* name, const char* description, CfgOptions& options);
-void add_cfg_edit_commands(CommandLine& line, CLI::App& cfg, const std::shared_ptr<CfgOptions>& options);
+cli::Command& add_cfg(cli::Command& parent, const char* name, const char* description, CfgOptions& options);
+void add_cfg_edit_commands(CommandLine& line, cli::Command& cfg, const std::shared_ptr<CfgOptions>& options);
 
 }  // namespace kvrnctl

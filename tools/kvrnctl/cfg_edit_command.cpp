@@ -181,40 +181,41 @@ struct Words {
 
 }  // namespace
 
-void add_cfg_edit_commands(CommandLine& line, CLI::App& cfg, const std::shared_ptr<CfgOptions>& options) {
+void add_cfg_edit_commands(CommandLine& line, cli::Command& cfg, const std::shared_ptr<CfgOptions>& options) {
   const auto words = std::make_shared<Words>();
-  const auto add = [&](const char* name, const char* description, bool protect, const Edit& edit) {
-    CLI::App* command = add_cfg(line, cfg, name, description, *options);
-    command->add_flag("--dry-run", options->dry_run, "Print the changes and leave the file");
-    command->add_flag("--backup", options->backup, "Keep the old file as FILE.bak");
-    command->add_flag("--force", options->force, "Drop comments and lines without '='");
-    command->callback([&line, options, protect, edit] {
+  const auto add = [&](const char* name, const char* description, bool protect, const Edit& edit) -> cli::Command& {
+    cli::Command& command = add_cfg(cfg, name, description, *options);
+    command.flag("--dry-run", options->dry_run, "Print the changes and leave the file");
+    command.flag("--backup", options->backup, "Keep the old file as FILE.bak");
+    command.flag("--force", options->force, "Drop comments and lines without '='");
+    command.action([&line, options, protect, edit] {
       line.action = guarded([=](const Context& context) { return edit_file(context, *options, protect, edit); });
     });
     return command;
   };
-  CLI::App* command = add("set", "Give a key a value; append it when it is missing", true,
-                          [words](Cfg& edited) { return set_value(edited, words->key, words->value); });
-  command->add_option("KEY", words->key)->required();
-  command->add_option("VALUE", words->value)->required();
-  command = add("add", "Append an entry, whether the key exists or not", true,
-                [words](Cfg& edited) { return add_value(edited, words->key, words->value); });
-  command->add_option("KEY", words->key)->required();
-  command->add_option("VALUE", words->value)->required();
-  command = add("delete", "Delete a key", true,
-                [words](Cfg& edited) { return delete_keys(edited, words->key, words->prefix); });
-  command->add_flag("--prefix", words->prefix, "Delete every key that begins with KEY");
-  command->add_option("KEY", words->key)->required();
+  const auto add_words = [words](cli::Command& command) {
+    command.argument("KEY", &words->key, "The key");
+    command.argument("VALUE", &words->value, "Its value");
+  };
+  add_words(add("set", "Give a key a value; append it when it is missing", true,
+                [words](Cfg& edited) { return set_value(edited, words->key, words->value); }));
+  add_words(add("add", "Append an entry, whether the key exists or not", true,
+                [words](Cfg& edited) { return add_value(edited, words->key, words->value); }));
+  cli::Command& removal = add("delete", "Delete a key", true,
+                              [words](Cfg& edited) { return delete_keys(edited, words->key, words->prefix); });
+  removal.flag("--prefix", words->prefix, "Delete every key that begins with KEY");
+  removal.argument("KEY", &words->key, "The key");
   add("sort", "Sort the entries by key", true, sort_entries);
-  command = add("renumber", "Close the gaps in the index numbers of keys: PREFIX3.x becomes PREFIX1.x", true,
-                [words](Cfg& edited) { return renumber(edited, words->key, words->position); });
-  command->add_option("PREFIX", words->key, "Such as \"users.\"")->required();
-  command->add_option("N", words->position, "Which index number of the key")->check(CLI::Range(1, 100));
+  cli::Command& gaps = add("renumber", "Close the gaps in the index numbers of keys: PREFIX3.x becomes PREFIX1.x", true,
+                           [words](Cfg& edited) { return renumber(edited, words->key, words->position); });
+  gaps.argument("PREFIX", &words->key, "Such as \"users.\"");
+  gaps.argument("[N]", &words->position, "Which index number of the key").range(1, 100);
   add("protect", "Protect user passwords in the file", true,
       [](Cfg& edited) { return passwords(edited, "protected"); });
   add("reveal", "Write user passwords in plain", false, [](Cfg& edited) { return passwords(edited, "in plain text"); });
-  command = add_cfg(line, cfg, "check", "What is odd about the file", *options);
-  command->callback([&line, options] { line.action = guarded([=](const Context&) { return check(*options); }); });
+  add_cfg(cfg, "check", "What is odd about the file", *options).action([&line, options] {
+    line.action = guarded([=](const Context&) { return check(*options); });
+  });
 }
 
 }  // namespace kvrnctl

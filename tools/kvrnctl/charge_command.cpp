@@ -93,30 +93,26 @@ Result enable(const Options& options) {
   return result;
 }
 
-CLI::App* add(CommandLine& line, CLI::App& parent, const char* name, const char* text,
-              const std::shared_ptr<Options>& options, Result (*action)(const Options&)) {
-  CLI::App* command = line.add(parent, name, text);
-  command->add_option("--psu", options->psu, "The battery, 2 or 3")
-      ->check(CLI::Range(2, 3))
-      ->option_text("N")
-      ->capture_default_str();
-  command->callback([&line, options, action] { line.action = [=](const Context&) { return action(*options); }; });
+cli::Command& add(CommandLine& line, cli::Command& parent, const char* name, const char* text,
+                  const std::shared_ptr<Options>& options, Result (*action)(const Options&)) {
+  cli::Command& command = parent.command(name, text);
+  command.option("--psu N", &options->psu, "The battery").range(2, 3);
+  command.action([&line, options, action] { line.action = [=](const Context&) { return action(*options); }; });
   return command;
 }
 
 }  // namespace
 
 void add_charge_commands(CommandLine& line) {
-  CLI::App* charge = line.app.add_subcommand("charge", "The charger of a battery");
-  charge->require_subcommand(1);
+  cli::Command& charge = line.add("charge", "The charger of a battery");
   const auto options = std::make_shared<Options>();
-  add(line, *charge, "show", "The charging currents it can use", options, show);
-  CLI::App* command = add(line, *charge, "current", "Use one of its charging currents", options, set_current);
-  command->add_option("MA", options->current_ma, "In mA, as listed")->required();
-  command->add_flag("--dry-run", options->dry_run, "Say what would be driven");
-  command = add(line, *charge, "enable", "Switch it on or off", options, enable);
-  command->add_option("STATE", options->on)->required()->check(CLI::IsMember({"on", "off"}));
-  command->add_flag("--dry-run", options->dry_run, "Say what would be done");
+  add(line, charge, "show", "The charging currents it can use", options, show);
+  cli::Command& current = add(line, charge, "current", "Use one of its charging currents", options, set_current);
+  current.argument("MA", &options->current_ma, "In mA, as listed");
+  current.flag("--dry-run", options->dry_run, "Say what would be driven");
+  cli::Command& switched = add(line, charge, "enable", "Switch it on or off", options, enable);
+  switched.argument("STATE", &options->on, "Whether it charges").choice({"on", "off"});
+  switched.flag("--dry-run", options->dry_run, "Say what would be done");
 }
 
 }  // namespace kvrnctl

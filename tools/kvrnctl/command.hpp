@@ -2,9 +2,9 @@
 // How a command hangs itself into the command line.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <functional>
 
+#include "tools/cli/command.hpp"
 #include "tools/kvrnctl/context.hpp"
 
 namespace kvrnctl {
@@ -13,13 +13,11 @@ using Action = std::function<Result(const Context&)>;
 
 // The command line: global options, and the action that the chosen command leaves behind.
 struct CommandLine {
-  CLI::App app;
+  cli::Command app{"kvrnctl", "Board, power sources and lines of this device"};
   Context context;
   Action action;
 
-  // A command with the options that every command has.
-  CLI::App* add(CLI::App& parent, const char* name, const char* description);
-  CLI::App* add(const char* name, const char* description) { return add(app, name, description); }
+  cli::Command& add(const char* name, const char* description) { return app.command(name, description); }
 };
 
 void add_board_command(CommandLine& line);

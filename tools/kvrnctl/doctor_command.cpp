@@ -228,8 +228,9 @@ Result doctor(const Context& context) {
 }  // namespace
 
 void add_doctor_command(CommandLine& line) {
-  CLI::App* command = line.add("doctor", "Why is it unknown? What every source answers, and what stands in");
-  command->callback([&line] { line.action = doctor; });
+  line.add("doctor", "Why is it unknown? What every source answers, and what stands in").action([&line] {
+    line.action = doctor;
+  });
 }
 
 }  // namespace kvrnctl

@@ -114,32 +114,30 @@ Result set(const Context& context, const Options& options) {
   return result;
 }
 
-CLI::App* add(CommandLine& line, CLI::App& parent, const char* name, const char* description,
-              const std::shared_ptr<Options>& options) {
-  CLI::App* command = line.add(parent, name, description);
-  command->add_option("LINE", options->line, "CHIP*100+OFFSET (111 is chip 1, offset 11), or CHIP:NAME")
-      ->required()
-      ->check(CLI::Validator(check_line, ""));
+cli::Command& add(cli::Command& parent, const char* name, const char* description,
+                  const std::shared_ptr<Options>& options) {
+  cli::Command& command = parent.command(name, description);
+  command.argument("LINE", &options->line, "CHIP*100+OFFSET (111 is chip 1, offset 11), or CHIP:NAME")
+      .check(check_line);
   return command;
 }
 
 }  // namespace
 
 void add_gpio_commands(CommandLine& line) {
-  CLI::App* gpio = line.app.add_subcommand("gpio", "Read or drive one GPIO line");
-  gpio->require_subcommand(1);
+  cli::Command& gpio = line.add("gpio", "Read or drive one GPIO line");
   const auto options = std::make_shared<Options>();
-  CLI::App* get_command = add(line, *gpio, "get", "Print the level of a line: 0 or 1", options);
-  get_command->add_flag("--as-input", options->as_input, "Turn the line into an input first");
-  get_command->callback([&line, options] { line.action = [=](const Context&) { return get(*options); }; });
+  cli::Command& get_command = add(gpio, "get", "Print the level of a line: 0 or 1", options);
+  get_command.flag("--as-input", options->as_input, "Turn the line into an input first");
+  get_command.action([&line, options] { line.action = [=](const Context&) { return get(*options); }; });
 
-  CLI::App* set_command = add(line, *gpio, "set", "Drive a line, unless it has that level already", options);
-  set_command->footer(
+  cli::Command& set_command = add(gpio, "set", "Drive a line, unless it has that level already", options);
+  set_command.footer(
       "The line is first driven inactive and then to its level. Nothing holds the level after the\n"
       "command: another program, or the driver, may change it at once.");
-  set_command->add_option("VALUE", options->value, "0 inactive, 1 active")->required()->check(CLI::Range(0, 1));
-  set_command->add_flag("--dry-run", options->dry_run, "Read the line and say what would be done");
-  set_command->callback(
+  set_command.argument("VALUE", &options->value, "0 inactive, 1 active").choice({"0", "1"});
+  set_command.flag("--dry-run", options->dry_run, "Read the line and say what would be done");
+  set_command.action(
       [&line, options] { line.action = [=](const Context& context) { return set(context, *options); }; });
 }
 

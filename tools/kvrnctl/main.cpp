@@ -10,13 +10,6 @@
 
 namespace kvrnctl {
 
-CLI::App* CommandLine::add(CLI::App& parent, const char* name, const char* description) {
-  CLI::App* command = parent.add_subcommand(name, description);
-  command->add_flag("--json", context.json, "Print one JSON document");
-  command->add_flag("-v,--verbose", context.verbosity, "Say more on standard error");
-  return command;
-}
-
 namespace {
 
 // Colour is for people at a terminal that can show it; NO_COLOR (any non-empty value) turns it off.
@@ -30,10 +23,8 @@ bool wants_color() {
 
 int run(int argc, char** argv) {
   CommandLine line;
-  line.app.description("Board, power sources and lines of this device.");
-  line.app.name("kvrnctl");
-  line.app.set_version_flag("--version", "kvrnctl " KVRN_VERSION);
-  line.app.require_subcommand(1);
+  line.app.flag("--json", line.context.json, "Print one JSON document");
+  line.app.counter("-v,--verbose", line.context.verbosity, "Say more on standard error");
   line.app.footer(
       "Exit status: 0 done, 1 failed, 2 wrong usage, 3 the data is stale, 4 not on this board.\n"
       "Readings go to standard output, diagnostics to standard error.");
@@ -49,13 +40,7 @@ int run(int argc, char** argv) {
   add_snmp_commands(line);
   add_cfg_commands(line);
   add_doctor_command(line);
-  try {
-    line.app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    // Help and version are successes; every other refusal is wrong usage.
-    if (line.app.exit(error) != 0) return static_cast<int>(Exit::usage);
-    return static_cast<int>(flush_output() ? Exit::ok : Exit::failed);
-  }
+  if (const auto status = cli::parse(line.app, KVRN_VERSION, argc, argv)) return *status;
   // A file size limit is an error of the write, as a full disk is; not the end of the process with half a file.
   (void)std::signal(SIGXFSZ, SIG_IGN);
   // The library draws salts from rand() and leaves the seed to its program.

@@ -64,7 +64,7 @@ Result capacity(const Context&) {
 
 void add_power_commands(CommandLine& line) {
   const auto add = [&line](const char* name, const char* description, Result (*command)(const Context&)) {
-    line.add(name, description)->callback([&line, command] { line.action = command; });
+    line.add(name, description).action([&line, command] { line.action = command; });
   };
   add("outputs", "The DC outputs: switch, state, load", outputs);
   add("budget", "How much power may be drawn, and how much is", budget);

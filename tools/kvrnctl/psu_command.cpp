@@ -72,17 +72,13 @@ Result show(const Context& context, const Options& options, bool batteries_only)
 
 void add(CommandLine& line, const char* name, const char* description, bool batteries_only) {
   const auto options = std::make_shared<Options>();
-  CLI::App* command = line.add(name, description);
-  command->add_option("N", options->psu, "Number of one PSU, 0 to 3, with all its values")
-      ->check(CLI::Range(0, 3))
-      ->option_text("N");
+  cli::Command& command = line.add(name, description);
+  command.argument("[N]", &options->psu, "One PSU with all its values").range(0, 3);
   command
-      ->add_option("--source", options->source,
-                   "auto: the cache if it is fresh, else the hardware; cache: nothing but the cache; direct: the "
-                   "hardware")
-      ->check(CLI::IsMember({"auto", "cache", "direct"}))
-      ->option_text("auto|cache|direct");
-  command->callback([&line, options, batteries_only] {
+      .option("--source", &options->source,
+              "auto: the cache if it is fresh, else the hardware; cache: nothing but the cache; direct: the hardware")
+      .choice({"auto", "cache", "direct"});
+  command.action([&line, options, batteries_only] {
     line.action = [=](const Context& context) { return show(context, *options, batteries_only); };
   });
 }

@@ -59,12 +59,11 @@ Result sensors(const Context& context, const std::string& format) {
 
 void add_sensors_command(CommandLine& line) {
   const auto format = std::make_shared<std::string>("text");
-  CLI::App* command = line.add("sensors", "One snapshot of sources, outputs and temperatures");
-  command->add_option("--format", *format, "text: for people; prometheus: for the node exporter's textfile collector")
-      ->check(CLI::IsMember({"text", "prometheus"}))
-      ->option_text("text|prometheus")
-      ->excludes("--json");
-  command->callback(
+  cli::Command& command = line.add("sensors", "One snapshot of sources, outputs and temperatures");
+  command.option("--format", format.get(), "text: for people; prometheus: for the node exporter's textfile collector")
+      .choice({"text", "prometheus"})
+      .excludes("--json");
+  command.action(
       [&line, format] { line.action = [format](const Context& context) { return sensors(context, *format); }; });
 }
 

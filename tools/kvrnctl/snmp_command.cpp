@@ -47,11 +47,9 @@ Result dump(const Context& context) {
 }  // namespace
 
 void add_snmp_commands(CommandLine& line) {
-  CLI::App* snmp = line.app.add_subcommand("snmp", "What the SNMP agent serves");
-  snmp->require_subcommand(1);
-  line.add(*snmp, "dump", "Every object of the tree, as snmpwalk -On writes it")->callback([&line] {
-    line.action = dump;
-  });
+  line.add("snmp", "What the SNMP agent serves")
+      .command("dump", "Every object of the tree, as snmpwalk -On writes it")
+      .action([&line] { line.action = dump; });
 }
 
 }  // namespace kvrnctl

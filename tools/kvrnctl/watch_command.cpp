@@ -16,7 +16,6 @@
 #include "tools/kvrnctl/format.hpp"
 #include "tools/kvrnctl/power_sections.hpp"
 #include "tools/kvrnctl/power_text.hpp"
-#include "tools/service/options.hpp"
 
 namespace kvrnctl {
 namespace {
@@ -112,16 +111,11 @@ Result watch(const Context& context, const Options& options) {
 void add_watch_command(CommandLine& line) {
   const auto options = std::make_shared<Options>();
   // Not a command with --json: it is a view for people; the documents are those of psu, outputs, budget and alarms.
-  CLI::App* command = line.app.add_subcommand("watch", "A live view of load, charge, alarms, sources and outputs");
-  command->add_option("--period", options->period_s, "Seconds between views")
-      ->check(CLI::Range(0.1, 3600.0))
-      ->check(service::plain_number)
-      ->capture_default_str();
-  command->add_option("--count", options->count, "Views to show; 0 until a signal")
-      ->check(CLI::Range(0, 1000000))
-      ->capture_default_str();
-  command->callback(
-      [&line, options] { line.action = [=](const Context& context) { return watch(context, *options); }; });
+  cli::Command& command = line.add("watch", "A live view of load, charge, alarms, sources and outputs");
+  command.excludes("--json");
+  command.option("--period S", &options->period_s, "Time from view to view").range(0.1, 3600, "s");
+  command.option("--count N", &options->count, "Views to show; 0 is until a signal").range(0, 1000000);
+  command.action([&line, options] { line.action = [=](const Context& context) { return watch(context, *options); }; });
 }
 
 }  // namespace kvrnctl

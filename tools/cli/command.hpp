@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: MIT
+// The command line as a tree: commands declare their options and arguments, and what to do. Words are matched, values
+// checked and the help written from these declarations alone.
+#pragma once
+
+#include <functional>
+#include <list>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace cli {
+
+// What the user wrote makes no sense; actions throw it too. The text is a line without the program's name.
+struct WrongUsage {
+  std::string text;
+};
+
+// Where the value goes: a flag, numbers, a text, or every word that is left.
+using Target = std::variant<bool*, int*, unsigned*, double*, std::string*, std::optional<int>*,
+                            std::optional<std::string>*, std::vector<std::string>*>;
+
+// An option or an argument. The bounds belong to numbers; an int without them is any int.
+struct Option {
+  std::vector<std::string> names;  // "-v", "--verbose"; an argument has its placeholder
+  std::string placeholder;         // empty for a flag
+  Target target;
+  std::string text;
+  std::string initial;    // what it is when nobody says; for the help
+  bool required = false;  // arguments alone
+  bool counts = false;    // a flag that may stand more than once
+  std::optional<double> least, most;
+  std::string unit;
+  std::vector<std::string> choices;
+  std::function<std::string(const std::string&)> wrong;  // a line about a text that is refused, else empty
+  std::string excluded;                                  // another option that it does not go with
+  bool given = false;
+
+  Option& range(double low, double high, std::string of_unit = "");
+  Option& choice(std::vector<std::string> words);
+  Option& check(std::function<std::string(const std::string&)> what_is_wrong);
+  Option& excludes(std::string name);
+
+  bool is_flag() const { return placeholder.empty(); }
+  bool takes_many() const { return std::holds_alternative<std::vector<std::string>*>(target); }
+  // What stands for the value in a line of usage: a few choices stand for themselves.
+  std::string value_name() const;
+};
+
+struct Command {
+  Command(std::string its_name, std::string its_text) : name(std::move(its_name)), text(std::move(its_text)) {}
+  Command(const Command&) = delete;
+
+  // A command below this one. It has this one's options too.
+  Command& command(std::string its_name, std::string its_text);
+  Command& alias(std::string other_name);
+  // "--json", or "-v,--verbose".
+  Option& flag(const char* names, bool& on, std::string its_text);
+  Option& counter(const char* names, int& times, std::string its_text);
+  // "--period S"; with a choice, the words stand for the value.
+  Option& option(const char* names_and_value, Target target, std::string its_text);
+  // "LINE", "[N]" when it may be missing; "WORD..." and "[WORD...]" go with a vector.
+  Option& argument(const char* placeholder, Target target, std::string its_text);
+  // Stands below the help.
+  Command& footer(std::string its_text);
+  // An option of a command above that this one does not go with.
+  Command& excludes(std::string option);
+  // A command without an action needs one of those below it.
+  Command& action(std::function<void()> its_action);
+
+  std::string name;
+  std::string text;
+  std::string other_name;
+  std::string below;
+  std::string excluded;
+  std::list<Option> options;
+  std::list<Option> arguments;
+  std::list<Command> commands;
+  std::function<void()> run;
+  Command* parent = nullptr;
+
+  const Command& root() const { return parent == nullptr ? *this : parent->root(); }
+  // "gpio set"; empty for the program itself.
+  std::string path() const;
+};
+
+// Finds the command and runs its action. Help and the version go to standard output; a line about wrong usage, and one
+// that says where help is, to standard error, both with the program's name.
+// @return the status to end with, 0, 1 (standard output cannot be written) or 2 (wrong usage); nothing after an action
+std::optional<int> parse(Command& program, const std::string& version, int argc, const char* const* argv);
+
+}  // namespace cli

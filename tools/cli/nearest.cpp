@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: MIT
+#include "tools/cli/nearest.hpp"
+
+#include <fmt/core.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace cli {
+
+unsigned distance(std::string_view a, std::string_view b) {
+  // Rows of the table of all pairs of prefixes: the one before the last, the last, and this one.
+  std::vector<unsigned> older, old(b.size() + 1), row(b.size() + 1);
+  for (unsigned j = 0; j <= b.size(); ++j) row[j] = j;
+  for (std::size_t i = 1; i <= a.size(); ++i) {
+    older = std::exchange(old, row);
+    row[0] = static_cast<unsigned>(i);
+    for (std::size_t j = 1; j <= b.size(); ++j) {
+      row[j] = std::min({old[j] + 1, row[j - 1] + 1, old[j - 1] + (a[i - 1] == b[j - 1] ? 0U : 1U)});
+      if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1]) row[j] = std::min(row[j], older[j - 2] + 1);
+    }
+  }
+  return row[b.size()];
+}
+
+std::string listed(const std::vector<std::string>& words, const char* last) {
+  std::string text;
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    if (i > 0) text += i + 1 == words.size() ? fmt::format(" {} ", last) : ", ";
+    text += words[i];
+  }
+  return text;
+}
+
+std::string offer(const std::string& word, const std::vector<std::string>& known) {
+  constexpr std::size_t most_listed = 12;
+  if (known.empty()) return "";
+  // The beginning of a word is near to it, however much is missing.
+  const auto far = [&](const std::string& other) {
+    return !word.empty() && word != "-" && word != "--" && other.starts_with(word) ? 0U : distance(word, other);
+  };
+  const auto& nearest = *std::ranges::min_element(known, {}, far);
+  if (far(nearest) <= std::max<std::size_t>(1, word.size() / 3)) return fmt::format("; did you mean '{}'?", nearest);
+  if (known.size() <= most_listed) return fmt::format("; there is {}", listed(known, "and"));
+  return fmt::format("; the nearest is '{}'", nearest);
+}
+
+}  // namespace cli
