@@ -66,6 +66,10 @@ struct PowerLimits {
 using OutputLines = std::array<std::array<std::uint8_t, 3>, 5>;
 inline constexpr OutputLines one_output_line{{{111}, {111}, {111}, {111}, {111}}};
 
+// What says whether output 0, 1 or 2 is on, on every platform. Output 2 is sensed on a line of its own, apart from the
+// one that switches it.
+inline constexpr std::array<std::uint32_t, 3> sense_lines{111, 201, 160};
+
 struct Platform {
   std::uint16_t system_id;  // 0 = every other board
   int psu_count;

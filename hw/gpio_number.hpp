@@ -13,6 +13,7 @@ inline constexpr std::array<const char*, 3> gpio_chips{
     "/dev/gpiochip/by-label/7-0076",         // expander on bus 7
 };
 
+constexpr std::uint32_t gpio_packed(std::uint32_t chip, std::uint32_t offset) { return chip * 100 + offset; }
 constexpr std::uint32_t gpio_chip_index(std::uint32_t number) { return number / 100; }
 constexpr std::uint32_t gpio_offset(std::uint32_t number) { return number % 100; }
 

@@ -13,9 +13,6 @@
 
 namespace {
 
-// What says whether an output is on. Output 2 is sensed on a line of its own, apart from the one that switches it.
-constexpr std::array<uint32_t, 3> sense_lines{111, 201, 160};
-
 const board_eth* port(unsigned index) {
   const board_record* board = ::board_identify();
   const unsigned count = std::min<unsigned>(board->eth_count, KVRN_BOARD_ETH_MAX);
@@ -48,8 +45,8 @@ int is_dc_out_enabled(int output) {
   if (output == 0)
     for (const uint8_t line : poe_lines())
       if (line != 0 && is_on(line)) return 1;
-  if (output < 0 || static_cast<std::size_t>(output) >= sense_lines.size()) return 1;  // programs rely on it
-  return is_on(sense_lines[static_cast<std::size_t>(output)]) ? 1 : 0;
+  if (output < 0 || static_cast<std::size_t>(output) >= kvrn::sense_lines.size()) return 1;  // programs rely on it
+  return is_on(kvrn::sense_lines[static_cast<std::size_t>(output)]) ? 1 : 0;
 }
 
 void get_dc_gpio(int output, uint8_t* lines, uint32_t* level) {

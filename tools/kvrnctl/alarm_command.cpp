@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <fmt/core.h>
 
+#include <algorithm>
 #include <charconv>
 #include <memory>
 
@@ -24,7 +25,7 @@ std::string text(const Context& context, const json& list) {
     const bool raised = alarm["raised"] == true;
     table.add({alarm["id"], humanize("value", alarm["value"]),
                painted(context, raised ? Color::bad : Color::dim, humanize("raised", alarm["raised"])),
-               alarm["meaning"]});
+               alarm.value("note", alarm["meaning"].get<std::string>())});
   }
   return table.text();
 }
@@ -37,42 +38,46 @@ Result show(const Context& context) {
   return result;
 }
 
-// "output-protection.1" is the flag and its index.
-const Alarm* find(const std::string& name, int& index) {
+// The number behind the dot of "output-protection.1"; -1 when it is none.
+int index_of(std::string_view text) {
+  int index = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), index);
+  return error == std::errc() && end == text.data() + text.size() ? index : -1;
+}
+
+// The flag of that name that others may set, and its index; null with the result failed.
+const Alarm* find(const std::string& name, int& index, Result& result) {
   const std::size_t dot = name.find('.');
-  const std::string base = name.substr(0, dot);
-  index = 0;
-  if (dot != std::string::npos) {
-    const char* first = name.data() + dot + 1;
-    const char* last = name.data() + name.size();
-    const auto [end, error] = std::from_chars(first, last, index);
-    if (error != std::errc() || end != last) return nullptr;
-  }
-  for (const Alarm& alarm : alarms)
-    if (base == alarm.name && (alarm.index == Index::none) == (dot == std::string::npos)) return &alarm;
-  return nullptr;
+  const auto* const alarm = std::ranges::find(alarms, name.substr(0, dot), &Alarm::name);
+  index = dot == std::string::npos ? -1 : index_of(name.substr(dot + 1));
+  if (alarm == alarms.end())
+    result.fail(Exit::usage, fmt::format("no alarm '{}'; \"kvrnctl alarms\" lists them", name));
+  else if (alarm->set == nullptr)
+    result.fail(Exit::usage, fmt::format("'{}' is set by the device's own power program, which is not part of kvrn, "
+                                         "and by nobody else",
+                                         name));
+  else if (alarm->index == Index::none && dot != std::string::npos)
+    result.fail(Exit::usage, fmt::format("'{}' has no number behind it", alarm->name));
+  else if (alarm->index != Index::none && index < 0)
+    result.fail(Exit::usage, fmt::format("which '{0}'? this board has {0}.{1} to {0}.{2}", alarm->name,
+                                         alarm_first(*alarm), alarm_first(*alarm) + alarm_count(*alarm) - 1));
+  else if (index >= alarm_first(*alarm) + alarm_count(*alarm))
+    result.fail(Exit::not_on_this_board, fmt::format("this board has no '{}'", name));
+  index = std::max(index, 0);
+  return result.exit == Exit::ok ? alarm : nullptr;
 }
 
 Result set(const Options& options) {
   Result result;
   int index = 0;
-  const Alarm* alarm = find(options.name, index);
-  if (alarm == nullptr || alarm->set == nullptr) {
-    result.fail(Exit::usage, alarm == nullptr
-                                 ? fmt::format("no alarm '{}'; \"kvrnctl alarms\" lists them", options.name)
-                                 : fmt::format("'{}' is set by its owner alone", options.name));
-    return result;
-  }
-  if (index < alarm_first(*alarm) || index >= alarm_first(*alarm) + alarm_count(*alarm)) {
-    result.fail(Exit::not_on_this_board, fmt::format("this board has no '{}'", options.name));
-    return result;
-  }
+  const Alarm* alarm = find(options.name, index, result);
+  if (alarm == nullptr) return result;
   const int before = alarm->get(index);
   result.data["alarm"] = {
       {"id", options.name}, {"before", before}, {"value", options.value}, {"dry_run", options.dry_run}};
-  if (options.dry_run)
+  if (options.dry_run) {
     result.text = fmt::format("would set {} from {} to {}\n", options.name, before, options.value);
-  else if (!alarm->set(index, options.value)) {
+  } else if (!alarm->set(index, options.value)) {
     // A full /tmp lets a file be opened that nothing can be written to: it reads as empty.
     const int now = alarm->get(index);
     result.data["alarm"]["value"] = now;
@@ -88,6 +93,8 @@ Result set(const Options& options) {
       return result;
     }
     result.fail(Exit::failed, fmt::format("{} cannot be set, it is {}: {}: {}", options.name, now, path, why));
+  } else {
+    result.text = fmt::format("{} was {}, is {}\n", options.name, before, alarm->get(index));
   }
   return result;
 }

@@ -6,7 +6,6 @@
 
 #include "status/flags.hpp"
 #include "tools/kvrnctl/power_sections.hpp"
-#include "util/read_file.hpp"
 
 namespace kvrnctl {
 namespace {
@@ -20,11 +19,7 @@ std::string low_voltage_file(int psu) {
 }
 
 // The library's answer, which without the battery's file takes 600 ms to come.
-int low_voltage(int psu) {
-  if (has_battery_file(battery_info, psu)) return ::get_lvmonitor_status_psu(psu);
-  const int flag = kvrn::read_number(low_voltage_file(psu).c_str(), kvrn::parse_d).value.value_or(0);
-  return flag != 0 ? flag : 2;
-}
+int low_voltage(int psu) { return lacks_estimate(psu) ? 2 : ::get_lvmonitor_status_psu(psu); }
 
 template <const kvrn::Flag& flag>
 std::string file_of(int index) {
@@ -37,14 +32,14 @@ namespace flags = kvrn::flags;
 
 const std::array<Alarm, 11> alarms{{
     {"overload", Index::none, [](int) { return ::get_overload_status(); }, nullptr, non_zero,
-     "1 the outputs draw too much, 2 a protection tripped", file_of<flags::overload>},
+     "1 too much is drawn, 2 a protection tripped", file_of<flags::overload>},
     {"output-overload", Index::output, [](int index) { return ::get_overload_status_port(index); }, nullptr, non_zero,
-     "1 this output draws too much, 2 its protection tripped", file_of<flags::overload_port>},
+     "1 draws too much, 2 its protection tripped", file_of<flags::overload_port>},
     {"output-protection", Index::output, [](int index) { return ::get_dc_hwprotect_error(index); },
      [](int index, int value) {
        return ::set_dc_hwprotect_error(index, value) == 1 && ::get_dc_hwprotect_error(index) == (value > 0 ? 1 : 0);
      },
-     non_zero, "1 the hardware protection of this output tripped", file_of<flags::hw_protect>},
+     non_zero, "1 its hardware protection tripped", file_of<flags::hw_protect>},
     {"output-config", Index::output, [](int index) { return ::is_dc_out_cfg_enabled(index); },
      [](int index, int value) { return ::set_flag(index, value) == 1 && ::is_dc_out_cfg_enabled(index) == value; },
      never, "2 on or not configured, 0 or 1 off", file_of<flags::output_enabled>},
@@ -64,9 +59,9 @@ const std::array<Alarm, 11> alarms{{
     {"battery-outage", Index::none, [](int) { return ::get_battery_outage_status(); }, nullptr, non_zero,
      "1 a battery failed", file_of<flags::battery_outage>},
     {"low-voltage-all", Index::none, [](int) { return ::get_lvmonitor_status(); }, nullptr, non_zero,
-     "1 the low-voltage monitor dropped every output", [](int) { return low_voltage_file(-1); }},
-    {"low-voltage", Index::battery, low_voltage, nullptr, non_zero,
-     "1 the low-voltage monitor is active, 2 the battery is nearly empty", low_voltage_file},
+     "1 every output was dropped", [](int) { return low_voltage_file(-1); }},
+    {"low-voltage", Index::battery, low_voltage, nullptr, non_zero, "1 outputs were dropped, 2 nearly empty",
+     low_voltage_file},
 }};
 
 int alarm_first(const Alarm& alarm) { return alarm.index == Index::battery ? 2 : 0; }
@@ -100,6 +95,7 @@ json alarm_list(std::vector<std::string>& errors) {
                       {"raised", known ? json(alarm.raised(value)) : json(nullptr)},
                       {"settable", alarm.set != nullptr},
                       {"meaning", alarm.meaning}});
+      if (known && alarm.index == Index::battery && lacks_estimate(index)) list.back()["note"] = no_estimate;
     }
   return list;
 }

@@ -16,7 +16,7 @@ std::string ports_text(const json& ports) {
   for (const json& port : ports)
     table.add({port["id"].dump(), humanize("present", port["present"]), humanize("mac", port["mac"]),
                humanize("max_mtu_bytes", port["max_mtu_bytes"]),
-               port["poe_line"].is_null() ? "none" : port["poe_line"].dump()});
+               port.contains("poe_line") ? port["poe_line"].dump() : "none"});
   return table.text();
 }
 
@@ -35,8 +35,6 @@ std::string text(const json& board) {
   top.erase("soc");
   top["soc_family"] = board["soc"]["family"];
   top["soc_revision"] = board["soc"]["revision"];
-  if (top["platform_code"].is_null()) top["platform_code"] = "none";
-  if (top["radios"] == 0) top["radio_id"] = "none";
   std::string out = fields(top, "");
   if (!board["ports"].empty()) out += '\n' + ports_text(board["ports"]);
   if (!board["led_roles"].empty()) out += '\n' + leds_text(board["led_roles"]);

@@ -37,8 +37,8 @@ json ports(const board_record& board) {
     list.push_back({{"id", i},
                     {"present", port.present != 0},
                     {"mac", mac(port.mac)},
-                    {"max_mtu_bytes", port.max_mtu == 0 ? json(nullptr) : json(port.max_mtu)},
-                    {"poe_line", port.poe_gpio == 0 ? json(nullptr) : json(port.poe_gpio)}});
+                    {"max_mtu_bytes", port.max_mtu == 0 ? json(nullptr) : json(port.max_mtu)}});
+    if (port.poe_gpio != 0) list.back()["poe_line"] = port.poe_gpio;
   }
   return list;
 }
@@ -66,16 +66,17 @@ bool board_is_known() {
 json board_section() {
   const board_record& board = *::board_identify();
   const std::string_view code(board.platform_code);
-  return {{"model", ::map_board_name(&board)},
-          {"platform_code", code.empty() ? json(nullptr) : json(code)},
-          {"system_id", board_is_known() ? json(fmt::format("0x{:04x}", board.system_id)) : json(nullptr)},
-          {"soc", {{"family", family(board.soc_type)}, {"revision", revision(board.cpu_revision, board_is_known())}}},
-          {"base_mac", mac(board.base_mac)},
-          {"radios", board.radio_count},
-          {"radio_id", fmt::format("{:04x}:{:04x}", board.radio_subsys_vendor_id, board.radio_subsys_id)},
-          {"psu_count", ::get_psu_count()},
-          {"ports", ports(board)},
-          {"led_roles", leds(board)}};
+  json out{{"model", ::map_board_name(&board)}};
+  if (!code.empty()) out["platform_code"] = code;
+  out.update(
+      {{"system_id", board_is_known() ? json(fmt::format("0x{:04x}", board.system_id)) : json(nullptr)},
+       {"soc", {{"family", family(board.soc_type)}, {"revision", revision(board.cpu_revision, board_is_known())}}},
+       {"base_mac", mac(board.base_mac)},
+       {"radios", board.radio_count}});
+  if (board.radio_count != 0)
+    out["radio_id"] = fmt::format("{:04x}:{:04x}", board.radio_subsys_vendor_id, board.radio_subsys_id);
+  out.update({{"psu_count", ::get_psu_count()}, {"ports", ports(board)}, {"led_roles", leds(board)}});
+  return out;
 }
 
 }  // namespace kvrnctl

@@ -9,6 +9,8 @@
 #include "board/platform.hpp"
 #include "tools/kvrnctl/command.hpp"
 #include "tools/kvrnctl/format.hpp"
+#include "tools/kvrnctl/power_text.hpp"
+#include "tools/kvrnctl/probe.hpp"
 #include "tools/kvrnctl/sections.hpp"
 
 namespace kvrnctl {
@@ -37,23 +39,46 @@ std::vector<int> currents(int psu) {
   return found;
 }
 
+const kvrn::ChargingRow& row_of(int psu, int index) {
+  return kvrn::platform_of(::board_identify()->system_id).charging_table(psu)[static_cast<std::size_t>(index)];
+}
+
+// Whether the lines of the charger select that current; null when one of them cannot be read.
+json in_use(int psu, int index, std::vector<std::string>& errors) {
+  bool selected = true;
+  for (const kvrn::LineLevel& wanted : row_of(psu, index).lines) {
+    if (wanted.line == 0) continue;
+    const int level = ::gpio_read(wanted.line);
+    if (level == KVRN_GPIO_FAILED) {
+      if (index == 0) errors.push_back(fmt::format("GPIO {}: {}", wanted.line, probe_gpio(wanted.line).text));
+      return nullptr;
+    }
+    selected = selected && level == wanted.level;
+  }
+  return selected;
+}
+
 Result show(const Options& options) {
   Result result;
   if (!has_battery(options, result)) return result;
   json list = json::array();
-  Table table({"INDEX", "CURRENT"});
+  Table table({"INDEX", "CURRENT", "IN USE"});
   for (const int current : currents(options.psu)) {
-    table.add({std::to_string(list.size()), humanize("current_ma", current)});
-    list.push_back({{"id", list.size()}, {"current_ma", current}});
+    const json used = in_use(options.psu, static_cast<int>(list.size()), result.errors);
+    table.add({std::to_string(list.size()), humanize("current_ma", current), humanize("in_use", used)});
+    list.push_back({{"id", list.size()}, {"current_ma", current}, {"in_use", used}});
   }
+  const PsuReading reading = read_psus(Source::automatic);
+  const json battery = psu_list(reading, false, result.errors)[static_cast<std::size_t>(options.psu)];
+  const json unknown = nullptr;
+  const json charger{{"charger_enabled", battery.value("charger_enabled", unknown)},
+                     {"charging", battery.value("charging", unknown)}};
+  result.data["source"] = reading.source;
   result.data["psu"] = options.psu;
   result.data["charging_currents"] = std::move(list);
-  result.text = table.text();
+  result.data.update(charger);
+  result.text = table.text() + '\n' + fields(charger, "") + '\n' + source_line(reading.source);
   return result;
-}
-
-const kvrn::ChargingRow& row_of(int psu, int index) {
-  return kvrn::platform_of(::board_identify()->system_id).charging_table(psu)[static_cast<std::size_t>(index)];
 }
 
 Result set_current(const Options& options) {
@@ -77,6 +102,9 @@ Result set_current(const Options& options) {
     for (const kvrn::LineLevel& line : row_of(options.psu, index).lines)
       if (line.line != 0 && ::gpio_read(line.line) != line.level)
         result.fail(Exit::failed, fmt::format("line {} cannot be driven; \"kvrnctl doctor\" may say why", line.line));
+    if (result.exit == Exit::ok)
+      result.text = fmt::format("battery {} charges with at most {} now\n", options.psu,
+                                humanize("current_ma", options.current_ma));
   }
   return result;
 }
@@ -90,6 +118,8 @@ Result enable(const Options& options) {
     result.text = fmt::format("would switch the charger of battery {} {}\n", options.psu, options.on);
   else if (::psu_set_charge(options.psu, on ? 1 : 0) != 0)
     result.fail(Exit::failed, "the charge-disable line cannot be driven; \"kvrnctl doctor\" may say why");
+  else
+    result.text = fmt::format("the charger of battery {} is switched {}\n", options.psu, options.on);
   return result;
 }
 

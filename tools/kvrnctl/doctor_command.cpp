@@ -31,8 +31,9 @@ class Report {
 
   // A file that may well be missing: its absence is no fault, a file that cannot be read is.
   void add_flag(std::string fact, const char* path, std::string without) {
-    const Answer answer = probe_number(path);
+    Answer answer = probe_number(path);
     const bool missing = answer.error == ENOENT;
+    if (missing) answer.text = "no such file";
     put(answer.ok ? Status::ok
         : missing ? Status::optional
                   : Status::failed,
@@ -208,15 +209,16 @@ Result doctor(const Context& context) {
   result.data["board"] = {{"model", ::map_board_name(::board_identify())}, {"psu_count", platform.psu_count}};
   result.data["probes"] = report.probes();
   result.data["failures"] = report.failures();
-  Table table({"STATUS", "FACT", "SOURCE", "ANSWER", "STANDS IN"});
+  Table table({"STATUS", "FACT", "SOURCE", "ANSWER; WHAT STANDS IN"});
   std::string hints;
   for (const json& probe : report.probes()) {
     const std::string status = probe["status"];
     const Color color = status == "ok" ? Color::good : status == "failed" ? Color::bad : Color::dim;
-    table.add({painted(context, color, status), probe["fact"], probe["source"], probe["answer"],
-               probe["stands_in"].is_null() ? "" : probe["stands_in"].get<std::string>()});
+    std::string answer = probe["answer"];
+    if (!probe["stands_in"].is_null()) answer += "; " + probe["stands_in"].get<std::string>();
+    table.add({painted(context, color, status), probe["fact"], probe["source"], answer});
     if (!probe["hint"].is_null())
-      hints += fmt::format("{}: {}\n", probe["fact"].get<std::string>(), probe["hint"].get<std::string>());
+      hints += folded(fmt::format("{}: {}", probe["fact"].get<std::string>(), probe["hint"].get<std::string>()), 2);
   }
   result.text = table.text();
   if (!hints.empty()) result.text += "\nHints\n" + hints;

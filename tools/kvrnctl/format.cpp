@@ -2,6 +2,8 @@
 #include "tools/kvrnctl/format.hpp"
 
 #include <fmt/core.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -54,7 +56,81 @@ std::string padded(const std::string& text, std::size_t columns) {
 
 void trim_right(std::string& text) { text.erase(text.find_last_not_of(' ') + 1); }
 
+// The words of a text, with the spaces behind them. A path may break behind a slash; a painted text does not break: its
+// colour would run on into the next column.
+std::vector<std::string_view> pieces(std::string_view text) {
+  std::vector<std::string_view> found;
+  const std::string_view breaks = text.find('\033') == std::string_view::npos ? " /" : "";
+  while (!text.empty()) {
+    std::size_t next = std::min(text.find_first_of(breaks, 1), text.size() - 1) + 1;
+    if (text[next - 1] == ' ') next = std::min(text.find_first_not_of(' ', next), text.size());
+    found.push_back(text.substr(0, next));
+    text.remove_prefix(next);
+  }
+  return found;
+}
+
+std::size_t bare_width(std::string_view piece) { return width(piece.substr(0, piece.find_last_not_of(' ') + 1)); }
+
+// A text in lines of so many columns; a piece that is wider has a line of its own.
+std::vector<std::string> wrapped(std::string_view text, std::size_t columns) {
+  std::vector<std::string> lines(1);
+  for (const std::string_view piece : pieces(text)) {
+    if (!lines.back().empty() && width(lines.back()) + bare_width(piece) > columns) lines.emplace_back();
+    lines.back() += piece;
+  }
+  std::ranges::for_each(lines, trim_right);
+  return lines;
+}
+
+// A column of a table: what it takes now, its widest piece, and the widths of its cells.
+struct Column {
+  std::size_t width = 0;
+  std::size_t least = 0;
+  std::vector<std::size_t> cells;
+
+  // How many cells would fold in a column that is one narrower.
+  auto folding() const {
+    return std::ranges::count_if(cells, [this](std::size_t cell) { return cell >= width; });
+  }
+  bool gives_before(const Column& other) const {
+    const auto mine = folding();
+    const auto others = other.folding();
+    return mine != others ? mine < others : width > other.width;
+  }
+};
+
+// Narrows the columns in which the fewest cells fold until a row fits; none gets narrower than its widest piece.
+void shrink(std::vector<Column>& columns, std::size_t space) {
+  while (true) {
+    std::size_t sum = 0;
+    Column* next = nullptr;
+    for (Column& column : columns) {
+      sum += column.width;
+      if (column.width > column.least && (next == nullptr || column.gives_before(*next))) next = &column;
+    }
+    if (sum <= space || next == nullptr) return;
+    --next->width;
+  }
+}
+
+constexpr std::size_t column_gap = 2;
+
 }  // namespace
+
+std::size_t terminal_columns() {
+  winsize size{};
+  return ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
+}
+
+std::string folded(std::string_view text, std::size_t indent) {
+  const std::size_t columns = terminal_columns();
+  const std::string margin(indent, ' ');
+  std::string out;
+  for (const std::string& line : wrapped(text, columns > indent ? columns - indent : 1))
+    out += (out.empty() ? "" : margin) + line + '\n';
+  return out;
+}
 
 std::string humanize(std::string_view key, const json& value) {
   if (value.is_null()) return "unknown";
@@ -89,18 +165,31 @@ std::string painted(const Context& context, Color color, std::string_view text) 
 }
 
 std::string Table::text() const {
-  std::vector<std::size_t> columns;
+  std::vector<Column> columns(rows_[0].size());
   for (const auto& row : rows_)
     for (std::size_t i = 0; i < row.size(); ++i) {
-      if (columns.size() <= i) columns.push_back(0);
-      columns[i] = std::max(columns[i], width(row[i]));
+      Column& column = columns[i];
+      column.cells.push_back(width(row[i]));
+      column.width = std::max(column.width, column.cells.back());
+      for (const std::string_view piece : pieces(row[i])) column.least = std::max(column.least, bare_width(piece));
     }
+  const std::size_t gaps = column_gap * (columns.size() - 1);
+  shrink(columns, std::max(terminal_columns(), gaps) - gaps);
   std::string text;
   for (const auto& row : rows_) {
-    std::string line;
-    for (std::size_t i = 0; i < row.size(); ++i) line += padded(row[i], columns[i] + 2);
-    trim_right(line);
-    text += line + '\n';
+    std::vector<std::vector<std::string>> cells;
+    std::size_t height = 1;
+    for (std::size_t i = 0; i < row.size(); ++i) {
+      cells.push_back(wrapped(row[i], columns[i].width));
+      height = std::max(height, cells.back().size());
+    }
+    for (std::size_t k = 0; k < height; ++k) {
+      std::string line;
+      for (std::size_t i = 0; i < row.size(); ++i)
+        line += padded(k < cells[i].size() ? cells[i][k] : "", columns[i].width + column_gap);
+      trim_right(line);
+      text += line + '\n';
+    }
   }
   return text;
 }

@@ -20,7 +20,14 @@ std::string label(std::string_view key);
 enum class Color { none, good, warning, bad, dim };
 std::string painted(const Context& context, Color color, std::string_view text);
 
-// Rows of cells, aligned by what a terminal shows of them; the first row is the heading.
+// Columns of the terminal; 80 where there is none.
+std::size_t terminal_columns();
+
+// A line, folded between words where the terminal ends; what goes on below begins `indent` columns in.
+std::string folded(std::string_view text, std::size_t indent);
+
+// Rows of cells, aligned by what a terminal shows of them; the first row is the heading. Cells fold between words until
+// the row fits the terminal.
 class Table {
  public:
   explicit Table(std::vector<std::string> heading) { rows_.push_back(std::move(heading)); }

@@ -1,45 +1,86 @@
 // SPDX-License-Identifier: MIT
 #include <fmt/core.h>
 
+#include <algorithm>
 #include <array>
-#include <charconv>
 #include <memory>
 
+#include "tools/kvrnctl/alarm_table.hpp"
 #include "tools/kvrnctl/command.hpp"
+#include "tools/kvrnctl/power_sections.hpp"
+#include "tools/kvrnctl/power_text.hpp"
 #include "tools/kvrnctl/sections.hpp"
+#include "tools/kvrnctl/sensors.hpp"
 
 namespace kvrnctl {
 namespace {
 
+using Errors = std::vector<std::string>;
+
+// What makes a section: its failures go into the result, what kept single values from being read into `errors`.
 struct Section {
   std::string_view name;
-  json (*make)(std::vector<std::string>& errors);
+  json (*make)(Result& result, Errors& errors);
 };
 
-json board(std::vector<std::string>&) { return board_section(); }
-json psus(std::vector<std::string>& errors) { return psu_list(read_psus(Source::automatic), false, errors); }
-json batteries(std::vector<std::string>& errors) { return psu_list(read_psus(Source::automatic), true, errors); }
-
-constexpr std::array sections{Section{"board", board}, Section{"psu", psus}, Section{"battery", batteries}};
-
-std::vector<std::string> split(const std::string& path) {
-  std::vector<std::string> parts;
-  std::size_t start = 0;
-  for (std::size_t dot; (dot = path.find('.', start)) != std::string::npos; start = dot + 1)
-    parts.push_back(path.substr(start, dot - start));
-  parts.push_back(path.substr(start));
-  return parts;
+json outputs(Result& result, Errors& errors) {
+  const OutputReading reading = read_outputs();
+  fail_unless_fresh(result, reading.source);
+  if (reading.source.contains("reason")) errors.push_back(reading.source["reason"]);
+  return reading.list;
 }
 
-// The member of an object, or the entry of an array with that id.
-const json* step(const json& from, const std::string& name) {
-  if (from.is_object()) {
-    const auto found = from.find(name);
-    return found == from.end() ? nullptr : &*found;
+json budget(Result& result, Errors&) {
+  fail_unless_fresh(result, read_outputs().source);
+  return budget_section(read_psus(Source::automatic));
+}
+
+json capacity(Result& result, Errors& errors) {
+  if (::get_psu_count() > 2) return capacity_section(errors);
+  result.fail(Exit::not_on_this_board, "this board has no battery");
+  return json::object();
+}
+
+json sensors(Result& result, Errors& errors) {
+  const SensorReading reading = read_sensors();
+  errors = reading.errors;
+  if (!reading.output_source.is_null())
+    fail_unless_fresh(result, reading.output_source);
+  else
+    errors.push_back("no readings of the outputs: " + reading.output_reason);
+  return reading.section;
+}
+
+constexpr std::array<Section, 9> sections{{
+    {"board", [](Result&, Errors&) { return board_section(); }},
+    {"psu", [](Result&, Errors& errors) { return psu_list(read_psus(Source::automatic), false, errors); }},
+    {"battery", [](Result&, Errors& errors) { return psu_list(read_psus(Source::automatic), true, errors); }},
+    {"outputs", outputs},
+    {"budget", budget},
+    {"state", [](Result&, Errors&) { return state_section(read_psus(Source::automatic)); }},
+    {"alarms", [](Result&, Errors& errors) { return alarm_list(errors); }},
+    {"capacity", capacity},
+    {"sensors", sensors},
+}};
+
+// What a member of an object, or an entry of an array, is called in a path.
+std::string name_of(const json& from, const std::string& key, const json& member) {
+  if (!from.is_array() || !member.is_object() || !member.contains("id")) return key;
+  return member["id"].is_string() ? member["id"].get<std::string>() : member["id"].dump();
+}
+
+// The member that a path begins with; the rest of the path stays. Ids may have dots: "output-protection.1".
+const json* step(const json& from, std::string_view& path) {
+  for (const auto& [key, member] : from.items()) {
+    const std::string name = name_of(from, key, member);
+    if (path == name) {
+      path = {};
+      return &member;
+    }
+    if (!path.starts_with(name + '.') || path.size() == name.size() + 1) continue;
+    path.remove_prefix(name.size() + 1);
+    return &member;
   }
-  if (from.is_array())
-    for (const json& entry : from)
-      if (entry.is_object() && entry.contains("id") && entry["id"].dump() == name) return &entry;
   return nullptr;
 }
 
@@ -55,56 +96,95 @@ void flatten(const std::string& path, const json& value, std::string& text) {
     text += fmt::format("{}={}\n", path, bare(value));
     return;
   }
-  std::size_t index = 0;
-  for (const auto& [key, member] : value.items()) {
-    const bool has_id = value.is_array() && member.is_object() && member.contains("id");
-    const std::string name = has_id ? member["id"].dump() : value.is_array() ? std::to_string(index) : key;
-    flatten(path + '.' + name, member, text);
-    ++index;
-  }
+  for (const auto& [key, member] : value.items()) flatten(path + '.' + name_of(value, key, member), member, text);
 }
 
 std::string names(const json& from) {
   std::string list;
-  for (const auto& [key, member] : from.items())
-    list += (list.empty() ? "" : ", ") + (from.is_array() && member.contains("id") ? member["id"].dump() : key);
-  return list;
+  for (const auto& [key, member] : from.items()) list += (list.empty() ? "" : ", ") + name_of(from, key, member);
+  return list.empty() ? "nothing" : list;
 }
 
-// Whether another board may have what is missing here: an entry of a list, or a value that this board does not measure.
-bool may_be_elsewhere(const json& at, const std::string& name) {
-  constexpr std::array optional{"output_voltage_mv", "output_current_ma", "temperature_c", "cells",
-                                "block_51",          "block_55"};
+bool is_number(std::string_view text) {
+  const bool canonical = text == "0" || (!text.empty() && text[0] != '0');
+  return canonical && text.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
+// Whether another board, battery or moment may have what is missing here: an entry of a list, or a value that is not
+// measured here.
+bool may_be_elsewhere(const json& at, std::string_view path) {
+  constexpr auto optional = std::to_array<std::string_view>({"output_voltage_mv",
+                                                             "output_current_ma",
+                                                             "temperature_c",
+                                                             "cells",
+                                                             "block_51",
+                                                             "block_55",
+                                                             "charge_pct",
+                                                             "time_to_empty_s",
+                                                             "time_to_full_s",
+                                                             "full_capacity_mah",
+                                                             "design_capacity_mah",
+                                                             "cycle_count",
+                                                             "charge_state",
+                                                             "manufacture_date",
+                                                             "available_mw",
+                                                             "single_supply_limit_mw",
+                                                             "free_mw",
+                                                             "charging_mw",
+                                                             "calibration_pct",
+                                                             "platform_code",
+                                                             "radio_id",
+                                                             "poe_line",
+                                                             "note"});
+  if (path.ends_with('.')) return false;
+  const std::string_view name = path.substr(0, path.find('.'));
   if (at.is_object()) return std::ranges::find(optional, name) != optional.end();
-  const bool canonical = name == "0" || (!name.empty() && name[0] != '0');
-  return canonical && name.find_first_not_of("0123456789") == std::string::npos;
+  if (is_number(name)) return true;
+  const auto* const alarm = std::ranges::find(alarms, name, &Alarm::name);
+  if (alarm == alarms.end() || alarm->index == Index::none || path.size() == name.size()) return false;
+  path.remove_prefix(name.size() + 1);
+  return is_number(path.substr(0, path.find('.')));
+}
+
+Result list_sections() {
+  Result result;
+  result.data["sections"] = json::array();
+  for (const Section& section : sections) {
+    result.data["sections"].push_back(section.name);
+    result.text += std::string(section.name) + '\n';
+  }
+  return result;
 }
 
 Result get(const std::string& path) {
+  if (path.empty()) return list_sections();
   Result result;
   result.data["path"] = path;
   result.data["value"] = nullptr;
-  const std::vector<std::string> parts = split(path);
-  const auto* const section =
-      std::ranges::find_if(sections, [&](const Section& entry) { return entry.name == parts[0]; });
+  const std::string first = path.substr(0, path.find('.'));
+  const auto* const section = std::ranges::find(sections, first, &Section::name);
   if (section == sections.end()) {
-    result.fail(Exit::usage, fmt::format("no section '{}': there are board, psu and battery", parts[0]));
+    std::string list;
+    for (const Section& known : sections) list += (list.empty() ? "" : ", ") + std::string(known.name);
+    result.fail(Exit::usage, fmt::format("no section '{}': there are {}", first, list));
     return result;
   }
-  std::vector<std::string> errors;  // of the whole section: worth saying only when the value is missing
-  const json root = section->make(errors);
+  Errors errors;  // of the whole section: worth saying only when the value is missing
+  const json root = section->make(result, errors);
+  if (result.exit == Exit::not_on_this_board) return result;
   const json* at = &root;
-  std::string walked = parts[0];
-  for (std::size_t i = 1; i < parts.size(); ++i) {
-    const json* next = step(*at, parts[i]);
+  for (std::string_view rest = std::string_view(path).substr(first.size()); !rest.empty();) {
+    if (rest[0] == '.' && at == &root) rest.remove_prefix(1);
+    const std::string_view walked = std::string_view(path).substr(0, path.size() - rest.size() - 1);
+    const json* next = at->is_structured() ? step(*at, rest) : nullptr;
     if (next == nullptr) {
       // A number that is missing from a list is a thing that this board lacks; a wrong name is wrong anywhere.
-      result.fail(may_be_elsewhere(*at, parts[i]) ? Exit::not_on_this_board : Exit::usage,
-                  fmt::format("no '{}' in {}: there is {}", parts[i], walked, at->empty() ? "nothing" : names(*at)));
+      result.errors.insert(result.errors.end(), errors.begin(), errors.end());
+      result.fail(may_be_elsewhere(*at, rest) ? Exit::not_on_this_board : Exit::usage,
+                  fmt::format("no '{}' in {}: there is {}", rest, walked, names(*at)));
       return result;
     }
     at = next;
-    walked += '.' + parts[i];
   }
   result.data["value"] = *at;
   if (at->is_structured())
@@ -112,7 +192,7 @@ Result get(const std::string& path) {
   else
     result.text = bare(*at) + '\n';
   if (at->is_null()) {
-    result.errors = std::move(errors);
+    result.errors.insert(result.errors.end(), errors.begin(), errors.end());
     result.fail(Exit::failed, fmt::format("{} is unknown; \"kvrnctl doctor\" may say why", path));
   }
   return result;
@@ -125,8 +205,9 @@ void add_get_command(CommandLine& line) {
   cli::Command& command = line.add("get", "Print one value, bare: get psu.2.voltage_mv");
   command.footer(
       "A path names a section, the id of an entry and a key, as the JSON documents have them:\n"
-      "board.model, psu.2.voltage_mv, battery.3.cells.1.voltage_mv. A shorter path prints lines \"path=value\".");
-  command.argument("PATH", path.get(), "Where the value is");
+      "board.model, psu.2.voltage_mv, battery.3.cells.1.voltage_mv. A shorter path prints lines \"path=value\",\n"
+      "no path the sections.");
+  command.argument("[PATH]", path.get(), "Where the value is");
   command.action([&line, path] { line.action = [=](const Context&) { return get(*path); }; });
 }
 

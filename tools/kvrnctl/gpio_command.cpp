@@ -9,6 +9,7 @@
 #include "hw/gpio_number.hpp"
 #include "tools/kvrnctl/command.hpp"
 #include "tools/kvrnctl/format.hpp"
+#include "tools/kvrnctl/line_table.hpp"
 #include "tools/kvrnctl/probe.hpp"
 
 namespace kvrnctl {
@@ -50,6 +51,7 @@ struct Options {
   bool as_input = false;
   std::uint32_t value = 0;
   bool dry_run = false;
+  bool force = false;
 };
 
 int read(const LineName& line, bool as_input) {
@@ -90,8 +92,24 @@ Result get(const Options& options) {
   return result;
 }
 
+// Why the line should not be driven: its level is the board's to give.
+std::string objection(const LineName& line) {
+  const auto number = line.number ? line.number : find_line(line.chip, line.name);
+  for (const BoardLine& known : board_lines())
+    if (known.number == number && !known.readers.empty())
+      return fmt::format(
+          "line {} is an input of this board ({}): driving it falsifies {}; --force drives it all the same", line.text,
+          known.use, known.readers);
+  return "";
+}
+
 Result set(const Context& context, const Options& options) {
   const LineName line = *parse_line(options.line);
+  if (const std::string why = options.force ? "" : objection(line); !why.empty()) {
+    Result refused;
+    refused.fail(Exit::usage, why);
+    return refused;
+  }
   const int before = read(line, false);
   const bool needed = before != static_cast<int>(options.value);
   Result result;
@@ -111,6 +129,46 @@ Result set(const Context& context, const Options& options) {
     context.note(needed ? "the line was driven; nothing holds it now" : "the line had that level already");
   }
   result.data["gpio"] = json::array({std::move(entry)});
+  return result;
+}
+
+// What a line is on this board; empty for one that the library does not use.
+std::string use_of(const std::vector<BoardLine>& known, std::uint32_t number) {
+  std::string text;
+  for (const BoardLine& entry : known)
+    if (entry.number == number) text += (text.empty() ? "" : "; ") + entry.use;
+  return text;
+}
+
+// Not the levels: reading one takes the line for a moment, and its holder may want it then.
+Result list(const Context&) {
+  Result result;
+  json lines = json::array();
+  Table table({"LINE", "NAME", "DIRECTION", "HELD BY", "ON THIS BOARD"});
+  const std::vector<BoardLine> known = board_lines();
+  for (std::uint32_t chip = 0; chip < kvrn::gpio_chips.size(); ++chip) {
+    Answer answer;
+    for (const LineInfo& info : probe_lines(chip, answer)) {
+      const std::uint32_t number = kvrn::gpio_packed(chip, info.offset);
+      const std::string use = use_of(known, number);
+      if (use.empty() && info.name.empty() && !info.held) continue;
+      const char* holder = !info.held ? "-" : info.consumer.empty() ? "no name given" : info.consumer.c_str();
+      table.add({std::to_string(number), info.name.empty() ? "-" : info.name, info.output ? "output" : "input", holder,
+                 use.empty() ? "-" : use});
+      json entry{{"id", std::to_string(number)},
+                 {"chip", ::get_chip_path(chip)},
+                 {"offset", info.offset},
+                 {"direction", info.output ? "output" : "input"},
+                 {"held", info.held}};
+      if (!info.name.empty()) entry["name"] = info.name;
+      if (!info.consumer.empty()) entry["consumer"] = info.consumer;
+      if (!use.empty()) entry["use"] = use;
+      lines.push_back(std::move(entry));
+    }
+    if (!answer.ok) result.fail(Exit::failed, fmt::format("{}: {}", ::get_chip_path(chip), answer.text));
+  }
+  result.text = table.text();
+  result.data["lines"] = std::move(lines);
   return result;
 }
 
@@ -139,6 +197,10 @@ void add_gpio_commands(CommandLine& line) {
   set_command.flag("--dry-run", options->dry_run, "Read the line and say what would be done");
   set_command.action(
       [&line, options] { line.action = [=](const Context& context) { return set(context, *options); }; });
+  set_command.flag("--force", options->force, "Drive a line that the board reads as an input");
+  gpio.command("list", "The lines that have a name, a holder or a part on this board").action([&line] {
+    line.action = list;
+  });
 }
 
 }  // namespace kvrnctl

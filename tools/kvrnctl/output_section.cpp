@@ -11,6 +11,7 @@
 #include "tools/kvrnctl/cache_probe.hpp"
 #include "tools/kvrnctl/power_sections.hpp"
 #include "util/handle.hpp"
+#include "util/read_file.hpp"
 
 namespace kvrnctl {
 namespace {
@@ -18,8 +19,10 @@ namespace {
 constexpr std::array<const char*, 6> state_names{"normal",        "shed", "overload", "protected", "idle, below 0.9 W",
                                                  "configured off"};
 
-std::string output_state_name(std::int32_t state) {
-  if (state < 0 || static_cast<std::size_t>(state) >= state_names.size()) return "unknown";
+// The monitor tells by the load, 0 or 4, also of an output that is switched off.
+json output_state_name(std::int32_t state, bool enabled) {
+  if (state < 0 || static_cast<std::size_t>(state) >= state_names.size()) return nullptr;
+  if (!enabled && (state == 0 || state == 4)) return "off";
   return state_names[static_cast<std::size_t>(state)];
 }
 
@@ -29,9 +32,10 @@ json configured(int output) { return ::is_dc_out_cfg_enabled(output) >= 2 ? json
 // Without the monitor the state is nobody's decision: the readings and the switch are all there is.
 json direct_section(int id) {
   const auto output = static_cast<std::uint32_t>(id);
+  const bool on = ::is_dc_out_enabled(id) != 0;
   return {{"id", id},
-          {"enabled", ::is_dc_out_enabled(id) != 0 && ::get_dc_hwprotect_error(id) == 0},
-          {"state", nullptr},
+          {"enabled", on && ::get_dc_hwprotect_error(id) == 0},
+          {"state", on ? json(nullptr) : json("off")},
           {"state_code", nullptr},
           {"configured", configured(id)},
           {"voltage_mv", ::isl28022_read_voltage_id_direct(output)},
@@ -44,7 +48,7 @@ json direct_section(int id) {
 json output_section(const output_status& output, int id) {
   return {{"id", id},
           {"enabled", output.enabled != 0},
-          {"state", output_state_name(output.state)},
+          {"state", output_state_name(output.state, output.enabled != 0)},
           {"state_code", std::int32_t{output.state}},
           {"configured", configured(id)},
           {"voltage_mv", std::int32_t{output.voltage_mv}},
@@ -88,17 +92,33 @@ std::array<psu_info, KVRN_PSU_MAX> records_of(const PsuReading& reading) {
 
 }  // namespace
 
+namespace {
+
+// What the batteries may take that are charging now.
+std::int64_t charging_power(const PsuReading& psus) {
+  std::int64_t sum = 0;
+  for (const psu_info& psu : psus.records)
+    if (psu.type == PSU_TYPE_BATTERY && (psu.battery_status & PSU_BATTERY_CHARGING) != 0)
+      sum += std::uint32_t{psu.max_charge_power_mw};
+  return sum;
+}
+
+}  // namespace
+
 json budget_section(const PsuReading& psus) {
   const auto records = records_of(psus);
   const int available = ::get_max_power(records.data());
   const int drawn = ::get_output_power(0);
-  return {
-      {"available_mw", available == 0 ? json(nullptr) : json(available)},
-      {"single_supply_limit_mw", available == 0 ? json(nullptr) : json(::get_max_power_single_ex(records.data(), 1))},
-      {"drawn_mw", drawn},
-      {"free_mw", available == 0 ? json(nullptr) : json(available - drawn)},
-      {"inputs_with_mains", ::psu_info_ac_connected()},
-      {"charging_mw", ::get_max_charging_power(2)}};
+  json out = json::object();
+  if (available != 0) {
+    out["available_mw"] = available;
+    out["single_supply_limit_mw"] = ::get_max_power_single_ex(records.data(), 1);
+  }
+  out["drawn_mw"] = drawn;
+  if (available != 0) out["free_mw"] = available - drawn;
+  out["inputs_with_mains"] = ::psu_info_ac_connected();
+  if (::get_psu_count() > 2) out["charging_mw"] = charging_power(psus);
+  return out;
 }
 
 json state_section(const PsuReading& psus) {
@@ -120,7 +140,10 @@ json state_section(const PsuReading& psus) {
   const int code = ::get_device_state(records_of(psus).data());
   const bool named = code >= 0 && static_cast<std::size_t>(code) < meanings.size() &&
                      meanings[static_cast<std::size_t>(code)] != nullptr;
-  return {{"code", code}, {"meaning", named ? json(meanings[static_cast<std::size_t>(code)]) : json(nullptr)}};
+  json out{{"code", code}, {"meaning", named ? json(meanings[static_cast<std::size_t>(code)]) : json(nullptr)}};
+  for (int psu = 2; code == 4 && psu < ::get_psu_count(); ++psu)
+    if (lacks_estimate(psu)) out["note"] = no_estimate;
+  return out;
 }
 
 bool note_unreadable(const char* path, std::vector<std::string>& errors) {
@@ -133,6 +156,12 @@ bool note_unreadable(const char* path, std::vector<std::string>& errors) {
 
 bool has_battery_file(const char* base, int psu) {
   return ::access(::get_filename_bat_psu_id(base, psu - 2), F_OK) == 0;
+}
+
+bool lacks_estimate(int psu) {
+  char name[64];
+  const char* flag = ::get_status_file(name, psu, "");
+  return !has_battery_file(battery_info, psu) && kvrn::read_number(flag, kvrn::parse_d).value.value_or(0) == 0;
 }
 
 json battery_estimate(int psu) {
@@ -158,8 +187,8 @@ json capacity_section(std::vector<std::string>& errors) {
     const int calibrating = ::read_battery_calibrating(psu, &percentage);
     const int resistance = ::get_battery_internal_resistance(psu);
     entry.update({{"internal_resistance", resistance == 0 ? json(nullptr) : json(resistance)},
-                  {"calibrating", calibrating != 0},
-                  {"calibration_pct", calibrating != 0 ? json(percentage) : json(nullptr)}});
+                  {"calibrating", calibrating != 0}});
+    if (calibrating != 0) entry["calibration_pct"] = percentage;
     list.push_back(std::move(entry));
   }
   out["batteries"] = std::move(list);

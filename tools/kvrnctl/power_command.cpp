@@ -28,7 +28,7 @@ Result budget(const Context&) {
   result.data["budget"] = budget_section(psus);
   result.text =
       fields(result.data["budget"], "") + '\n' + source_line(psus.source) + source_line(result.data["outputs_source"]);
-  if (result.data["budget"]["available_mw"].is_null())
+  if (!result.data["budget"].contains("available_mw"))
     result.fail(Exit::not_on_this_board, "this board has no power budget");
   fail_unless_fresh(result, result.data["outputs_source"]);
   return result;
@@ -40,8 +40,9 @@ Result state(const Context&) {
   result.data["source"] = psus.source;
   result.data["state"] = state_section(psus);
   const json& section = result.data["state"];
-  result.text = fmt::format("{}  {}\n{}", section["code"].dump(), humanize("meaning", section["meaning"]),
-                            source_line(psus.source));
+  result.text = fmt::format("{}  {}\n", section["code"].dump(), humanize("meaning", section["meaning"]));
+  if (section.contains("note")) result.text += folded("   " + section["note"].get<std::string>(), 3);
+  result.text += '\n' + source_line(psus.source);
   return result;
 }
 

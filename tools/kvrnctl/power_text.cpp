@@ -23,6 +23,13 @@ std::string cell(const json& entry, const char* key) { return entry.contains(key
 
 }  // namespace
 
+json without_absent(json psu) {
+  if (psu.value("present", true)) return psu;
+  for (json& value : psu)
+    if (value.is_null()) value = "-";
+  return psu;
+}
+
 std::string outputs_text(const Context& context, const json& outputs) {
   Table table({"OUTPUT", "SWITCHED", "STATE            ", "CONFIGURED", "VOLTAGE", "CURRENT", "POWER"});
   for (const json& output : outputs) {
@@ -35,11 +42,12 @@ std::string outputs_text(const Context& context, const json& outputs) {
 }
 
 std::string psus_text(const Context& context, const json& psus) {
-  Table table({"PSU", "TYPE           ", "STATE       ", "USABLE", "VOLTAGE", "CURRENT", "CHARGE", "TEMPERATURE"});
-  for (const json& psu : psus) {
+  Table table({"PSU", "TYPE           ", "STATE       ", "USABLE", "VOLTAGE", "CURRENT", "CHARGE", "TEMP"});
+  for (const json& entry : psus) {
+    const json psu = without_absent(entry);
     const bool battery = psu["type"] == "battery";
     const std::string type = psu["type"].get<std::string>() + (battery ? ", " + psu.value("kind", "none") : "");
-    const std::string state = psu["state"];
+    const std::string state = humanize("state", psu["state"]);
     table.add({psu["id"].dump(), type, painted(context, color_of_psu(state), state), humanize("usable", psu["usable"]),
                cell(psu, battery ? "voltage_mv" : "output_voltage_mv"),
                cell(psu, battery ? "current_ma" : "output_current_ma"), cell(psu, "charge_pct"),
@@ -50,9 +58,10 @@ std::string psus_text(const Context& context, const json& psus) {
 
 std::string source_line(const json& source) {
   if (source["kind"] == "cache")
-    return fmt::format("Source: cache {}, {}\n", source["path"].get<std::string>(), source["age"].get<std::string>());
+    return folded(
+        fmt::format("Source: cache {}, {}", source["path"].get<std::string>(), source["age"].get<std::string>()), 8);
   if (!source.contains("reason")) return "Source: direct readout\n";
-  return fmt::format("Source: direct readout ({})\n", source["reason"].get<std::string>());
+  return folded(fmt::format("Source: direct readout ({})", source["reason"].get<std::string>()), 8);
 }
 
 void fail_unless_fresh(Result& result, const json& output_source) {

@@ -12,6 +12,9 @@ namespace kvrnctl {
 std::string outputs_text(const Context& context, const json& outputs);
 std::string psus_text(const Context& context, const json& psus);
 
+// A battery that is not there has no unknown values: "-" stands for them.
+json without_absent(json psu);
+
 // Where a reading came from and how old it is.
 std::string source_line(const json& source);
 

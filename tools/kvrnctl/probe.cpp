@@ -28,6 +28,8 @@ struct Call {
   }
 };
 using Chip = std::unique_ptr<gpiod_chip, Call<gpiod_chip_close>>;
+using ChipInfo = std::unique_ptr<gpiod_chip_info, Call<gpiod_chip_info_free>>;
+using Info = std::unique_ptr<gpiod_line_info, Call<gpiod_line_info_free>>;
 using Settings = std::unique_ptr<gpiod_line_settings, Call<gpiod_line_settings_free>>;
 using Config = std::unique_ptr<gpiod_line_config, Call<gpiod_line_config_free>>;
 using Request = std::unique_ptr<gpiod_line_request, Call<gpiod_line_request_release>>;
@@ -65,6 +67,31 @@ Answer probe_gpio(std::uint32_t number) {
 }
 
 Answer probe_gpio(std::uint32_t chip, const std::string& name) { return read_line(chip, 0, &name); }
+
+std::vector<LineInfo> probe_lines(std::uint32_t chip_index, Answer& answer) {
+  std::vector<LineInfo> lines;
+  const Chip chip(::gpiod_chip_open(kvrn::gpio_chips[chip_index]));
+  const ChipInfo info(chip ? ::gpiod_chip_get_info(chip.get()) : nullptr);
+  if (!info) {
+    answer = failed("open");
+    return lines;
+  }
+  const auto text = [](const char* value) { return std::string(value == nullptr ? "" : value); };
+  for (unsigned offset = 0; offset < ::gpiod_chip_info_get_num_lines(info.get()); ++offset)
+    if (const Info line{::gpiod_chip_get_line_info(chip.get(), offset)})
+      lines.push_back({offset, text(::gpiod_line_info_get_name(line.get())),
+                       ::gpiod_line_info_get_direction(line.get()) == GPIOD_LINE_DIRECTION_OUTPUT,
+                       ::gpiod_line_info_is_used(line.get()), text(::gpiod_line_info_get_consumer(line.get()))});
+  answer = {true, 0, {}};
+  return lines;
+}
+
+std::optional<std::uint32_t> find_line(std::uint32_t chip_index, const std::string& name) {
+  const Chip chip(::gpiod_chip_open(kvrn::gpio_chips[chip_index]));
+  const int offset = chip ? ::gpiod_chip_get_line_offset_from_name(chip.get(), name.c_str()) : -1;
+  if (offset < 0) return std::nullopt;
+  return kvrn::gpio_packed(chip_index, static_cast<std::uint32_t>(offset));
+}
 
 Answer probe_number(const char* path) {
   char buffer[512];

@@ -4,7 +4,9 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <vector>
 
 namespace kvrnctl {
 
@@ -17,6 +19,21 @@ struct Answer {
 // A line, read as it is. One attempt: the library tries ten times.
 Answer probe_gpio(std::uint32_t number);
 Answer probe_gpio(std::uint32_t chip, const std::string& name);
+
+// What the kernel says of a line without asking for it.
+struct LineInfo {
+  unsigned offset;
+  std::string name;  // empty: it has none
+  bool output;
+  bool held;             // by a program or a driver
+  std::string consumer;  // what the holder calls itself, if it does
+};
+
+// Every line of a chip; an empty list with `answer` failed when the chip does not open.
+std::vector<LineInfo> probe_lines(std::uint32_t chip, Answer& answer);
+
+// The packed number of a line with that name on the chip.
+std::optional<std::uint32_t> find_line(std::uint32_t chip, const std::string& name);
 
 // A file with one integer at its start.
 Answer probe_number(const char* path);

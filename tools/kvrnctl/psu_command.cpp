@@ -24,7 +24,7 @@ Source to_source(std::string_view name) {
 }
 
 std::string details(const json& psu) {
-  std::string text = fmt::format("PSU {}\n{}", psu["id"].dump(), fields(psu, "  "));
+  std::string text = fmt::format("PSU {}\n{}", psu["id"].dump(), fields(without_absent(psu), "  "));
   if (!psu.contains("cells")) return text;
   text += "  Cells\n";
   for (const json& entry : psu["cells"])

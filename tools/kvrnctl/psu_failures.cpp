@@ -26,7 +26,7 @@ void check_mains(json& psu, const kvrn::Input& input, Errors& errors) {
   if (psu["state"] != "no mains" || probe_number(input.mains_flag).ok) return;
   const Answer answer = probe_gpio(input.mains_line);
   if (answer.ok) return;
-  psu["state"] = "unknown";
+  psu["state"] = nullptr;
   unread(psu, "usable", fmt::format("GPIO {}", input.mains_line), answer, errors);
 }
 
@@ -50,6 +50,10 @@ void check_monitor(json& psu, Errors& errors) {
     const auto path = kvrn::hwmon_path(kvrn::battery_monitor, attribute);
     if (const Answer answer = probe_number(path.c_str()); !answer.ok) unread(psu, key, path.c_str(), answer, errors);
   }
+  // The current tells whether the battery charges, unless a file does; without mains none does.
+  if (!psu["current_ma"].is_null() || probe_number(kvrn::charging_status_file).ok) return;
+  psu["state"] = nullptr;
+  if (psu["mains"] == true) psu["charging"] = nullptr;
 }
 
 void check_smart_battery(const json& psu, Errors& errors) {

@@ -6,17 +6,17 @@
 #include <cmath>
 
 #include "board/platform.hpp"
+#include "psu/readout.hpp"
 #include "tools/kvrnctl/cache_probe.hpp"
 #include "tools/kvrnctl/sections.hpp"
 
 namespace kvrnctl {
 namespace {
 
-// SBS batteries answer 65535 minutes when a time does not apply.
+// SBS batteries answer 65535 minutes when a time does not apply: an empty time while charging, a full one while not.
 constexpr std::int32_t no_time_s = 65535 * 60;
 
 json number(std::int32_t value) { return value == PSU_UNKNOWN_I32 ? json(nullptr) : json(value); }
-json seconds(std::int32_t value) { return value == no_time_s ? json(nullptr) : number(value); }
 json temperature(std::int8_t value) { return value == PSU_UNKNOWN_TEMP ? json(nullptr) : json(int{value}); }
 
 json percent(float value) {
@@ -34,11 +34,15 @@ json date(std::int64_t value) {
 
 bool has(std::uint8_t flags, int bit) { return (flags & bit) != 0; }
 
-std::string state(const psu_info& psu) {
+json state(const psu_info& psu) {
   if (psu.type == PSU_TYPE_EMPTY) return "empty slot";
   if (psu.type == PSU_TYPE_INPUT) return has(psu.status, PSU_STATUS_USABLE) ? "mains on" : "no mains";
   if (!has(psu.battery_status, PSU_BATTERY_PRESENT)) return "absent";
-  return has(psu.battery_status, PSU_BATTERY_CHARGING) ? "charging" : "not charging";
+  if (has(psu.battery_status, PSU_BATTERY_CHARGING)) return "charging";
+  // As much as a charging current is at least: less is the monitor's noise.
+  if (psu.current_ma > -kvrn::charging_threshold_ma) return "discharging";
+  if (has(psu.battery_status, PSU_BATTERY_CHARGE_UNKNOWN)) return nullptr;
+  return "not charging";
 }
 
 // Only some boards' supplies tell anything.
@@ -62,18 +66,17 @@ void add_battery(json& out, const psu_info& psu) {
   out["highest_charging_current"] = has(psu.status, PSU_STATUS_HIGH_CURRENT);
   out["voltage_mv"] = present ? number(psu.voltage_mv) : json(nullptr);
   out["current_ma"] = present ? number(psu.current_ma) : json(nullptr);
+  out["max_charge_power_mw"] = std::uint32_t{psu.max_charge_power_mw};
+  if (!smart) return;  // nothing measures the rest
   out["charge_pct"] = percent(psu.charge_pct);
   out["temperature_c"] = temperature(psu.battery_temp_c);
-  out["time_to_empty_s"] = seconds(psu.time_to_empty_s);
-  out["time_to_full_s"] = seconds(psu.time_to_full_s);
+  if (psu.time_to_empty_s != no_time_s) out["time_to_empty_s"] = number(psu.time_to_empty_s);
+  if (psu.time_to_full_s != no_time_s) out["time_to_full_s"] = number(psu.time_to_full_s);
   out["full_capacity_mah"] = number(psu.full_capacity_mah);
   out["design_capacity_mah"] = number(psu.design_capacity_mah);
   out["cycle_count"] = number(psu.cycle_count);
-  if (!smart) out.erase("temperature_c");  // nothing measures it
-  out["max_charge_power_mw"] = std::uint32_t{psu.max_charge_power_mw};
   out["charge_state"] = psu.charge_state == 0 ? json(nullptr) : json(std::int32_t{psu.charge_state});
   out["manufacture_date"] = date(psu.manufacture_time);
-  if (!smart) return;
   out["block_51"] = number(psu.sbs_block_51);
   out["block_55"] = number(psu.sbs_block_55);
   json cells = json::array();

@@ -23,12 +23,13 @@ std::string battery_line(const Context& context, const json& psu) {
 
 std::string people_text(const Context& context, const SensorReading& reading) {
   const json& section = reading.section;
-  std::string text = psus_text(context, section["psus"]) + source_line(reading.psu_source);
+  std::string text = psus_text(context, section["psus"]);
   for (const json& psu : section["psus"])
     if (psu["type"] == "battery") text += battery_line(context, psu);
-  text += '\n';
-  text += section["outputs"].empty() ? fmt::format("Outputs: no readings ({})\n", reading.output_reason)
-                                     : outputs_text(context, section["outputs"]) + source_line(reading.output_source);
+  text += '\n' + source_line(reading.psu_source) + '\n';
+  text += section["outputs"].empty()
+              ? folded(fmt::format("Outputs: no readings ({})", reading.output_reason), 9)
+              : outputs_text(context, section["outputs"]) + '\n' + source_line(reading.output_source);
   for (const json& board : section["board_temperatures"])
     text +=
         fmt::format("\nBoard sensor {}  {}\n", board["id"].dump(), humanize("temperature_c", board["temperature_c"]));
