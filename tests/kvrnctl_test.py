@@ -226,7 +226,7 @@ class Terminal(unittest.TestCase):
 
     def test_watch_fits_its_window_and_ends_as_it_found_it(self):
         for typed in (b"q", b"\x03"):
-            text = self.on_terminal(Device("four-source"), {"NO_COLOR": "1"}, "watch", "--period", "60", rows=4, typed=typed)
+            text = self.on_terminal(Device("four-source"), {"NO_COLOR": "1"}, "watch", rows=4, typed=typed)
             self.assertEqual([line.split()[0] for line in text.decode().splitlines()[1:4]], ["State", "Load", "Charge"])
 
     def test_tables_fold_between_words(self):
