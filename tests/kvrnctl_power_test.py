@@ -25,6 +25,10 @@ class Power(unittest.TestCase):
         document = device.run("outputs", "--json").json()
         self.assertEqual([output["state"] for output in document["outputs"]], ["normal", "shed", "idle, below 0.9 W"])
         self.assertIn(document["source"]["age_s"], (3, 4))
+        with open(device.path("/tmp/.output_cache"), "r+b") as file:
+            file.seek(48 + 12)
+            file.write(bytes(4))  # the third output is off: its load is no state
+        self.assertEqual(device.run("get", "outputs.2.state").out, "off\n")
         publish_outputs(device, age=60)
         run = device.run("outputs")
         self.assertEqual(run.status, 3)
@@ -35,7 +39,13 @@ class Power(unittest.TestCase):
         budget = device.run("budget", "--json").json()["budget"]
         self.assertEqual(budget["available_mw"], 480000)
         self.assertEqual(budget["free_mw"], 480000 - budget["drawn_mw"])
+        self.assertEqual(budget["charging_mw"], 10000)
         self.assertEqual(device.run("state", "--json").json()["state"]["code"], 11)
+        for line in ("211", "212"):
+            device.set("gpio", line, "1")
+        device.set("hwmon", "mon-battery", "curr1_input", "4100")
+        self.assertEqual(device.run("get", "budget.charging_mw").out, "0\n")
+        self.assertEqual(device.run("get", "psu.2.state").out, "discharging\n")
         device.set("file", "/tmp/.dc-problem1", "1")
         self.assertIn("9  output stopped by its protection\n", device.run("state").out)
         self.assertEqual(Device("generic").run("budget").status, 4)
@@ -71,6 +81,9 @@ class Power(unittest.TestCase):
             device = Device(board)
             raised = {alarm["id"] for alarm in device.run("alarms", "--json").json()["alarms"] if alarm["raised"]}
             self.assertEqual(raised, set(), board)  # a healthy device
+        device.sim("unset", device.root, "/tmp/.battery_info")
+        self.assertIn("no program publishes an estimate", device.run("alarms").out)
+        self.assertIn("output-config.0 to output-config.2", device.run("alarms", "set", "output-config", "1").err)
         self.assertEqual(device.run("alarms", "set", "output-protection.1", "1", "--dry-run").status, 0)
         self.assertEqual(device.run("alarms", "--json").json()["alarms"][0]["value"], 0)
         self.assertEqual(device.run("alarms", "set", "output-protection.1", "1").status, 0)
@@ -89,7 +102,10 @@ class Power(unittest.TestCase):
         self.assertEqual(run.out, "would drive line 207 to 1\nwould drive line 213 to 0\n")
         self.assertEqual(device.run("charge", "current", "667", "--psu", "3").status, 0)
         self.assertEqual(device.sim("get", device.root, "gpio", "207").split()[0], "1")
-        self.assertEqual(device.run("charge", "enable", "off").status, 0)
+        shown = device.run("charge", "show", "--psu", "3", "--json").json()
+        self.assertEqual([entry["in_use"] for entry in shown["charging_currents"]], [False, True, False])
+        self.assertEqual((shown["charger_enabled"], shown["charging"]), (True, True))
+        self.assertEqual(device.run("charge", "enable", "off").out, "the charger of battery 2 is switched off\n")
         self.assertEqual(device.sim("get", device.root, "gpio", "109").split()[0], "1")
         self.assertEqual(device.run("charge", "current", "5").status, 2)
         self.assertEqual(Device("three-source").run("charge", "show", "--psu", "3").status, 4)

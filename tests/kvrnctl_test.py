@@ -1,9 +1,14 @@
 # SPDX-License-Identifier: MIT
 """kvrnctl on the simulated device: documents, texts, exit statuses, completion."""
+import contextlib
+import fcntl
+import glob
 import os
 import pty
 import struct
 import subprocess
+import tempfile
+import termios
 import time
 import unittest
 
@@ -64,7 +69,7 @@ class Documents(unittest.TestCase):
         device.set("hwmon", "mon-battery", "in0_input", "abc")
         device.set("i2c", "2-0b", "0x10", "refuse")
         document = device.run("psu", "--json").json()
-        self.assertEqual(document["psu"][0]["state"], "unknown")
+        self.assertEqual(document["psu"][0]["state"], None)
         self.assertIsNone(document["psu"][2]["voltage_mv"])
         self.assertEqual((document["psu"][3]["kind"], len(document["psu"][3]["cells"])), ("smart", 7))
         self.assertEqual(len(document["errors"]), 3)
@@ -123,8 +128,13 @@ class Statuses(unittest.TestCase):
         device.set("hwmon", "mon-battery", "in0_input", "25901")
         self.assertEqual(device.run("get", "psu.2.voltage_mv").out, "25901\n")
         self.assertEqual(device.run("get", "psu.2.voltage_mv", "--json").json()["value"], 25901)
-        run = device.run("get", "psu.2.charge_pct")
+        self.assertEqual(device.run("get", "psu.2.charge_pct").status, 4)  # nothing measures it
+        device.set("gpio", "211", "busy")
+        run = device.run("get", "psu.0.state")
         self.assertEqual((run.out, run.status), ("unknown\n", 1))
+        for path in device.run("get").out.split():
+            self.assertEqual(device.run("get", path).status, 0, path)
+        self.assertEqual(device.run("get", "alarms.output-protection.0.value").out, "0\n")
         self.assertIn("battery.3.cells.1.voltage_mv=", device.run("get", "battery.3").out)
 
     def test_full_output_device_is_a_failure(self):
@@ -148,6 +158,12 @@ class Gpio(unittest.TestCase):
         self.assertEqual((run.status, run.out), (1, "unknown\n"))
         self.assertIn("busy", run.err)
         self.assertIn("inactive", device.run("gpio", "set", "--help").out)
+        self.assertIn("falsifies", device.run("gpio", "set", "2:mains-1-fail", "1").err)
+        self.assertEqual(device.run("gpio", "set", "211", "1", "--force").status, 0)
+        device.set("gpio", "212", "busy")
+        lines = {entry["id"]: entry for entry in device.run("gpio", "list", "--json").json()["lines"]}
+        self.assertEqual([(lines[id]["direction"], lines[id]["held"], lines[id]["use"]) for id in ("211", "212")],
+                         [("output", False, "PSU 0 mains, 0 = on"), ("input", True, "PSU 1 mains, 0 = on")])
 
 
 class Doctor(unittest.TestCase):
@@ -180,28 +196,39 @@ class Doctor(unittest.TestCase):
 
 
 class Terminal(unittest.TestCase):
-    def on_terminal(self, device, env):
+    def on_terminal(self, device, env, *words, rows=0, typed=b""):
         master, slave = pty.openpty()
-        process = subprocess.Popen(device.command("psu"), stdout=slave, env={**os.environ, "TERM": "xterm", **env})
+        fcntl.ioctl(slave, termios.TIOCSWINSZ, struct.pack("4H", rows, 80, 0, 0))
+        mode = termios.tcgetattr(slave)
+        process = subprocess.Popen(device.command(*words), stdin=slave, stdout=slave, start_new_session=True,
+                                   preexec_fn=lambda: fcntl.ioctl(0, termios.TIOCSCTTY, 0),
+                                   env={**os.environ, "TERM": "xterm", **env})
+        text = os.read(master, 4096)
+        os.write(master, typed)
+        self.assertEqual(process.wait(20), 0)
+        self.assertEqual(termios.tcgetattr(slave), mode)
         os.close(slave)
-        text = b""
-        while True:
-            try:
-                chunk = os.read(master, 4096)
-            except OSError:
-                break
-            if not chunk:
-                break
-            text += chunk
-        process.wait()
+        with contextlib.suppress(OSError):
+            while chunk := os.read(master, 4096):
+                text += chunk
         os.close(master)
         return text
 
     def test_colour_only_there_and_not_with_no_color(self):
         device = Device("four-source")
-        self.assertIn(b"\033[32m", self.on_terminal(device, {"NO_COLOR": ""}))
-        self.assertNotIn(b"\033", self.on_terminal(device, {"NO_COLOR": "1"}))
+        self.assertIn(b"\033[32m", self.on_terminal(device, {"NO_COLOR": ""}, "psu"))
+        self.assertNotIn(b"\033", self.on_terminal(device, {"NO_COLOR": "1"}, "psu"))
         self.assertNotIn("\033", device.run("psu").out)
+
+    def test_watch_fits_its_window_and_ends_as_it_found_it(self):
+        for typed in (b"q", b"\x03"):
+            text = self.on_terminal(Device("four-source"), {"NO_COLOR": "1"}, "watch", rows=4, typed=typed)
+            self.assertEqual([line.split()[0] for line in text.decode().splitlines()[1:4]], ["State", "Load", "Charge"])
+
+    def test_tables_fold_between_words(self):
+        device = Device("four-source")
+        for words in (["doctor"], ["alarms"], ["sensors"], ["gpio", "list"]):
+            self.assertLessEqual(max(map(len, device.run(*words).out.splitlines())), 80, words)
 
 
 class Completion(unittest.TestCase):
@@ -223,16 +250,17 @@ class Completion(unittest.TestCase):
         device = Device("four-source")
         self.assertEqual(self.complete(device, "kvrnctl p"), ["psu"])
         self.assertEqual(self.complete(device, "kvrnctl gpio "), ["get", "set", "list", "--help"])
+        self.assertEqual(self.complete(device, "kvrnctl gpio set 11"), ["111", "113", "115"])
+        self.assertEqual(self.complete(device, "kvrnctl gpio set 1:dc"), ["dc-out-1"])
+        self.assertEqual(self.complete(device, "kvrnctl battery 2"), ["2"])
+        self.assertEqual(self.complete(device, "kvrnctl charge current --psu 3 6"), ["667"])
+        self.assertEqual(self.complete(device, "kvrnctl alarms set ov"), ["overload-request.0", "overload-request.1"])
         self.assertEqual(self.complete(device, "kvrnctl psu --source c"), ["cache"])
         self.assertEqual(self.complete(device, "kvrnctl get psu.2.volt"), ["psu.2.voltage_mv"])
         device.set("file", "/tmp/system.cfg", "radio.1.mode=ap\nradio.1.band=5\n")
         self.assertEqual(self.complete(device, "kvrnctl cfg set radio.1.m"), ["radio.1.mode"])
         self.assertEqual(self.complete(device, "kvrnctl cfg get --type u"), ["uint"])
         self.assertEqual(self.complete(device, "kvrnctl charge current 10"), ["1000"])
-        self.assertEqual(self.complete(device, "kvrnctl charge current --psu 3 6"), ["667"])
-        self.assertEqual(self.complete(device, "kvrnctl charge show --psu "), ["2", "3"])
-        self.assertEqual(self.complete(device, "kvrnctl alarms set o"),
-                         ["output-protection.0", "output-config.0", "overload-request.0", "overload-request.1"])
         self.assertIn("renumber", self.complete(device, "kvrnctl cfg "))
         self.assertEqual(self.complete(device, "kvrn-monitord --p"), ["--period", "--pid-file"])
         self.assertEqual(self.complete(device, "kvrnctl sensors --format p"), ["prometheus"])

@@ -56,16 +56,31 @@ std::string padded(const std::string& text, std::size_t columns) {
 
 void trim_right(std::string& text) { text.erase(text.find_last_not_of(' ') + 1); }
 
-// The words of a text, with the spaces behind them. A path may break behind a slash; a painted text does not break: its
-// colour would run on into the next column.
+// Whether a text ends in the terminal's own colour.
+bool is_plain_at_end(std::string_view text) {
+  const std::size_t escape = text.rfind('\033');
+  return escape == std::string_view::npos || text.substr(escape).starts_with("\033[0m");
+}
+
+// Whether a number stands before a text that begins with its unit: "53.800 V".
+bool is_value(std::string_view before, std::string_view text) {
+  const std::string_view word = text.substr(0, text.find(' '));
+  const bool number = !before.empty() && std::isdigit(static_cast<unsigned char>(before.back())) != 0;
+  return number && std::ranges::find(units, word, &Unit::name) != units.end();
+}
+
+// The words of a text, with the spaces behind them. A path may break behind a slash; a value does not break, nor does
+// what is painted: its colour would run on into the next column.
 std::vector<std::string_view> pieces(std::string_view text) {
   std::vector<std::string_view> found;
-  const std::string_view breaks = text.find('\033') == std::string_view::npos ? " /" : "";
-  while (!text.empty()) {
-    std::size_t next = std::min(text.find_first_of(breaks, 1), text.size() - 1) + 1;
+  for (std::size_t next = 0; !text.empty();) {
+    next = std::min(text.find_first_of(" /", next + 1), text.size() - 1) + 1;
+    const std::string_view word = text.substr(0, text.find_last_not_of(' ', next - 1) + 1);
     if (text[next - 1] == ' ') next = std::min(text.find_first_not_of(' ', next), text.size());
+    if (next < text.size() && (!is_plain_at_end(word) || is_value(word, text.substr(next)))) continue;
     found.push_back(text.substr(0, next));
     text.remove_prefix(next);
+    next = 0;
   }
   return found;
 }

@@ -2,6 +2,7 @@
 #include <fmt/core.h>
 #include <kvrn/hw.h>
 
+#include <algorithm>
 #include <charconv>
 #include <memory>
 #include <optional>
@@ -92,15 +93,20 @@ Result get(const Options& options) {
   return result;
 }
 
+// The line as the board's input, null when it may be driven.
+const BoardLine* input_among(const std::vector<BoardLine>& known, std::optional<std::uint32_t> number) {
+  const auto found = std::ranges::find_if(
+      known, [&](const BoardLine& entry) { return entry.number == number && !entry.readers.empty(); });
+  return found == known.end() ? nullptr : &*found;
+}
+
 // Why the line should not be driven: its level is the board's to give.
 std::string objection(const LineName& line) {
-  const auto number = line.number ? line.number : find_line(line.chip, line.name);
-  for (const BoardLine& known : board_lines())
-    if (known.number == number && !known.readers.empty())
-      return fmt::format(
-          "line {} is an input of this board ({}): driving it falsifies {}; --force drives it all the same", line.text,
-          known.use, known.readers);
-  return "";
+  const std::vector<BoardLine> known = board_lines();
+  const BoardLine* input = input_among(known, line.number ? line.number : find_line(line.chip, line.name));
+  if (input == nullptr) return "";
+  return fmt::format("line {} is an input of this board ({}): driving it falsifies {}; --force drives it all the same",
+                     line.text, input->use, input->readers);
 }
 
 Result set(const Context& context, const Options& options) {
@@ -159,7 +165,8 @@ Result list(const Context&) {
                  {"chip", ::get_chip_path(chip)},
                  {"offset", info.offset},
                  {"direction", info.output ? "output" : "input"},
-                 {"held", info.held}};
+                 {"held", info.held},
+                 {"board_input", input_among(known, number) != nullptr}};
       if (!info.name.empty()) entry["name"] = info.name;
       if (!info.consumer.empty()) entry["consumer"] = info.consumer;
       if (!use.empty()) entry["use"] = use;

@@ -10,31 +10,43 @@ _kvrnctl_paths() {
   kvrnctl get "$parent" 2>/dev/null | sed -n "s/^\(${parent//./\\.}\.[^.=]*\).*/\1/p" | sort -u
 }
 
-# _kvrnctl_psus [battery]: the board's sources.
+# The numbers of the sources, or of the batteries alone.
 _kvrnctl_psus() {
-  kvrnctl psu --json 2>/dev/null | awk -v wanted="${1-}" '
-    $1 == "\"id\":" { id = $2 + 0 }
-    $1 == "\"type\":" && (wanted == "" || index($2, wanted)) { print id }'
+  kvrnctl get "$1" 2>/dev/null | sed -n "s/^$1\.\([0-9]\)\.id=.*/\1/p"
 }
 
+# The flags that may be set.
+_kvrnctl_flags() {
+  kvrnctl alarms --json 2>/dev/null | awk -F'"' '$2 == "id" { id = $4 } $2 == "settable" && $3 ~ /true/ { print id }'
+}
+
+# The lines, by number and by CHIP:NAME; with "set" those that may be driven without --force.
 _kvrnctl_lines() {
-  kvrnctl gpio list 2>/dev/null | awk '$1 ~ /^[0-9]+$/ { print $1; if ($2 != "-") print int($1 / 100) ":" $2 }'
+  kvrnctl gpio list --json 2>/dev/null | awk -F'"' -v set="$1" '
+    $2 == "id" { id = $4; name = ""; skip = 0 }
+    $2 == "name" { name = $4 }
+    $2 == "board_input" && $3 ~ /true/ { skip = set == "set" }
+    /^    }/ && !skip { print id; if (name != "") print int(id / 100) ":" name }'
 }
 
 _kvrnctl() {
   local cur prev words cword
   _init_completion -s -n : || return
 
-  local common="--json --verbose --help" command="" sub="" given=0 psu=2 i
+  # `given` counts the words behind the command that are no options.
+  local common="--json --verbose --help" command="" sub="" given=0 battery=2 i
   for ((i = 1; i < cword; i++)); do
-    [[ ${words[i - 1]} != --psu ]] || psu=${words[i]}
-    [[ ${words[i]} == -* || ${words[i - 1]} == --psu || ${words[i - 1]} == --source ]] && continue
+    [[ ${words[i]} == -* ]] && continue
+    if [[ ${words[i - 1]} == --psu ]]; then
+      battery=${words[i]}
+      continue
+    fi
+    [[ ${words[i - 1]} != --@(source|period|count|format|type|file|default) ]] || continue
+    [[ -z $command ]] || ((++given))
     if [[ -z $command ]]; then
       command=${words[i]}
     elif [[ ($command == gpio || $command == cfg || $command == charge || $command == alarms || $command == snmp) && -z $sub ]]; then
       sub=${words[i]}
-    else
-      ((++given))
     fi
   done
 
@@ -45,6 +57,9 @@ _kvrnctl() {
 
   if [[ $prev == --psu ]]; then
     mapfile -t COMPREPLY < <(compgen -W "$(_kvrnctl_psus battery)" -- "$cur")
+    return
+  fi
+  if [[ $prev == --@(period|count) ]]; then
     return
   fi
 
@@ -73,34 +88,43 @@ _kvrnctl() {
     watch) choices="--period --count --help" ;;
     alarms)
       choices="set $common"
-      case $sub:$given in
-        set:0) choices="$(kvrnctl alarms --json 2>/dev/null |
-          awk -F'"' '$2 == "id" { id = $4 } $2 == "settable" && $3 ~ /true/ { print id }') --dry-run $common" ;;
-        set:*) choices="0 1 --dry-run $common" ;;
-      esac
+      [[ $sub != set ]] || choices="--dry-run $common"
+      [[ $sub != set || $given != 1 ]] || choices+=" $(_kvrnctl_flags)"
       ;;
     charge)
-      case $sub:$given in
-        :*) choices="show current enable --help" ;;
-        current:0) choices="$(kvrnctl charge show --psu "$psu" --json 2>/dev/null | sed -n 's/.*"current_ma": //p') --psu --dry-run $common" ;;
-        enable:0) choices="on off --psu --dry-run $common" ;;
-        show:*) choices="--psu $common" ;;
-        *) choices="--psu --dry-run $common" ;;
+      case $sub in
+        "") choices="show current enable --help" ;;
+        current)
+          choices="--psu --dry-run $common"
+          [[ $given != 1 ]] || choices+=" $(kvrnctl charge show --psu "$battery" --json 2>/dev/null |
+            sed -n 's/.*"current_ma": \([0-9]*\).*/\1/p')"
+          ;;
+        enable)
+          choices="--psu --dry-run $common"
+          [[ $given != 1 ]] || choices+=" on off"
+          ;;
+        *) choices="--psu $common" ;;
       esac
       ;;
     psu | battery)
       choices="--source $common"
-      ((given)) || choices+=" $(_kvrnctl_psus "${command/psu/}")"
+      [[ $given != 0 ]] || choices+=" $(_kvrnctl_psus "$command")"
       ;;
     gpio)
-      case $sub:$given in
-        :*) choices="get set list --help" ;;
-        list:*) choices=$common ;;
-        get:0) choices="$(_kvrnctl_lines) --as-input $common" ;;
-        get:*) choices="--as-input $common" ;;
-        set:0) choices="$(_kvrnctl_lines) --dry-run --force $common" ;;
-        set:*) choices="0 1 --dry-run --force $common" ;;
+      case $sub in
+        "") choices="get set list --help" ;;
+        get) choices="--as-input $common" ;;
+        set) choices="--dry-run --force $common" ;;
+        list) choices=$common ;;
       esac
+      if [[ $given == 1 && $sub != list && $cur != -* ]]; then
+        [[ " ${words[*]} " != *" --force "* ]] || sub=force
+        choices=$(_kvrnctl_lines "$sub")
+        mapfile -t COMPREPLY < <(compgen -W "$choices" -- "$cur")
+        __ltrim_colon_completions "$cur"
+        return
+      fi
+      [[ $sub != set || $given != 2 ]] || choices+=" 0 1"
       ;;
     cfg)
       case $sub in
@@ -119,12 +143,11 @@ _kvrnctl() {
       ;;
     get)
       choices=$common
-      if [[ $cur != -* && $prev == get ]]; then
+      if [[ $cur != -* && $given == 0 ]]; then
         choices=$(_kvrnctl_paths "$cur")
         compopt -o nospace
       fi
       ;;
   esac
   mapfile -t COMPREPLY < <(compgen -W "$choices" -- "$cur")
-  __ltrim_colon_completions "$cur"
 } && complete -F _kvrnctl kvrnctl

@@ -25,7 +25,7 @@ Source to_source(std::string_view name) {
 
 std::string details(const json& psu) {
   std::string text = fmt::format("PSU {}\n{}", psu["id"].dump(), fields(without_absent(psu), "  "));
-  if (!psu.contains("cells")) return text;
+  if (!psu.contains("cells") || psu["present"] == false) return text;
   text += "  Cells\n";
   for (const json& entry : psu["cells"])
     text += fmt::format("    {}  {}\n", entry["id"].dump(), humanize("voltage_mv", entry["voltage_mv"]));

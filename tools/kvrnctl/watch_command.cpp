@@ -3,12 +3,16 @@
 #include <fmt/core.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/ioctl.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <csignal>
+#include <cstdint>
+#include <ctime>
 #include <memory>
 
 #include "tools/kvrnctl/alarm_table.hpp"
@@ -28,6 +32,7 @@ struct Options {
 };
 
 volatile std::sig_atomic_t ended = 0;
+volatile std::sig_atomic_t resized = 0;
 
 std::string bar(double share, int columns) {
   const int filled = static_cast<int>(std::lround(std::min(std::max(share, 0.0), 1.0) * columns));
@@ -36,7 +41,7 @@ std::string bar(double share, int columns) {
 }
 
 std::string load_text(const Context& context, const json& budget) {
-  if (budget["available_mw"].is_null()) return fmt::format("Load     {}\n", humanize("drawn_mw", budget["drawn_mw"]));
+  if (!budget.contains("available_mw")) return fmt::format("Load     {}\n", humanize("drawn_mw", budget["drawn_mw"]));
   const double share = budget["drawn_mw"].get<double>() / budget["available_mw"].get<double>();
   const Color color = share > 1 ? Color::bad : share > 0.9 ? Color::warning : Color::good;
   return fmt::format("Load     {} {} of {}\n", painted(context, color, bar(share, 30)),
@@ -46,11 +51,12 @@ std::string load_text(const Context& context, const json& budget) {
 std::string charge_text(const Context& context, const json& psus) {
   std::string text;
   for (const json& psu : psus) {
-    if (psu["type"] != "battery" || psu["charge_pct"].is_null()) continue;
-    const double share = psu["charge_pct"].get<double>() / 100;
+    const json charge = psu.value("charge_pct", json(nullptr));
+    if (psu["type"] != "battery" || charge.is_null()) continue;
+    const double share = charge.get<double>() / 100;
     const Color color = share < 0.11 ? Color::bad : share < 0.3 ? Color::warning : Color::good;
     text += fmt::format("Charge {} {} {}\n", psu["id"].dump(), painted(context, color, bar(share, 30)),
-                        humanize("charge_pct", psu["charge_pct"]));
+                        humanize("charge_pct", charge));
   }
   return text;
 }
@@ -58,14 +64,18 @@ std::string charge_text(const Context& context, const json& psus) {
 std::string alarms_text(const Context& context) {
   std::string text;
   std::vector<std::string> errors;
-  for (const json& alarm : alarm_list(errors))
-    if (alarm["raised"] == true)
-      text += ' ' +
-              painted(context, Color::bad, fmt::format("{}={}", alarm["id"].get<std::string>(), alarm["value"].dump()));
+  for (const json& alarm : alarm_list(errors)) {
+    if (alarm["raised"] != true) continue;
+    const bool noted = alarm.contains("note");
+    text += ' ' + painted(context, noted ? Color::warning : Color::bad,
+                          fmt::format("{}={}{}", alarm["id"].get<std::string>(), alarm["value"].dump(),
+                                      noted ? " (no estimate)" : ""));
+  }
   for (const std::string& error : errors) text += ' ' + painted(context, Color::warning, error);
-  return "Alarms  " + (text.empty() ? " none" : text) + '\n';
+  return folded("Alarms  " + (text.empty() ? " none" : text), 9);
 }
 
+// What matters most comes first: a small window shows no more.
 std::string view(const Context& context) {
   std::vector<std::string> errors;
   const PsuReading reading = read_psus(Source::automatic);
@@ -74,34 +84,122 @@ std::string view(const Context& context) {
   const json state = state_section(reading);
   std::string text = fmt::format("State    {} {}\n", state["code"].dump(), humanize("meaning", state["meaning"]));
   text += load_text(context, budget_section(reading)) + charge_text(context, psus) + alarms_text(context);
-  text += '\n' + psus_text(context, psus) + source_line(reading.source);
-  const Color color = outputs.source["fresh"] == true ? Color::none : Color::bad;
-  return text + '\n' + outputs_text(context, outputs.list) + painted(context, color, source_line(outputs.source));
+  const bool fresh = outputs.source["fresh"] == true;
+  if (!fresh) text += painted(context, Color::bad, "The readings of the outputs are not fresh.") + '\n';
+  text += '\n' + psus_text(context, psus) + '\n' + source_line(reading.source);
+  return text + '\n' + outputs_text(context, outputs.list) + '\n' +
+         painted(context, fresh ? Color::none : Color::bad, source_line(outputs.source));
 }
 
-// Not sleep_until(), which goes on sleeping after a signal.
-void wait_until(Clock::time_point then) {
-  const auto rest = std::chrono::ceil<std::chrono::milliseconds>(then - Clock::now());
-  if (rest.count() > 0) (void)::poll(nullptr, 0, static_cast<int>(rest.count()));
+std::string header(const Options& options) {
+  const std::time_t now = std::time(nullptr);
+  std::tm local{};
+  char clock[32] = "";
+  if (::localtime_r(&now, &local) != nullptr) (void)std::strftime(clock, sizeof clock, "%F %T", &local);
+  return fmt::format("kvrnctl watch    {}    every {:g} s, q ends\n", clock, options.period_s);
 }
+
+// Rows of the window; none where it has no size.
+std::size_t window_rows() {
+  winsize size{};
+  return ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_row > 0 ? size.ws_row : SIZE_MAX;
+}
+
+// Cuts a view to the rows of a window: first the empty lines go, then the last ones. The last line does not end, or the
+// window would scroll.
+std::string fitted(std::string text, std::size_t rows) {
+  text.pop_back();
+  const auto ends = [&] { return static_cast<std::size_t>(std::ranges::count(text, '\n')); };
+  for (std::size_t empty = 0; ends() >= rows && (empty = text.find("\n\n")) != std::string::npos;) text.erase(empty, 1);
+  while (ends() >= rows) text.resize(text.rfind('\n'));
+  return text;
+}
+
+// Where the views stand. On a terminal keys come at once and unseen, and lines do not run on into the next row.
+class Screen {
+ public:
+  Screen() {
+    for (const int signal : {SIGINT, SIGTERM})
+      handle(
+          signal, [](int) { ended = 1; }, 0);
+    if (!on_terminal_) return;
+    for (const int signal : {SIGHUP, SIGQUIT})
+      handle(
+          signal, [](int) { ended = 1; }, 0);
+    handle(
+        SIGWINCH, [](int) { resized = 1; }, SA_RESTART);
+  }
+  Screen(const Screen&) = delete;
+  Screen& operator=(const Screen&) = delete;
+  ~Screen() {
+    if (keys_ && in_front()) ::tcsetattr(STDIN_FILENO, TCSADRAIN, &before_);
+    if (on_terminal_) (void)std::fputs("\033[?7h\n", stdout);
+  }
+
+  // On a terminal the view stays in place: home, text, clear what is left below. @return false when nobody takes it
+  bool show(const Options& options, const std::string& text) {
+    take_keys();
+    const std::string out =
+        on_terminal_ ? "\033[?7l\033[H\033[J" + fitted(header(options) + text, window_rows()) : text + '\n';
+    (void)std::fputs(out.c_str(), stdout);
+    return flush_output();
+  }
+
+  // Waits for that time, a signal, or a key. @return whether the wait is over
+  bool wait_until(Clock::time_point then) const {
+    const auto rest = std::max<std::chrono::nanoseconds>(then - Clock::now(), std::chrono::nanoseconds::zero());
+    const auto whole = std::chrono::floor<std::chrono::seconds>(rest);
+    const timespec timeout{static_cast<time_t>(whole.count()), static_cast<long>((rest - whole).count())};
+    pollfd key{keys_ && in_front() ? STDIN_FILENO : -1, POLLIN, 0};
+    // A signal between the look at its flag and the sleep must not get lost.
+    sigset_t all;
+    sigset_t before;
+    ::sigfillset(&all);
+    ::sigprocmask(SIG_SETMASK, &all, &before);
+    const int events = ended != 0 || resized != 0 ? 0 : ::ppoll(&key, 1, &timeout, &before);
+    resized = 0;
+    ::sigprocmask(SIG_SETMASK, &before, nullptr);
+    char typed = 0;
+    if (events > 0 && (::read(STDIN_FILENO, &typed, 1) != 1 || typed == 'q' || typed == 'Q')) ended = 1;
+    return events <= 0 || ended != 0;
+  }
+
+ private:
+  static void handle(int signal, void (*handler)(int), int flags) {
+    struct sigaction action {};
+    action.sa_handler = handler;
+    action.sa_flags = flags;
+    ::sigaction(signal, &action, nullptr);
+  }
+
+  // A job in the background must leave the terminal alone, or it is stopped.
+  static bool in_front() { return ::tcgetpgrp(STDIN_FILENO) == ::getpgrp(); }
+
+  // At every view: a shell takes the terminal's mode back while the program is stopped.
+  void take_keys() {
+    if (!on_terminal_ || !in_front()) return;
+    keys_ = keys_ || ::tcgetattr(STDIN_FILENO, &before_) == 0;
+    if (!keys_) return;
+    termios raw = before_;
+    raw.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
+    ::tcsetattr(STDIN_FILENO, TCSADRAIN, &raw);
+  }
+
+  bool on_terminal_ = ::isatty(STDOUT_FILENO) == 1;
+  bool keys_ = false;
+  termios before_{};
+};
 
 Result watch(const Context& context, const Options& options) {
-  struct sigaction action {};
-  action.sa_handler = [](int) { ended = 1; };
-  ::sigaction(SIGINT, &action, nullptr);
-  ::sigaction(SIGTERM, &action, nullptr);
+  Screen screen;
   const auto period = std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(options.period_s));
-  auto next = Clock::now();
-  const bool terminal = ::isatty(STDOUT_FILENO) == 1;
   for (int shown = 0; ended == 0 && (options.count == 0 || shown < options.count); ++shown) {
-    if (shown > 0) wait_until(next);
-    if (ended != 0) break;
     // From view to view, however long a view takes.
-    next = std::max(next, Clock::now()) + period;
-    // On a terminal the view stays in place: home, text, clear what is left below.
-    const std::string text = view(context);
-    (void)std::fputs(terminal ? fmt::format("\033[H\033[J{}", text).c_str() : (text + '\n').c_str(), stdout);
-    if (!flush_output()) break;
+    const auto next = Clock::now() + period;
+    if (!screen.show(options, view(context))) break;
+    if (options.count != 0 && shown + 1 == options.count) break;
+    while (!screen.wait_until(next)) {
+    }
   }
   return {};
 }
