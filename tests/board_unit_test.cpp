@@ -160,7 +160,7 @@ TEST(Qca953xUnit, NeedsTheBoardDatasMagic) {
     uint16_t id, vendor;
     Mac base_mac;
   } cases[] = {
-      {"three-source", FlashImage().macs().board_id(0xEE5B), &qca953x_rows()[2], 0xEE5B, 0x0777, first_mac},
+      {"three-source", FlashImage().macs().board_id(0xEE5B), ar953x_identify_system(0xEE5B), 0xEE5B, 0x0777, first_mac},
       {"unknown id", FlashImage().macs().board_id(0x1234), &qca953x_generic(), 0x1234, 0x0777, first_mac},
       {"no magic", FlashImage().macs().board_id(0xEE5B).word(14, 0x7707), &qca953x_generic(), 0, 0, no_mac},
       {"radio data is not asked", radio_image(0xEE5B, 1), &qca953x_generic(), 0, 0, no_mac},
