@@ -82,7 +82,7 @@ _kvrnctl() {
     charge)
       case $sub:$given in
         :*) choices="show current enable --help" ;;
-        current:0) choices="$(kvrnctl charge show --psu "$psu" --json 2>/dev/null | sed -n 's/.*"current_ma": //p') --psu --dry-run $common" ;;
+        current:0) choices="$(kvrnctl charge show --psu "$psu" --json 2>/dev/null | sed -n 's/.*"current_ma": \([0-9]*\).*/\1/p') --psu --dry-run $common" ;;
         enable:0) choices="on off --psu --dry-run $common" ;;
         show:*) choices="--psu $common" ;;
         *) choices="--psu --dry-run $common" ;;
