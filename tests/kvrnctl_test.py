@@ -2,7 +2,6 @@
 """kvrnctl on the simulated device: documents, texts, exit statuses, completion."""
 import contextlib
 import fcntl
-import glob
 import os
 import pty
 import struct
