@@ -18,15 +18,15 @@ struct FlashImage {
     return *this;
   }
   FlashImage& macs() {
-    for (std::size_t i = 0; i < 12; ++i) bytes[i] = static_cast<char>(0x10 + i);
+    for (std::size_t i = 0; i < 12; ++i) bytes[i] = static_cast<char>(i % 6 == 0 ? 0x02 : 0x10 + i);
     return *this;
   }
   FlashImage& board_id(unsigned id) { return word(12, id).word(14, 0x0777); }
   FlashImage& revision(std::uint32_t value) { return word(16, value >> 16).word(18, value & 0xFFFF); }
   FlashImage& radio_word(std::size_t index, unsigned value) { return word(radio + 2 * index, value); }
-  // A calibration block of nine words whose checksum holds: word 4 and the MAC address A0:A1:...:A5.
+  // A calibration block of nine words whose checksum holds: word 4 and the MAC address 02:A1:...:A5.
   FlashImage& calibration(std::size_t offset, unsigned value) {
-    const unsigned words[] = {18, 0, 0, 0, value, 0, 0xA0A1, 0xA2A3, 0xA4A5};
+    const unsigned words[] = {18, 0, 0, 0, value, 0, 0x02A1, 0xA2A3, 0xA4A5};
     unsigned sum = 0;
     for (std::size_t i = 0; i < 9; ++i) {
       word(radio + offset + 2 * i, words[i]);

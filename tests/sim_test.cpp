@@ -10,6 +10,7 @@
 #include <linux/i2c-dev.h>
 #include <linux/i2c.h>
 #include <mtd/mtd-user.h>
+#include <signal.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
@@ -112,7 +113,14 @@ TEST(SimGpio, DirectionsAndLevelsFollowTheRequest) {
   line.reset();
   line = request(chip, 11, output, active);
   EXPECT_EQ(device.gpio(111), 1);
+  // A state that cannot be written was not taken.
+  const rlimit nothing{0, RLIM_INFINITY};
+  ::signal(SIGXFSZ, SIG_IGN);
+  ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &nothing), 0);
+  EXPECT_EQ(::gpiod_line_request_set_value(line.get(), 11, inactive), -1);
   line.reset();
+  EXPECT_EQ(request(chip, 11, output), nullptr);
+  EXPECT_EQ(errno, EIO);
   EXPECT_EQ(request(chip, 11, input, inactive, true), nullptr);  // levels are physical: refused, not ignored
   EXPECT_EQ(errno, EINVAL);
   EXPECT_EQ(request(chip, 64, input), nullptr);

@@ -37,15 +37,16 @@ bool load(unsigned number, Line& line) {
   return true;
 }
 
-void store(const Line& line) {
-  char text[128];
-  ::snprintf(text, sizeof text, "%d %s %s%s\n", line.level, line.direction, line.name, line.busy ? " busy" : "");
-  (void)write_state(text, "gpio/%u", line.number);
-}
-
 int fail(int error) {
   errno = error;
   return -1;
+}
+
+// A chip whose state cannot be written did not take what it was told.
+int store(const Line& line) {
+  char text[128];
+  ::snprintf(text, sizeof text, "%d %s %s%s\n", line.level, line.direction, line.name, line.busy ? " busy" : "");
+  return write_state(text, "gpio/%u", line.number) ? 0 : fail(EIO);
 }
 
 int chip_info(unsigned chip, const char* label, gpiochip_info& info) {
@@ -131,7 +132,10 @@ int request_line(unsigned chip, gpio_v2_line_request& request) {
   if (output || input) {
     ::snprintf(line.direction, sizeof line.direction, "%s", output ? "out" : "in");
     if (output) line.level = level;
-    store(line);
+    if (store(line) != 0) {
+      ::close(fd);
+      return fail(EIO);
+    }
   }
   request.fd = fd;
   return 0;
@@ -164,15 +168,12 @@ int gpio_line_ioctl(const char* name, unsigned long request, void* argument) {
       values.bits = line.level != 0 ? values.mask & 1 : 0;
       trace("gpio %u get %d", line.number, line.level);
       return 0;
-    case GPIO_V2_LINE_SET_VALUES_IOCTL:
+    case GPIO_V2_LINE_SET_VALUES_IOCTL: {
       line.level = static_cast<int>(values.bits & values.mask & 1);
-      if (::strcmp(line.direction, "out") != 0) {
-        trace("gpio %u set %d EPERM", line.number, line.level);
-        return fail(EPERM);
-      }
-      trace("gpio %u set %d", line.number, line.level);
-      store(line);
-      return 0;
+      const int result = ::strcmp(line.direction, "out") == 0 ? store(line) : fail(EPERM);
+      trace("gpio %u set %d%s", line.number, line.level, outcome(result == 0 ? 0 : errno));
+      return result;
+    }
     default:
       return fail(ENOTTY);
   }
