@@ -10,6 +10,7 @@ namespace service {
 
 // Blocks SIGTERM and SIGINT in this thread and in those that it starts.
 inline sigset_t block_ending_signals() {
+  (void)::signal(SIGXFSZ, SIG_IGN);  // a file size limit is an error of the write, as a full disk is
   sigset_t signals;
   ::sigemptyset(&signals);
   ::sigaddset(&signals, SIGTERM);
