@@ -80,6 +80,11 @@ Result get(const CfgOptions& options, const Query& query) {
   result.data["key"] = query.key;
   result.data["value"] = value;
   result.data["is_default"] = missing && query.fallback;
+  if (query.type == "uint" && value.is_number() && value != 0) {
+    const std::string text = ::get_value(view.first(), "", "%s", query.key.c_str());
+    if (text[text.find_first_not_of(" \t")] == '-')
+      result.errors.push_back(fmt::format("'{}' is negative: read as uint it counts down from 2^32", query.key));
+  }
   if (!value.is_null()) result.text = (value.is_string() ? value.get<std::string>() : value.dump()) + '\n';
   if (missing && !query.fallback)
     result.fail(Exit::failed, query.type == "str"
@@ -118,7 +123,12 @@ Result interface(const CfgOptions& options, const std::string& name) {
   char runtime[17] = "";
   const DeviceView view(file);
   ::getRuntimeInterface(view.first(), name.c_str(), runtime, 0);
+  cfg_entry* named = ::get_cfg_any_section(view.first(), ".devname", 0, name.c_str(), "%s", "");
+  if (named == nullptr)
+    result.errors.push_back(fmt::format("no interface '{}' in {}: the name stands for itself", name, file.path));
   result.data["interface"] = name;
+  result.data["configured"] = named != nullptr;
+  ::free_cfg_it(named);
   result.data["runtime"] = runtime;
   result.text = std::string(runtime) + '\n';
   return result;

@@ -3,7 +3,13 @@
 // that the new text reads back as what it should be, and replaces the file.
 #include <fmt/core.h>
 
+#include <algorithm>
 #include <array>
+#include <cstdint>
+#include <cstdlib>
+#include <deque>
+#include <iterator>
+#include <unordered_map>
 #include <vector>
 
 #include "tools/kvrnctl/cfg_command.hpp"
@@ -12,15 +18,20 @@
 namespace kvrnctl {
 namespace {
 
-// Edits, and says what was done.
-using Edit = std::function<std::string(Cfg&)>;
+// What an edit says of itself.
+struct Done {
+  std::string text;
+  std::string unchanged = "unchanged";
+  bool passwords = false;  // it changes how passwords are written, not the entries
+};
+using Edit = std::function<Done(Cfg&)>;
 
 // A line as it is, which decides what changed, and as it may be shown.
 struct Line {
   std::string real;
   std::string shown;
-  bool operator==(const Line& other) const { return real == other.real; }
 };
+constexpr std::size_t unpaired = SIZE_MAX;
 
 std::vector<Line> lines_of(const cfg_entry* cfg, bool reveal) {
   std::vector<Line> lines;
@@ -30,17 +41,55 @@ std::vector<Line> lines_of(const cfg_entry* cfg, bool reveal) {
   return lines;
 }
 
-// The lines between what both texts begin and end with.
+// Where each line stands in the other text: equal lines are paired in their order.
+std::vector<std::size_t> pair_lines(const std::vector<Line>& lines, const std::vector<Line>& other) {
+  std::unordered_map<std::string_view, std::deque<std::size_t>> places;
+  for (std::size_t i = 0; i < other.size(); ++i) places[other[i].real].push_back(i);
+  std::vector<std::size_t> paired;
+  for (const Line& line : lines) {
+    std::deque<std::size_t>& left = places[line.real];
+    paired.push_back(left.empty() ? unpaired : left.front());
+    if (!left.empty()) left.pop_front();
+  }
+  return paired;
+}
+
+// Marks as unpaired what does not belong to the longest rising sequence: these lines changed their place.
+void keep_rising(std::vector<std::size_t>& paired) {
+  std::vector<std::size_t> ends;                             // of the rising sequences of each length, the lowest end
+  std::vector<std::size_t> before(paired.size(), unpaired);  // the one before in its sequence
+  for (std::size_t i = 0; i < paired.size(); ++i) {
+    if (paired[i] == unpaired) continue;
+    const auto place = std::ranges::lower_bound(ends, paired[i], {}, [&](std::size_t end) { return paired[end]; });
+    if (place != ends.begin()) before[i] = *std::prev(place);
+    if (place == ends.end())
+      ends.push_back(i);
+    else
+      *place = i;
+  }
+  std::vector<std::size_t> kept(paired.size(), unpaired);
+  for (std::size_t i = ends.empty() ? unpaired : ends.back(); i != unpaired; i = before[i]) kept[i] = paired[i];
+  paired = std::move(kept);
+}
+
+// The lines that change, in the order of the file.
 std::string line_diff(const std::vector<Line>& before, const std::vector<Line>& after) {
-  std::size_t head = 0;
-  while (head < before.size() && head < after.size() && before[head] == after[head]) ++head;
-  std::size_t tail = 0;
-  while (tail < before.size() - head && tail < after.size() - head &&
-         before[before.size() - 1 - tail] == after[after.size() - 1 - tail])
-    ++tail;
+  std::vector<std::size_t> paired = pair_lines(before, after);
+  keep_rising(paired);
   std::string text;
-  for (std::size_t i = head; i < before.size() - tail; ++i) text += '-' + before[i].shown + '\n';
-  for (std::size_t i = head; i < after.size() - tail; ++i) text += '+' + after[i].shown + '\n';
+  std::size_t at = 0;
+  const auto add_up_to = [&](std::size_t end) {
+    for (; at < end; ++at) text += '+' + after[at].shown + '\n';
+  };
+  for (std::size_t i = 0; i < before.size(); ++i) {
+    if (paired[i] == unpaired) {
+      text += '-' + before[i].shown + '\n';
+    } else {
+      add_up_to(paired[i]);
+      ++at;
+    }
+  }
+  add_up_to(after.size());
   return text;
 }
 
@@ -55,23 +104,49 @@ void warn_plain_passwords(const Context& context, const cfg_entry* cfg) {
   }
 }
 
+// The library leaves out what it has no memory for, a value or a new name, and does not say so: the same edit of a
+// second copy tells.
+Done apply(const Edit& edit, CfgFile& file) {
+  Cfg twin = parse_cfg_text(file.text);
+  Done done = edit(file.cfg);
+  (void)edit(twin);
+  if (!same_entries(file.cfg.first(), twin.first())) throw CfgError{"out of memory"};
+  return done;
+}
+
+std::size_t protected_lines(std::string_view text) {
+  std::size_t count = 0;
+  for (; !text.empty(); text.remove_prefix(std::min(text.find('\n'), text.size() - 1) + 1))
+    count += text.starts_with("~META~") ? 1 : 0;
+  return count;
+}
+
 Result edit_file(const Context& context, const CfgOptions& options, bool protect, const Edit& edit) {
   Result result;
   std::optional<CfgLock> lock;
-  CfgFile file = read_cfg_file(options.path);
+  CfgFile file = read_cfg_file(editable_path(options.path));
   if (!options.dry_run) {
     lock.emplace(file.path);
-    file = read_cfg_file(options.path);  // as it is now that nobody else edits it
+    file = read_cfg_file(file.path);  // as it is now that nobody else edits it
   }
   const auto before = lines_of(file.cfg.first(), options.reveal);
-  const std::string done = edit(file.cfg);
+  Done done = apply(edit, file);
   const std::string text = cfg_text(file.cfg.first(), protect);
   const std::string changes = line_diff(before, lines_of(file.cfg.first(), options.reveal));
+  bool changed = !changes.empty();
+  if (done.passwords) {
+    const auto was = static_cast<std::ptrdiff_t>(protected_lines(file.text));
+    const auto count = std::abs(static_cast<std::ptrdiff_t>(protected_lines(text)) - was);
+    changed = count != 0;
+    done.text = fmt::format("{} passwords {}", count, done.text);
+  }
+  if (!changed) done.text = done.unchanged;
   result.data["file"] = file.path;
   result.data["dry_run"] = options.dry_run;
-  result.data["result"] = done;
+  result.data["result"] = done.text;
   result.data["diff"] = changes;
-  result.text = !options.dry_run ? done + '\n' : changes.empty() ? "no entry changes\n" : changes;
+  result.text = options.dry_run && !changes.empty() ? changes : done.text + '\n';
+  if (!changed) return result;
   if (const auto loss = loss_in(file.cfg.first(), text)) throw CfgError{file.path + ": " + *loss};
   if (const Dropped dropped = dropped_by_edit(file.text); dropped.total() != 0 && !options.force)
     throw CfgError{fmt::format("{}: {} would be lost; --force drops them", file.path, dropped.text())};
@@ -81,15 +156,15 @@ Result edit_file(const Context& context, const CfgOptions& options, bool protect
 }
 
 // The library cannot append to the empty configuration: its first entry is a line that is read.
-std::string first_entry(Cfg& cfg, const std::string& key, const std::string& value) {
+Done first_entry(Cfg& cfg, const std::string& key, const std::string& value) {
   cfg = parse_cfg_text(key + '=' + value + '\n');
   const cfg_entry* first = cfg.first();
   if (first == nullptr || first->key != key || first->value != value || first->next != nullptr)
     throw CfgError{fmt::format("'{}' would be lost: as a line it reads differently", key)};
-  return "appended";
+  return {"appended"};
 }
 
-std::string set_value(Cfg& cfg, const std::string& key, const std::string& value) {
+Done set_value(Cfg& cfg, const std::string& key, const std::string& value) {
   check_key_length(key);
   if (cfg.first() == nullptr) return first_entry(cfg, key, value);
   // The library trims what it stores: the key would not be the one that was looked for.
@@ -97,39 +172,34 @@ std::string set_value(Cfg& cfg, const std::string& key, const std::string& value
       line.first() != nullptr && line.first()->key != key && key[0] != '#' && key.find('=') == std::string::npos)
     throw CfgError{fmt::format(
         "'{}' would be lost: blanks or unprintable characters at its ends are dropped when it is read", key)};
-  return ::update_value(cfg.first(), value.c_str(), "%s", key.c_str()) == 1 ? "appended" : "changed";
+  return ::update_value(cfg.first(), value.c_str(), "%s", key.c_str()) == 1 ? Done{"appended"} : Done{"changed"};
 }
 
-std::string add_value(Cfg& cfg, const std::string& key, const std::string& value) {
+Done add_value(Cfg& cfg, const std::string& key, const std::string& value) {
   if (cfg.first() == nullptr) return first_entry(cfg, key, value);
-  if (::add_str_value(cfg.first(), value.c_str(), "%s", key.c_str()) != 0) throw CfgError{"no memory"};
-  return "appended";
+  if (::add_str_value(cfg.first(), value.c_str(), "%s", key.c_str()) != 0) throw CfgError{"out of memory"};
+  return {"appended"};
 }
 
-std::string delete_keys(Cfg& cfg, const std::string& key, bool prefix) {
+Done delete_keys(Cfg& cfg, const std::string& key, bool prefix) {
   check_key_length(key);
   const int deleted = ::cfg_del_key(&cfg.first(), prefix ? 0 : 1, "%s", key.c_str());
   if (deleted == 0) throw CfgError{fmt::format("no key {} '{}'", prefix ? "begins with" : "is", key)};
-  return fmt::format("{} deleted", deleted);
+  return {fmt::format("{} deleted", deleted)};
 }
 
-std::string sort_entries(Cfg& cfg) {
+Done sort_entries(Cfg& cfg) {
   cfg.first() = ::sort_cfg(cfg.first());
-  return "sorted";
+  return {"sorted"};
 }
 
-std::string renumber(Cfg& cfg, const std::string& prefix, int position) {
+Done renumber(Cfg& cfg, const std::string& prefix, int position) {
   check_key_length(prefix);
   ::fix_cfg_idx(cfg.first(), "%s", position, prefix.c_str());
-  return "renumbered";
+  return {"renumbered", "nothing to renumber"};
 }
 
-std::string passwords(const Cfg& cfg, std::string_view state) {
-  int count = 0;
-  for (const cfg_entry* entry = cfg.first(); entry != nullptr; entry = entry->next)
-    count += is_password(entry->key) ? 1 : 0;
-  return fmt::format("{} passwords {}", count, state);
-}
+Done passwords(const Cfg&, std::string_view state) { return {.text = std::string(state), .passwords = true}; }
 
 void add_plain_passwords(const std::string& text, std::vector<std::string>& findings) {
   for (std::size_t at = 0; at < text.size();) {

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -23,6 +24,7 @@ namespace kvrnctl {
 namespace {
 
 constexpr std::size_t longest_line = 1024;
+constexpr std::size_t largest_file = std::size_t{16} << 20;  // a configuration has some 20 KiB
 
 [[noreturn]] void refuse(const std::string& path, std::string_view why) {
   throw CfgError{fmt::format("{}: {}", path, why)};
@@ -35,8 +37,9 @@ std::string resolved(const std::string& path) {
 }
 
 std::string read_all(const std::string& path) {
-  // A FIFO must not hang the reader, and an edit must not put a file in a device's place.
-  const kvrn::Fd fd = kvrn::Fd::open(path.c_str(), O_RDONLY | O_NONBLOCK);
+  // A FIFO must not hang the reader, and an edit must not put a file in a device's place. The links are resolved: one
+  // that is there by now was put there meanwhile.
+  const kvrn::Fd fd = kvrn::Fd::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW);
   if (!fd) refuse(path, errno_text(errno));
   struct stat status {};
   if (::fstat(fd.get(), &status) != 0) refuse(path, errno_text(errno));
@@ -49,13 +52,31 @@ std::string read_all(const std::string& path) {
     if (got < 0) refuse(path, errno_text(errno));
     if (got == 0) return text;
     text.append(chunk, static_cast<std::size_t>(got));
+    if (text.size() > largest_file) refuse(path, "larger than 16 MiB: no configuration");
   }
+}
+
+// How many entries the library makes of a text: one of every line, or piece of a long one, with "=".
+std::size_t count_entries(std::string_view text) {
+  std::size_t count = 0;
+  while (!text.empty()) {
+    std::string_view line = text.substr(0, longest_line);
+    if (const std::size_t feed = line.find('\n'); feed != std::string_view::npos) line = line.substr(0, feed + 1);
+    text.remove_prefix(line.size());
+    if (line[0] == '\n' || line[0] == '\r' || line[0] == '#') continue;
+    count += line.substr(0, line.find('\0')).find('=') != std::string_view::npos ? 1 : 0;
+  }
+  return count;
 }
 
 cfg_entry* parse_text(const std::string& text) {
   if (text.empty()) return nullptr;
   const kvrn::Stream stream(::fmemopen(const_cast<char*>(text.data()), text.size(), "r"));
-  return ::parse_stream(stream.get());
+  cfg_entry* first = ::parse_stream(stream.get());
+  // The library leaves out what it has no memory for, and a stream that is missing is an empty file to it.
+  if (static_cast<std::size_t>(::get_cfg_count(first)) == count_entries(text)) return first;
+  ::free_cfg(first);
+  throw CfgError{"out of memory"};
 }
 
 std::string_view text_of(const char* text) { return text == nullptr ? std::string_view() : text; }
@@ -120,25 +141,53 @@ void keep_mode_and_owner(int fd, const std::string& path, const struct stat& old
   if (::fchmod(fd, old.st_mode & 07777) != 0) refuse(path, errno_text(errno));
 }
 
-// The old file under its second name; the first stays until the rename.
-void back_up(const std::string& path) {
+// The old file under its second name; the first stays until the rename. `fresh` is the second name until it is final.
+void back_up(const std::string& path, const std::string& fresh) {
   const std::string backup = path + ".bak";
-  const std::string fresh = backup + ".new";
-  ::unlink(fresh.c_str());
-  if (::link(path.c_str(), fresh.c_str()) != 0 || ::rename(fresh.c_str(), backup.c_str()) != 0) {
-    const int error = errno;
-    ::unlink(fresh.c_str());
-    refuse(backup, errno_text(error));
-  }
+  const bool done = ::link(path.c_str(), fresh.c_str()) == 0 && ::rename(fresh.c_str(), backup.c_str()) == 0;
+  const int error = errno;
+  ::unlink(fresh.c_str());  // also when both names were the same file already: then the rename does nothing
+  if (!done) refuse(backup, errno_text(error));
 }
 
-void flush_folder(const std::string& path) {
-  const std::string folder = path.substr(0, path.rfind('/') + 1);
+void flush_folder(const std::string& folder) {
   const kvrn::Fd fd = kvrn::Fd::open(folder.c_str(), O_RDONLY | O_DIRECTORY);
   if (fd) (void)::fsync(fd.get());  // the content is flushed; some file systems cannot flush a folder
 }
 
+// What a link leads to.
+std::string link_target(const std::string& path, const struct stat& link) {
+  // As the kernel has it in folders of everybody: who plants a link there must not choose what others overwrite.
+  if (link.st_uid != ::geteuid() && link.st_uid != 0)
+    refuse(path, "a symbolic link of another user is not edited through");
+  char target[PATH_MAX];
+  const ssize_t size = ::readlink(path.c_str(), target, sizeof target);
+  if (size < 0) refuse(path, errno_text(errno));
+  return {target, static_cast<std::size_t>(size)};
+}
+
 }  // namespace
+
+std::string editable_path(const std::string& path) {
+  std::string done = path.starts_with('/') ? "/" : "";
+  std::string rest = path;
+  for (int links = 0; !rest.empty() && links <= 40;) {
+    const std::string name = rest.substr(0, rest.find('/'));
+    rest.erase(0, name.size() + 1);
+    if (name.empty()) continue;
+    struct stat status {};
+    if (::lstat((done + name).c_str(), &status) != 0 || !S_ISLNK(status.st_mode)) {
+      done += rest.empty() ? name : name + '/';
+      continue;
+    }
+    const std::string target = link_target(done + name, status);
+    if (target.starts_with('/')) done = "/";
+    rest = rest.empty() ? target : target + '/' + rest;
+    ++links;
+  }
+  if (!rest.empty()) refuse(path, errno_text(ELOOP));
+  return done;
+}
 
 Cfg::Cfg(cfg_entry* parsed) : first_(parsed) {
   if (first_ == nullptr) return;
@@ -206,6 +255,11 @@ CfgLock::CfgLock(const std::string& path) {
 
 CfgLock::~CfgLock() { ::close(fd_); }
 
+bool same_entries(const cfg_entry* a, const cfg_entry* b) {
+  for (; a != nullptr && b != nullptr && same(*a, *b); a = a->next) b = b->next;
+  return a == nullptr && b == nullptr;
+}
+
 std::optional<std::string> loss_in(const cfg_entry* wanted, const std::string& text) {
   const Cfg read = parse_cfg_text(text);
   const cfg_entry* got = read.first();
@@ -253,15 +307,18 @@ Dropped dropped_by_edit(const std::string& text) {
 
 void replace_file(const std::string& path, const std::string& text, bool keep_backup) {
   struct stat old {};
-  if (::stat(path.c_str(), &old) != 0) refuse(path, errno_text(errno));
+  if (::lstat(path.c_str(), &old) != 0) refuse(path, errno_text(errno));
+  const std::string fresh_backup = path + ".bak.new";
+  ::unlink(fresh_backup.c_str());  // of an editor that was killed
   Temporary temporary(path);
   keep_mode_and_owner(temporary.fd(), path, old);
   write_all(temporary.fd(), temporary.path(), text);
   if (::fsync(temporary.fd()) != 0) refuse(temporary.path(), errno_text(errno));
   if (read_all(temporary.path()) != text) refuse(temporary.path(), "reads back differently");
-  if (keep_backup) back_up(path);
-  temporary.rename_to(path);
-  flush_folder(path);
+  if (keep_backup) back_up(path, fresh_backup);
+  const std::string folder = path.substr(0, path.rfind('/') + 1);
+  temporary.rename_to(path);  // from here on nothing fails
+  flush_folder(folder);
 }
 
 }  // namespace kvrnctl

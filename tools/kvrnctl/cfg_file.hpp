@@ -55,8 +55,13 @@ class DeviceView {
 // Throws CfgError when the file cannot be read.
 CfgFile read_cfg_file(const std::string& path);
 
+// The path of the file to edit, with its links followed. Throws CfgError for a link that belongs neither to the caller
+// nor to root.
+std::string editable_path(const std::string& path);
+
 // The lines of an edited configuration; `protect` seals passwords, as the library's save_cfg() does.
 std::string cfg_text(const cfg_entry* cfg, bool protect);
+// Throws CfgError without memory for every entry.
 Cfg parse_cfg_text(const std::string& text);
 
 bool is_password(std::string_view key);
@@ -72,6 +77,8 @@ class CfgLock {
  private:
   int fd_ = -1;
 };
+
+bool same_entries(const cfg_entry* a, const cfg_entry* b);
 
 // Why reading the text back would not give the entries; nothing when it would.
 std::optional<std::string> loss_in(const cfg_entry* wanted, const std::string& text);

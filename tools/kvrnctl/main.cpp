@@ -2,8 +2,10 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <new>
 #include <random>
 
 #include "tools/kvrnctl/command.hpp"
@@ -55,6 +57,9 @@ int run(int argc, char** argv) {
 int main(int argc, char** argv) {
   try {
     return kvrnctl::run(argc, argv);
+  } catch (const std::bad_alloc&) {
+    (void)std::fputs("kvrnctl: out of memory\n", stderr);
+    return static_cast<int>(kvrnctl::Exit::failed);
   } catch (const std::exception& error) {
     kvrnctl::Context().warn(error.what());
     return static_cast<int>(kvrnctl::Exit::failed);
