@@ -1,6 +1,8 @@
 # SPDX-License-Identifier: MIT
 """kvrn-agentd under a real snmpd: what it serves, and what it outlives."""
+import glob
 import os
+import resource
 import shutil
 import signal
 import subprocess
@@ -31,7 +33,7 @@ class Agent:
 
     def __init__(self, master, device=None, words=(), env=None, user=None):
         prefix = [BIN + "/kvrn-sim", "run", device.root, "--"] if device else []
-        self.orders = new_folder() + "/order"
+        self.device, self.orders = device, new_folder() + "/order"
         os.chmod(os.path.dirname(self.orders), 0o755)
         self.order("1")
         program, trial = BIN + "/kvrn-agentd", LIB + "/libtrial_module.so"
@@ -51,7 +53,7 @@ class Agent:
     def lines(self):
         self.log.seek(0)
         lines = [line.split(": ", 1)[1].rstrip() for line in self.log]
-        return [line for line in lines if "stand-in" not in line]  # this machine is no board
+        return [line for line in lines if self.device or "stand-in" not in line]  # this machine is no board
 
     def __enter__(self):
         return self
@@ -78,12 +80,19 @@ class Serving(unittest.TestCase):
                 self.assertIsNotNone(master.wait_for("Gauge32: ", [COUNT], 5))
                 self.assertEqual(master.walk(), expected)
                 self.assertEqual(master.walk("snmpbulkwalk"), expected)
+                self.assertNotIn("stand-in", " ".join(agent.lines()))
                 self.assertEqual(agent.end(), 0)
                 self.assertIn("No Such Object", master.ask("snmpget", COUNT))
+            os.remove(device.path("/dev/mtdblock5"))
+            with Agent(master, device) as agent:
+                why = "/dev/mtdblock5: no such file or directory: the board may be a stand-in"
+                self.assertTrue(until(lambda: why in agent.lines(), 3))
 
     def test_get_getnext_and_set_at_the_edges(self):
-        with Master() as master, Agent(master.start()):
+        with Master() as master, Agent(master.start()) as agent:
             self.assertIsNotNone(master.wait_for("INTEGER: 1", [TRIAL], 5))
+            open_files = [os.path.realpath(fd) for fd in glob.glob(f"/proc/{agent.process.pid}/task/*/fd/*")]
+            self.assertNotIn("/dev/zero", open_files)  # which a refresh held while the threads started
             for before in (ROOT, ROOT + ".0.4294967295", ROOT + ".1", ".1.3.6.1.4.1.47473"):
                 self.assertEqual(master.ask("snmpgetnext", before), f"{TRIAL} = INTEGER: 1\n", before)
             for behind in (TRIAL, ROOT + ".1.0.0", ROOT + ".2", ROOT + ".4294967295" * 100):
@@ -154,6 +163,17 @@ class Surviving(unittest.TestCase):
                                         "no complete readings for 2.5 s: the tree is empty"])
             self.assertEqual(set(told[2:]), {"the readings are complete again", "the tree is served again"})
 
+    @unittest.skipIf(SANITIZED, "needs a bound on the memory")
+    def test_a_refresh_without_memory_is_one_that_failed(self):
+        with Master() as master, Agent(master.start()) as agent:
+            self.assertIsNotNone(master.wait_for("INTEGER: 1", [TRIAL], 5))
+            resource.prlimit(agent.process.pid, resource.RLIMIT_AS, (3 << 30, 3 << 30))
+            agent.order("huge")
+            self.assertTrue(until(lambda: agent.lines()[-1] == "the module's update failed (3): no memory", 3))
+            agent.process.send_signal(signal.SIGHUP)
+            agent.order("2")
+            self.assertIsNotNone(master.wait_for("INTEGER: 2", [TRIAL], 3))
+
     def test_neither_hardware_nor_a_master_that_hangs_holds_the_other(self):
         with service_manager(400000) as (manager, env), Master() as master:
 
@@ -194,6 +214,9 @@ class Surviving(unittest.TestCase):
             self.assertEqual(agent.lines()[-1], f"no master agent at {master.socket}: permission denied")
             os.chown(master.socket, 65534, 0)
             self.assertIsNotNone(master.wait_for("INTEGER: 1", [TRIAL], 3))
+            alone = subprocess.run(["prlimit", "--nproc=0", *agent.process.args], stderr=agent.log, user=65534)
+            self.assertEqual((alone.returncode, agent.lines()[-1]),
+                             (1, "cannot go on: Resource temporarily unavailable"))
 
 
 class Starting(unittest.TestCase):

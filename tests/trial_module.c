@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: MIT */
-/* A module that does what a file says: the file named by TRIAL_MODULE holds "fail", "hang", or the number to publish.
- */
+/* A module that does what a file says: the file named by TRIAL_MODULE holds "fail", "hang", "huge", or the number to
+ * publish. From its loading to its first update it holds /dev/zero open, as a refresh holds a line. */
 #include <kvrn/snmp.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -10,7 +10,15 @@
 static const snmp_oid_word root[] = {6, 43, 6, 1, 4, 1, 47474};
 static const snmp_oid_word object[] = {8, 43, 6, 1, 4, 1, 47474, 1, 0};
 
+static FILE* held;
+__attribute__((constructor)) static void hold(void) { held = fopen("/dev/zero", "re"); }
+
 static int update(void* host) {
+  if (held != NULL) {
+    usleep(200000); /* while the other threads start */
+    (void)fclose(held);
+    held = NULL;
+  }
   char order[32] = "";
   FILE* file = fopen(getenv("TRIAL_MODULE"), "re");
   if (file != NULL) {
@@ -23,6 +31,11 @@ static int update(void* host) {
   snmp_value value;
   value.type = SNMP_TYPE_INTEGER;
   value.as.number = (uint32_t)strtoul(order, NULL, 10);
+  if (strncmp(order, "huge", 4) == 0) {
+    value.type = SNMP_TYPE_OCTET_STRING;
+    value.as.text.length = UINT32_MAX;
+    value.as.text.bytes = order;
+  }
   int result = odb_add(host, object, &value);
   if (strncmp(order, "fail", 4) == 0) {
     abz_set_error("sensor %d is on fire", 7);

@@ -14,6 +14,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <span>
+#include <stdexcept>
 #include <type_traits>
 #include <utility>
 
@@ -154,9 +155,9 @@ void AgentX::prepare() {
   (void)::setenv("SNMP_PERSISTENT_DIR", "/dev/null", 1);
 }
 
-bool AgentX::run(const std::atomic<bool>& stop) {
+void AgentX::run(const std::atomic<bool>& stop) {
   configure(socket_);
-  if (!start()) return false;
+  if (!start()) throw std::runtime_error("the SNMP library cannot be started");
   Clock::time_point next_claim;
   while (!stop) {
     // Returns at least as often as the link is tried.
@@ -166,7 +167,6 @@ bool AgentX::run(const std::atomic<bool>& stop) {
     next_claim = Clock::now() + std::chrono::seconds(ping_period_s);
   }
   ::snmp_shutdown(program);
-  return true;
 }
 
 bool AgentX::start() {

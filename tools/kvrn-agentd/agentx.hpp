@@ -25,8 +25,8 @@ class AgentX {
   static void prepare();
 
   // Serves the tree, and tries to connect every second, until `stop` is set. On a thread of its own, because a master
-  // that hangs may hold it for as long as it likes. @return false: net-snmp refused
-  bool run(const std::atomic<bool>& stop);
+  // that hangs may hold it for as long as it likes. Throws when net-snmp cannot be started.
+  void run(const std::atomic<bool>& stop);
 
   // For any thread.
   Link link() const;

@@ -9,15 +9,19 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
+#include <exception>
 #include <future>
+#include <new>
 #include <utility>
 
 #include "tools/cli/command.hpp"
 #include "tools/kvrn-agentd/agentx.hpp"
 #include "tools/kvrn-agentd/load_module.hpp"
 #include "tools/kvrn-agentd/refresher.hpp"
+#include "tools/service/descriptors.hpp"
 #include "tools/service/notify.hpp"
 #include "tools/service/signals.hpp"
+#include "tools/service/standins.hpp"
 #include "tools/snmp/host.hpp"
 
 namespace agentd {
@@ -37,6 +41,8 @@ struct Options {
 // A refresh that finds no battery files takes more than a second.
 constexpr double longest_refresh_s = 2;
 
+constexpr auto access_period = std::chrono::seconds(10);
+
 // What the log has heard last; each change is said once.
 class Changes {
  public:
@@ -45,14 +51,23 @@ class Changes {
       ::syslog(readings.expired ? LOG_ERR : LOG_NOTICE,
                readings.expired ? "no complete readings for %g s: the tree is empty" : "the tree is served again",
                max_age_s);
-    if (std::exchange(losses_, agentx.losses()) != agentx.losses()) say(agentx, AgentX::Link::down);
-    say(agentx, agentx.link());
+    // What finds no memory is said at a later look.
+    try {
+      if (const unsigned losses = agentx.losses(); losses != losses_) say(agentx, AgentX::Link::down);
+      losses_ = agentx.losses();
+      say(agentx, agentx.link());
+      if (Clock::now() < next_look_) return;
+      access_.see(service::missing_access());
+      next_look_ = Clock::now() + access_period;
+    } catch (const std::bad_alloc&) {
+    }
   }
 
  private:
   void say(const AgentX& agentx, AgentX::Link link) {
+    if (link == AgentX::Link::unknown) return;
     std::string text = agentx.text_of(link);
-    if (link == AgentX::Link::unknown || text == link_) return;
+    if (text == link_) return;
     ::syslog(link == AgentX::Link::up ? LOG_NOTICE : LOG_WARNING, "%s", text.c_str());
     link_ = std::move(text);
   }
@@ -60,10 +75,12 @@ class Changes {
   bool expired_ = false;
   unsigned losses_ = 0;
   std::string link_;
+  service::AccessLog access_;
+  Clock::time_point next_look_;
 };
 
-// Tells the manager and the log how things are, until a signal wants the end. @return false when the agent gave up
-bool watch(const Refresher& refresher, const AgentX& agentx, const std::future<bool>& agent, const Options& options,
+// Tells the manager and the log how things are, until a signal wants the end. Throws what ended the agent
+void watch(const Refresher& refresher, const AgentX& agentx, std::future<void>& agent, const Options& options,
            const sigset_t& signals) {
   constexpr microseconds longest = std::chrono::milliseconds(500);
   const auto watchdog = service::watchdog_period();
@@ -71,7 +88,7 @@ bool watch(const Refresher& refresher, const AgentX& agentx, const std::future<b
   bool ready = false;
   Changes changes;
   do {
-    if (agent.wait_for(Seconds(0)) == std::future_status::ready) return false;
+    if (agent.wait_for(Seconds(0)) == std::future_status::ready) return agent.get();
     const Refresher::State state = refresher.state();
     if (state.tried && !ready) ready = service::notify("READY=1");
     changes.see(state, agentx, options.max_age_s);
@@ -79,10 +96,37 @@ bool watch(const Refresher& refresher, const AgentX& agentx, const std::future<b
     if (watchdog && state.busy < Seconds(options.max_age_s)) (void)service::notify("WATCHDOG=1");
   } while (!service::ending_signal(signals, rest));
   (void)service::notify("STOPPING=1");
-  return true;
+}
+
+int failed(const std::exception& failure) {
+  ::syslog(LOG_ERR, "cannot go on: %s", failure.what());
+  return 1;
+}
+
+int serve(const snmp_module& module, const Options& options, const sigset_t& signals) {
+  Refresher refresher([&](auto& table, auto& error) { return snmp_host::update(module, table, error); },
+                      Seconds(options.period_s), Seconds(options.max_age_s));
+  AgentX agentx(options.socket, [&] { return refresher.table(); });
+  std::atomic<bool> stop = false;
+  std::future<void> agent;
+  int status = 0;
+  try {
+    agent = std::async(std::launch::async, [&] { agentx.run(stop); });
+    watch(refresher, agentx, agent, options, signals);
+  } catch (const std::exception& failure) {
+    status = failed(failure);
+  }
+  stop = true;
+  // Neither a master nor hardware that hangs is waited for.
+  const auto last = Clock::now() + std::chrono::seconds(2);
+  const bool readings_ended = refresher.stop(Seconds(2));
+  const bool agent_ended = !agent.valid() || agent.wait_until(last) == std::future_status::ready;
+  if (!readings_ended || !agent_ended) std::_Exit(status);
+  return status;
 }
 
 int run(const Options& options) {
+  service::hold_standard_descriptors();
   std::string why;
   const snmp_module* module = load_module(options.module, why);
   if (module == nullptr) {
@@ -91,22 +135,12 @@ int run(const Options& options) {
   }
   ::openlog("kvrn-agentd", LOG_PID | (options.to_stderr ? LOG_PERROR : 0), LOG_DAEMON);
   const sigset_t signals = service::block_ending_signals();
-  (void)::signal(SIGPIPE, SIG_IGN);  // a master that goes away is no reason to end
   AgentX::prepare();
-  Refresher refresher([&](auto& table, auto& error) { return snmp_host::update(*module, table, error); },
-                      Seconds(options.period_s), Seconds(options.max_age_s));
-  AgentX agentx(options.socket, [&] { return refresher.table(); });
-  std::atomic<bool> stop = false;
-  std::future<bool> agent = std::async(std::launch::async, [&] { return agentx.run(stop); });
-  const bool served = watch(refresher, agentx, agent, options, signals);
-  if (!served) ::syslog(LOG_ERR, "the SNMP library cannot be started");
-  const int status = served ? 0 : 1;
-  stop = true;
-  // Neither a master nor hardware that hangs is waited for.
-  const auto last = Clock::now() + std::chrono::seconds(2);
-  const bool ended = refresher.stop(Seconds(2));
-  if (agent.wait_until(last) != std::future_status::ready || !ended) std::_Exit(status);
-  return status;
+  try {
+    return serve(*module, options, signals);
+  } catch (const std::exception& failure) {
+    return failed(failure);
+  }
 }
 
 std::string check_socket(const std::string& text) {

@@ -4,6 +4,9 @@
 #include <syslog.h>
 
 #include <algorithm>
+#include <cstring>
+#include <exception>
+#include <new>
 #include <utility>
 
 namespace agentd {
@@ -50,24 +53,32 @@ void Refresher::run() {
 }
 
 void Refresher::refresh() {
-  const auto table = std::make_shared<snmp_host::ObjectTable>();
-  std::string error;
-  const bool complete = update_(*table, error) == 0;
-  if (complete) {
-    const std::lock_guard lock(mutex_);
-    table_ = table;
-    built_ = Clock::now();
+  // A refresh that finds no memory is one that failed: the next may find some.
+  try {
+    const auto table = std::make_shared<snmp_host::ObjectTable>();
+    std::string error;
+    const bool complete = update_(*table, error) == 0;
+    if (complete) {
+      const std::lock_guard lock(mutex_);
+      table_ = table;
+      built_ = Clock::now();
+    }
+    report(complete ? "" : error.c_str());
+  } catch (const std::bad_alloc&) {
+    report("no memory for the readings");
+  } catch (const std::exception& failure) {
+    report(failure.what());
   }
-  report(complete ? "" : error);
 }
 
-void Refresher::report(const std::string& error) {
-  if (error == reported_) return;
-  if (error.empty())
+// Compares and keeps the start of the text, in place.
+void Refresher::report(const char* error) {
+  if (std::strncmp(error, reported_.data(), reported_.size() - 1) == 0) return;
+  if (*error == '\0')
     ::syslog(LOG_NOTICE, "the readings are complete again");
   else
-    ::syslog(LOG_ERR, "%s", error.c_str());
-  reported_ = error;
+    ::syslog(LOG_ERR, "%s", error);
+  std::strncpy(reported_.data(), error, reported_.size() - 1);
 }
 
 }  // namespace agentd

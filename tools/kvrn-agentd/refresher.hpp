@@ -2,6 +2,7 @@
 // The worker that owns the library: it builds a new table a period and hands out the last complete one.
 #pragma once
 
+#include <array>
 #include <chrono>
 #include <condition_variable>
 #include <functional>
@@ -43,7 +44,7 @@ class Refresher {
  private:
   void run();
   void refresh();
-  void report(const std::string& error);
+  void report(const char* error);
   bool is_expired() const { return Clock::now() - built_ > max_age_; }
 
   const Update update_;
@@ -57,8 +58,8 @@ class Refresher {
   std::optional<Clock::time_point> began_;  // the update that runs
   bool tried_ = false;
   bool stopping_ = false;
-  std::string reported_;      // the failure that was logged last; the worker's own
-  std::future<void> worker_;  // last: it begins with everything else in place
+  std::array<char, 256> reported_{};  // the failure that was logged last; the worker's own
+  std::future<void> worker_;          // last: it begins with everything else in place
 };
 
 }  // namespace agentd

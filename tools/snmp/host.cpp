@@ -6,22 +6,23 @@
 #include <array>
 #include <cstdarg>
 #include <cstdio>
+#include <exception>
 
 namespace snmp_host {
 namespace {
 
-// abz_set_error() has no context: the text belongs to the update that runs.
-std::string last_error;
+// abz_set_error() has no context: the text belongs to the update that runs. It takes no memory, which may have run out.
+std::array<char, 256> last_error;
 
 }  // namespace
 
 int update(const snmp_module& module, ObjectTable& table, std::string& error) {
-  last_error.clear();
+  last_error[0] = '\0';
   const int result = module.update(&table);
   table.finish();
   if (result != 0)
-    error = last_error.empty() ? fmt::format("the module's update failed ({})", result)
-                               : fmt::format("the module's update failed ({}): {}", result, last_error);
+    error = fmt::format("the module's update failed ({}){}{}", result, last_error[0] == '\0' ? "" : ": ",
+                        last_error.data());
   return result;
 }
 
@@ -29,7 +30,13 @@ int update(const snmp_module& module, ObjectTable& table, std::string& error) {
 
 int odb_add(void* host, const snmp_oid_word* oid, const snmp_value* value) {
   if (host == nullptr || oid == nullptr || value == nullptr) return snmp_host::ObjectTable::bad_value;
-  return static_cast<snmp_host::ObjectTable*>(host)->add(oid, *value);
+  // The caller is C: nothing may be thrown through it.
+  try {
+    return static_cast<snmp_host::ObjectTable*>(host)->add(oid, *value);
+  } catch (const std::exception&) {
+    ::abz_set_error("no memory");
+    return snmp_host::ObjectTable::no_memory;
+  }
 }
 
 void odb_destroy(void* host) {
@@ -37,12 +44,10 @@ void odb_destroy(void* host) {
 }
 
 void abz_set_error(const char* format, ...) {
-  std::array<char, 256> text{};
   va_list args;
   va_start(args, format);
-  (void)std::vsnprintf(text.data(), text.size(), format, args);
+  (void)std::vsnprintf(snmp_host::last_error.data(), snmp_host::last_error.size(), format, args);
   va_end(args);
-  snmp_host::last_error = text.data();
 }
 
-void abz_clear_error(void* /*host*/) { snmp_host::last_error.clear(); }
+void abz_clear_error(void* /*host*/) { snmp_host::last_error[0] = '\0'; }

@@ -27,7 +27,7 @@ struct Object {
 class ObjectTable {
  public:
   // What a host answers to odb_add().
-  enum Result { added = 0, bad_identifier = 1, bad_value = 2 };
+  enum Result { added = 0, bad_identifier = 1, bad_value = 2, no_memory = 3 };
 
   Result add(const snmp_oid_word* oid, const snmp_value& value);
   void clear() { objects_.clear(); }
