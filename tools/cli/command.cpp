@@ -69,8 +69,8 @@ std::string Option::value_name() const {
   return all;
 }
 
-Command& Command::command(std::string its_name, std::string its_text) {
-  Command& added = commands.emplace_back(std::move(its_name), std::move(its_text));
+Command& Command::command(std::string word, std::string about) {
+  Command& added = commands.emplace_back(std::move(word), std::move(about));
   added.parent = this;
   return added;
 }
@@ -80,39 +80,39 @@ Command& Command::alias(std::string another) {
   return *this;
 }
 
-Option& Command::flag(const char* names, bool& on, std::string its_text) {
-  return options.emplace_back(make(names, "", &on, std::move(its_text)));
+Option& Command::flag(const char* names, bool& on, std::string about) {
+  return options.emplace_back(make(names, "", &on, std::move(about)));
 }
 
-Option& Command::counter(const char* names, int& times, std::string its_text) {
-  Option& option = options.emplace_back(make(names, "", &times, std::move(its_text)));
+Option& Command::counter(const char* names, int& times, std::string about) {
+  Option& option = options.emplace_back(make(names, "", &times, std::move(about)));
   option.counts = true;
   return option;
 }
 
-Option& Command::option(const char* names_and_value, Target target, std::string its_text) {
+Option& Command::option(const char* names_and_value, Target target, std::string about) {
   const std::string_view all = names_and_value;
   const std::size_t blank = std::min(all.find(' '), all.size());
   std::string value(all.substr(std::min(blank + 1, all.size())));
   if (value.empty()) value = "VALUE";
-  Option& option = options.emplace_back(make(all.substr(0, blank), std::move(value), target, std::move(its_text)));
+  Option& option = options.emplace_back(make(all.substr(0, blank), std::move(value), target, std::move(about)));
   option.initial = std::visit(Initial(), target);
   return option;
 }
 
-Option& Command::argument(const char* placeholder, Target target, std::string its_text) {
+Option& Command::argument(const char* placeholder, Target target, std::string about) {
   std::string_view word = placeholder;
   const bool required = !word.starts_with('[');
   if (!required) word = word.substr(1, word.size() - 2);
   if (word.ends_with("...")) word.remove_suffix(3);
-  Option& option = arguments.emplace_back(make(word, std::string(word), target, std::move(its_text)));
+  Option& option = arguments.emplace_back(make(word, std::string(word), target, std::move(about)));
   option.required = required;
   if (!required) option.initial = std::visit(Initial(), target);
   return option;
 }
 
-Command& Command::footer(std::string its_text) {
-  below = std::move(its_text);
+Command& Command::footer(std::string about) {
+  below = std::move(about);
   return *this;
 }
 
@@ -121,8 +121,8 @@ Command& Command::excludes(std::string option) {
   return *this;
 }
 
-Command& Command::action(std::function<void()> its_action) {
-  run = std::move(its_action);
+Command& Command::action(std::function<void()> job) {
+  run = std::move(job);
   return *this;
 }
 

@@ -49,25 +49,25 @@ struct Option {
 };
 
 struct Command {
-  Command(std::string its_name, std::string its_text) : name(std::move(its_name)), text(std::move(its_text)) {}
+  Command(std::string word, std::string about) : name(std::move(word)), text(std::move(about)) {}
   Command(const Command&) = delete;
 
   // A command below this one. It has this one's options too.
-  Command& command(std::string its_name, std::string its_text);
+  Command& command(std::string word, std::string about);
   Command& alias(std::string other_name);
   // "--json", or "-v,--verbose".
-  Option& flag(const char* names, bool& on, std::string its_text);
-  Option& counter(const char* names, int& times, std::string its_text);
+  Option& flag(const char* names, bool& on, std::string about);
+  Option& counter(const char* names, int& times, std::string about);
   // "--period S"; with a choice, the words stand for the value.
-  Option& option(const char* names_and_value, Target target, std::string its_text);
+  Option& option(const char* names_and_value, Target target, std::string about);
   // "LINE", "[N]" when it may be missing; "WORD..." and "[WORD...]" go with a vector.
-  Option& argument(const char* placeholder, Target target, std::string its_text);
-  // Stands below the help.
-  Command& footer(std::string its_text);
+  Option& argument(const char* placeholder, Target target, std::string about);
+  // Stands below the help, a paragraph a line.
+  Command& footer(std::string about);
   // An option of a command above that this one does not go with.
   Command& excludes(std::string option);
   // A command without an action needs one of those below it.
-  Command& action(std::function<void()> its_action);
+  Command& action(std::function<void()> job);
 
   std::string name;
   std::string text;

@@ -32,10 +32,10 @@ void fold(std::string& out, std::size_t at, std::size_t indent, const std::vecto
   out += '\n';
 }
 
-std::vector<std::string> words_of(const std::string& text) {
+std::vector<std::string> split(const std::string& text, char separator) {
   std::vector<std::string> words;
   for (std::size_t at = 0; at < text.size();) {
-    const std::size_t end = std::min(text.find(' ', at), text.size());
+    const std::size_t end = std::min(text.find(separator, at), text.size());
     if (end > at) words.push_back(text.substr(at, end - at));
     at = end + 1;
   }
@@ -61,17 +61,17 @@ void add_rows(std::string& out, const char* title, const std::vector<Row>& rows)
       out += '\n' + std::string(width + 4, ' ');
     else
       out += std::string(width - row.head.size() + 2, ' ');
-    fold(out, width + 4, width + 4, words_of(row.text));
+    fold(out, width + 4, width + 4, split(row.text, ' '));
   }
 }
 
 // The text with the bounds and what it is when nobody says.
 std::string text_of(const Option& option) {
-  std::string text = option.text;
+  std::string more;
   if (option.least)
-    text += fmt::format(", {:g} to {:g}{}", *option.least, *option.most, option.unit.empty() ? "" : " " + option.unit);
-  if (!option.initial.empty()) text += fmt::format(" (default {})", option.initial);
-  return text;
+    more = fmt::format("{} to {}{}{}", *option.least, *option.most, option.unit.empty() ? "" : " ", option.unit);
+  if (!option.initial.empty()) more += fmt::format("{}default {}", more.empty() ? "" : ", ", option.initial);
+  return more.empty() ? option.text : fmt::format("{} ({})", option.text, more);
 }
 
 std::string head_of(const Option& option) {
@@ -82,7 +82,7 @@ std::string head_of(const Option& option) {
 
 std::string usage(const Command& command) {
   std::vector<std::string> words{"usage:", command.root().name};
-  for (const std::string& word : words_of(command.path())) words.push_back(word);
+  for (const std::string& word : split(command.path(), ' ')) words.push_back(word);
   for (const Option& argument : command.arguments) {
     const std::string name = argument.value_name() + (argument.takes_many() ? "..." : "");
     words.push_back(argument.required ? name : '[' + name + ']');
@@ -100,7 +100,7 @@ std::string usage(const Command& command) {
 
 std::string help(const Command& command) {
   std::string out = usage(command) + '\n';
-  fold(out, 0, 0, words_of(command.text + '.'));
+  fold(out, 0, 0, split(command.text + '.', ' '));
   std::vector<Row> rows;
   for (const Command& below : command.commands) rows.push_back({below.name, below.text});
   if (command.parent == nullptr && !rows.empty()) rows.push_back({"help", "Help for a command"});
@@ -116,7 +116,10 @@ std::string help(const Command& command) {
   rows.push_back({help_names, "Print this help"});
   if (command.parent == nullptr) rows.push_back({version_names, "Print the version"});
   add_rows(out, "Options", rows);
-  if (!command.below.empty()) out += '\n' + command.below + '\n';
+  if (!command.below.empty()) {
+    out += '\n';
+    for (const std::string& paragraph : split(command.below, '\n')) fold(out, 0, 0, split(paragraph, ' '));
+  }
   return out;
 }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tools/cli/nearest.hpp"
 
-#include <fmt/core.h>
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <utility>
@@ -23,26 +23,41 @@ unsigned distance(std::string_view a, std::string_view b) {
   return row[b.size()];
 }
 
-std::string listed(const std::vector<std::string>& words, const char* last) {
+namespace {
+
+// The beginning of a word is near to it, however much is missing.
+unsigned far(const std::string& word, const std::string& other) {
+  return word.find_first_not_of('-') != std::string::npos && other.starts_with(word) ? 0 : distance(word, other);
+}
+
+const std::string& nearest(const std::string& word, const std::vector<std::string>& known) {
+  return *std::ranges::min_element(known, {}, [&](const std::string& other) { return far(word, other); });
+}
+
+}  // namespace
+
+std::string listed(const std::vector<std::string>& words) {
   std::string text;
   for (std::size_t i = 0; i < words.size(); ++i) {
-    if (i > 0) text += i + 1 == words.size() ? fmt::format(" {} ", last) : ", ";
+    if (i > 0) text += i + 1 == words.size() ? " or " : ", ";
     text += words[i];
   }
   return text;
 }
 
+std::string meant(const std::string& word, const std::vector<std::string>& known) {
+  if (known.empty()) return "";
+  const std::string& best = nearest(word, known);
+  const bool near = far(word, best) <= (word.size() + 1) / 3 || known.size() == 1;
+  return near ? fmt::format("; did you mean '{}'?", best) : "";
+}
+
 std::string offer(const std::string& word, const std::vector<std::string>& known) {
   constexpr std::size_t most_listed = 12;
-  if (known.empty()) return "";
-  // The beginning of a word is near to it, however much is missing.
-  const auto far = [&](const std::string& other) {
-    return !word.empty() && word != "-" && word != "--" && other.starts_with(word) ? 0U : distance(word, other);
-  };
-  const auto& nearest = *std::ranges::min_element(known, {}, far);
-  if (far(nearest) <= std::max<std::size_t>(1, word.size() / 3)) return fmt::format("; did you mean '{}'?", nearest);
-  if (known.size() <= most_listed) return fmt::format("; there is {}", listed(known, "and"));
-  return fmt::format("; the nearest is '{}'", nearest);
+  std::string text = meant(word, known);
+  if (!text.empty() || known.empty()) return text;
+  if (known.size() > most_listed) return fmt::format("; the nearest is '{}'", nearest(word, known));
+  return fmt::format("; choose from {}", fmt::join(known, ", "));
 }
 
 }  // namespace cli

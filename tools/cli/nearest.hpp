@@ -10,10 +10,13 @@ namespace cli {
 // How many letters must be put in, taken out, replaced or exchanged with their neighbour.
 unsigned distance(std::string_view a, std::string_view b);
 
-// What to say of a word that is not among the known ones: "; did you mean 'psu'?", or which there are.
+// The known word that is meant, if one is near enough: "; did you mean 'psu'?"
+std::string meant(const std::string& word, const std::vector<std::string>& known);
+
+// The same, else which words there are; of many the nearest.
 std::string offer(const std::string& word, const std::vector<std::string>& known);
 
 // "a, b or c"
-std::string listed(const std::vector<std::string>& words, const char* last);
+std::string listed(const std::vector<std::string>& words);
 
 }  // namespace cli

@@ -26,8 +26,10 @@ std::optional<Number> to_number(const std::string& text) {
   return value;
 }
 
-// "PATH" or "--period", as messages name it.
-const std::string& name_of(const Option& option) { return option.names.back(); }
+// As messages name it: "--period", or "LINE".
+std::string name_of(const Option& option) {
+  return option.names.back()[0] == '-' ? option.names.back() : option.value_name();
+}
 
 template <typename Number>
 Number number(const Option& option, const std::string& text) {
@@ -35,9 +37,9 @@ Number number(const Option& option, const std::string& text) {
   if (value && (!option.least || (*value >= *option.least && *value <= *option.most))) return *value;
   const char* kind = std::is_integral_v<Number> ? "a whole number" : "a number";
   std::string bounds;
-  if (option.least) bounds = fmt::format(" from {:g} to {:g}", *option.least, *option.most);
+  if (option.least) bounds = fmt::format(" from {} to {}", *option.least, *option.most);
   if (!option.unit.empty()) bounds += ' ' + option.unit;
-  refuse(fmt::format("{} takes {}{}, not '{}'", name_of(option), kind, bounds, text));
+  refuse(fmt::format("{} is {}{}, not '{}'", name_of(option), kind, bounds, text));
 }
 
 struct Store {
@@ -57,7 +59,8 @@ struct Store {
 void store(Option& option, const std::string& text) {
   if (option.given && !option.takes_many()) refuse(fmt::format("{} is given twice", name_of(option)));
   if (!option.choices.empty() && std::ranges::find(option.choices, text) == option.choices.end())
-    refuse(fmt::format("{} cannot be '{}'{}", name_of(option), text, offer(text, option.choices)));
+    refuse(fmt::format("{} is {}, not '{}'{}", option.names.back(), listed(option.choices), text,
+                       meant(text, option.choices)));
   if (option.wrong)
     if (const std::string what = option.wrong(text); !what.empty()) refuse(what);
   std::visit(Store{option, text}, option.target);
@@ -211,7 +214,7 @@ class Parser {
     if (!command->run) {
       const std::vector<std::string> names = command_names();
       if (path.empty()) refuse("a command is missing");
-      refuse(fmt::format("{} needs a command: {}", path, listed(names, "or")));
+      refuse(fmt::format("{} needs a command: {}", path, listed(names)));
     }
     for (const Option& argument : command->arguments)
       if (argument.required && !argument.given)

@@ -137,7 +137,7 @@ int main(int argc, char** argv) {
   program.flag("--background", options.background, "Leave the terminal");
   program.option("--pid-file F", &options.pid_file, "The file that names the monitor's process");
   program.flag("--stderr", options.to_stderr, "Log to standard error too");
-  program.footer("Exit status: 0 ended by a signal or --once, 1 failed or another monitor runs,\n2 wrong usage.");
+  program.footer("Exit status: 0 ended by a signal or --once, 1 failed or another monitor runs, 2 wrong usage.");
   program.action([&] { status = monitord::run(options); });
   return cli::parse(program, KVRN_VERSION, argc, argv).value_or(status);
 }

@@ -204,8 +204,8 @@ void add_get_command(CommandLine& line) {
   const auto path = std::make_shared<std::string>();
   cli::Command& command = line.add("get", "Print one value, bare: get psu.2.voltage_mv");
   command.footer(
-      "A path names a section, the id of an entry and a key, as the JSON documents have them:\n"
-      "board.model, psu.2.voltage_mv, battery.3.cells.1.voltage_mv. A shorter path prints lines \"path=value\",\n"
+      "A path names a section, the id of an entry and a key, as the JSON documents have them: "
+      "board.model, psu.2.voltage_mv, battery.3.cells.1.voltage_mv. A shorter path prints lines \"path=value\", "
       "no path the sections.");
   command.argument("[PATH]", path.get(), "Where the value is");
   command.action([&line, path] { line.action = [=](const Context&) { return get(*path); }; });

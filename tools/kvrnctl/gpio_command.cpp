@@ -198,7 +198,7 @@ void add_gpio_commands(CommandLine& line) {
 
   cli::Command& set_command = add(gpio, "set", "Drive a line, unless it has that level already", options);
   set_command.footer(
-      "The line is first driven inactive and then to its level. Nothing holds the level after the\n"
+      "The line is first driven inactive and then to its level. Nothing holds the level after the "
       "command: another program, or the driver, may change it at once.");
   set_command.argument("VALUE", &options->value, "0 inactive, 1 active").choice({"0", "1"});
   set_command.flag("--dry-run", options->dry_run, "Read the line and say what would be done");
