@@ -169,7 +169,7 @@ class Surviving(unittest.TestCase):
             self.assertIsNotNone(master.wait_for("INTEGER: 1", [TRIAL], 5))
             resource.prlimit(agent.process.pid, resource.RLIMIT_AS, (3 << 30, 3 << 30))
             agent.order("huge")
-            self.assertTrue(until(lambda: agent.lines()[-1] == "the module's update failed (3): no memory", 3))
+            self.assertTrue(until(lambda: agent.lines()[-1:] == ["the module's update failed (3): no memory"], 3))
             agent.process.send_signal(signal.SIGHUP)
             agent.order("2")
             self.assertIsNotNone(master.wait_for("INTEGER: 2", [TRIAL], 3))

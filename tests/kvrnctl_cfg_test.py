@@ -186,7 +186,7 @@ class Editing(Case):
             resource.setrlimit(resource.RLIMIT_FSIZE, (64, 64))
 
         for words in (["set", "a", "1"], ["add", "a", "1"], ["delete", "x.note"], ["sort"], ["renumber", "netconf."],
-                      ["protect"], ["reveal"]):
+                      ["protect"]):
             run = self.cfg(*words, preexec_fn=limit)
             self.assertEqual(run.status, 1, (words, run.err))
             self.assertIn("large", run.err)
