@@ -141,16 +141,16 @@ Result edit_file(const Context& context, const CfgOptions& options, bool protect
     done.text = fmt::format("{} passwords {}", count, done.text);
   }
   if (!changed) done.text = done.unchanged;
-  result.data["file"] = file.path;
-  result.data["dry_run"] = options.dry_run;
-  result.data["result"] = done.text;
-  result.data["diff"] = changes;
-  result.text = options.dry_run && !changes.empty() ? changes : done.text + '\n';
+  // Only where it is wanted: a document that goes away needs memory, and without it ends the program.
+  if (context.json)
+    result.data = {{"file", file.path}, {"dry_run", options.dry_run}, {"result", done.text}, {"diff", changes}};
+  result.text = done.text + '\n';
+  if (options.dry_run && changed) result.text = changes.empty() ? "dry run: " + result.text : changes;
+  if (protect && (changed || done.passwords)) warn_plain_passwords(context, file.cfg.first());
   if (!changed) return result;
   if (const auto loss = loss_in(file.cfg.first(), text)) throw CfgError{file.path + ": " + *loss};
   if (const Dropped dropped = dropped_by_edit(file.text); dropped.total() != 0 && !options.force)
     throw CfgError{fmt::format("{}: {} would be lost; --force drops them", file.path, dropped.text())};
-  if (protect) warn_plain_passwords(context, file.cfg.first());
   if (!options.dry_run) replace_file(file.path, text, options.backup);
   return result;
 }
