@@ -34,16 +34,19 @@ class Agent:
     def __init__(self, master, device=None, words=(), env=None, user=None):
         prefix = [BIN + "/kvrn-sim", "run", device.root, "--"] if device else []
         self.device, self.orders = device, new_folder() + "/order"
-        os.chmod(os.path.dirname(self.orders), 0o755)
+        folder = os.path.dirname(self.orders)
+        os.chmod(folder, 0o755)
+        os.mkfifo(folder + "/snmp.conf")  # reading it would take for ever
+        quiet = {"MIBFILES": folder + "/snmp.conf", "SNMPCONFPATH": folder, "TRIAL_MODULE": self.orders}
         self.order("1")
         program, trial = BIN + "/kvrn-agentd", LIB + "/libtrial_module.so"
         if user:  # who may not enter the folder of this checkout
-            program, trial = (shutil.copy(file, os.path.dirname(self.orders)) for file in (program, trial))
+            program, trial = (shutil.copy(file, folder) for file in (program, trial))
         module = [] if device else ["--module", trial]
-        self.log = open(os.path.dirname(self.orders) + "/log", "w+")
+        self.log = open(folder + "/log", "w+")
         self.process = subprocess.Popen(
             prefix + [program, "--agentx-socket", master.socket, "--period", "0.2", "--stderr", *module, *words],
-            stderr=self.log, env={**os.environ, "TRIAL_MODULE": self.orders, **(env or {})}, user=user)
+            stderr=self.log, env={**os.environ, **quiet, **(env or {})}, user=user)
 
     def order(self, text):
         with open(self.orders + ".new", "w") as file:

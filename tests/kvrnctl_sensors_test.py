@@ -47,6 +47,7 @@ def check_exposition(test, text):
             test.assertRegex(line, r'^\w+(\{\w+="([^"\\]|\\.)*"(,\w+="([^"\\]|\\.)*")*\})? [-+.e\d]+$')
             float(line.rsplit(" ", 1)[1])
     for name in seen:
+        test.assertNotRegex(name, "milli|micro|minutes|hours|days|percent|_(total|count)$")
         test.assertEqual(text.count(f"# TYPE {name} gauge\n"), 1)
 
 

@@ -153,6 +153,7 @@ AgentX::AgentX(std::string socket, Tables tables) : socket_(std::move(socket)), 
 void AgentX::prepare() {
   for (const char* name : {"MIBS", "MIBDIRS", "SNMPCONFPATH"}) (void)::setenv(name, "", 1);
   (void)::setenv("SNMP_PERSISTENT_DIR", "/dev/null", 1);
+  for (const char* name : {"MIBFILES", "SNMP_PERSISTENT_FILE"}) (void)::unsetenv(name);  // an empty name is tried too
 }
 
 void AgentX::run(const std::atomic<bool>& stop) {

@@ -14,6 +14,7 @@ struct Metric {
   const char* key;
   double scale;
   const char* help;
+  double factor = 1;  // for a unit that is no decimal multiple of the document's
 };
 
 constexpr std::array psu_metrics{
@@ -30,8 +31,8 @@ constexpr std::array psu_metrics{
     Metric{"kvrn_battery_charge_ratio", "charge_pct", 100, "State of charge, 0 to 1"},
     Metric{"kvrn_battery_time_to_empty_seconds", "time_to_empty_s", 1, "Time until the battery is empty"},
     Metric{"kvrn_battery_time_to_full_seconds", "time_to_full_s", 1, "Time until the battery is full"},
-    Metric{"kvrn_battery_full_capacity_ampere_hours", "full_capacity_mah", 1e3, "Capacity when fully charged"},
-    Metric{"kvrn_battery_design_capacity_ampere_hours", "design_capacity_mah", 1e3, "Capacity when new"},
+    Metric{"kvrn_battery_full_capacity_coulombs", "full_capacity_mah", 1e3, "Capacity when fully charged", 3600},
+    Metric{"kvrn_battery_design_capacity_coulombs", "design_capacity_mah", 1e3, "Capacity when new", 3600},
     Metric{"kvrn_battery_estimated_charge_ratio", "estimated_charge_pct", 100,
            "Charge that the device estimates, 0 to 1"},
     Metric{"kvrn_battery_estimated_time_seconds", "estimated_time_s", 1, "Run time that the device estimates"},
@@ -75,7 +76,7 @@ std::string quoted(const std::string& text) {
 
 std::string sample(const Metric& metric, const std::string& labels, const json& value) {
   const double number = value.is_boolean() ? (value.get<bool>() ? 1 : 0) : value.get<double>();
-  return fmt::format("{}{} {}\n", metric.name, labels, number / metric.scale);
+  return fmt::format("{}{} {}\n", metric.name, labels, number * metric.factor / metric.scale);
 }
 
 // The samples of one metric stand together behind its help.

@@ -7,6 +7,7 @@
 #include "snmp/sensors.hpp"
 #include "tools/kvrnctl/cache_probe.hpp"
 #include "tools/kvrnctl/power_sections.hpp"
+#include "tools/kvrnctl/probe.hpp"
 #include "tools/kvrnctl/sensors.hpp"
 
 namespace kvrnctl {
@@ -52,6 +53,11 @@ json board_temperatures(const sensors_info& info) {
   return list;
 }
 
+// The summary has 0 where nobody writes the file.
+json power_meter(const sensors_info& info) {
+  return probe_number("/tmp/.power_meter").ok ? json(static_cast<std::uint32_t>(info.power_meter)) : json(nullptr);
+}
+
 }  // namespace
 
 SensorReading read_sensors() {
@@ -73,7 +79,7 @@ SensorReading read_sensors() {
   reading.section = {{"psus", psu_sections},
                      {"outputs", output_list(*info)},
                      {"board_temperatures", board_temperatures(*info)},
-                     {"power_meter", static_cast<std::uint32_t>(info->power_meter)},
+                     {"power_meter", power_meter(*info)},
                      {"locate_led", info->locate_led != 0},
                      {"psu_data_stable", info->psu_data_stable != 0}};
   return reading;
