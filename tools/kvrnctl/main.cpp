@@ -7,6 +7,7 @@
 #include <random>
 
 #include "tools/kvrnctl/command.hpp"
+#include "tools/service/standard_descriptors.hpp"
 
 namespace kvrnctl {
 
@@ -68,6 +69,7 @@ int run(int argc, char** argv) {
 }  // namespace kvrnctl
 
 int main(int argc, char** argv) {
+  service::hold_standard_descriptors();
   try {
     return kvrnctl::run(argc, argv);
   } catch (const std::exception& error) {
