@@ -9,6 +9,7 @@
 #include <random>
 
 #include "tools/kvrnctl/command.hpp"
+#include "tools/service/standard_descriptors.hpp"
 
 namespace kvrnctl {
 
@@ -55,6 +56,7 @@ int run(int argc, char** argv) {
 }  // namespace kvrnctl
 
 int main(int argc, char** argv) {
+  service::hold_standard_descriptors();
   try {
     return kvrnctl::run(argc, argv);
   } catch (const std::bad_alloc&) {
