@@ -19,7 +19,6 @@ inline constexpr std::array models_ar724x{
     Model{"Corvane S6",            "CS6",   0xE00B, Ports::fe1, Leds::bars4},
     Model{"Corvane S9",            "CS9",   0xE00D, Ports::fe1, Leds::bars4},
     Model{"Corvane S10",           "CS10",  0xE00E, Ports::fe1, Leds::bars4},
-    Model{"Corvane S11",           "CS11",  0xE00F, Ports::fe1, Leds::bars4},
     Model{"Corvane Mini 2",        "CM2",   0xE012, Ports::fe1, Leds::bars4},
     Model{"Corvane Mini 5",        "CM5",   0xE015, Ports::fe1, Leds::bars4},
     Model{"Corvane Mini 9",        "CM9",   0xE019, Ports::fe1, Leds::bars4},
