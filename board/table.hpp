@@ -71,10 +71,10 @@ consteval bool distinct(const std::array<Model, Rows>& models) {
 // target prints as a plain number. Not with link-time optimisation: the text must stay with the table.
 #define KVRN_EXPORT_GENERIC(symbol, table)                                                                     \
   __attribute__((used)) static void export_##symbol() {                                                        \
-    constexpr int size = sizeof table.generic;                                                                 \
+    constexpr int size = sizeof((table).generic);                                                              \
     constexpr int offset = offsetof(decltype(table), generic);                                                 \
     __asm__(".globl " #symbol "\n.type " #symbol ", @object\n.set " #symbol ", " #table "+%n0\n.size " #symbol \
             ", %n1\n" ::"i"(-offset),                                                                          \
             "i"(-size));                                                                                       \
   }                                                                                                            \
-  static_assert(sizeof table.generic == 1408)
+  static_assert(sizeof((table).generic) == 1408)
