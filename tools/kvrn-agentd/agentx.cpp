@@ -192,7 +192,7 @@ AgentX::Link AgentX::link() const { return link_state; }
 unsigned AgentX::losses() const { return link_losses; }
 
 std::string AgentX::text_of(Link link) const {
-  const std::string connected = "connected to the master agent at " + socket_;
+  std::string connected = "connected to the master agent at " + socket_;
   if (link == Link::up) return connected;
   if (link == Link::taken) return connected + ", refused: another sub-agent serves the tree";
   if (link == Link::refused) return connected + ", refused: the master does not take the tree";
