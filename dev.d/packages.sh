@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: MIT
 # Sourced by dev. Debian packages: which are needed, and how they come here.
 
-packages_build=(g++ make cmake pkgconf libgpiod-dev libcli11-dev libfmt-dev nlohmann-json3-dev libsnmp-dev)
+packages_build=(g++ make cmake pkgconf libgpiod-dev libfmt-dev nlohmann-json3-dev libsnmp-dev)
 packages_demo=(python3 snmp snmpd)
 packages_test=(libgtest-dev googletest binutils strace scdoc bash-completion smitools "${packages_demo[@]}")
 packages_cross=(g++-mips-linux-gnu qemu-user xz-utils python3 binutils)
