@@ -9,7 +9,7 @@
 #include <random>
 
 #include "tools/kvrnctl/command.hpp"
-#include "tools/service/standard_descriptors.hpp"
+#include "tools/service/descriptors.hpp"
 
 namespace kvrnctl {
 

@@ -6,14 +6,12 @@
 
 namespace service {
 
-// A service may be started with standard input, output or error closed. The next file that it opens would take that
-// number, and messages would be written into it: the null device takes the free ones first.
+// A program may be started with standard input, output or error closed. The next file that it opens would take that
+// number, and messages would be written into it: the null device takes the free ones first. It is opened the wrong way
+// round, so that reading and writing go on failing, and inherited like any standard stream.
 inline void hold_standard_descriptors() {
-  int fd;
-  do {
-    fd = ::open("/dev/null", O_RDWR);  // inherited like any standard stream
-  } while (fd >= 0 && fd <= STDERR_FILENO);
-  if (fd > STDERR_FILENO) (void)::close(fd);
+  for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd)
+    if (::fcntl(fd, F_GETFD) < 0) (void)::open("/dev/null", fd == STDIN_FILENO ? O_WRONLY : O_RDONLY);
 }
 
 }  // namespace service
