@@ -6,10 +6,12 @@ if(TARGET kvrnctl AND TARGET kvrn-sim AND NOT CMAKE_CROSSCOMPILING AND NOT KVRN_
   target_link_libraries(publisher_test PRIVATE kvrn_tool_libraries)
   add_library(count_calls MODULE count_calls.c)
   target_link_libraries(count_calls PRIVATE kvrn_flags ${CMAKE_DL_LIBS})
+  add_library(fail_allocation MODULE fail_allocation.c)
+  target_link_libraries(fail_allocation PRIVATE kvrn_flags ${CMAKE_DL_LIBS})
   foreach(name kvrnctl kvrnctl_cfg kvrnctl_power kvrnctl_sensors kvrn_monitord)
     add_test(NAME ${name} COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/${name}_test.py)
     set_tests_properties(${name} PROPERTIES TIMEOUT 180
-      ENVIRONMENT "KVRN_BIN=${CMAKE_RUNTIME_OUTPUT_DIRECTORY};KVRN_SOURCE=${PROJECT_SOURCE_DIR};KVRN_COUNTER=$<TARGET_FILE:count_calls>")
+      ENVIRONMENT "KVRN_BIN=${CMAKE_RUNTIME_OUTPUT_DIRECTORY};KVRN_SOURCE=${PROJECT_SOURCE_DIR};KVRN_COUNTER=$<TARGET_FILE:count_calls>;KVRN_FAILER=$<TARGET_FILE:fail_allocation>")
   endforeach()
   # A mains outage, told step by step: the monitor and two readers must agree.
   add_test(NAME story_outage COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/dev.d/story.py

@@ -8,6 +8,7 @@ import unittest
 
 from kvrnctl_device import BIN, Device, Run, new_folder
 
+FAILER = os.environ["KVRN_FAILER"]
 SAMPLE = ("radio.1.mode=ap\nusers.1.name=anna\nusers.1.password=secret\nnetconf.3.devname=eth0\nnetconf.7.devname=br0\n"
           "bridge.status=enabled\nbridge.1.devname=br0\nbridge.1.port.1.devname=eth1\nx.note=a = b\n")
 
@@ -60,6 +61,10 @@ class Showing(Case):
         for words in (["USERS.01.Password"], ["users.1.password", "--type", "int"]):
             self.assertEqual(self.cfg("get", *words).out, "********\n")
         self.assertEqual(self.cfg("get", "k" * 256).status, 1)
+        self.write("n=-1\n")
+        run = self.cfg("get", "n", "--type", "uint")
+        self.assertEqual((run.out, run.status), ("4294967295\n", 0))
+        self.assertIn("negative", run.err)
 
     def test_diff_reads_like_a_diff(self):
         other = self.folder + "/new.cfg"
@@ -73,7 +78,9 @@ class Showing(Case):
         self.assertEqual(self.cfg("diff", self.path, self.path).out, "")
 
     def test_interface_and_check(self):
-        self.assertEqual(self.cfg("interface", "br0").out, "eth1\n")
+        for name, port, note in (("br0", "eth1", ""), ("br7", "br7", "no interface 'br7'")):
+            run = self.cfg("interface", name)
+            self.assertEqual((run.out, note in run.err, run.status), (port + "\n", run.err != "" or not note, 0))
         self.write(SAMPLE + "# note\nx.note=again\n" + "long=" + "y" * 1100 + "\n")
         run = self.cfg("check")
         self.assertEqual(run.status, 1)
@@ -100,8 +107,13 @@ class Editing(Case):
         self.assertEqual(self.lines(), ["radio.1.mode=sta", "users.1.name=anna", "users.1.password=secret",
                                         "netconf.1.devname=eth0", "netconf.2.devname=br0", "x.note=a = b", "new.key=v",
                                         "new.key=w"])
+        self.assertEqual(self.cfg("renumber", "netconf.").out, "nothing to renumber\n")
         self.assertEqual(self.cfg("sort").status, 0)
         self.assertEqual(self.lines()[0], "netconf.1.devname=eth0")
+        written = self.text()
+        for words in (["sort"], ["set", "radio.1.MODE", "sta"], ["protect"]):
+            self.assertEqual(self.cfg(*words).out, "unchanged\n")
+        self.assertEqual(self.text(), written)
         self.assertEqual(self.cfg("delete", "gone").status, 1)
 
     def test_passwords_are_protected_and_revealed(self):
@@ -122,6 +134,14 @@ class Editing(Case):
         self.assertEqual(run.out, "-users.1.password=********\n+users.1.password=********\n")
         run = self.cfg("set", "radio.1.mode", "sta", "--dry-run")
         self.assertEqual(run.out, "-radio.1.mode=ap\n+radio.1.mode=sta\n")
+        self.write(SAMPLE + "netconf.4.devname=eth2\n")
+        self.assertEqual(self.cfg("renumber", "netconf.", "--dry-run").out,
+                         "-netconf.3.devname=eth0\n-netconf.7.devname=br0\n+netconf.1.devname=eth0\n"
+                         "+netconf.3.devname=br0\n-netconf.4.devname=eth2\n+netconf.2.devname=eth2\n")
+        self.write("b=1\nc=2\na=3\n")
+        self.assertEqual(self.cfg("sort", "--dry-run").out, "+a=3\n-a=3\n")
+        self.write(SAMPLE)
+        self.assertEqual(self.cfg("protect", "--dry-run").out, "dry run: 1 passwords protected\n")
         self.assertEqual(self.text(), SAMPLE)
         self.assertEqual(os.listdir(self.folder), ["system.cfg"])
 
@@ -131,6 +151,12 @@ class Editing(Case):
             os.chown(self.path, 12, 34)
         os.rename(self.path, self.folder + "/real.cfg")
         os.symlink("real.cfg", self.path)
+        if os.geteuid() == 0:
+            os.chown(self.path, 12, 34, follow_symlinks=False)
+            self.assertIn("link of another user", self.cfg("set", "a", "1").err)
+            os.chown(self.path, 0, 0, follow_symlinks=False)
+        for left in (".bak.new", ".bak"):  # by an editor that was killed
+            os.link(self.folder + "/real.cfg", self.folder + "/real.cfg" + left)
         self.assertEqual(self.cfg("set", "a", "1", "--backup").status, 0)
         status = os.stat(self.path)
         self.assertTrue(os.path.islink(self.path))
@@ -138,7 +164,7 @@ class Editing(Case):
         if os.geteuid() == 0:
             self.assertEqual((status.st_uid, status.st_gid), (12, 34))
         self.assertEqual(self.text(self.folder + "/real.cfg.bak"), SAMPLE)
-        self.assertNotIn("real.cfg.new", os.listdir(self.folder))
+        self.assertEqual(sorted(os.listdir(self.folder)), ["real.cfg", "real.cfg.bak", "real.cfg.lock", "system.cfg"])
 
     def test_what_would_be_lost_is_refused_with_the_reason(self):
         for words, reason in ((["set", "a", "x\ny"], "line end"), (["set", "#a", "x"], "comment"),
@@ -175,6 +201,8 @@ class Editing(Case):
             before = self.text()
             if self.cfg("set", "z", "1").status != 0:
                 self.assertEqual(self.text(), before)
+        os.truncate(self.path, 3 << 30)
+        self.assertIn("larger than", self.cfg("show").err)
         os.remove(self.path)
         self.assertIn("No such file", self.cfg("set", "a", "1").err)
         os.mkdir(self.path)
@@ -194,6 +222,26 @@ class Editing(Case):
             self.assertIn("large", run.err)
             self.assertEqual(self.text(), SAMPLE)
             self.assertNotIn("system.cfg.new", os.listdir(self.folder))
+
+    def test_without_memory_an_edit_is_right_or_the_file_as_it_was(self):
+        self.write("users.2.password=s\nx.1=1\nx.3.1.a=2\nx.1.1.b=3\n")
+        self.cfg("protect")
+        before = self.text()
+        for words in (["set", "X.01", "2"], ["renumber", "x.", "2"], ["sort"]):
+            self.write(before)
+            self.cfg(*words)
+            after, failed = self.lines(), 0
+            for n in range(1, 1000):
+                self.write(before)
+                run = self.cfg(*words, env={**os.environ, "LD_PRELOAD": FAILER, "FAIL_AT": str(n)})
+                if run.status == 0:
+                    self.assertEqual(self.lines(), after, (words, n))
+                    if n > failed + 20:
+                        break
+                else:
+                    failed = n
+                    self.assertEqual((self.text(), run.err[:8]), (before, "kvrnctl:"), (words, n))
+            self.assertGreater(failed, 20)
 
     def test_a_second_editor_waits_and_gives_up(self):
         with open(self.path + ".lock", "w") as lock:
