@@ -4,7 +4,6 @@
 #include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
-#include <glob.h>
 #include <pthread.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -13,6 +12,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include "sim/hooks/glob.hpp"
 #include "sim/hooks/hook.hpp"
 #include "sim/hooks/root.hpp"
 
@@ -167,17 +167,5 @@ KVRN_HOOK int closedir(DIR* directory) {
   }
 KVRN_SCANDIR(scandir, dirent, readdir)
 KVRN_SCANDIR(scandir64, dirent64, readdir64)
-#define KVRN_GLOB(name, Glob, Entry, Stat, next, status, link_status)                                                 \
-  KVRN_HOOK int name(const char* pattern, int flags, int (*failed)(const char*, int), Glob* out) {                    \
-    if ((flags & GLOB_ALTDIRFUNC) == 0) {                                                                             \
-      out->gl_opendir = [](const char* path) { return static_cast<void*>(::opendir(path)); };                         \
-      out->gl_readdir = [](void* directory) { return next(static_cast<DIR*>(directory)); };                           \
-      out->gl_closedir = [](void* directory) { (void)::closedir(static_cast<DIR*>(directory)); };                     \
-      out->gl_stat = [](const char* path, Stat* into) { return status(path, into); };                                 \
-      out->gl_lstat = [](const char* path, Stat* into) { return link_status(path, into); };                           \
-    }                                                                                                                 \
-    return real<int (*)(const char*, int, int (*)(const char*, int), Glob*)>(#name)(pattern, flags | GLOB_ALTDIRFUNC, \
-                                                                                    failed, out);                     \
-  }
-KVRN_GLOB(glob, glob_t, dirent, struct stat, ::readdir, ::stat, ::lstat)
-KVRN_GLOB(glob64, glob64_t, dirent64, struct stat64, ::readdir64, ::stat64, ::lstat64)
+KVRN_GLOB(kvrn_sim_glob, "glob", glob_t, struct stat, ::readdir, ::stat, ::lstat)
+KVRN_GLOB(kvrn_sim_glob64, "glob64", glob64_t, struct stat64, ::readdir64, ::stat64, ::lstat64)
