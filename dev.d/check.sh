@@ -21,8 +21,7 @@ check_clang() {
 
 check_tidy() {
   build clang
-  tracked 'board/*.cpp' 'hw/*.cpp' 'cfg/*.cpp' 'psu/*.cpp' 'battery/*.cpp' 'cache/*.cpp' 'status/*.cpp' \
-    'snmp/*.cpp' 'util/*.cpp' 'tools/*.cpp' |
+  tracked 'lib/*.cpp' 'tools/*.cpp' |
     xargs -P "$jobs" -n 2 clang-tidy -p build/clang --quiet 2>build/tidy.log || {
     grep -v 'warnings.* generated' build/tidy.log >&2
     return 1

@@ -5,7 +5,8 @@ import subprocess
 import sys
 
 DOCUMENT = "docs/architecture.md"
-FOLDERS = ("util/", "board/", "hw/", "cfg/", "cache/", "battery/", "psu/", "status/", "snmp/", "tools/", "sim/")
+LIBRARY = "lib/"
+FOLDERS = (LIBRARY, "tools/", "sim/")
 
 
 def layers():
@@ -29,6 +30,7 @@ def main():
     files = subprocess.run(["git", "-c", "safe.directory=*", "ls-files", "*.cpp", "*.hpp", "*.inc"], check=True, capture_output=True,
                            text=True).stdout.split()
     files = [file for file in files if file.startswith(FOLDERS)]
+    source = {file.removeprefix(LIBRARY): file for file in files}
     faults = []
 
     def level_of(file):
@@ -38,19 +40,19 @@ def main():
                 return levels[name]
         return None
 
-    for file in files:
+    for file in source:
         own = level_of(file)
         if own is None:
             faults.append(f"{file}: not listed in {DOCUMENT}")
             continue
-        for include in re.findall(r'^#include "([^"]+)"', open(file, encoding="utf-8").read(), re.M):
+        for include in re.findall(r'^#include "([^"]+)"', open(source[file], encoding="utf-8").read(), re.M):
             other = level_of(include)
             if other is None:
                 faults.append(f"{file}: includes {include}, which is not listed")
             elif other > own:
                 faults.append(f"{file}: includes {include} of a higher layer")
     for name in levels:
-        if not name.endswith("/") and name not in files:
+        if not name.endswith("/") and name not in source:
             faults.append(f"{DOCUMENT}: lists {name}, which does not exist")
     if faults:
         sys.exit("\n".join(faults))

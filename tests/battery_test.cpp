@@ -26,8 +26,8 @@ int passes(const Device& device) {
   return count;
 }
 
-sbs_battery_info read_battery() {
-  sbs_battery_info record{};
+kvrn_sbs_battery_info read_battery() {
+  kvrn_sbs_battery_info record{};
   EXPECT_EQ(sbs_battery_get_direct(&record), 1);
   return record;
 }
@@ -60,7 +60,7 @@ TEST(SmartBattery, ReadsEveryRegisterInOnePass) {
   const uint8_t three[]{0x01, 0x02, 0x83};
   device.i2c_block(bus, battery, 0x55, three);
   device.trace(true);
-  const sbs_battery_info record = read_battery();
+  const kvrn_sbs_battery_info record = read_battery();
   EXPECT_EQ(passes(device), 1);
   EXPECT_EQ(record.complete, 1);
   EXPECT_EQ(record.charging, 1);
@@ -91,26 +91,26 @@ TEST(SmartBattery, RegistersDecideChargingStateTemperatureAndPercentage) {
   const struct {
     int reg;
     unsigned raw;
-    int32_t (*value)(const sbs_battery_info&);
+    int32_t (*value)(const kvrn_sbs_battery_info&);
     int32_t expected;
   } cases[] = {
-      {0x16, 0x0040, [](const sbs_battery_info& r) -> int32_t { return r.charging; }, 0},
-      {0x16, 0x0020, [](const sbs_battery_info& r) -> int32_t { return r.charging; }, 0},
-      {0x16, 0x0080, [](const sbs_battery_info& r) -> int32_t { return r.charging; }, 1},
-      {0x0A, 0xFF38, [](const sbs_battery_info& r) -> int32_t { return r.current_ma; }, 200},
-      {0x0A, 0x8000, [](const sbs_battery_info& r) -> int32_t { return r.current_ma; }, 32768},
-      {0x0A, 0xFFFF, [](const sbs_battery_info& r) -> int32_t { return r.current_ma; }, INT_MIN},
-      {0x09, 0xFFFF, [](const sbs_battery_info& r) -> int32_t { return r.voltage_mv; }, INT_MIN},
-      {0x18, 0xFFFF, [](const sbs_battery_info& r) -> int32_t { return r.design_capacity_mah; }, INT_MIN},
-      {0x08, 2731, [](const sbs_battery_info& r) -> int32_t { return r.temp_c; }, 0},
-      {0x08, 2722, [](const sbs_battery_info& r) -> int32_t { return r.temp_c; }, 0},
-      {0x08, 0, [](const sbs_battery_info& r) -> int32_t { return r.temp_c; }, -273},
-      {0x00, 0x0000, [](const sbs_battery_info& r) -> int32_t { return r.charge_state; }, 4},
-      {0x00, 0x0C00, [](const sbs_battery_info& r) -> int32_t { return r.charge_state; }, 7},
-      {0x0F, 1500, [](const sbs_battery_info& r) { return static_cast<int32_t>(r.charge_pct); }, 100},
-      {0x0F, 2500, [](const sbs_battery_info& r) { return static_cast<int32_t>(r.charge_pct / 1e6F); }, -2147},
-      {0x10, 0, [](const sbs_battery_info& r) { return static_cast<int32_t>(r.charge_pct / 1e6F); }, -2147},
-      {0x1B, 0xFFFF, [](const sbs_battery_info& r) { return static_cast<int32_t>(r.manufacture_time); }, INT_MIN},
+      {0x16, 0x0040, [](const kvrn_sbs_battery_info& r) -> int32_t { return r.charging; }, 0},
+      {0x16, 0x0020, [](const kvrn_sbs_battery_info& r) -> int32_t { return r.charging; }, 0},
+      {0x16, 0x0080, [](const kvrn_sbs_battery_info& r) -> int32_t { return r.charging; }, 1},
+      {0x0A, 0xFF38, [](const kvrn_sbs_battery_info& r) -> int32_t { return r.current_ma; }, 200},
+      {0x0A, 0x8000, [](const kvrn_sbs_battery_info& r) -> int32_t { return r.current_ma; }, 32768},
+      {0x0A, 0xFFFF, [](const kvrn_sbs_battery_info& r) -> int32_t { return r.current_ma; }, INT_MIN},
+      {0x09, 0xFFFF, [](const kvrn_sbs_battery_info& r) -> int32_t { return r.voltage_mv; }, INT_MIN},
+      {0x18, 0xFFFF, [](const kvrn_sbs_battery_info& r) -> int32_t { return r.design_capacity_mah; }, INT_MIN},
+      {0x08, 2731, [](const kvrn_sbs_battery_info& r) -> int32_t { return r.temp_c; }, 0},
+      {0x08, 2722, [](const kvrn_sbs_battery_info& r) -> int32_t { return r.temp_c; }, 0},
+      {0x08, 0, [](const kvrn_sbs_battery_info& r) -> int32_t { return r.temp_c; }, -273},
+      {0x00, 0x0000, [](const kvrn_sbs_battery_info& r) -> int32_t { return r.charge_state; }, 4},
+      {0x00, 0x0C00, [](const kvrn_sbs_battery_info& r) -> int32_t { return r.charge_state; }, 7},
+      {0x0F, 1500, [](const kvrn_sbs_battery_info& r) { return static_cast<int32_t>(r.charge_pct); }, 100},
+      {0x0F, 2500, [](const kvrn_sbs_battery_info& r) { return static_cast<int32_t>(r.charge_pct / 1e6F); }, -2147},
+      {0x10, 0, [](const kvrn_sbs_battery_info& r) { return static_cast<int32_t>(r.charge_pct / 1e6F); }, -2147},
+      {0x1B, 0xFFFF, [](const kvrn_sbs_battery_info& r) { return static_cast<int32_t>(r.manufacture_time); }, INT_MIN},
   };
   for (const auto& entry : cases) {
     Device device("four-source");
@@ -127,7 +127,7 @@ TEST(SmartBattery, SilentBatteryKeepsTheMarkersForFivePasses) {
   Device device("four-source");
   refuse_all(device);
   device.trace(true);
-  const sbs_battery_info record = read_battery();
+  const kvrn_sbs_battery_info record = read_battery();
   EXPECT_EQ(passes(device), 5);
   EXPECT_EQ(record.complete, 0);
   EXPECT_EQ(record.temp_c, 129);
@@ -156,7 +156,7 @@ TEST(SmartBattery, CellsNeedTheUpperBlockAndOtherBlocksTheirExactLength) {
   device.i2c_block(bus, battery, 0x51, short_block);
   const uint8_t long_block[]{1, 2, 3, 4, 5};
   device.i2c_block(bus, battery, 0x55, long_block);
-  sbs_battery_info record = read_battery();
+  kvrn_sbs_battery_info record = read_battery();
   EXPECT_EQ(record.block_51, INT_MIN);
   EXPECT_EQ(record.block_55, INT_MIN);
   EXPECT_EQ(record.complete, 1);
@@ -168,7 +168,7 @@ TEST(SmartBattery, CellsNeedTheUpperBlockAndOtherBlocksTheirExactLength) {
 TEST(SmartBattery, MissingBusIsTheOnlyFailure) {
   Device device("generic");
   device.remove("/dev/i2c-2");
-  sbs_battery_info record{};
+  kvrn_sbs_battery_info record{};
   EXPECT_EQ(sbs_battery_get_direct(&record), 0);
   EXPECT_EQ(record.temp_c, 129);
   EXPECT_EQ(sbs_battery_shutdown(), 0);

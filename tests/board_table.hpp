@@ -21,12 +21,12 @@ inline void* library_symbol(const char* name) {
   return symbol;
 }
 
-inline board_record& ar724x_generic() { return *static_cast<board_record*>(library_symbol("ar7240_board")); }
-inline board_record& qca953x_generic() { return *static_cast<board_record*>(library_symbol("ar953x_board")); }
-inline std::span<board_record> ar724x_rows() {
+inline kvrn_board_record& ar724x_generic() { return *static_cast<kvrn_board_record*>(library_symbol("ar7240_board")); }
+inline kvrn_board_record& qca953x_generic() { return *static_cast<kvrn_board_record*>(library_symbol("ar953x_board")); }
+inline std::span<kvrn_board_record> ar724x_rows() {
   return {&ar724x_generic() - kvrn::models_ar724x.size(), kvrn::models_ar724x.size()};
 }
-inline std::span<board_record> qca953x_rows() {
+inline std::span<kvrn_board_record> qca953x_rows() {
   return {&qca953x_generic() - kvrn::models_qca953x.size(), kvrn::models_qca953x.size()};
 }
 

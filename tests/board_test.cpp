@@ -28,7 +28,7 @@ TEST(BoardTable, GenericRecordsAreObjectsOfOneRecordBehindTheirRows) {
   // The lookups see the same rows, from the first to the last.
   EXPECT_EQ(ar7240_identify_system(ar724x_rows().front().system_id), &ar724x_rows().front());
   EXPECT_EQ(ar7240_identify_system(ar724x_rows().back().system_id), &ar724x_rows().back());
-  for (const board_record& row : qca953x_rows()) EXPECT_EQ(ar953x_identify_system(row.system_id), &row);
+  for (const kvrn_board_record& row : qca953x_rows()) EXPECT_EQ(ar953x_identify_system(row.system_id), &row);
   EXPECT_EQ(ar7240_identify_system(0xE000), nullptr);
   EXPECT_EQ(ar7240_identify_system(0x1E1C5), nullptr);
 }
@@ -36,7 +36,7 @@ TEST(BoardTable, GenericRecordsAreObjectsOfOneRecordBehindTheirRows) {
 TEST(BoardTable, RowsAreScrambledWithUniqueCodes) {
   std::set<std::string> codes;
   std::multiset<uint32_t> revisions_of_e1c5;
-  for (const board_record& row : ar724x_rows()) {
+  for (const kvrn_board_record& row : ar724x_rows()) {
     const std::string name = plain(row.name, sizeof row.name);
     const std::string code = plain(row.platform_code, sizeof row.platform_code);
     EXPECT_EQ(row.decoded, 0) << name;
@@ -48,13 +48,13 @@ TEST(BoardTable, RowsAreScrambledWithUniqueCodes) {
     if (row.system_id == 0xE1C5) revisions_of_e1c5.insert(row.min_revision);
   }
   EXPECT_EQ(revisions_of_e1c5, (std::multiset<uint32_t>{0, 6}));
-  for (const board_record& row : qca953x_rows()) EXPECT_EQ(row.radio_count + row.decoded, 0);
+  for (const kvrn_board_record& row : qca953x_rows()) EXPECT_EQ(row.radio_count + row.decoded, 0);
 }
 
 TEST(BoardTable, GenericRecordsCarryTheFamilyDefaults) {
-  const board_record& a = ar724x_generic();
-  const board_record& b = qca953x_generic();
-  for (const board_record* record : {&a, &b}) {
+  const kvrn_board_record& a = ar724x_generic();
+  const kvrn_board_record& b = qca953x_generic();
+  for (const kvrn_board_record* record : {&a, &b}) {
     EXPECT_EQ(record->eth_count, 2);
     EXPECT_EQ(record->reserved5[674] << 8 | record->reserved5[675], 0xFF07);
     EXPECT_EQ(record->decoded, 1);
@@ -120,7 +120,7 @@ TEST(SocDetection, NamesOfFamiliesHaveSixCharacters) {
 TEST(BoardIdentify, AnotherSocIsUnknownWithoutRadio) {
   Device device("generic");
   device.file("/proc/cpuinfo", "system type : Atheros AR9344\n");
-  const board_record* board = board_identify();
+  const kvrn_board_record* board = board_identify();
   EXPECT_STREQ(board->name, "Unknown");
   EXPECT_STREQ(map_board_name(board), "Unknown");
   EXPECT_EQ(board->radio_count + board->system_id, 0);
@@ -132,7 +132,7 @@ TEST(BoardIdentify, AnotherSocIsUnknownWithoutRadio) {
 
 TEST(BoardIdentify, ChoosesOnceAndDecodesOnce) {
   Device device("four-source");
-  const board_record* board = board_identify();
+  const kvrn_board_record* board = board_identify();
   const std::string name = board->name;
   EXPECT_EQ(board->decoded, 1);
   for (const char c : name) EXPECT_TRUE(c >= ' ' && c <= '~') << name;
@@ -149,7 +149,7 @@ TEST(BoardLookup, AFreshRowIsComparedWithFiveCharactersAndADecodedOneWithTheWhol
   for (const char* code : {"", "V", "VDR1", "vdr10", "Z", ",", "no such code"})
     EXPECT_EQ(board_identify_platform(code), nullptr) << code;
   EXPECT_EQ(board_identify_platform(nullptr), nullptr);
-  const board_record* row = board_identify_platform("VDR10 and more");
+  const kvrn_board_record* row = board_identify_platform("VDR10 and more");
   ASSERT_NE(row, nullptr);
   EXPECT_STREQ(row->platform_code, "VDR10");
   EXPECT_EQ(board_identify_platform("VDR10 and more"), nullptr);
@@ -160,7 +160,7 @@ TEST(BoardLookup, AFreshRowIsComparedWithFiveCharactersAndADecodedOneWithTheWhol
 }
 
 TEST(BoardLookup, TheFamilysLookupsDecodeNothing) {
-  const board_record& row = ar724x_rows()[5];
+  const kvrn_board_record& row = ar724x_rows()[5];
   EXPECT_EQ(ar7240_identify_platform(row.platform_code, ""), &row);
   EXPECT_EQ(ar7240_identify_system(row.system_id), &row);
   EXPECT_EQ(ar953x_identify_platform(qca953x_rows().back().platform_code, ""), &qca953x_rows().back());
@@ -168,7 +168,7 @@ TEST(BoardLookup, TheFamilysLookupsDecodeNothing) {
 }
 
 TEST(BoardLeds, AreFoundByRoleAndOrdinal) {
-  board_record board{};
+  kvrn_board_record board{};
   board.leds[3].role = 1;
   board.leds[7].role = 15 | 2U << 4;
   board.leds[9].role = 15;
@@ -180,14 +180,14 @@ TEST(BoardLeds, AreFoundByRoleAndOrdinal) {
     EXPECT_EQ(led_idx(&board, role, ordinal), index) << role << ' ' << ordinal;
   const int counts[] = {3, 1, 1, 1, 1, 1};
   for (int role = 0; role < 6; ++role) EXPECT_EQ(led_cnt(&board, role), counts[role]) << role;
-  for (board_led& led : board.leds) led.role = 0xFFFFFFFF;
+  for (kvrn_board_led& led : board.leds) led.role = 0xFFFFFFFF;
   EXPECT_EQ(led_cnt(&board, 4), 32);
   EXPECT_EQ(led_cnt(&board, 6) + led_cnt(&board, -1) + led_cnt(nullptr, 0), 0);
   EXPECT_EQ(led_idx(nullptr, 0, 1), -1);
 }
 
 TEST(BoardName, IsOverriddenForTwoRadios) {
-  board_record board{};
+  kvrn_board_record board{};
   std::strcpy(board.name, "Plain");
   const std::tuple<uint8_t, uint16_t, uint16_t, const char*> cases[] = {{1, 1, 0x3009, "Cellbank9"},
                                                                         {2, 1, 0x3005, "Cellbank5"},

@@ -46,8 +46,8 @@ void put_soc_revision(const Device& device, uint32_t revision) {
 }
 
 // The first row that nobody touched yet, with so many gigabit ports.
-board_record& fresh_gigabit_row(int ports) {
-  for (board_record& row : ar724x_rows())
+kvrn_board_record& fresh_gigabit_row(int ports) {
+  for (kvrn_board_record& row : ar724x_rows())
     if (row.eth_count == ports && row.eth[0].max_mtu == 0x4000 && row.radio_count != 0) return row;
   ADD_FAILURE() << "no such row";
   return ar724x_generic();
@@ -60,7 +60,7 @@ TEST(Ar724xUnit, RevisionChoosesBetweenRowsOfOneId) {
   const std::tuple<uint32_t, uint32_t> cases[] = {{0, 0}, {5, 0}, {6, 6}, {7, 6}, {0xFFFFFFFE, 6}, {0xFFFFFFFF, 0}};
   for (const auto& [revision, min_revision] : cases) {
     device.file("/dev/mtdblock5", radio_image(0xE1C5, revision).bytes);
-    const board_record* board = ar7240_identify(3);
+    const kvrn_board_record* board = ar7240_identify(3);
     EXPECT_EQ(board->system_id, 0xE1C5);
     EXPECT_EQ(board->min_revision, min_revision) << revision;
     EXPECT_EQ(board->decoded, 0);
@@ -90,7 +90,7 @@ TEST(Ar724xUnit, IdentityComesFromTheRadioDataOrElseFromTheBoardData) {
   Device device("ar724x");
   for (const auto& [what, flash, row, id, vendor, base_mac] : cases) {
     device.file("/dev/mtdblock5", flash.bytes);
-    const board_record* board = ar7240_identify(3);
+    const kvrn_board_record* board = ar7240_identify(3);
     EXPECT_EQ(row != 0 ? board->system_id : board == &ar724x_generic() ? 0 : -1, row) << what;
     EXPECT_EQ(board->radio_subsys_id, id) << what;
     EXPECT_EQ(board->radio_subsys_vendor_id, vendor) << what;
@@ -117,10 +117,10 @@ TEST(Ar724xUnit, CalibrationValueIsTakenWhereItSaysSomething) {
   Device device("ar724x");
   std::size_t row = 0;
   for (const auto& entry : cases) {
-    const board_record& expected = ar724x_rows()[row++];
+    const kvrn_board_record& expected = ar724x_rows()[row++];
     const uint32_t kept = expected.cal_power;
     device.file("/dev/mtdblock5", radio_image(expected.system_id, 1, entry.word).bytes);
-    const board_record* board = ar7240_identify(3);
+    const kvrn_board_record* board = ar7240_identify(3);
     ASSERT_EQ(board, &expected);
     EXPECT_EQ(board->cal_power, entry.cal_power != 0 ? entry.cal_power : kept) << entry.word;
     EXPECT_EQ(board->features, entry.features) << entry.word;
@@ -140,7 +140,7 @@ TEST(Ar724xUnit, MtuLimitsFollowTheSocRevision) {
                {{}, 1, 0xFFFFFFFE, 2024}};
   Device device("ar724x");
   for (const auto& entry : cases) {
-    const board_record& row = fresh_gigabit_row(entry.ports);
+    const kvrn_board_record& row = fresh_gigabit_row(entry.ports);
     if (entry.revision)
       put_soc_revision(device, *entry.revision);
     else
@@ -156,7 +156,7 @@ TEST(Qca953xUnit, NeedsTheBoardDatasMagic) {
   const struct {
     const char* what;
     FlashImage flash;
-    const board_record* row;
+    const kvrn_board_record* row;
     uint16_t id, vendor;
     Mac base_mac;
   } cases[] = {
@@ -168,7 +168,7 @@ TEST(Qca953xUnit, NeedsTheBoardDatasMagic) {
   Device device("four-source");
   for (const auto& entry : cases) {
     device.file("/dev/mtdblock5", entry.flash.bytes);
-    const board_record* board = ar953x_identify(5);
+    const kvrn_board_record* board = ar953x_identify(5);
     EXPECT_EQ(board, entry.row) << entry.what;
     EXPECT_EQ(board->radio_subsys_id, entry.id) << entry.what;
     EXPECT_EQ(board->radio_subsys_vendor_id, entry.vendor) << entry.what;
@@ -185,7 +185,7 @@ TEST(Qca953xUnit, WithoutCalibrationDataIsGenericWithoutIds) {
   device.remove("/dev/mtdblock5");
   device.file("/dev/mem", "");
   const auto before = open_descriptors();
-  const board_record* board = board_identify();
+  const kvrn_board_record* board = board_identify();
   EXPECT_EQ(open_descriptors(), before);
   EXPECT_STREQ(board->name, "Generic ar953x");
   EXPECT_EQ(board->radio_subsys_id + board->radio_subsys_vendor_id, 0);

@@ -15,12 +15,12 @@ namespace {
 struct Sources {
   psu_info psus[KVRN_PSU_MAX]{};
   Sources(int inputs, int batteries) {
-    psus[0].type = psus[1].type = PSU_TYPE_INPUT;
-    psus[2].type = PSU_TYPE_BATTERY;
-    for (int i = 0; i < inputs; ++i) psus[i].status = PSU_STATUS_USABLE;
-    if (batteries > 0) psus[2].status = PSU_STATUS_USABLE;
+    psus[0].type = psus[1].type = KVRN_PSU_TYPE_INPUT;
+    psus[2].type = KVRN_PSU_TYPE_BATTERY;
+    for (int i = 0; i < inputs; ++i) psus[i].status = KVRN_PSU_STATUS_USABLE;
+    if (batteries > 0) psus[2].status = KVRN_PSU_STATUS_USABLE;
     psus[3] = psus[2];  // beyond the board's count
-    psus[3].status = PSU_STATUS_USABLE;
+    psus[3].status = KVRN_PSU_STATUS_USABLE;
   }
 };
 
@@ -91,7 +91,7 @@ TEST(OutputPower, ComesFromTheSourceThenTheCacheThenTheMonitors) {
   EXPECT_EQ(get_output_power(0), 110000);
   EXPECT_EQ(get_output_power(4), 0);
 
-  output_image image{};
+  kvrn_output_image image{};
   image.records[0].power_uw = 1234567;
   image.records[2].power_uw = -1999;
   device.file("/tmp/.output_cache", {reinterpret_cast<const char*>(&image), sizeof image});

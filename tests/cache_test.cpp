@@ -25,8 +25,8 @@ std::string bytes_of(const Image& image) {
   return std::string(reinterpret_cast<const char*>(&image), sizeof image);
 }
 
-psu_info_image fresh_image() {
-  psu_info_image image{};
+kvrn_psu_info_image fresh_image() {
+  kvrn_psu_info_image image{};
   for (uint32_t i = 0; i < KVRN_PSU_MAX; ++i) {
     image.records[i].id = i;
     image.records[i].voltage_mv = static_cast<int32_t>(1000 + i);
@@ -40,7 +40,7 @@ psu_info_image fresh_image() {
 TEST(PsuCache, AcceptsTenSecondsAndRefusesElevenSilently) {
   Device device("four-source");
   for (const auto& [age, accepted] : {std::pair{0, 1}, {10, 1}, {11, 0}, {-5, 1}}) {
-    psu_info_image image = fresh_image();
+    kvrn_psu_info_image image = fresh_image();
     image.stamp = get_timestamp_mono() - age;
     device.file(psu_cache, bytes_of(image));
     psu_info_view view{};
@@ -59,7 +59,7 @@ TEST(PsuCache, AcceptsTenSecondsAndRefusesElevenSilently) {
     EXPECT_EQ(view.fd, 0);
     psu_info_cache_data_free(&view);
   }
-  psu_info_image image = fresh_image();
+  kvrn_psu_info_image image = fresh_image();
   image.stamp = -1;  // never refreshed
   device.file(psu_cache, bytes_of(image));
   psu_info_view view{};
@@ -135,7 +135,7 @@ TEST(GetAll, PrefersTheCallersSourceAndReadsDirectlyWhenItFails) {
   source.get = failing_get;
   all[0] = {};
   EXPECT_EQ(psu_info_get_all(all, &source), 2);
-  EXPECT_EQ(all[0].type, static_cast<uint32_t>(PSU_TYPE_INPUT));  // the cache is passed over
+  EXPECT_EQ(all[0].type, static_cast<uint32_t>(KVRN_PSU_TYPE_INPUT));  // the cache is passed over
 }
 
 TEST(GetAll, LeavesNothingOpenInAProcessWithoutStandardDescriptors) {
@@ -170,11 +170,11 @@ TEST(GetAll, SurvivesAFileThatIsCutShortWhileItIsMapped) {
 
 TEST(RawBatteryFile, GivesTheRecordWhileItIsFreshAndZeroesOtherwise) {
   Device device("four-source");
-  raw_battery_image image{};
+  kvrn_raw_battery_image image{};
   for (int32_t i = 0; i < 4; ++i) image.records[i].voltage_mv = 100 + i;
   image.stamp = get_timestamp_mono();
   device.file(raw_battery, bytes_of(image));
-  sbs_battery_info record{};
+  kvrn_sbs_battery_info record{};
   for (int i = 0; i < 4; ++i) {
     EXPECT_EQ(get_battery_info(i, &record), 1);
     EXPECT_EQ(record.voltage_mv, 100 + i);

@@ -88,11 +88,11 @@ void set_up(Device& device, std::istream& words, psu_info* psus) {
     if (battery || word == "ac" || word == "no" || word == "-") {
       ASSERT_LT(next, KVRN_PSU_MAX);
       psu_info& record = psus[next++];
-      record.type = battery ? PSU_TYPE_BATTERY : word == "-" ? PSU_TYPE_EMPTY : PSU_TYPE_INPUT;
-      if (word == "ac") record.status = PSU_STATUS_USABLE;
-      if (word == "fast") record.status = PSU_STATUS_HIGH_CURRENT;
-      if (battery && word != "gone") record.battery_status = PSU_BATTERY_PRESENT;
-      if (word == "chg" || word == "fast") record.battery_status |= PSU_BATTERY_CHARGING;
+      record.type = battery ? KVRN_PSU_TYPE_BATTERY : word == "-" ? KVRN_PSU_TYPE_EMPTY : KVRN_PSU_TYPE_INPUT;
+      if (word == "ac") record.status = KVRN_PSU_STATUS_USABLE;
+      if (word == "fast") record.status = KVRN_PSU_STATUS_HIGH_CURRENT;
+      if (battery && word != "gone") record.battery_status = KVRN_PSU_BATTERY_PRESENT;
+      if (word == "chg" || word == "fast") record.battery_status |= KVRN_PSU_BATTERY_CHARGING;
       if (battery) device.file(battery_file("/tmp/.battery_info", next - 1), "80 600 1");
     } else if (word == "err") {
       device.file(battery_file("/etc/persistent/battery_data", psu), std::string("\0\0\0\2\0\0\0\0\0\0\0\1", 12));
@@ -133,8 +133,8 @@ TEST(DeviceState, FollowsTheTable) {
 TEST(DeviceState, ReadsOnlyTheBoardsRecords) {
   Device device("generic");  // two sources
   psu_info psus[2]{};
-  psus[0].type = psus[1].type = PSU_TYPE_INPUT;
-  psus[1].status = PSU_STATUS_USABLE;
+  psus[0].type = psus[1].type = KVRN_PSU_TYPE_INPUT;
+  psus[1].status = KVRN_PSU_STATUS_USABLE;
   EXPECT_EQ(get_device_state(psus), 14);
   EXPECT_EQ(get_device_state(nullptr), 5);
 }

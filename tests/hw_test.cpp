@@ -178,10 +178,10 @@ TEST(Hardware, HoldsNothingAfterTenThousandMixedCalls) {
   psu_info_get_all(all, nullptr);
   device.gpio_busy(212, true);
   device.i2c_refuse(2, 0x0b, 0x09, true);
-  raw_battery_image image{};
+  kvrn_raw_battery_image image{};
   const auto before = open_descriptors();
   int value = 0;
-  sbs_battery_info record{};
+  kvrn_sbs_battery_info record{};
   for (int i = 0; i < 1000; ++i) {
     gpio_read_force(205);
     gpio_write(200, static_cast<uint32_t>(i & 1));

@@ -1,8 +1,7 @@
 # The command line tool as a user runs it: the unmodified programs under the simulated device.
 if(TARGET kvrnctl AND TARGET kvrn-sim AND NOT CMAKE_CROSSCOMPILING AND NOT KVRN_SANITIZE)
   find_package(Python3 REQUIRED COMPONENTS Interpreter)
-  kvrn_test(publisher_test publisher_test.cpp ${PROJECT_SOURCE_DIR}/tools/kvrn-monitord/publisher.cpp
-    ${PROJECT_SOURCE_DIR}/cache/image.cpp ${PROJECT_SOURCE_DIR}/cache/writer.cpp)
+  kvrn_inside_test(publisher_test publisher_test.cpp ${PROJECT_SOURCE_DIR}/tools/kvrn-monitord/publisher.cpp)
   target_link_libraries(publisher_test PRIVATE kvrn_tool_libraries)
   add_library(count_calls MODULE count_calls.c)
   target_link_libraries(count_calls PRIVATE kvrn_flags ${CMAKE_DL_LIBS})

@@ -18,7 +18,9 @@ using kvrn::sim::Device;
 namespace {
 
 // The board's record is shared and read-only for callers; a test gives its ports PoE.
-void give_poe(unsigned port, uint8_t line) { const_cast<board_record*>(board_identify())->eth[port].poe_gpio = line; }
+void give_poe(unsigned port, uint8_t line) {
+  const_cast<kvrn_board_record*>(board_identify())->eth[port].poe_gpio = line;
+}
 
 // The library asks for the board once, so each has a process of its own.
 bool maps(const char* profile, int output, const uint8_t (&expected)[3]) {
@@ -101,7 +103,7 @@ TEST(Poe, LineComesFromTheConfiguredDeviceName) {
   EXPECT_EQ(get_poe_status(1), 0);
   give_poe(0, 77);
   give_poe(1, 78);
-  auto* board = const_cast<board_record*>(board_identify());
+  auto* board = const_cast<kvrn_board_record*>(board_identify());
   board->eth_count = 2;
   board->eth[0].present = board->eth[1].present = 1;
   const std::tuple<const char*, int> cases[] = {{"eth0", 77}, {"eth1", 78}, {"eth2", 0}, {"eth0.5", 0},

@@ -75,8 +75,8 @@ TEST(Supply, ReadsTelemetryOnlyWhereTheSlotIsOccupiedAndMainsIsOn) {
   device.i2c_byte(2, 0x58, 0x8D, 255);
   psu_info psu = read_psu(0);
   EXPECT_EQ(psu.type, 1U);
-  EXPECT_EQ(psu.status, PSU_STATUS_FILLED | PSU_STATUS_USABLE);
-  EXPECT_EQ(psu.supply_status, PSU_SUPPLY_TELEMETRY);
+  EXPECT_EQ(psu.status, KVRN_PSU_STATUS_FILLED | KVRN_PSU_STATUS_USABLE);
+  EXPECT_EQ(psu.supply_status, KVRN_PSU_SUPPLY_TELEMETRY);
   EXPECT_EQ(psu.supply_vout_mv, 54000);
   EXPECT_EQ(psu.supply_iout_ma, 2100);
   EXPECT_EQ(psu.supply_temp_c, -127);
@@ -127,18 +127,18 @@ TEST(HwmonBattery, ChargingFollowsTheFileThenTheCurrent) {
     device.remove("/tmp/.charging_status");
     if (file != nullptr) device.file("/tmp/.charging_status", file);
     const psu_info psu = read_psu(2);
-    EXPECT_EQ(has(psu.battery_status, PSU_BATTERY_CHARGING), charging) << current << ' ' << file;
-    EXPECT_EQ(has(psu.battery_status, PSU_BATTERY_CHARGE_UNKNOWN), unknown) << current;
+    EXPECT_EQ(has(psu.battery_status, KVRN_PSU_BATTERY_CHARGING), charging) << current << ' ' << file;
+    EXPECT_EQ(has(psu.battery_status, KVRN_PSU_BATTERY_CHARGE_UNKNOWN), unknown) << current;
     EXPECT_EQ(psu.current_ma, std::atoi(current));
   }
   device.gpio(109, 1);  // charging disabled
   psu_info psu = read_psu(2);
-  EXPECT_FALSE(has(psu.status, PSU_STATUS_CHARGER));
+  EXPECT_FALSE(has(psu.status, KVRN_PSU_STATUS_CHARGER));
   device.file("/tmp/.batt_ch_status", "1");
   device.file("/tmp/.charging_status", "1");
   psu = read_psu(2);
-  EXPECT_TRUE(has(psu.status, PSU_STATUS_CHARGER));
-  EXPECT_FALSE(has(psu.battery_status, PSU_BATTERY_CHARGING));  // the line still forbids it
+  EXPECT_TRUE(has(psu.status, KVRN_PSU_STATUS_CHARGER));
+  EXPECT_FALSE(has(psu.battery_status, KVRN_PSU_BATTERY_CHARGING));  // the line still forbids it
 }
 
 TEST(HwmonBattery, AbsentBatteryHasNoVoltageAndUnknownMarkers) {
@@ -147,17 +147,17 @@ TEST(HwmonBattery, AbsentBatteryHasNoVoltageAndUnknownMarkers) {
   device.hwmon("mon-battery", "in0_input", "12345");
   psu_info psu = read_psu(2);
   EXPECT_EQ(psu.voltage_mv, 0);
-  EXPECT_FALSE(has(psu.status, PSU_STATUS_USABLE));
-  EXPECT_EQ(psu.battery_kind, PSU_BATTERY_HWMON);
+  EXPECT_FALSE(has(psu.status, KVRN_PSU_STATUS_USABLE));
+  EXPECT_EQ(psu.battery_kind, KVRN_PSU_BATTERY_HWMON);
   EXPECT_EQ(psu.battery_temp_c, -127);
-  EXPECT_EQ(psu.charge_pct, PSU_UNKNOWN_PCT);
-  EXPECT_EQ(psu.manufacture_time, PSU_UNKNOWN_TIME);
+  EXPECT_EQ(psu.charge_pct, KVRN_PSU_UNKNOWN_PCT);
+  EXPECT_EQ(psu.manufacture_time, KVRN_PSU_UNKNOWN_TIME);
   EXPECT_EQ(psu.time_to_full_s, INT_MIN);
   EXPECT_EQ(psu.cell_count, 0U);
   device.file("/tmp/.batt_status", "1");
   psu = read_psu(2);
   EXPECT_EQ(psu.voltage_mv, 12345);
-  EXPECT_TRUE(has(psu.status, PSU_STATUS_USABLE));
+  EXPECT_TRUE(has(psu.status, KVRN_PSU_STATUS_USABLE));
 }
 
 TEST(SmartBattery, RecordIsCopiedFromTheFileWhileItIsFreshElseFromTheBus) {
@@ -170,8 +170,8 @@ TEST(SmartBattery, RecordIsCopiedFromTheFileWhileItIsFreshElseFromTheBus) {
   EXPECT_EQ(psu.smart_battery, 1U);
   EXPECT_EQ(psu.cell_count, 7U);
   EXPECT_EQ(psu.cell_mv[7], INT_MIN);
-  raw_battery_image image{};
-  sbs_battery_info& record = image.records[3];
+  kvrn_raw_battery_image image{};
+  kvrn_sbs_battery_info& record = image.records[3];
   record.complete = 3;  // bit 0 counts
   record.charging = 1;
   record.voltage_mv = 24000;
@@ -181,12 +181,12 @@ TEST(SmartBattery, RecordIsCopiedFromTheFileWhileItIsFreshElseFromTheBus) {
   psu = read_psu(3);
   EXPECT_EQ(psu.voltage_mv, 24000);
   EXPECT_EQ(psu.battery_temp_c, -127);
-  EXPECT_TRUE(has(psu.battery_status, PSU_BATTERY_PRESENT));
-  EXPECT_TRUE(has(psu.battery_status, PSU_BATTERY_CHARGING));
+  EXPECT_TRUE(has(psu.battery_status, KVRN_PSU_BATTERY_PRESENT));
+  EXPECT_TRUE(has(psu.battery_status, KVRN_PSU_BATTERY_CHARGING));
   device.gpio(115, 1);
-  EXPECT_FALSE(has(read_psu(3).battery_status, PSU_BATTERY_CHARGING));
+  EXPECT_FALSE(has(read_psu(3).battery_status, KVRN_PSU_BATTERY_CHARGING));
   device.gpio_busy(115, true);  // unreadable counts as 0
-  EXPECT_TRUE(has(read_psu(3).battery_status, PSU_BATTERY_CHARGING));
+  EXPECT_TRUE(has(read_psu(3).battery_status, KVRN_PSU_BATTERY_CHARGING));
 }
 
 TEST(Batteries, HighestCurrentNeedsBothLinesLow) {
@@ -196,12 +196,12 @@ TEST(Batteries, HighestCurrentNeedsBothLinesLow) {
     for (int levels = 0; levels < 4; ++levels) {
       device.gpio(first, levels & 1);
       device.gpio(second, levels >> 1);
-      EXPECT_EQ(has(read_psu(psu).status, PSU_STATUS_HIGH_CURRENT), levels == 0) << psu << levels;
+      EXPECT_EQ(has(read_psu(psu).status, KVRN_PSU_STATUS_HIGH_CURRENT), levels == 0) << psu << levels;
     }
   device.gpio(108, 0);
   device.gpio(113, 0);
   device.gpio_busy(113, true);
-  EXPECT_FALSE(has(read_psu(2).status, PSU_STATUS_HIGH_CURRENT));
+  EXPECT_FALSE(has(read_psu(2).status, KVRN_PSU_STATUS_HIGH_CURRENT));
 }
 
 TEST(Readout, RefusesOtherNumbersAndLeavesNothingUninitialised) {

@@ -27,7 +27,7 @@ TEST(Publisher, OfABatteryThatCannotBeReadItPublishesNoZeros) {
   started_at = get_timestamp_mono() - 5;
   monitord::Publisher publisher;
   EXPECT_TRUE(publisher.refresh());
-  sbs_battery_info battery;
+  kvrn_sbs_battery_info battery;
   ASSERT_EQ(get_battery_info(3, &battery), 1);
   EXPECT_EQ(battery.voltage_mv, INT32_MIN);
 }

@@ -32,23 +32,23 @@ struct Host {
 constexpr int refusal = 42;
 std::string calls;  // of the host's other functions
 
-std::string oid_text(const snmp_oid_word* oid) {
+std::string oid_text(const kvrn_snmp_oid_word* oid) {
   std::string text = oid[1] == 43 ? "1.3" : "?";
-  for (snmp_oid_word i = 2; i <= oid[0]; ++i) text += '.' + std::to_string(oid[i]);
+  for (kvrn_snmp_oid_word i = 2; i <= oid[0]; ++i) text += '.' + std::to_string(oid[i]);
   return text;
 }
 
-std::string value_text(const snmp_value& value) {
+std::string value_text(const kvrn_snmp_value& value) {
   switch (value.type) {
-    case SNMP_TYPE_INTEGER:
+    case KVRN_SNMP_TYPE_INTEGER:
       return "INTEGER " + std::to_string(static_cast<int32_t>(value.as.number));
-    case SNMP_TYPE_OCTET_STRING:
+    case KVRN_SNMP_TYPE_OCTET_STRING:
       return "STRING \"" + std::string(value.as.text.bytes, value.as.text.length) + '"';
-    case SNMP_TYPE_OBJECT_ID:
+    case KVRN_SNMP_TYPE_OBJECT_ID:
       return "OID " + oid_text(value.as.oid);
-    case SNMP_TYPE_GAUGE32:
+    case KVRN_SNMP_TYPE_GAUGE32:
       return "Gauge32 " + std::to_string(value.as.number);
-    case SNMP_TYPE_TIMETICKS:
+    case KVRN_SNMP_TYPE_TIMETICKS:
       return "TimeTicks " + std::to_string(value.as.number);
     default:
       return "type " + std::to_string(value.type);
@@ -91,11 +91,11 @@ void write_image(Device& device, const char* path, Image image) {
 // Caches whose numbers no device has: each clearing rule, sign and cut.
 void make_odd(Device& device) {
   make_healthy(device);
-  psu_info_image psus{};
+  kvrn_psu_info_image psus{};
   for (int psu = 0; psu < KVRN_PSU_MAX; ++psu) {
     psu_info& record = psus.records[psu];
     record.id = static_cast<uint32_t>(psu);
-    record.type = psu < 2 ? PSU_TYPE_INPUT : PSU_TYPE_BATTERY;
+    record.type = psu < 2 ? KVRN_PSU_TYPE_INPUT : KVRN_PSU_TYPE_BATTERY;
     record.status = psu == 1 ? 0x60 : 0xE0;
     record.battery_status = 0xC0;
     record.supply_status = 0x80;
@@ -114,7 +114,7 @@ void make_odd(Device& device) {
   const struct {
     int voltage_mv, current_ma, power_uw, enabled;
   } readings[KVRN_OUTPUT_MAX] = {{53800, -1, 1999, 1}, {53800, 1, 5000000, 0}, {INT_MIN, INT_MAX, -1, 2}};
-  output_image outputs{};
+  kvrn_output_image outputs{};
   for (int i = 0; i < KVRN_OUTPUT_MAX; ++i) {
     outputs.records[i].voltage_mv = readings[i].voltage_mv;
     outputs.records[i].current_ma = readings[i].current_ma;
@@ -141,7 +141,7 @@ class Listing : public testing::TestWithParam<Case> {};
 
 }  // namespace
 
-int odb_add(void* context, const snmp_oid_word* oid, const snmp_value* value) {
+int odb_add(void* context, const kvrn_snmp_oid_word* oid, const kvrn_snmp_value* value) {
   auto& host = *static_cast<Host*>(context);
   if (host.keep) host.listing += oid_text(oid) + ' ' + value_text(*value) + '\n';
   return ++host.adds == host.fail_at ? refusal : 0;
@@ -217,7 +217,7 @@ TEST(Descriptor, NamesTheModuleAndItsTree) {
 TEST(Objects, OfAnotherTypeAreRefused) {
   Host host;
   const uint32_t number = 0xFFFFFFFE;
-  EXPECT_EQ(kvrn::add_object(&host, {2}, SNMP_TYPE_INTEGER, &number), 0);
+  EXPECT_EQ(kvrn::add_object(&host, {2}, KVRN_SNMP_TYPE_INTEGER, &number), 0);
   EXPECT_EQ(host.listing, "1.3.6.1.4.1.47474.2 INTEGER -2\n");
   for (const uint8_t type : {0x41, 0x42, 0x43, 0x44, 0xFF})
     EXPECT_EQ(kvrn::add_object(&host, {type}, type, &number), 0);

@@ -7,8 +7,8 @@
 #include <string.h>
 #include <unistd.h>
 
-static const snmp_oid_word root[] = {6, 43, 6, 1, 4, 1, 47474};
-static const snmp_oid_word object[] = {8, 43, 6, 1, 4, 1, 47474, 1, 0};
+static const kvrn_snmp_oid_word root[] = {6, 43, 6, 1, 4, 1, 47474};
+static const kvrn_snmp_oid_word object[] = {8, 43, 6, 1, 4, 1, 47474, 1, 0};
 
 static FILE* held;
 __attribute__((constructor)) static void hold(void) { held = fopen("/dev/zero", "re"); }
@@ -28,11 +28,11 @@ static int update(void* host) {
   abz_clear_error(host);
   odb_destroy(host);
   if (strncmp(order, "hang", 4) == 0) pause();
-  snmp_value value;
-  value.type = SNMP_TYPE_INTEGER;
+  kvrn_snmp_value value;
+  value.type = KVRN_SNMP_TYPE_INTEGER;
   value.as.number = (uint32_t)strtoul(order, NULL, 10);
   if (strncmp(order, "huge", 4) == 0) {
-    value.type = SNMP_TYPE_OCTET_STRING;
+    value.type = KVRN_SNMP_TYPE_OCTET_STRING;
     value.as.text.length = UINT32_MAX;
     value.as.text.bytes = order;
   }
@@ -48,5 +48,5 @@ static int update(void* host) {
 /* Another object, by the name that a host looks up. */
 KVRN_API const void* trial_words[] __asm__("module") = {root, (const void*)update};
 #else
-snmp_module module = {"trial", "trial module", root, root, {TRIAL_WORD, 0}, update, {0}};
+kvrn_snmp_module module = {"trial", "trial module", root, root, {TRIAL_WORD, 0}, update, {0}};
 #endif

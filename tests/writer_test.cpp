@@ -64,7 +64,7 @@ std::size_t mappings_of_caches() {
 
 output_status output_after_update(const Device& device, cache_source* source, int output) {
   source->update(source);
-  return image_of<output_image>(device, output_cache).records[output];
+  return image_of<kvrn_output_image>(device, output_cache).records[output];
 }
 
 }  // namespace
@@ -80,14 +80,14 @@ TEST(PsuWriter, CreatesTheImageInvalidThenFresh) {
   struct stat status {};
   ASSERT_EQ(::stat(device.path(psu_cache).c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 07777, 0640U);
-  auto image = image_of<psu_info_image>(device, psu_cache);
+  auto image = image_of<kvrn_psu_info_image>(device, psu_cache);
   EXPECT_EQ(image.stamp, -1);
   EXPECT_TRUE(all_zero(&image.records[0], sizeof(psu_info)));
   EXPECT_EQ(image.records[1].id, 1U);
   EXPECT_EQ(image.records[2].voltage_mv, 51900);
 
   source->update(source.get());
-  image = image_of<psu_info_image>(device, psu_cache);
+  image = image_of<kvrn_psu_info_image>(device, psu_cache);
   EXPECT_NEAR(static_cast<double>(image.stamp), static_cast<double>(get_timestamp_mono()), 2);
   EXPECT_TRUE(all_zero(&image.records[3], sizeof(psu_info)));  // the board has three
   psu_info all[KVRN_PSU_MAX]{};
@@ -104,12 +104,12 @@ TEST(PsuWriter, CreatesTheImageInvalidThenFresh) {
 
 TEST(PsuWriter, InvalidatesAnExistingImageByStampAndFirstRecord) {
   Device device("four-source");
-  psu_info_image image{};
+  kvrn_psu_info_image image{};
   for (auto& record : image.records) record.voltage_mv = 5;
   image.stamp = get_timestamp_mono();
   device.file(psu_cache, {reinterpret_cast<const char*>(&image), sizeof image});
   const Source source(psu_info_cache_new());
-  image = image_of<psu_info_image>(device, psu_cache);
+  image = image_of<kvrn_psu_info_image>(device, psu_cache);
   EXPECT_EQ(image.stamp, -1);
   EXPECT_EQ(image.records[0].voltage_mv, 0);
   EXPECT_EQ(image.records[1].voltage_mv, 5);
@@ -117,7 +117,7 @@ TEST(PsuWriter, InvalidatesAnExistingImageByStampAndFirstRecord) {
   // A stamp that cannot be written leaves the record as well.
   source->update(source.get());
   const std::string fresh = read_text(device.path(psu_cache));
-  const rlimit records_only{offsetof(psu_info_image, stamp), RLIM_INFINITY};
+  const rlimit records_only{offsetof(kvrn_psu_info_image, stamp), RLIM_INFINITY};
   ::signal(SIGXFSZ, SIG_IGN);
   ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &records_only), 0);
   const Source another(psu_info_cache_new());
@@ -171,7 +171,7 @@ TEST(Writers, AFileThatIsCutRemovedOrReplacedIsWholeAtTheNextUpdate) {
     ASSERT_EQ(get_psu_info_cache_data(&view), 1) << what;
     EXPECT_EQ(view.records[2].voltage_mv, 51900) << what;
     psu_info_cache_data_free(&view);
-    EXPECT_EQ(image_of<output_image>(device, output_cache).records[1].voltage_mv, 53850) << what;
+    EXPECT_EQ(image_of<kvrn_output_image>(device, output_cache).records[1].voltage_mv, 53850) << what;
     EXPECT_EQ(open_descriptors(), descriptors) << what;
     EXPECT_EQ(mappings_of_caches(), 2U) << what;
   };
@@ -200,7 +200,7 @@ TEST(Writers, AFileThatIsCutRemovedOrReplacedIsWholeAtTheNextUpdate) {
 
 TEST(Readers, AStampHalfWrittenIsNotFresh) {
   Device device("three-source");
-  psu_info_image image{};
+  kvrn_psu_info_image image{};
   for (const int64_t stamp : {INT64_C(0xFFFFFFFF), get_timestamp_mono() | INT64_C(-1) << 32}) {
     image.stamp = stamp;
     device.file(psu_cache, {reinterpret_cast<const char*>(&image), sizeof image});
@@ -213,7 +213,7 @@ TEST(OutputWriter, StateFollowsFlagsAndPower) {
   Device device("three-source");
   const int limit = 1000000;
   const Source source(output_cache_new(&limit, 0));
-  EXPECT_EQ(image_of<output_image>(device, output_cache).stamp, -1);
+  EXPECT_EQ(image_of<kvrn_output_image>(device, output_cache).stamp, -1);
   const struct {
     const char *voltage, *current;
     const char* file;  // NAME=TEXT of "/tmp/.NAME"
@@ -285,7 +285,7 @@ TEST(OutputWriter, ShedsTheHighestOutputsUntilTheRestIsWithinTheLimit) {
     device.file("/tmp/.overload_check", entry.overload);
     if (*entry.file != '\0') device.file(entry.file, "1");
     source->update(source.get());
-    const auto image = image_of<output_image>(device, output_cache);
+    const auto image = image_of<kvrn_output_image>(device, output_cache);
     std::string states;
     for (const auto& record : image.records) states += (states.empty() ? "" : " ") + std::to_string(record.state);
     EXPECT_EQ(states, entry.states) << entry.limit << ' ' << entry.overload << ' ' << entry.file;
@@ -304,7 +304,7 @@ class Words {
  public:
   void add(std::span<const psu_info> psus, std::span<const output_status> outputs) {
     add(0, std::as_bytes(psus));
-    add(sizeof(psu_info_image), std::as_bytes(outputs));
+    add(sizeof(kvrn_psu_info_image), std::as_bytes(outputs));
   }
   void add(std::size_t place, std::span<const std::byte> bytes) {
     for (std::size_t at = 0; at + sizeof(std::uint32_t) <= bytes.size(); at += sizeof(std::uint32_t)) {
@@ -319,7 +319,7 @@ class Words {
 
  private:
   std::array<std::byte, 1 << 20> room_;
-  std::array<std::uint32_t, (sizeof(psu_info_image) + sizeof(output_image)) / sizeof(std::uint32_t)> last_{};
+  std::array<std::uint32_t, (sizeof(kvrn_psu_info_image) + sizeof(kvrn_output_image)) / sizeof(std::uint32_t)> last_{};
   std::pmr::monotonic_buffer_resource pool_{room_.data(), room_.size(), std::pmr::null_memory_resource()};
   std::pmr::set<std::uint64_t> seen_{&pool_};
 };

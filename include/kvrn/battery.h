@@ -23,7 +23,7 @@ KVRN_BEGIN_DECLS
  * One smart battery's readings, 88 bytes, big-endian: the unit of "/tmp/.raw_battery_data". What was not read keeps
  * its marker: INT32_MIN, 129 degrees, the float with bits 0xCF000000, the date -2147483648.
  */
-typedef struct sbs_battery_info {
+typedef struct kvrn_sbs_battery_info {
   uint8_t complete;   /**< 1: a full pass succeeded, or the battery reports mode bits 0 */
   uint8_t charging;   /**< 1: charging, by status bits or by current */
   kvrn_be_i16 temp_c; /**< degrees Celsius */
@@ -41,27 +41,27 @@ typedef struct sbs_battery_info {
   kvrn_be_i32 block_55;
   uint8_t reserved[4];
   kvrn_be_i64 manufacture_time; /**< seconds since 1970, UTC */
-} sbs_battery_info;
+} kvrn_sbs_battery_info;
 
-KVRN_STATIC_ASSERT(sizeof(sbs_battery_info) == 88, "a smart-battery record is 88 bytes");
-KVRN_STATIC_ASSERT(offsetof(sbs_battery_info, temp_c) == 2, "sbs_battery_info.temp_c");
-KVRN_STATIC_ASSERT(offsetof(sbs_battery_info, voltage_mv) == 4, "sbs_battery_info.voltage_mv");
-KVRN_STATIC_ASSERT(offsetof(sbs_battery_info, charge_pct) == 12, "sbs_battery_info.charge_pct");
-KVRN_STATIC_ASSERT(offsetof(sbs_battery_info, charge_state) == 24, "sbs_battery_info.charge_state");
-KVRN_STATIC_ASSERT(offsetof(sbs_battery_info, cycle_count) == 36, "sbs_battery_info.cycle_count");
-KVRN_STATIC_ASSERT(offsetof(sbs_battery_info, cell_mv) == 40, "sbs_battery_info.cell_mv");
-KVRN_STATIC_ASSERT(offsetof(sbs_battery_info, block_51) == 68, "sbs_battery_info.block_51");
-KVRN_STATIC_ASSERT(offsetof(sbs_battery_info, block_55) == 72, "sbs_battery_info.block_55");
-KVRN_STATIC_ASSERT(offsetof(sbs_battery_info, manufacture_time) == 80, "sbs_battery_info.manufacture_time");
+KVRN_STATIC_ASSERT(sizeof(kvrn_sbs_battery_info) == 88, "a smart-battery record is 88 bytes");
+KVRN_STATIC_ASSERT(offsetof(kvrn_sbs_battery_info, temp_c) == 2, "kvrn_sbs_battery_info.temp_c");
+KVRN_STATIC_ASSERT(offsetof(kvrn_sbs_battery_info, voltage_mv) == 4, "kvrn_sbs_battery_info.voltage_mv");
+KVRN_STATIC_ASSERT(offsetof(kvrn_sbs_battery_info, charge_pct) == 12, "kvrn_sbs_battery_info.charge_pct");
+KVRN_STATIC_ASSERT(offsetof(kvrn_sbs_battery_info, charge_state) == 24, "kvrn_sbs_battery_info.charge_state");
+KVRN_STATIC_ASSERT(offsetof(kvrn_sbs_battery_info, cycle_count) == 36, "kvrn_sbs_battery_info.cycle_count");
+KVRN_STATIC_ASSERT(offsetof(kvrn_sbs_battery_info, cell_mv) == 40, "kvrn_sbs_battery_info.cell_mv");
+KVRN_STATIC_ASSERT(offsetof(kvrn_sbs_battery_info, block_51) == 68, "kvrn_sbs_battery_info.block_51");
+KVRN_STATIC_ASSERT(offsetof(kvrn_sbs_battery_info, block_55) == 72, "kvrn_sbs_battery_info.block_55");
+KVRN_STATIC_ASSERT(offsetof(kvrn_sbs_battery_info, manufacture_time) == 80, "kvrn_sbs_battery_info.manufacture_time");
 
 /** "/tmp/.raw_battery_data": four records and the monotonic time in seconds of the last refresh, 360 bytes. */
-typedef struct raw_battery_image {
-  sbs_battery_info records[4];
+typedef struct kvrn_raw_battery_image {
+  kvrn_sbs_battery_info records[4];
   kvrn_be_i64 stamp;
-} raw_battery_image;
+} kvrn_raw_battery_image;
 
-KVRN_STATIC_ASSERT(sizeof(raw_battery_image) == 360, "the raw battery file is 360 bytes");
-KVRN_STATIC_ASSERT(offsetof(raw_battery_image, stamp) == 352, "raw_battery_image.stamp");
+KVRN_STATIC_ASSERT(sizeof(kvrn_raw_battery_image) == 360, "the raw battery file is 360 bytes");
+KVRN_STATIC_ASSERT(offsetof(kvrn_raw_battery_image, stamp) == 352, "kvrn_raw_battery_image.stamp");
 
 /**
  * Reads the battery over "/dev/i2c-2" in up to five passes; takes from about 10 ms to, when the battery does not
@@ -69,7 +69,7 @@ KVRN_STATIC_ASSERT(offsetof(raw_battery_image, stamp) == 352, "raw_battery_image
  * @param out filled with markers first
  * @return 1, also when some or all readings failed; 0 when the bus cannot be opened or `out` is null
  */
-KVRN_API int sbs_battery_get_direct(sbs_battery_info* out);
+KVRN_API int sbs_battery_get_direct(kvrn_sbs_battery_info* out);
 
 /**
  * An attribute of the battery's power-supply class, "/sys/class/power_supply/sbs-2-000b/ATTRIBUTE" ("%lli", so "0x1f"
@@ -88,7 +88,7 @@ KVRN_API int sbs_battery_shutdown(void);
  * @param out   zeroed first in every case
  * @return 1, or 0 (no file, wrong size, too old, bad argument)
  */
-KVRN_API int get_battery_info(int index, sbs_battery_info* out);
+KVRN_API int get_battery_info(int index, kvrn_sbs_battery_info* out);
 
 /* ---- Battery files ---- */
 

@@ -33,23 +33,23 @@ enum kvrn_soc_type {
 #define KVRN_BOARD_LED_MAX 32
 
 /** One Ethernet port of a board. */
-typedef struct board_eth {
+typedef struct kvrn_board_eth {
   uint8_t present;      /**< non-zero: the port exists */
   uint8_t constants[5]; /**< port constants, not interpreted here */
   uint8_t poe_gpio;     /**< packed number of the line that powers PoE on this port; 0 = none */
   uint8_t reserved[125];
   uint16_t max_mtu; /**< largest MTU in bytes; clamped at identification */
   uint8_t mac[6];   /**< port MAC address; zero until identification */
-} board_eth;
+} kvrn_board_eth;
 
 /** One LED of a board. `role` packs the LED's place in up to six roles; ask led_idx() and led_cnt(). */
-typedef struct board_led {
+typedef struct kvrn_board_led {
   uint32_t role;
   uint32_t constant;
-} board_led;
+} kvrn_board_led;
 
 /** One board model. The layout is fixed: 1408 bytes, records contiguous. */
-typedef struct board_record {
+typedef struct kvrn_board_record {
   char name[32];          /**< display name, NUL-padded; scrambled in table rows until `decoded` */
   char platform_code[16]; /**< up to 5 characters, NUL-padded; scrambled like `name` */
   uint8_t reserved0[8];
@@ -59,7 +59,7 @@ typedef struct board_record {
   uint16_t param_b;
   uint8_t eth_count; /**< entries of `eth` in use, 0 to 2 */
   uint8_t reserved1;
-  board_eth eth[KVRN_BOARD_ETH_MAX];
+  kvrn_board_eth eth[KVRN_BOARD_ETH_MAX];
   uint8_t radio_count; /**< 0: no radio, and no matching on the radio identity */
   uint8_t reserved2;
   uint16_t radio_index;
@@ -73,7 +73,7 @@ typedef struct board_record {
   uint32_t features;  /**< feature bits; identification sets 0x10000 or 0x20000 */
   uint16_t system_id; /**< board system id, the primary key */
   uint8_t reserved4[2];
-  board_led leds[KVRN_BOARD_LED_MAX];
+  kvrn_board_led leds[KVRN_BOARD_LED_MAX];
   uint8_t reserved5[676];
   uint8_t decoded; /**< 1: `name` and `platform_code` are plain text */
   uint8_t reserved6[3];
@@ -81,34 +81,34 @@ typedef struct board_record {
   uint32_t constant_b;
   char uuid_a[40]; /**< 36-character UUID text or empty; not interpreted here */
   char uuid_b[40];
-} board_record;
+} kvrn_board_record;
 
-KVRN_STATIC_ASSERT(sizeof(board_eth) == 140, "an Ethernet entry is 140 bytes");
-KVRN_STATIC_ASSERT(offsetof(board_eth, poe_gpio) == 6, "board_eth.poe_gpio");
-KVRN_STATIC_ASSERT(offsetof(board_eth, max_mtu) == 132, "board_eth.max_mtu");
-KVRN_STATIC_ASSERT(offsetof(board_eth, mac) == 134, "board_eth.mac");
-KVRN_STATIC_ASSERT(sizeof(board_led) == 8, "an LED entry is 8 bytes");
-KVRN_STATIC_ASSERT(sizeof(board_record) == 1408, "a board record is 1408 bytes");
-KVRN_STATIC_ASSERT(offsetof(board_record, soc_type) == 56, "board_record.soc_type");
-KVRN_STATIC_ASSERT(offsetof(board_record, base_mac) == 60, "board_record.base_mac");
-KVRN_STATIC_ASSERT(offsetof(board_record, param_a) == 66, "board_record.param_a");
-KVRN_STATIC_ASSERT(offsetof(board_record, param_b) == 68, "board_record.param_b");
-KVRN_STATIC_ASSERT(offsetof(board_record, eth_count) == 70, "board_record.eth_count");
-KVRN_STATIC_ASSERT(offsetof(board_record, eth) == 72, "board_record.eth");
-KVRN_STATIC_ASSERT(offsetof(board_record, radio_count) == 352, "board_record.radio_count");
-KVRN_STATIC_ASSERT(offsetof(board_record, radio_index) == 354, "board_record.radio_index");
-KVRN_STATIC_ASSERT(offsetof(board_record, min_revision) == 364, "board_record.min_revision");
-KVRN_STATIC_ASSERT(offsetof(board_record, constant_a) == 368, "board_record.constant_a");
-KVRN_STATIC_ASSERT(offsetof(board_record, cal_power) == 372, "board_record.cal_power");
-KVRN_STATIC_ASSERT(offsetof(board_record, features) == 376, "board_record.features");
-KVRN_STATIC_ASSERT(offsetof(board_record, system_id) == 380, "board_record.system_id");
-KVRN_STATIC_ASSERT(offsetof(board_record, leds) == 384, "board_record.leds");
-KVRN_STATIC_ASSERT(offsetof(board_record, reserved5) == 640, "board_record.reserved5");
-KVRN_STATIC_ASSERT(offsetof(board_record, decoded) == 1316, "board_record.decoded");
-KVRN_STATIC_ASSERT(offsetof(board_record, cpu_revision) == 1320, "board_record.cpu_revision");
-KVRN_STATIC_ASSERT(offsetof(board_record, constant_b) == 1324, "board_record.constant_b");
-KVRN_STATIC_ASSERT(offsetof(board_record, uuid_a) == 1328, "board_record.uuid_a");
-KVRN_STATIC_ASSERT(offsetof(board_record, uuid_b) == 1368, "board_record.uuid_b");
+KVRN_STATIC_ASSERT(sizeof(kvrn_board_eth) == 140, "an Ethernet entry is 140 bytes");
+KVRN_STATIC_ASSERT(offsetof(kvrn_board_eth, poe_gpio) == 6, "kvrn_board_eth.poe_gpio");
+KVRN_STATIC_ASSERT(offsetof(kvrn_board_eth, max_mtu) == 132, "kvrn_board_eth.max_mtu");
+KVRN_STATIC_ASSERT(offsetof(kvrn_board_eth, mac) == 134, "kvrn_board_eth.mac");
+KVRN_STATIC_ASSERT(sizeof(kvrn_board_led) == 8, "an LED entry is 8 bytes");
+KVRN_STATIC_ASSERT(sizeof(kvrn_board_record) == 1408, "a board record is 1408 bytes");
+KVRN_STATIC_ASSERT(offsetof(kvrn_board_record, soc_type) == 56, "kvrn_board_record.soc_type");
+KVRN_STATIC_ASSERT(offsetof(kvrn_board_record, base_mac) == 60, "kvrn_board_record.base_mac");
+KVRN_STATIC_ASSERT(offsetof(kvrn_board_record, param_a) == 66, "kvrn_board_record.param_a");
+KVRN_STATIC_ASSERT(offsetof(kvrn_board_record, param_b) == 68, "kvrn_board_record.param_b");
+KVRN_STATIC_ASSERT(offsetof(kvrn_board_record, eth_count) == 70, "kvrn_board_record.eth_count");
+KVRN_STATIC_ASSERT(offsetof(kvrn_board_record, eth) == 72, "kvrn_board_record.eth");
+KVRN_STATIC_ASSERT(offsetof(kvrn_board_record, radio_count) == 352, "kvrn_board_record.radio_count");
+KVRN_STATIC_ASSERT(offsetof(kvrn_board_record, radio_index) == 354, "kvrn_board_record.radio_index");
+KVRN_STATIC_ASSERT(offsetof(kvrn_board_record, min_revision) == 364, "kvrn_board_record.min_revision");
+KVRN_STATIC_ASSERT(offsetof(kvrn_board_record, constant_a) == 368, "kvrn_board_record.constant_a");
+KVRN_STATIC_ASSERT(offsetof(kvrn_board_record, cal_power) == 372, "kvrn_board_record.cal_power");
+KVRN_STATIC_ASSERT(offsetof(kvrn_board_record, features) == 376, "kvrn_board_record.features");
+KVRN_STATIC_ASSERT(offsetof(kvrn_board_record, system_id) == 380, "kvrn_board_record.system_id");
+KVRN_STATIC_ASSERT(offsetof(kvrn_board_record, leds) == 384, "kvrn_board_record.leds");
+KVRN_STATIC_ASSERT(offsetof(kvrn_board_record, reserved5) == 640, "kvrn_board_record.reserved5");
+KVRN_STATIC_ASSERT(offsetof(kvrn_board_record, decoded) == 1316, "kvrn_board_record.decoded");
+KVRN_STATIC_ASSERT(offsetof(kvrn_board_record, cpu_revision) == 1320, "kvrn_board_record.cpu_revision");
+KVRN_STATIC_ASSERT(offsetof(kvrn_board_record, constant_b) == 1324, "kvrn_board_record.constant_b");
+KVRN_STATIC_ASSERT(offsetof(kvrn_board_record, uuid_a) == 1328, "kvrn_board_record.uuid_a");
+KVRN_STATIC_ASSERT(offsetof(kvrn_board_record, uuid_b) == 1368, "kvrn_board_record.uuid_b");
 
 /** Bytes of the calibration partition's two data blocks. */
 #define KVRN_EEPROM_BOARD_SIZE 20
@@ -133,8 +133,8 @@ KVRN_STATIC_ASSERT(sizeof(void*) != 4 || sizeof(ar7240_eeprom) == 4128, "EEPROM 
  * the table's end. In a program linked at a fixed address the linker copies exported data into the program, and the
  * copy never sees what identification writes: use board_identify() to read the chosen board.
  */
-extern KVRN_API board_record ar7240_board;
-extern KVRN_API board_record ar953x_board;
+extern KVRN_API kvrn_board_record ar7240_board;
+extern KVRN_API kvrn_board_record ar953x_board;
 
 /** Antenna names. */
 extern KVRN_API const char ANTENNA_NONE[];
@@ -162,7 +162,7 @@ extern KVRN_API const char ANTENNA_400[4];
  *         names no row, or the "Unknown" record on another SoC. Shared, read-only for callers, never freed.
  * Not thread-safe at the first call.
  */
-KVRN_API const board_record* board_identify(void);
+KVRN_API const kvrn_board_record* board_identify(void);
 
 /**
  * Looks up a row of this SoC's family by platform code. Reads /proc/cpuinfo. Does not change the board of
@@ -171,14 +171,14 @@ KVRN_API const board_record* board_identify(void);
  * @param code platform code; null finds nothing
  * @return the row, decoded, or null. Not thread-safe: a row is decoded in place.
  */
-KVRN_API const board_record* board_identify_platform(const char* code);
+KVRN_API const kvrn_board_record* board_identify_platform(const char* code);
 
 /**
  * Looks up a row by system id: among the QCA953x rows on that family, among the AR724x rows on every other SoC.
  * Reads /proc/cpuinfo.
  * @return the first row with that id, decoded, or null. Not thread-safe: a row is decoded in place.
  */
-KVRN_API const board_record* board_identify_system(uint32_t system_id);
+KVRN_API const kvrn_board_record* board_identify_system(uint32_t system_id);
 
 /**
  * SoC family code of a family name, upper or lower case.
@@ -192,7 +192,7 @@ KVRN_API uint32_t arch_name_to_type(const char* name, uint32_t length);
  * Display name of a board: the record's `name`, except for two boards that are told apart by their radio.
  * @return text that lives as long as the record; null for a null board
  */
-KVRN_API const char* map_board_name(const board_record* board);
+KVRN_API const char* map_board_name(const kvrn_board_record* board);
 
 /**
  * The LED that is number `ordinal` in a role.
@@ -200,10 +200,10 @@ KVRN_API const char* map_board_name(const board_record* board);
  * @param ordinal 1 to 15 in roles 0 and 1; 1 in roles 2 to 5
  * @return index 0 to 31 of the first such LED entry, or -1
  */
-KVRN_API int led_idx(const board_record* board, int role, int ordinal);
+KVRN_API int led_idx(const kvrn_board_record* board, int role, int ordinal);
 
 /** Number of LED entries in a role, 0 to 32; 0 for an unknown role. */
-KVRN_API int led_cnt(const board_record* board, int role);
+KVRN_API int led_cnt(const kvrn_board_record* board, int role);
 
 /**
  * Identification on one family: reads the calibration partition and the SoC revision, chooses a row (or the family's
@@ -211,8 +211,8 @@ KVRN_API int led_cnt(const board_record* board, int role);
  * @param arch family code that a row must have
  * @return the record, never null; its name is still scrambled if the row was never decoded
  */
-KVRN_API const board_record* ar7240_identify(uint32_t arch);
-KVRN_API const board_record* ar953x_identify(uint32_t arch);
+KVRN_API const kvrn_board_record* ar7240_identify(uint32_t arch);
+KVRN_API const kvrn_board_record* ar953x_identify(uint32_t arch);
 
 /**
  * Row of one family by platform code. Nothing is decoded.
@@ -220,12 +220,12 @@ KVRN_API const board_record* ar953x_identify(uint32_t arch);
  * @param plain     the whole code, compared with rows that are decoded
  * @return the first matching row, or null (also for a null text)
  */
-KVRN_API const board_record* ar7240_identify_platform(const char* scrambled, const char* plain);
-KVRN_API const board_record* ar953x_identify_platform(const char* scrambled, const char* plain);
+KVRN_API const kvrn_board_record* ar7240_identify_platform(const char* scrambled, const char* plain);
+KVRN_API const kvrn_board_record* ar953x_identify_platform(const char* scrambled, const char* plain);
 
 /** First row of one family with that system id, or null. Nothing is decoded. */
-KVRN_API const board_record* ar7240_identify_system(uint32_t system_id);
-KVRN_API const board_record* ar953x_identify_system(uint32_t system_id);
+KVRN_API const kvrn_board_record* ar7240_identify_system(uint32_t system_id);
+KVRN_API const kvrn_board_record* ar953x_identify_system(uint32_t system_id);
 
 /**
  * Reads and parses the unit's calibration partition: the first line of /proc/mtd that names "EEPROM" or "ART", its

@@ -24,13 +24,13 @@ struct psu_info;
 #define KVRN_OUTPUT_MAX 3
 
 /** `output_status.state` */
-enum output_state {
-  OUTPUT_NORMAL = 0, /**< on, drawing at least 900000 uW, no overload */
-  OUTPUT_SHED = 1,   /**< dropped: low voltage, insufficient power, or shed for overload */
-  OUTPUT_OVERLOAD = 2,
-  OUTPUT_PROTECTED = 3, /**< hardware protection, or overload flag 2 */
-  OUTPUT_IDLE = 4,      /**< on, drawing less than 900000 uW */
-  OUTPUT_CONFIGURED_OFF = 5
+enum kvrn_output_state {
+  KVRN_OUTPUT_NORMAL = 0, /**< on, drawing at least 900000 uW, no overload */
+  KVRN_OUTPUT_SHED = 1,   /**< dropped: low voltage, insufficient power, or shed for overload */
+  KVRN_OUTPUT_OVERLOAD = 2,
+  KVRN_OUTPUT_PROTECTED = 3, /**< hardware protection, or overload flag 2 */
+  KVRN_OUTPUT_IDLE = 4,      /**< on, drawing less than 900000 uW */
+  KVRN_OUTPUT_CONFIGURED_OFF = 5
 };
 
 /** One DC output, 24 bytes, big-endian. */
@@ -40,7 +40,7 @@ typedef struct output_status {
   kvrn_be_i32 power_uw;  /**< below 100000 is stored as 0 */
   kvrn_be_i32 enabled;   /**< 1: switched on and not stopped by its protection */
   kvrn_be_i32 max_power; /**< 0 in the cache */
-  kvrn_be_i32 state;     /**< enum output_state */
+  kvrn_be_i32 state;     /**< enum kvrn_output_state */
 } output_status;
 
 KVRN_STATIC_ASSERT(sizeof(output_status) == 24, "an output record is 24 bytes");
@@ -48,13 +48,13 @@ KVRN_STATIC_ASSERT(offsetof(output_status, enabled) == 12, "output_status.enable
 KVRN_STATIC_ASSERT(offsetof(output_status, state) == 20, "output_status.state");
 
 /** "/tmp/.output_cache", 80 bytes. */
-typedef struct output_image {
+typedef struct kvrn_output_image {
   output_status records[KVRN_OUTPUT_MAX];
   kvrn_be_i64 stamp;
-} output_image;
+} kvrn_output_image;
 
-KVRN_STATIC_ASSERT(sizeof(output_image) == 80, "the output cache is 80 bytes");
-KVRN_STATIC_ASSERT(offsetof(output_image, stamp) == 72, "output_image.stamp");
+KVRN_STATIC_ASSERT(sizeof(kvrn_output_image) == 80, "the output cache is 80 bytes");
+KVRN_STATIC_ASSERT(offsetof(kvrn_output_image, stamp) == 72, "kvrn_output_image.stamp");
 
 /**
  * What a reader hands out: the mapped records, their number and the descriptor behind the mapping (0 = none).

@@ -20,36 +20,36 @@ KVRN_BEGIN_DECLS
 #define KVRN_PSU_MAX 4
 
 /** `psu_info.type` */
-enum psu_type { PSU_TYPE_EMPTY = 0, PSU_TYPE_INPUT = 1, PSU_TYPE_BATTERY = 2 };
+enum kvrn_psu_type { KVRN_PSU_TYPE_EMPTY = 0, KVRN_PSU_TYPE_INPUT = 1, KVRN_PSU_TYPE_BATTERY = 2 };
 
 /** `psu_info.status` */
-enum psu_status_bits {
-  PSU_STATUS_FILLED = 0x80,      /**< record filled by a readout */
-  PSU_STATUS_USABLE = 0x40,      /**< counts towards the power budget */
-  PSU_STATUS_MAINS = 0x20,       /**< batteries: mains on any input */
-  PSU_STATUS_CHARGER = 0x10,     /**< batteries: charger enabled */
-  PSU_STATUS_HIGH_CURRENT = 0x08 /**< batteries: highest charging current selected */
+enum kvrn_psu_status_bits {
+  KVRN_PSU_STATUS_FILLED = 0x80,      /**< record filled by a readout */
+  KVRN_PSU_STATUS_USABLE = 0x40,      /**< counts towards the power budget */
+  KVRN_PSU_STATUS_MAINS = 0x20,       /**< batteries: mains on any input */
+  KVRN_PSU_STATUS_CHARGER = 0x10,     /**< batteries: charger enabled */
+  KVRN_PSU_STATUS_HIGH_CURRENT = 0x08 /**< batteries: highest charging current selected */
 };
 
 /** `psu_info.battery_status` */
-enum psu_battery_bits {
-  PSU_BATTERY_VALID = 0x80,
-  PSU_BATTERY_CHARGING = 0x40,
-  PSU_BATTERY_CHARGE_UNKNOWN = 0x20, /**< "/tmp/.charging_status" holds a negative number */
-  PSU_BATTERY_PRESENT = 0x10
+enum kvrn_psu_battery_bits {
+  KVRN_PSU_BATTERY_VALID = 0x80,
+  KVRN_PSU_BATTERY_CHARGING = 0x40,
+  KVRN_PSU_BATTERY_CHARGE_UNKNOWN = 0x20, /**< "/tmp/.charging_status" holds a negative number */
+  KVRN_PSU_BATTERY_PRESENT = 0x10
 };
 
 /** `psu_info.battery_kind` */
-enum psu_battery_kind { PSU_BATTERY_NONE = 0, PSU_BATTERY_SMART = 1, PSU_BATTERY_HWMON = 2 };
+enum kvrn_psu_battery_kind { KVRN_PSU_BATTERY_NONE = 0, KVRN_PSU_BATTERY_SMART = 1, KVRN_PSU_BATTERY_HWMON = 2 };
 
 /** `psu_info.supply_status` */
-#define PSU_SUPPLY_TELEMETRY 0x80 /**< at least one supply value was read */
+#define KVRN_PSU_SUPPLY_TELEMETRY 0x80 /**< at least one supply value was read */
 
 /** "Unknown" in a record. */
-#define PSU_UNKNOWN_I32 INT32_MIN
-#define PSU_UNKNOWN_TEMP (-127)
-#define PSU_UNKNOWN_PCT (-2147483648.0f)
-#define PSU_UNKNOWN_TIME (-INT64_C(2147483648))
+#define KVRN_PSU_UNKNOWN_I32 INT32_MIN
+#define KVRN_PSU_UNKNOWN_TEMP (-127)
+#define KVRN_PSU_UNKNOWN_PCT (-2147483648.0f)
+#define KVRN_PSU_UNKNOWN_TIME (-INT64_C(2147483648))
 
 /**
  * One power source, 136 bytes, big-endian: copied byte for byte into the cache file. What a path does not fill is
@@ -57,12 +57,12 @@ enum psu_battery_kind { PSU_BATTERY_NONE = 0, PSU_BATTERY_SMART = 1, PSU_BATTERY
  */
 typedef struct psu_info {
   kvrn_be_u32 id; /**< PSU number */
-  uint8_t status; /**< enum psu_status_bits */
+  uint8_t status; /**< enum kvrn_psu_status_bits */
   uint8_t reserved0[3];
-  kvrn_be_u32 type; /**< enum psu_type */
+  kvrn_be_u32 type; /**< enum kvrn_psu_type */
   kvrn_be_u32 reserved1;
-  uint8_t battery_status; /**< enum psu_battery_bits */
-  uint8_t battery_kind;   /**< enum psu_battery_kind */
+  uint8_t battery_status; /**< enum kvrn_psu_battery_bits */
+  uint8_t battery_kind;   /**< enum kvrn_psu_battery_kind */
   int8_t battery_temp_c;  /**< degrees Celsius */
   uint8_t reserved2;
   kvrn_be_i32 voltage_mv; /**< battery voltage; 0 when the battery is absent */
@@ -82,7 +82,7 @@ typedef struct psu_info {
   kvrn_be_i32 sbs_block_55;
   kvrn_be_u32 reserved3;
   kvrn_be_i64 manufacture_time; /**< seconds since 1970, UTC */
-  uint8_t supply_status;        /**< PSU_SUPPLY_TELEMETRY */
+  uint8_t supply_status;        /**< KVRN_PSU_SUPPLY_TELEMETRY */
   int8_t supply_temp_c;         /**< degrees Celsius */
   uint8_t reserved4[2];
   kvrn_be_i32 supply_vout_mv;
@@ -108,13 +108,13 @@ KVRN_STATIC_ASSERT(offsetof(psu_info, supply_vout_mv) == 124, "psu_info.supply_v
 KVRN_STATIC_ASSERT(offsetof(psu_info, supply_iout_ma) == 128, "psu_info.supply_iout_ma");
 
 /** "/tmp/.psu_info_cache": four records and the monotonic time in seconds of the last refresh, 552 bytes. */
-typedef struct psu_info_image {
+typedef struct kvrn_psu_info_image {
   psu_info records[KVRN_PSU_MAX];
   kvrn_be_i64 stamp; /**< -1: not refreshed since the writer mapped the file */
-} psu_info_image;
+} kvrn_psu_info_image;
 
-KVRN_STATIC_ASSERT(sizeof(psu_info_image) == 552, "the PSU cache is 552 bytes");
-KVRN_STATIC_ASSERT(offsetof(psu_info_image, stamp) == 544, "psu_info_image.stamp");
+KVRN_STATIC_ASSERT(sizeof(kvrn_psu_info_image) == 552, "the PSU cache is 552 bytes");
+KVRN_STATIC_ASSERT(offsetof(kvrn_psu_info_image, stamp) == 544, "kvrn_psu_info_image.stamp");
 
 /** Number of power sources of this board: 4, 3 or 2. */
 KVRN_API int get_psu_count(void);
@@ -122,7 +122,7 @@ KVRN_API int get_psu_count(void);
 /** 1 when 0 <= psu < get_psu_count(), else 0. */
 KVRN_API int psu_id_valid(int psu);
 
-/** PSU_TYPE_INPUT for 0 and 1, PSU_TYPE_BATTERY from 2 on, whatever the board. */
+/** KVRN_PSU_TYPE_INPUT for 0 and 1, KVRN_PSU_TYPE_BATTERY from 2 on, whatever the board. */
 KVRN_API int psu_get_type(int psu);
 
 /**

@@ -75,48 +75,48 @@ KVRN_API int getBoardTemps(int32_t** temps, int* count);
  * An object identifier: the number of words that follow, then the words. The first one stands for the two leading arcs
  * (40 x first + second, as in BER: 43 is 1.3).
  */
-typedef uint32_t snmp_oid_word;
+typedef uint32_t kvrn_snmp_oid_word;
 
 /** Words of the longest identifier that the module builds, behind the count. */
 #define KVRN_SNMP_OID_WORDS 13
 
-/** `snmp_value.type`: the BER tags. The module uses all but Counter32. */
-enum snmp_type {
-  SNMP_TYPE_INTEGER = 0x02,
-  SNMP_TYPE_OCTET_STRING = 0x04,
-  SNMP_TYPE_OBJECT_ID = 0x06,
-  SNMP_TYPE_COUNTER32 = 0x41,
-  SNMP_TYPE_GAUGE32 = 0x42,
-  SNMP_TYPE_TIMETICKS = 0x43 /**< hundredths of a second */
+/** `kvrn_snmp_value.type`: the BER tags. The module uses all but Counter32. */
+enum kvrn_snmp_type {
+  KVRN_SNMP_TYPE_INTEGER = 0x02,
+  KVRN_SNMP_TYPE_OCTET_STRING = 0x04,
+  KVRN_SNMP_TYPE_OBJECT_ID = 0x06,
+  KVRN_SNMP_TYPE_COUNTER32 = 0x41,
+  KVRN_SNMP_TYPE_GAUGE32 = 0x42,
+  KVRN_SNMP_TYPE_TIMETICKS = 0x43 /**< hundredths of a second */
 };
 
 /** A text: its bytes are not terminated. */
-typedef struct snmp_octets {
+typedef struct kvrn_snmp_octets {
   uint32_t length;
   const char* bytes;
-} snmp_octets;
+} kvrn_snmp_octets;
 
 /**
  * A value. Lengths and numbers are 32-bit, pointers as wide as the host's: on the 32-bit device the record has 16
  * bytes, with a text's length at 8 and its bytes' address at 12; on a 64-bit host it has 24, and that address is at 16.
  * The record and what it points to live until odb_add() returns.
  */
-typedef struct snmp_value {
-  uint8_t type;      /**< enum snmp_type */
+typedef struct kvrn_snmp_value {
+  uint8_t type;      /**< enum kvrn_snmp_type */
   uint8_t unused[7]; /**< not written */
   union {
-    uint32_t number;          /**< INTEGER (two's complement), Counter32, Gauge32, TimeTicks */
-    const snmp_oid_word* oid; /**< OBJECT IDENTIFIER */
-    snmp_octets text;         /**< OCTET STRING */
+    uint32_t number;               /**< INTEGER (two's complement), Counter32, Gauge32, TimeTicks */
+    const kvrn_snmp_oid_word* oid; /**< OBJECT IDENTIFIER */
+    kvrn_snmp_octets text;         /**< OCTET STRING */
   } as;
-} snmp_value;
+} kvrn_snmp_value;
 
-KVRN_STATIC_ASSERT(offsetof(snmp_value, as) == 8, "snmp_value.as");
-KVRN_STATIC_ASSERT(offsetof(snmp_value, as.text.bytes) == 8 + sizeof(void*), "snmp_value.as.text.bytes");
-KVRN_STATIC_ASSERT(sizeof(snmp_value) == 8 + 2 * sizeof(void*), "a value record is 16 bytes on the 32-bit device");
+KVRN_STATIC_ASSERT(offsetof(kvrn_snmp_value, as) == 8, "kvrn_snmp_value.as");
+KVRN_STATIC_ASSERT(offsetof(kvrn_snmp_value, as.text.bytes) == 8 + sizeof(void*), "kvrn_snmp_value.as.text.bytes");
+KVRN_STATIC_ASSERT(sizeof(kvrn_snmp_value) == 8 + 2 * sizeof(void*), "a value record is 16 bytes on the 32-bit device");
 
 /** Defined by the host: adds an object to its database. @return 0; anything else ends the update, which returns it */
-KVRN_API int odb_add(void* host, const snmp_oid_word* oid, const snmp_value* value);
+KVRN_API int odb_add(void* host, const kvrn_snmp_oid_word* oid, const kvrn_snmp_value* value);
 
 /** Defined by the host: empties its database. */
 KVRN_API void odb_destroy(void* host);
@@ -128,11 +128,11 @@ KVRN_API void abz_set_error(const char* format, ...) __attribute__((format(print
 KVRN_API void abz_clear_error(void* host);
 
 /** The plug-in's descriptor: 14 words as wide as a pointer, 56 bytes on the device. */
-typedef struct snmp_module {
-  const char* name;          /**< "kvrn" */
-  const char* description;   /**< with a blank at its end, which hosts show */
-  const snmp_oid_word* oid;  /**< 1.3.6.1.4.1.47474 */
-  const snmp_oid_word* root; /**< the same array */
+typedef struct kvrn_snmp_module {
+  const char* name;               /**< "kvrn" */
+  const char* description;        /**< with a blank at its end, which hosts show */
+  const kvrn_snmp_oid_word* oid;  /**< 1.3.6.1.4.1.47474 */
+  const kvrn_snmp_oid_word* root; /**< the same array */
   uintptr_t zero_4[2];
   /**
    * Clears the host's error and database and adds every object anew (update_kvrn_table() as row 1).
@@ -140,13 +140,13 @@ typedef struct snmp_module {
    */
   int (*update)(void* host);
   uintptr_t zero_7[7];
-} snmp_module;
+} kvrn_snmp_module;
 
-KVRN_STATIC_ASSERT(sizeof(snmp_module) == 14 * sizeof(void*), "14 words");
-KVRN_STATIC_ASSERT(offsetof(snmp_module, update) == 6 * sizeof(void*), "the update is word 6");
+KVRN_STATIC_ASSERT(sizeof(kvrn_snmp_module) == 14 * sizeof(void*), "14 words");
+KVRN_STATIC_ASSERT(offsetof(kvrn_snmp_module, update) == 6 * sizeof(void*), "the update is word 6");
 
 /** What a host looks up by name. The library never changes it; its zero words are the host's to use. */
-KVRN_API extern snmp_module module;
+KVRN_API extern kvrn_snmp_module module;
 
 /**
  * Adds the module's row, the system's identity ("/etc/board.info", "/etc/version"), outputs, power sources and

@@ -114,26 +114,26 @@ KVRN_API int is_battery_status_error_flag(uint32_t flags);
  * What get_device_state() returns, the strongest first. An outage counts while its flag is set: of the mains while some
  * but not all inputs have mains, of a battery while there is a battery.
  */
-enum device_state {
-  DEVICE_BATTERY_ERROR = 13,      /**< a battery that is not being calibrated reports an error */
-  DEVICE_OVERLOAD = 8,            /**< get_overload_status() is 1 */
-  DEVICE_PROTECTED = 9,           /**< get_overload_status() is anything else but 0 */
-  DEVICE_OFF = 5,                 /**< outputs off by configuration, by their lines, by low voltage, or no source */
-  DEVICE_CHARGING_FAST = 11,      /**< no outage counts: mains charges a battery with the highest current */
-  DEVICE_CHARGING = 10,           /**< no outage counts: mains charges a battery */
-  DEVICE_LOW_VOLTAGE = 4,         /**< a battery's low-voltage flag, or low charge */
-  DEVICE_MAINS_PARTIAL_FIRST = 7, /**< an outage of the mains counts, the first input has mains */
-  DEVICE_MAINS_PARTIAL = 6,       /**< an outage of the mains counts, the first input has none */
-  DEVICE_NO_BATTERY = 14,         /**< mains, and no battery or an outage of the battery that counts */
-  DEVICE_ON_BATTERY = 1,          /**< a battery alone */
-  DEVICE_CALIBRATING = 12,        /**< mains, and a battery is being calibrated (level 2 and up) */
-  DEVICE_NORMAL = 0               /**< mains and a battery */
+enum kvrn_device_state {
+  KVRN_DEVICE_BATTERY_ERROR = 13, /**< a battery that is not being calibrated reports an error */
+  KVRN_DEVICE_OVERLOAD = 8,       /**< get_overload_status() is 1 */
+  KVRN_DEVICE_PROTECTED = 9,      /**< get_overload_status() is anything else but 0 */
+  KVRN_DEVICE_OFF = 5,            /**< outputs off by configuration, by their lines, by low voltage, or no source */
+  KVRN_DEVICE_CHARGING_FAST = 11, /**< no outage counts: mains charges a battery with the highest current */
+  KVRN_DEVICE_CHARGING = 10,      /**< no outage counts: mains charges a battery */
+  KVRN_DEVICE_LOW_VOLTAGE = 4,    /**< a battery's low-voltage flag, or low charge */
+  KVRN_DEVICE_MAINS_PARTIAL_FIRST = 7, /**< an outage of the mains counts, the first input has mains */
+  KVRN_DEVICE_MAINS_PARTIAL = 6,       /**< an outage of the mains counts, the first input has none */
+  KVRN_DEVICE_NO_BATTERY = 14,         /**< mains, and no battery or an outage of the battery that counts */
+  KVRN_DEVICE_ON_BATTERY = 1,          /**< a battery alone */
+  KVRN_DEVICE_CALIBRATING = 12,        /**< mains, and a battery is being calibrated (level 2 and up) */
+  KVRN_DEVICE_NORMAL = 0               /**< mains and a battery */
 };
 
 /**
  * The one code that sums up the device, from its PSU records, flag files, battery files and output lines.
  * @param psus get_psu_count() records; null counts as no record
- * @return enum device_state; 2 and 3 never come out
+ * @return enum kvrn_device_state; 2 and 3 never come out
  */
 KVRN_API int get_device_state(const psu_info* psus);
 

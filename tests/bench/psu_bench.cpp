@@ -44,7 +44,7 @@ BENCHMARK(by_hand)->Repetitions(15);
 
 int main(int argc, char** argv) {
   kvrn::sim::Device device("four-source");
-  psu_info_image image{};
+  kvrn_psu_info_image image{};
   image.stamp = get_timestamp_mono() + 3600;
   device.file(cache, std::string(reinterpret_cast<const char*>(&image), sizeof image));
   benchmark::Initialize(&argc, argv);

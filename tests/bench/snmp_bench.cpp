@@ -58,7 +58,7 @@ void write_fresh(kvrn::sim::Device& device, const char* path, Image& image) {
 
 }  // namespace
 
-int odb_add(void* host, const snmp_oid_word*, const snmp_value*) {
+int odb_add(void* host, const kvrn_snmp_oid_word*, const kvrn_snmp_value*) {
   ++*static_cast<int*>(host);
   return 0;
 }
@@ -69,10 +69,10 @@ void abz_clear_error(void*) {}
 int main(int argc, char** argv) {
   kvrn::sim::Device device("four-source");
   for (const char* charger : {"/tmp/.batt_ch_status", "/tmp/.batt_li_ch_status"}) device.file(charger, "1\n");
-  psu_info_image psus{};
+  kvrn_psu_info_image psus{};
   for (int psu = 0; psu < KVRN_PSU_MAX; ++psu) (void)psu_info_get_direct(&psus.records[psu], psu);
   write_fresh(device, "/tmp/.psu_info_cache", psus);
-  output_image outputs{};
+  kvrn_output_image outputs{};
   write_fresh(device, "/tmp/.output_cache", outputs);
   benchmark::Initialize(&argc, argv);
   RatioReporter reporter;

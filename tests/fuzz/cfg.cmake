@@ -1,5 +1,3 @@
-file(GLOB cfg_fuzz_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/cfg/*.cpp)
-list(APPEND cfg_fuzz_sources ${PROJECT_SOURCE_DIR}/util/number.cpp)
-kvrn_fuzz(fuzz_cfg_parse cfg_parse_fuzz.cpp ${cfg_fuzz_sources})
-kvrn_fuzz(fuzz_cfg_open cfg_open_fuzz.cpp ${cfg_fuzz_sources})
-kvrn_fuzz(fuzz_cfg_edit cfg_edit_fuzz.cpp ${cfg_fuzz_sources} ${PROJECT_SOURCE_DIR}/status/runtime_interface.cpp)
+kvrn_fuzz(fuzz_cfg_parse cfg_parse_fuzz.cpp)
+kvrn_fuzz(fuzz_cfg_open cfg_open_fuzz.cpp)
+kvrn_fuzz(fuzz_cfg_edit cfg_edit_fuzz.cpp)

@@ -83,13 +83,13 @@ std::span<const oid> name_of(const netsnmp_variable_list& variable) { return {va
 
 // @return 0; anything else without memory
 int set_value(netsnmp_variable_list& variable, const Object& object) {
-  if (object.type == SNMP_TYPE_OCTET_STRING)
+  if (object.type == KVRN_SNMP_TYPE_OCTET_STRING)
     return ::snmp_set_var_typed_value(&variable, ASN_OCTET_STR, object.bytes.data(), object.bytes.size());
-  if (object.type == SNMP_TYPE_OBJECT_ID) {
+  if (object.type == KVRN_SNMP_TYPE_OBJECT_ID) {
     const auto& name = object.object_id;
     return ::snmp_set_var_typed_value(&variable, ASN_OBJECT_ID, name.data(), name.size() * sizeof(oid));
   }
-  if (object.type == SNMP_TYPE_INTEGER) {
+  if (object.type == KVRN_SNMP_TYPE_INTEGER) {
     const long number = static_cast<std::int32_t>(object.number);
     return ::snmp_set_var_typed_value(&variable, ASN_INTEGER, &number, sizeof number);
   }

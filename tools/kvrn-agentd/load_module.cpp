@@ -21,11 +21,12 @@ bool is_descriptor(const void* address) {
   Dl_info info;
   const ElfW(Sym)* symbol = nullptr;
   return ::dladdr1(address, &info, reinterpret_cast<void**>(const_cast<ElfW(Sym)**>(&symbol)), RTLD_DL_SYMENT) != 0 &&
-         symbol != nullptr && ELF64_ST_TYPE(symbol->st_info) == STT_OBJECT && symbol->st_size == sizeof(snmp_module);
+         symbol != nullptr && ELF64_ST_TYPE(symbol->st_info) == STT_OBJECT &&
+         symbol->st_size == sizeof(kvrn_snmp_module);
 }
 
 // What must hold of a descriptor before its function is called.
-const char* fault_of(const snmp_module& module) {
+const char* fault_of(const kvrn_snmp_module& module) {
   if (module.name == nullptr || module.oid == nullptr || module.update == nullptr)
     return "it has no name, no tree or no update function";
   if (!std::ranges::all_of(module.zero_4, is_zero) || !std::ranges::all_of(module.zero_7, is_zero))
@@ -36,7 +37,7 @@ const char* fault_of(const snmp_module& module) {
 
 }  // namespace
 
-const snmp_module* load_module(const std::string& library, std::string& why) {
+const kvrn_snmp_module* load_module(const std::string& library, std::string& why) {
   void* handle = ::dlopen(library.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (handle == nullptr) {
     why = ::dlerror();
@@ -47,7 +48,7 @@ const snmp_module* load_module(const std::string& library, std::string& why) {
     why = fmt::format("{} is no module: it exports no object \"module\"", library);
     return nullptr;
   }
-  const auto* module = static_cast<const snmp_module*>(symbol);
+  const auto* module = static_cast<const kvrn_snmp_module*>(symbol);
   const char* fault = is_descriptor(symbol) ? fault_of(*module) : "its descriptor has another size";
   if (fault == nullptr) return module;
   why = fmt::format("{} is a module of another shape: {}", library, fault);

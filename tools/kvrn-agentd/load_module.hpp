@@ -9,6 +9,6 @@ namespace agentd {
 
 // Loads a library, for good, and finds the module's descriptor in it. @return null, with the reason in `why`: no such
 // library, no descriptor, or one of another shape
-const snmp_module* load_module(const std::string& library, std::string& why);
+const kvrn_snmp_module* load_module(const std::string& library, std::string& why);
 
 }  // namespace agentd

@@ -103,7 +103,7 @@ int failed(const std::exception& failure) {
   return 1;
 }
 
-int serve(const snmp_module& module, const Options& options, const sigset_t& signals) {
+int serve(const kvrn_snmp_module& module, const Options& options, const sigset_t& signals) {
   Refresher refresher([&](auto& table, auto& error) { return snmp_host::update(module, table, error); },
                       Seconds(options.period_s), Seconds(options.max_age_s));
   AgentX agentx(options.socket, [&] { return refresher.table(); });
@@ -128,7 +128,7 @@ int serve(const snmp_module& module, const Options& options, const sigset_t& sig
 int run(const Options& options) {
   service::hold_standard_descriptors();
   std::string why;
-  const snmp_module* module = load_module(options.module, why);
+  const kvrn_snmp_module* module = load_module(options.module, why);
   if (module == nullptr) {
     fmt::print(stderr, "kvrn-agentd: {}\n", why);
     return 1;

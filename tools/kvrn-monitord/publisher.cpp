@@ -20,7 +20,7 @@ constexpr int smart_battery_psu = 3;
 constexpr kvrn::WriterSpec battery_file{
     {kvrn::raw_battery_file.path, kvrn::raw_battery_file.size, "Battery data", kvrn::raw_battery_file.ages},
     "file",
-    sizeof(sbs_battery_info)};
+    sizeof(kvrn_sbs_battery_info)};
 
 bool has_smart_battery() {
   const kvrn::Platform& platform = kvrn::platform_of(::board_identify()->system_id);
@@ -32,7 +32,7 @@ int limit_of(int budget_mw) { return budget_mw == 0 ? std::numeric_limits<int>::
 
 // What the battery told last, which a new file is filled with: in the first seconds after the device's start readers
 // take a file that is mapped and not yet published for a fresh one.
-raw_battery_image reading;
+kvrn_raw_battery_image reading;
 
 void fill(std::span<std::byte> image) { std::memcpy(image.data(), &reading, sizeof reading); }
 

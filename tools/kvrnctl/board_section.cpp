@@ -30,10 +30,10 @@ json revision(std::uint32_t value, bool known) {
   return code == -1 || code == -2 ? json(nullptr) : json(fmt::format("0x{:08x}", value));
 }
 
-json ports(const board_record& board) {
+json ports(const kvrn_board_record& board) {
   json list = json::array();
   for (unsigned i = 0; i < board.eth_count && i < KVRN_BOARD_ETH_MAX; ++i) {
-    const board_eth& port = board.eth[i];
+    const kvrn_board_eth& port = board.eth[i];
     list.push_back({{"id", i},
                     {"present", port.present != 0},
                     {"mac", mac(port.mac)},
@@ -43,7 +43,7 @@ json ports(const board_record& board) {
   return list;
 }
 
-json leds(const board_record& board) {
+json leds(const kvrn_board_record& board) {
   json list = json::array();
   for (int role = 0; role < led_roles; ++role) {
     const int count = ::led_cnt(&board, role);
@@ -59,12 +59,12 @@ json leds(const board_record& board) {
 }  // namespace
 
 bool board_is_known() {
-  const board_record& board = *::board_identify();
+  const kvrn_board_record& board = *::board_identify();
   return board.soc_type == KVRN_SOC_AR724X || board.soc_type == KVRN_SOC_QCA953X;
 }
 
 json board_section() {
-  const board_record& board = *::board_identify();
+  const kvrn_board_record& board = *::board_identify();
   const std::string_view code(board.platform_code);
   json out{{"model", ::map_board_name(&board)}};
   if (!code.empty()) out["platform_code"] = code;

@@ -57,7 +57,7 @@ void add_outputs(Lines& lines, const kvrn::Platform& platform) {
 
 std::vector<BoardLine> board_lines() {
   Lines lines;
-  const board_record& board = *::board_identify();
+  const kvrn_board_record& board = *::board_identify();
   const kvrn::Platform& platform = kvrn::platform_of(board.system_id);
   add_inputs(lines, platform);
   for (int psu = 2; psu < platform.psu_count; ++psu) add_battery(lines, platform, psu);

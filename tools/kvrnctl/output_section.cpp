@@ -98,7 +98,7 @@ namespace {
 std::int64_t charging_power(const PsuReading& psus) {
   std::int64_t sum = 0;
   for (const psu_info& psu : psus.records)
-    if (psu.type == PSU_TYPE_BATTERY && (psu.battery_status & PSU_BATTERY_CHARGING) != 0)
+    if (psu.type == KVRN_PSU_TYPE_BATTERY && (psu.battery_status & KVRN_PSU_BATTERY_CHARGING) != 0)
       sum += std::uint32_t{psu.max_charge_power_mw};
   return sum;
 }

@@ -16,16 +16,16 @@ namespace {
 // SBS batteries answer 65535 minutes when a time does not apply: an empty time while charging, a full one while not.
 constexpr std::int32_t no_time_s = 65535 * 60;
 
-json number(std::int32_t value) { return value == PSU_UNKNOWN_I32 ? json(nullptr) : json(value); }
-json temperature(std::int8_t value) { return value == PSU_UNKNOWN_TEMP ? json(nullptr) : json(int{value}); }
+json number(std::int32_t value) { return value == KVRN_PSU_UNKNOWN_I32 ? json(nullptr) : json(value); }
+json temperature(std::int8_t value) { return value == KVRN_PSU_UNKNOWN_TEMP ? json(nullptr) : json(int{value}); }
 
 json percent(float value) {
-  if (value == PSU_UNKNOWN_PCT || !std::isfinite(value)) return nullptr;
+  if (value == KVRN_PSU_UNKNOWN_PCT || !std::isfinite(value)) return nullptr;
   return std::round(static_cast<double>(value) * 10) / 10;
 }
 
 json date(std::int64_t value) {
-  if (value == PSU_UNKNOWN_TIME) return nullptr;
+  if (value == KVRN_PSU_UNKNOWN_TIME) return nullptr;
   const auto time = static_cast<std::time_t>(value);
   std::tm utc{};
   if (::gmtime_r(&time, &utc) == nullptr) return nullptr;
@@ -35,35 +35,35 @@ json date(std::int64_t value) {
 bool has(std::uint8_t flags, int bit) { return (flags & bit) != 0; }
 
 json state(const psu_info& psu) {
-  if (psu.type == PSU_TYPE_EMPTY) return "empty slot";
-  if (psu.type == PSU_TYPE_INPUT) return has(psu.status, PSU_STATUS_USABLE) ? "mains on" : "no mains";
-  if (!has(psu.battery_status, PSU_BATTERY_PRESENT)) return "absent";
-  if (has(psu.battery_status, PSU_BATTERY_CHARGING)) return "charging";
+  if (psu.type == KVRN_PSU_TYPE_EMPTY) return "empty slot";
+  if (psu.type == KVRN_PSU_TYPE_INPUT) return has(psu.status, KVRN_PSU_STATUS_USABLE) ? "mains on" : "no mains";
+  if (!has(psu.battery_status, KVRN_PSU_BATTERY_PRESENT)) return "absent";
+  if (has(psu.battery_status, KVRN_PSU_BATTERY_CHARGING)) return "charging";
   // As much as a charging current is at least: less is the monitor's noise.
   if (psu.current_ma > -kvrn::charging_threshold_ma) return "discharging";
-  if (has(psu.battery_status, PSU_BATTERY_CHARGE_UNKNOWN)) return nullptr;
+  if (has(psu.battery_status, KVRN_PSU_BATTERY_CHARGE_UNKNOWN)) return nullptr;
   return "not charging";
 }
 
 // Only some boards' supplies tell anything.
 void add_supply(json& out, const psu_info& psu) {
   if (!kvrn::platform_of(::board_identify()->system_id).slots) return;
-  const bool read = has(psu.supply_status, PSU_SUPPLY_TELEMETRY);
+  const bool read = has(psu.supply_status, KVRN_PSU_SUPPLY_TELEMETRY);
   out["output_voltage_mv"] = read ? number(psu.supply_vout_mv) : json(nullptr);
   out["output_current_ma"] = read ? number(psu.supply_iout_ma) : json(nullptr);
   out["temperature_c"] = read ? temperature(psu.supply_temp_c) : json(nullptr);
 }
 
 void add_battery(json& out, const psu_info& psu) {
-  const bool present = has(psu.battery_status, PSU_BATTERY_PRESENT);
-  const bool unknown_charge = has(psu.battery_status, PSU_BATTERY_CHARGE_UNKNOWN);
-  const bool smart = psu.battery_kind == PSU_BATTERY_SMART;
+  const bool present = has(psu.battery_status, KVRN_PSU_BATTERY_PRESENT);
+  const bool unknown_charge = has(psu.battery_status, KVRN_PSU_BATTERY_CHARGE_UNKNOWN);
+  const bool smart = psu.battery_kind == KVRN_PSU_BATTERY_SMART;
   out["kind"] = smart ? "smart" : "hwmon";
   out["present"] = present;
-  out["charging"] = unknown_charge ? json(nullptr) : json(has(psu.battery_status, PSU_BATTERY_CHARGING));
-  out["mains"] = has(psu.status, PSU_STATUS_MAINS);
-  out["charger_enabled"] = has(psu.status, PSU_STATUS_CHARGER);
-  out["highest_charging_current"] = has(psu.status, PSU_STATUS_HIGH_CURRENT);
+  out["charging"] = unknown_charge ? json(nullptr) : json(has(psu.battery_status, KVRN_PSU_BATTERY_CHARGING));
+  out["mains"] = has(psu.status, KVRN_PSU_STATUS_MAINS);
+  out["charger_enabled"] = has(psu.status, KVRN_PSU_STATUS_CHARGER);
+  out["highest_charging_current"] = has(psu.status, KVRN_PSU_STATUS_HIGH_CURRENT);
   out["voltage_mv"] = present ? number(psu.voltage_mv) : json(nullptr);
   out["current_ma"] = present ? number(psu.current_ma) : json(nullptr);
   out["max_charge_power_mw"] = std::uint32_t{psu.max_charge_power_mw};
@@ -139,8 +139,8 @@ json psu_section(const psu_info& psu, std::size_t id) {
   json out{{"id", id},
            {"type", psu.type < types.size() ? types[psu.type] : "unknown"},
            {"state", state(psu)},
-           {"usable", has(psu.status, PSU_STATUS_USABLE)}};
-  if (psu.type == PSU_TYPE_BATTERY)
+           {"usable", has(psu.status, KVRN_PSU_STATUS_USABLE)}};
+  if (psu.type == KVRN_PSU_TYPE_BATTERY)
     add_battery(out, psu);
   else
     add_supply(out, psu);
@@ -153,7 +153,7 @@ json psu_list(const PsuReading& reading, bool batteries_only, std::vector<std::s
   json list = json::array();
   for (std::size_t id = 0; id < reading.records.size(); ++id) {
     const psu_info& record = reading.records[id];
-    if (batteries_only && record.type != PSU_TYPE_BATTERY) continue;
+    if (batteries_only && record.type != KVRN_PSU_TYPE_BATTERY) continue;
     json psu = psu_section(record, id);
     if (reading.source["kind"] == "direct") note_failures(psu, errors);
     list.push_back(std::move(psu));

@@ -25,7 +25,7 @@ json not_negative(const json& value) { return value.is_null() || value < 0 ? jso
 // What others keep in files about a battery that is read, as the SNMP tree has it.
 json battery_files(const psu_info& psu) {
   json out{{"estimated_charge_pct", nullptr}, {"estimated_time_s", nullptr}, {"error", nullptr}};
-  if ((psu.battery_status & PSU_BATTERY_VALID) == 0) return out;
+  if ((psu.battery_status & KVRN_PSU_BATTERY_VALID) == 0) return out;
   const int id = static_cast<int>(psu.id);
   const json estimate = battery_estimate(id);
   out["estimated_charge_pct"] = not_negative(estimate["charge_pct"]);

@@ -19,11 +19,11 @@ void add_bytes(json& out, const std::string& bytes) {
 
 json object_section(const snmp_host::Object& object) {
   json out{{"oid", snmp_host::to_text(object.oid)}, {"type", snmp_host::type_name(object)}};
-  if (object.type == SNMP_TYPE_INTEGER)
+  if (object.type == KVRN_SNMP_TYPE_INTEGER)
     out["value"] = static_cast<std::int32_t>(object.number);
-  else if (object.type == SNMP_TYPE_OCTET_STRING)
+  else if (object.type == KVRN_SNMP_TYPE_OCTET_STRING)
     add_bytes(out, object.bytes);
-  else if (object.type == SNMP_TYPE_OBJECT_ID)
+  else if (object.type == KVRN_SNMP_TYPE_OBJECT_ID)
     out["value"] = snmp_host::to_text(object.object_id);
   else
     out["value"] = object.number;

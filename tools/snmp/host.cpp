@@ -16,7 +16,7 @@ std::array<char, 256> last_error;
 
 }  // namespace
 
-int update(const snmp_module& module, ObjectTable& table, std::string& error) {
+int update(const kvrn_snmp_module& module, ObjectTable& table, std::string& error) {
   last_error[0] = '\0';
   const int result = module.update(&table);
   table.finish();
@@ -28,7 +28,7 @@ int update(const snmp_module& module, ObjectTable& table, std::string& error) {
 
 }  // namespace snmp_host
 
-int odb_add(void* host, const snmp_oid_word* oid, const snmp_value* value) {
+int odb_add(void* host, const kvrn_snmp_oid_word* oid, const kvrn_snmp_value* value) {
   if (host == nullptr || oid == nullptr || value == nullptr) return snmp_host::ObjectTable::bad_value;
   // The caller is C: nothing may be thrown through it.
   try {

@@ -10,6 +10,6 @@
 namespace snmp_host {
 
 // Runs an update into a table. @return what the module returned; not 0: `error` says why
-int update(const snmp_module& module, ObjectTable& table, std::string& error);
+int update(const kvrn_snmp_module& module, ObjectTable& table, std::string& error);
 
 }  // namespace snmp_host

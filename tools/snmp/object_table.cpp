@@ -16,9 +16,9 @@ struct Type {
   std::uint8_t tag;
   const char* name;  // as snmpwalk writes it
 };
-constexpr std::array types{Type{SNMP_TYPE_INTEGER, "INTEGER"}, Type{SNMP_TYPE_OCTET_STRING, "STRING"},
-                           Type{SNMP_TYPE_OBJECT_ID, "OID"},   Type{SNMP_TYPE_COUNTER32, "Counter32"},
-                           Type{SNMP_TYPE_GAUGE32, "Gauge32"}, Type{SNMP_TYPE_TIMETICKS, "Timeticks"}};
+constexpr std::array types{Type{KVRN_SNMP_TYPE_INTEGER, "INTEGER"}, Type{KVRN_SNMP_TYPE_OCTET_STRING, "STRING"},
+                           Type{KVRN_SNMP_TYPE_OBJECT_ID, "OID"},   Type{KVRN_SNMP_TYPE_COUNTER32, "Counter32"},
+                           Type{KVRN_SNMP_TYPE_GAUGE32, "Gauge32"}, Type{KVRN_SNMP_TYPE_TIMETICKS, "Timeticks"}};
 
 const Type* type_of(std::uint8_t tag) {
   const auto found = std::ranges::find(types, tag, &Type::tag);
@@ -50,23 +50,23 @@ std::string quoted(const std::string& bytes) {
 
 }  // namespace
 
-Arcs arcs_of(const snmp_oid_word* oid) {
+Arcs arcs_of(const kvrn_snmp_oid_word* oid) {
   const std::size_t words = oid[0];
   if (words == 0 || words >= longest_oid) return {};
   // The first word holds two arcs; only the third tree (2) has second arcs above 39.
-  const snmp_oid_word first = std::min(oid[1] / 40, 2U);
+  const kvrn_snmp_oid_word first = std::min(oid[1] / 40, 2U);
   Arcs arcs{first, oid[1] - first * 40};
   arcs.insert(arcs.end(), oid + 2, oid + 1 + words);
   return arcs;
 }
 
-ObjectTable::Result ObjectTable::add(const snmp_oid_word* oid, const snmp_value& value) {
+ObjectTable::Result ObjectTable::add(const kvrn_snmp_oid_word* oid, const kvrn_snmp_value& value) {
   Object object{.oid = arcs_of(oid), .type = value.type, .number = 0, .bytes = {}, .object_id = {}};
   if (object.oid.empty()) return bad_identifier;
   if (type_of(value.type) == nullptr) return bad_value;
-  if (value.type == SNMP_TYPE_OCTET_STRING) {
+  if (value.type == KVRN_SNMP_TYPE_OCTET_STRING) {
     object.bytes.assign(value.as.text.bytes, value.as.text.length);
-  } else if (value.type == SNMP_TYPE_OBJECT_ID) {
+  } else if (value.type == KVRN_SNMP_TYPE_OBJECT_ID) {
     object.object_id = arcs_of(value.as.oid);
     if (object.object_id.empty()) return bad_value;
   } else {
@@ -111,13 +111,13 @@ bool is_text(std::string_view bytes) {
 
 std::string value_text(const Object& object) {
   switch (object.type) {
-    case SNMP_TYPE_INTEGER:
+    case KVRN_SNMP_TYPE_INTEGER:
       return std::to_string(static_cast<std::int32_t>(object.number));
-    case SNMP_TYPE_OCTET_STRING:
+    case KVRN_SNMP_TYPE_OCTET_STRING:
       return quoted(object.bytes);
-    case SNMP_TYPE_OBJECT_ID:
+    case KVRN_SNMP_TYPE_OBJECT_ID:
       return to_text(object.object_id);
-    case SNMP_TYPE_TIMETICKS:
+    case KVRN_SNMP_TYPE_TIMETICKS:
       return ticks(object.number);
     default:
       return std::to_string(object.number);
@@ -126,8 +126,8 @@ std::string value_text(const Object& object) {
 
 std::string to_text(const Object& object) {
   // snmpwalk gives an empty text no type.
-  if (object.type == SNMP_TYPE_OCTET_STRING && object.bytes.empty()) return to_text(object.oid) + " = \"\"";
-  const bool hexadecimal = object.type == SNMP_TYPE_OCTET_STRING && !is_text(object.bytes);
+  if (object.type == KVRN_SNMP_TYPE_OCTET_STRING && object.bytes.empty()) return to_text(object.oid) + " = \"\"";
+  const bool hexadecimal = object.type == KVRN_SNMP_TYPE_OCTET_STRING && !is_text(object.bytes);
   return fmt::format("{} = {}{}: {}", to_text(object.oid), hexadecimal ? "Hex-" : "", type_name(object),
                      value_text(object));
 }

@@ -18,7 +18,7 @@ using Arcs = std::vector<Arc>;
 
 struct Object {
   Arcs oid;
-  std::uint8_t type = 0;     // enum snmp_type
+  std::uint8_t type = 0;     // enum kvrn_snmp_type
   std::uint32_t number = 0;  // INTEGER, Gauge32, Counter32, TimeTicks
   std::string bytes;         // OCTET STRING
   Arcs object_id;            // OBJECT IDENTIFIER
@@ -29,7 +29,7 @@ class ObjectTable {
   // What a host answers to odb_add().
   enum Result { added = 0, bad_identifier = 1, bad_value = 2, no_memory = 3 };
 
-  Result add(const snmp_oid_word* oid, const snmp_value& value);
+  Result add(const kvrn_snmp_oid_word* oid, const kvrn_snmp_value& value);
   void clear() { objects_.clear(); }
   // Sorts what was added; of two objects with one identifier the later one stays. Lookups need it.
   void finish();
@@ -44,7 +44,7 @@ class ObjectTable {
 };
 
 // The arcs of an identifier in the module's format; empty when it is none.
-Arcs arcs_of(const snmp_oid_word* oid);
+Arcs arcs_of(const kvrn_snmp_oid_word* oid);
 
 std::strong_ordering compare(std::span<const Arc> a, std::span<const Arc> b);
 

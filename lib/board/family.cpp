@@ -1,0 +1,183 @@
+// SPDX-License-Identifier: MIT
+// Identification on one SoC family: which row, and the unit's own facts that go into it.
+#include <kvrn/board.h>
+#include <string.h>
+
+#include <memory>
+#include <span>
+
+#include "board/tables.hpp"
+
+namespace {
+
+struct FreeImage {
+  void operator()(ar7240_eeprom* image) const { ::ar7240_eeprom_free(image); }
+};
+using Image = std::unique_ptr<ar7240_eeprom, FreeImage>;
+
+using Mac = uint8_t[6];
+
+// The first 20 bytes of the partition.
+struct BoardData {
+  Mac mac[2];
+  kvrn_be_u16 system_id;
+  kvrn_be_u16 magic;
+  kvrn_be_u32 revision;
+};
+static_assert(sizeof(BoardData) == KVRN_EEPROM_BOARD_SIZE);
+
+constexpr uint16_t board_data_magic = 0x0777;
+
+BoardData board_data(const ar7240_eeprom& image) {
+  BoardData data;
+  ::memcpy(static_cast<void*>(&data), image.board, sizeof data);
+  return data;
+}
+
+// What was found out about this unit; zero where it was not.
+struct Unit {
+  kvrn_board_record* row = nullptr;
+  uint16_t id = 0;
+  uint16_t vendor = 0;
+  uint16_t calibration = 0;
+  Mac base_mac{};
+  Mac port_mac[2]{};
+};
+
+void set_id(Unit& unit, uint16_t id, uint16_t vendor) {
+  unit.id = id;
+  unit.vendor = vendor;
+}
+
+bool has_id(const kvrn_board_record& row, uint32_t arch, uint16_t id) {
+  return row.soc_type == arch && (row.system_id == id || (row.radio_count != 0 && row.radio_subsys_id == id));
+}
+
+// The best row: without a revision, or with the highest that the board's revision reaches. An erased revision word
+// (0xFFFFFFFF) reaches none.
+kvrn_board_record* match_ar724x(uint32_t arch, uint16_t id, uint32_t revision) {
+  kvrn_board_record* best = nullptr;
+  for (kvrn_board_record& row : kvrn::ar724x_table()) {
+    if (!has_id(row, arch, id)) continue;
+    const bool reached = revision != UINT32_MAX && revision >= row.min_revision;
+    const bool better = best == nullptr ? row.min_revision == 0 || reached
+                                        : row.min_revision != 0 && reached && best->min_revision < row.min_revision;
+    if (better) best = &row;
+  }
+  return best;
+}
+
+kvrn_board_record* match_qca953x(uint32_t arch, uint16_t id) {
+  for (kvrn_board_record& row : kvrn::qca953x_table())
+    if (has_id(row, arch, id)) return &row;
+  return nullptr;
+}
+
+void put_word(uint8_t* mac, uint16_t word) {
+  mac[0] = static_cast<uint8_t>(word >> 8);
+  mac[1] = static_cast<uint8_t>(word);
+}
+
+// Radio data words that hold the id and the vendor in front of it.
+constexpr uint32_t id_words[]{20, 11};
+
+void identify_by_radio(Unit& unit, const ar7240_eeprom& image, const BoardData& data, uint32_t arch) {
+  const uint16_t mark = ::ar7240_rd_get(&image, 0);
+  if (mark != 0xA55A && mark != 0x5AA5) return;
+  for (const uint32_t word : id_words) {
+    set_id(unit, ::ar7240_rd_get(&image, word), ::ar7240_rd_get(&image, word - 1));
+    unit.row = match_ar724x(arch, unit.id, data.revision);
+    if (unit.row != nullptr) break;
+  }
+  unit.calibration = ::ar7240_rd_base_get(&image, 4);
+  if (unit.row != nullptr && unit.row->radio_count != 0) {
+    for (uint32_t i = 0; i < 3; ++i) put_word(unit.base_mac + 2 * i, ::ar7240_rd_base_get(&image, 6 + i));
+  } else {
+    ::memcpy(unit.base_mac, data.mac[0], sizeof unit.base_mac);
+  }
+}
+
+// The board data names the board itself. @return its magic is there
+bool identify_by_board_data(Unit& unit, const BoardData& data) {
+  if (data.magic != board_data_magic) return false;
+  set_id(unit, data.system_id, board_data_magic);
+  ::memcpy(unit.base_mac, data.mac[0], sizeof unit.base_mac);
+  return true;
+}
+
+void put_unit(kvrn_board_record& record, const Unit& unit) {
+  ::memcpy(record.base_mac, unit.base_mac, sizeof record.base_mac);
+  for (unsigned i = 0; i < KVRN_BOARD_ETH_MAX; ++i)
+    ::memcpy(record.eth[i].mac, unit.port_mac[i], sizeof record.eth[i].mac);
+  record.radio_subsys_id = unit.id;
+  record.radio_subsys_vendor_id = unit.vendor;
+}
+
+void put_calibration(kvrn_board_record& record, uint16_t word) {
+  constexpr uint16_t erased = 0x3FFF;
+  uint32_t flag = 0;
+  uint32_t value = word & 0x3FFF;
+  if ((word & 0x8000) != 0)
+    flag = 0x10000;
+  else if (value == erased)
+    value = 0;
+  else
+    flag = 0x20000;
+  if (value == 0) return;
+  record.cal_power = value;
+  record.features |= flag;
+}
+
+void clamp_mtu(kvrn_board_eth& port, uint16_t limit) {
+  if (port.max_mtu > limit) port.max_mtu = limit;
+}
+
+void clamp_all(kvrn_board_record& record, uint16_t limit) {
+  for (unsigned i = 0; i < record.eth_count && i < KVRN_BOARD_ETH_MAX; ++i) clamp_mtu(record.eth[i], limit);
+}
+
+constexpr uint16_t highest_mtu = 2024;
+
+void put_mtu_limits(kvrn_board_record& record) {
+  if ((record.cpu_revision & 0xFFF00) == 0) {
+    clamp_all(record, 1524);
+  } else {
+    clamp_mtu(record.eth[0], 9192);
+    if (record.eth_count > 1) clamp_mtu(record.eth[1], highest_mtu);
+  }
+  // Overrides the 9192 above: drivers size their buffers by what comes out here.
+  clamp_all(record, highest_mtu);
+}
+
+}  // namespace
+
+const kvrn_board_record* ar7240_identify(uint32_t arch) {
+  Unit unit;
+  if (const Image image{::ar7240_eeprom_parse()}) {
+    const BoardData data = board_data(*image);
+    identify_by_radio(unit, *image, data, arch);
+    if (unit.row == nullptr && identify_by_board_data(unit, data))
+      unit.row = match_ar724x(arch, unit.id, data.revision);
+    ::memcpy(unit.port_mac, data.mac, sizeof unit.port_mac);
+  }
+  kvrn_board_record& record = unit.row != nullptr ? *unit.row : ar7240_board;
+  put_unit(record, unit);
+  put_calibration(record, unit.calibration);
+  record.cpu_revision = ::ar724x_get_cpu_revision();
+  put_mtu_limits(record);
+  return &record;
+}
+
+const kvrn_board_record* ar953x_identify(uint32_t arch) {
+  Unit unit;
+  if (const Image image{::ar7240_eeprom_parse()}) {
+    const BoardData data = board_data(*image);
+    if (identify_by_board_data(unit, data)) unit.row = match_qca953x(arch, unit.id);
+    ::memcpy(unit.port_mac, data.mac, sizeof unit.port_mac);
+  }
+  kvrn_board_record& record = unit.row != nullptr ? *unit.row : ar953x_board;
+  put_unit(record, unit);
+  record.cpu_revision = ::ar953x_get_cpu_revision();
+  clamp_all(record, highest_mtu);
+  return &record;
+}
