@@ -2,14 +2,13 @@
 // What every command has in common: the global options, exit statuses, and the result it hands back.
 #pragma once
 
-#include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
 #include <vector>
 
-namespace kvrnctl {
+#include "tools/kvrnctl/json.hpp"
 
-using json = nlohmann::ordered_json;
+namespace kvrnctl {
 
 // The exit statuses of the program.
 enum class Exit : int { ok = 0, failed = 1, usage = 2, stale = 3, not_on_this_board = 4 };
