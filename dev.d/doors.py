@@ -1,0 +1,33 @@
+# SPDX-License-Identifier: MIT
+"""The exported C names are doors: no object of the library refers to one. What two places need is a C++ function."""
+import re
+import subprocess
+import sys
+from pathlib import Path
+
+MAP = "cmake/libkvrn.map"
+# What the module imports from its host, and the boards' records, which are data.
+HOST = {"odb_add", "odb_destroy", "abz_clear_error"}
+
+
+def names(text):
+    text = re.sub(r"/\*.*?\*/", "", text, flags=re.S)
+    return set(re.findall(r"\b([A-Za-z_]\w*)\s*;", text.split("global:")[1].split("local:")[0])) - HOST
+
+
+def main(build, nm="nm"):
+    exported = names(Path(MAP).read_text(encoding="utf-8"))
+    objects = sorted(Path(build, "lib/CMakeFiles/kvrn_objects.dir").rglob("*.o"))
+    if not objects:
+        sys.exit(f"{build}: no objects of the library")
+    faults = []
+    for object_file in objects:
+        used = subprocess.run([nm, "-u", object_file], check=True, capture_output=True, text=True).stdout.split()
+        faults += [f"{object_file.parent.name}/{object_file.stem}: calls {name}, which is for callers from outside"
+                   for name in sorted(exported.intersection(used))]
+    if faults:
+        sys.exit("\n".join(faults))
+    print(f"{len(objects)} objects, {len(exported)} doors, none of them used inside")
+
+
+main(*sys.argv[1:])
