@@ -9,6 +9,7 @@
 #include <kvrn/cache.h>
 #include <kvrn/cfg.h>
 #include <kvrn/hw.h>
+#include <kvrn/observe.h>
 #include <kvrn/psu.h>
 #include <kvrn/snmp.h>
 #include <kvrn/status.h>

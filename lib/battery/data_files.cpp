@@ -13,9 +13,11 @@
 #include <span>
 #include <string_view>
 
+#include "battery/data_files.hpp"
 #include "board/platform.hpp"
 #include "util/handle.hpp"
 #include "util/number.hpp"
+#include "util/observe.hpp"
 #include "util/pause.hpp"
 #include "util/read_file.hpp"
 #include "util/text.hpp"
@@ -62,41 +64,50 @@ void leave_open(Fd fd) {
   const Fd earlier(left_open.exchange(fd.release()));
 }
 
-enum class Content { wrong_version, version_alone, record };
+enum class Content { missing, wrong_version, version_alone, record };
 
 // Reads what there is of a file over the preset values. The file is closed unless its version is wrong.
 template <typename File>
-Content read_versioned(Fd fd, int32_t version, File& out) {
-  ssize_t got;
-  do {
-    got = ::read(fd.get(), &out, sizeof out);
-  } while (got < 0 && errno == EINTR);
+Content read_versioned(const char* path, int32_t version, kvrn_fact fact, File& out) {
+  // A FIFO in place of a file must not block.
+  Fd fd = Fd::open(path, O_RDONLY | O_NONBLOCK);
+  ssize_t got = -1;
+  if (fd) do {
+      got = ::read(fd.get(), &out, sizeof out);
+    } while (got < 0 && errno == EINTR);
   constexpr auto version_size = static_cast<ssize_t>(sizeof out.version);
-  if (got < version_size || out.version != version) {
+  const bool right = got >= version_size && out.version == version;
+  const kvrn::Answer refused{KVRN_OUTCOME_REFUSED};
+  kvrn::tell({KVRN_SOURCE_FILE, path}, fact, got < 0 ? kvrn::failed(errno) : right ? kvrn::answered(got) : refused);
+  if (!fd) return Content::missing;
+  if (!right) {
     leave_open(std::move(fd));
     return Content::wrong_version;
   }
   return got == version_size ? Content::version_alone : Content::record;
 }
 
-// A FIFO in place of a file must not block.
-Fd open_file(const char* path) { return Fd::open(path, O_RDONLY | O_NONBLOCK); }
-
 bool read_record(int psu, RecordFile& record) {
-  Fd fd = open_file(file_of("/etc/persistent/battery_data", psu).c_str());
-  return fd && read_versioned(std::move(fd), 2, record) == Content::record;
+  return read_versioned(file_of("/etc/persistent/battery_data", psu).c_str(), 2, KVRN_FACT_BATTERY_DATA, record) ==
+         Content::record;
 }
 
 bool charger_active(int psu) {
-  const kvrn::Charger& charger = psu == kvrn::hwmon_charger.psu ? kvrn::hwmon_charger : kvrn::smart_charger;
-  return kvrn::read_number(charger.enabled_flag, kvrn::parse_d).value.value_or(1) > 0;
+  return kvrn::read_number(kvrn::platform().charger(psu).enabled_flag, kvrn::parse_d, KVRN_FACT_CHARGER)
+             .value.value_or(1) > 0;
 }
 
-// Stores the integers at the start of a file, in order. @return how many there are, or -1 without a file
-int scan_file(const char* path, std::span<int32_t* const> out) {
+// What the start of a file says.
+struct Scanned {
+  int count;  // integers in order; -1 without a file
+  kvrn::Answer answer;
+};
+
+// Stores the integers at the start of a file, in order.
+Scanned scan_file(const char* path, std::span<int32_t* const> out) {
   char buffer[512];
   kvrn::FileText file = kvrn::read_file(path, buffer);
-  if (!file.opened) return -1;
+  if (!file.opened) return {-1, kvrn::failed(file.error)};
   int count = 0;
   for (int32_t* slot : out) {
     const auto number = kvrn::take_d(file.text);
@@ -104,16 +115,8 @@ int scan_file(const char* path, std::span<int32_t* const> out) {
     if (slot != nullptr) *slot = *number;
     ++count;
   }
-  return count;
-}
-
-int try_battery_data(int psu, int32_t* time_s, int32_t* third, int32_t* fourth) {
-  int32_t charge = no_charge;
-  int32_t last = -1;
-  const std::array<int32_t*, 4> slots{&charge, time_s, third, &last};
-  const int count = scan_file(file_of("/tmp/.battery_info", psu).c_str(), slots);
-  if (count >= 0 && fourth != nullptr) *fourth = last;
-  return count < 3 ? no_charge : charge;
+  if (file.error != 0) return {count, kvrn::failed(file.error)};
+  return {count, count == 0 ? kvrn::Answer{KVRN_OUTCOME_REFUSED} : kvrn::answered(count)};
 }
 
 template <typename T>
@@ -121,7 +124,59 @@ void store(T* out, T value) {
   if (out != nullptr) *out = value;
 }
 
+bool is_error(uint32_t flags) { return (flags & ~informational_bits) != 0; }
+
 }  // namespace
+
+namespace kvrn {
+
+int read_estimate(int psu, int32_t* time_s, int32_t* third, int32_t* fourth) {
+  constexpr int tries = 3;
+  constexpr int needed = 3;
+  constexpr unsigned rest_us = 200'000;
+  const About about(KVRN_SUBJECT_PSU, psu);
+  const FileName path = file_of("/tmp/.battery_info", psu);
+  int32_t charge = no_charge;
+  Scanned scanned{};
+  for (int attempt = 0; attempt < tries; ++attempt) {
+    int32_t last = -1;
+    charge = no_charge;
+    const std::array<int32_t*, 4> slots{&charge, time_s, third, &last};
+    scanned = scan_file(path.c_str(), slots);
+    if (scanned.count >= 0 && fourth != nullptr) *fourth = last;
+    if (scanned.count >= needed && charge != no_charge) break;
+    charge = no_charge;
+    pause_us(rest_us);  // the writer may have been at it
+  }
+  tell({KVRN_SOURCE_FILE, path.c_str()}, KVRN_FACT_ESTIMATE, scanned.answer);
+  return charge;
+}
+
+std::optional<BatteryData> read_battery_data(int psu) {
+  const About about(KVRN_SUBJECT_PSU, psu);
+  RecordFile record;
+  if (!read_record(psu, record)) return std::nullopt;
+  BatteryData data{record.flags, -1, -1};
+  if (charger_active(psu)) {
+    if (!is_error(data.flags)) data.charge_mah = record.charge;
+    data.current_ma = record.current;
+  } else {
+    data.flags &= ~charger_bits;
+  }
+  return data;
+}
+
+Calibration read_calibration(int psu) {
+  const About about(KVRN_SUBJECT_PSU, psu);
+  const FileName path = file_of("/tmp/.calibrating", psu);
+  Calibration calibration{0, 100};
+  const std::array<int32_t*, 2> slots{&calibration.state, &calibration.percentage};
+  const Scanned scanned = scan_file(path.c_str(), slots);
+  tell({KVRN_SOURCE_FILE, path.c_str()}, KVRN_FACT_CALIBRATING, scanned.answer);
+  return scanned.count == 2 ? calibration : Calibration{0, 100};
+}
+
+}  // namespace kvrn
 
 const char* get_filename_bat_psu_id(const char* base, int battery) {
   static char name[512];
@@ -132,41 +187,25 @@ const char* get_filename_bat_psu_id(const char* base, int battery) {
 }
 
 int get_battery_data_v2(int psu, int32_t* time_s, int32_t* third, int32_t* fourth) {
-  constexpr int tries = 3;
-  constexpr unsigned rest_us = 200'000;
-  for (int attempt = 0; attempt < tries; ++attempt) {
-    const int charge = try_battery_data(psu, time_s, third, fourth);
-    if (charge != no_charge) return charge;
-    kvrn::pause_us(rest_us);  // the writer may have been at it
-  }
-  return no_charge;
+  return kvrn::read_estimate(psu, time_s, third, fourth);
 }
 
 int get_battery_data(int psu, int32_t* time_s, int32_t* third) {
-  return ::get_battery_data_v2(psu, time_s, third, nullptr);
+  return kvrn::read_estimate(psu, time_s, third, nullptr);
 }
 
-int is_battery_error_flag(uint32_t flags) { return (flags & ~informational_bits) != 0 ? 1 : 0; }
+int is_battery_error_flag(uint32_t flags) { return is_error(flags) ? 1 : 0; }
 
 int read_battery_flags(int psu, uint32_t* flags, int32_t* charge) {
   return ::read_battery_flags_v2(psu, flags, charge, nullptr);
 }
 
 int read_battery_flags_v2(int psu, uint32_t* flags, int32_t* charge, int32_t* current) {
-  RecordFile record;
-  if (!read_record(psu, record)) return 0;
-  uint32_t bits = record.flags;
-  int32_t charge_mah = -1;
-  int32_t current_ma = -1;
-  if (charger_active(psu)) {
-    if (::is_battery_error_flag(bits) == 0) charge_mah = record.charge;
-    current_ma = record.current;
-  } else {
-    bits &= ~charger_bits;
-  }
-  store(flags, bits);
-  store(charge, charge_mah);
-  store(current, current_ma);
+  const auto data = kvrn::read_battery_data(psu);
+  if (!data) return 0;
+  store(flags, data->flags);
+  store(charge, data->charge_mah);
+  store(current, data->current_ma);
   return 1;
 }
 
@@ -178,10 +217,10 @@ int get_battery_internal_resistance(int psu) {
   struct stat status {};
   if (::stat(path, &status) != 0 || status.st_mtime == loaded_mtime) return resistance;
   resistance = 0;
-  Fd fd = open_file(path);
-  if (!fd) return 0;
   ParameterFile file;
-  switch (read_versioned(std::move(fd), 1, file)) {
+  switch (read_versioned(path, 1, KVRN_FACT_RESISTANCE, file)) {
+    case Content::missing:
+      return 0;
     case Content::wrong_version:
       (void)::unlink(path);  // what cannot be deleted is met again at the next call
       return 0;
@@ -196,10 +235,7 @@ int get_battery_internal_resistance(int psu) {
 }
 
 int read_battery_calibrating(int psu, int32_t* percentage) {
-  int32_t state = 0;
-  int32_t percent = 100;
-  const std::array<int32_t*, 2> slots{&state, &percent};
-  const bool complete = scan_file(file_of("/tmp/.calibrating", psu).c_str(), slots) == 2;
-  store(percentage, complete ? percent : 100);
-  return complete ? state : 0;
+  const kvrn::Calibration calibration = kvrn::read_calibration(psu);
+  store(percentage, calibration.percentage);
+  return calibration.state;
 }

@@ -6,13 +6,12 @@
 #include <cstdint>
 #include <optional>
 
+#include "board/platform.hpp"
 #include "util/handle.hpp"
 
-namespace kvrn {
+union i2c_smbus_data;
 
-inline constexpr int sbs_bus = 2;
-inline constexpr const char* sbs_bus_path = "/dev/i2c-2";
-inline constexpr std::uint32_t sbs_address = 0x0B;
+namespace kvrn {
 
 // Command codes, by their names in the Smart Battery Data set.
 namespace sbs {
@@ -46,17 +45,18 @@ struct SbsBlock {
 
 class SbsBus {
  public:
+  explicit SbsBus(const I2cDevice& device);
   explicit operator bool() const { return static_cast<bool>(fd_); }
   bool write_word(std::uint8_t reg, std::uint16_t value) const;
   std::optional<std::uint16_t> read_word(std::uint8_t reg) const;
   // At most `capacity` bytes of the block.
   std::optional<SbsBlock> read_block(std::uint16_t subcommand, unsigned capacity) const;
 
-  static SbsBus open() { return SbsBus(Fd::open(sbs_bus_path, O_RDONLY)); }
-
  private:
-  explicit SbsBus(Fd fd) : fd_(std::move(fd)) {}
+  bool transfer(char direction, std::uint8_t reg, std::uint32_t size, i2c_smbus_data& data) const;
+
   Fd fd_;
+  std::uint32_t address_;
 };
 
 }  // namespace kvrn

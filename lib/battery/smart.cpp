@@ -1,12 +1,16 @@
 // SPDX-License-Identifier: MIT
 // The smart battery's readout: up to five passes over its registers into one record.
-#include <kvrn/battery.h>
+#include "battery/smart.hpp"
+
 #include <time.h>
 
+#include <array>
 #include <bit>
+#include <cerrno>
 
 #include "battery/sbs_bus.hpp"
 #include "util/number.hpp"
+#include "util/observe.hpp"
 #include "util/pause.hpp"
 #include "util/read_file.hpp"
 #include "util/text.hpp"
@@ -34,16 +38,74 @@ void preset(kvrn_sbs_battery_info& out) {
   out.manufacture_time = int64_t{unknown};
 }
 
+// What the registers answered, for programs that observe: of each fact the read whose value is used, which is the last
+// one that was of use, in the order of the first pass.
+class Notes {
+ public:
+  void add(kvrn_source_kind kind, int number, kvrn_fact fact, const kvrn::Answer& answer) {
+    if (!kvrn::observed()) return;
+    std::size_t at = 0;
+    while (at < size_ && notes_[at].fact != fact) ++at;
+    if (at == notes_.size()) return;
+    if (at == size_)
+      ++size_;
+    else if (answer.outcome != KVRN_OUTCOME_ANSWERED && notes_[at].answer.outcome == KVRN_OUTCOME_ANSWERED)
+      return;
+    notes_[at] = {kind, number, fact, answer};
+  }
+
+  void tell(const kvrn::I2cDevice& device) const {
+    const kvrn::Text<32> path("/dev/i2c-%d", device.bus);
+    for (std::size_t i = 0; i < size_; ++i)
+      kvrn::tell({notes_[i].kind, path.c_str(), static_cast<int>(device.address), notes_[i].number}, notes_[i].fact,
+                 notes_[i].answer);
+  }
+
+ private:
+  struct Note {
+    kvrn_source_kind kind;
+    int number;
+    kvrn_fact fact;
+    kvrn::Answer answer;
+  };
+  std::array<Note, 20> notes_;
+  std::size_t size_ = 0;
+};
+
+// The battery, and what it answered.
+struct Asked {
+  const SbsBus& bus;
+  Notes& notes;
+
+  // A register whose values above the limit are none.
+  std::optional<uint16_t> word(uint8_t reg, kvrn_fact fact, uint32_t limit = UINT16_MAX) const {
+    const auto raw = bus.read_word(reg);
+    const bool refused = raw && *raw > limit;
+    notes.add(KVRN_SOURCE_I2C, reg, fact,
+              refused ? kvrn::Answer{KVRN_OUTCOME_REFUSED, 0, *raw}
+              : raw   ? kvrn::answered(*raw)
+                      : kvrn::failed(errno));
+    return refused ? std::nullopt : raw;
+  }
+
+  // At most `capacity` bytes of a block.
+  std::optional<kvrn::SbsBlock> block(uint16_t subcommand, kvrn_fact fact, unsigned capacity) const {
+    const auto data = bus.read_block(subcommand, capacity);
+    notes.add(KVRN_SOURCE_BLOCK, subcommand, fact, data ? kvrn::answered(data->length) : kvrn::failed(errno));
+    return data;
+  }
+};
+
 // Stores a register that passes its limit. @return 1 when stored, for the count of the pass
-int store(const SbsBus& bus, uint8_t reg, uint32_t limit, int32_t scale, kvrn_be_i32& field) {
-  const auto raw = bus.read_word(reg);
-  if (!raw || *raw > limit) return 0;
+int store(const Asked& asked, uint8_t reg, kvrn_fact fact, uint32_t limit, int32_t scale, kvrn_be_i32& field) {
+  const auto raw = asked.word(reg, fact, limit);
+  if (!raw) return 0;
   field = *raw * scale;
   return 1;
 }
 
-int read_state(const SbsBus& bus, kvrn_sbs_battery_info& out) {
-  const auto raw = bus.read_word(sbs::manufacturer_access);
+int read_state(const Asked& asked, kvrn_sbs_battery_info& out) {
+  const auto raw = asked.word(sbs::manufacturer_access, KVRN_FACT_STATE_CODE);
   if (!raw) return 0;
   const unsigned mode = *raw >> 8 & 0x0C;
   if (mode == 0) out.complete = 1;
@@ -51,25 +113,25 @@ int read_state(const SbsBus& bus, kvrn_sbs_battery_info& out) {
   return 1;
 }
 
-int read_current(const SbsBus& bus, kvrn_sbs_battery_info& out) {
-  const auto raw = bus.read_word(sbs::current);
-  if (!raw || *raw == UINT16_MAX) return 0;
+int read_current(const Asked& asked, kvrn_sbs_battery_info& out) {
+  const auto raw = asked.word(sbs::current, KVRN_FACT_CURRENT, 65534);
+  if (!raw) return 0;
   const int32_t into_battery = kvrn::wrap_i16(*raw);
   out.current_ma = -into_battery;
   if (into_battery > 0) out.charging = 1;
   return 1;
 }
 
-int read_temperature(const SbsBus& bus, kvrn_sbs_battery_info& out) {
-  const auto tenths_kelvin = bus.read_word(sbs::temperature);
+int read_temperature(const Asked& asked, kvrn_sbs_battery_info& out) {
+  const auto tenths_kelvin = asked.word(sbs::temperature, KVRN_FACT_TEMPERATURE);
   if (!tenths_kelvin) return 0;
   out.temp_c = kvrn::wrap_i16((*tenths_kelvin - 2731) / 10);
   return 1;
 }
 
-void read_manufacture_date(const SbsBus& bus, kvrn_sbs_battery_info& out) {
-  const auto raw = bus.read_word(sbs::manufacture_date);
-  if (!raw || *raw == UINT16_MAX) return;
+void read_manufacture_date(const Asked& asked, kvrn_sbs_battery_info& out) {
+  const auto raw = asked.word(sbs::manufacture_date, KVRN_FACT_MANUFACTURE_DATE, 65534);
+  if (!raw) return;
   tm date{};
   date.tm_mday = *raw & 0x1F;
   date.tm_mon = (*raw >> 5 & 0x0F) - 1;
@@ -78,16 +140,17 @@ void read_manufacture_date(const SbsBus& bus, kvrn_sbs_battery_info& out) {
 }
 
 // Bit 15 of BatteryMode makes the battery report capacities in 10 mWh instead of mAh: clear it.
-void select_mah(const SbsBus& bus) {
+void select_mah(const Asked& asked) {
   constexpr uint16_t capacity_mode = 0x8000;
-  const auto mode = bus.read_word(sbs::battery_mode);
+  const auto mode = asked.word(sbs::battery_mode, KVRN_FACT_CAPACITY_MODE);
   if (!mode || (*mode & capacity_mode) == 0) return;
-  if (bus.write_word(sbs::battery_mode, static_cast<uint16_t>(*mode & ~capacity_mode))) kvrn::pause_us(2000);
+  if (asked.bus.write_word(sbs::battery_mode, static_cast<uint16_t>(*mode & ~capacity_mode))) kvrn::pause_us(2000);
 }
 
-int read_charge(const SbsBus& bus, kvrn_sbs_battery_info& out) {
-  (void)store(bus, sbs::full_charge_capacity, UINT16_MAX, 1, out.full_capacity_mah);  // not counted
-  const auto remaining = bus.read_word(sbs::remaining_capacity);
+int read_charge(const Asked& asked, kvrn_sbs_battery_info& out) {
+  (void)store(asked, sbs::full_charge_capacity, KVRN_FACT_FULL_CAPACITY, UINT16_MAX, 1,
+              out.full_capacity_mah);  // not counted
+  const auto remaining = asked.word(sbs::remaining_capacity, KVRN_FACT_REMAINING_CAPACITY);
   if (!remaining) return 0;
   const int32_t full = out.full_capacity_mah;  // perhaps an earlier pass's
   if (full == unknown || full == 0) return 1;
@@ -96,41 +159,41 @@ int read_charge(const SbsBus& bus, kvrn_sbs_battery_info& out) {
   return 1;
 }
 
-void read_cells(const SbsBus& bus, kvrn_sbs_battery_info& out) {
+void read_cells(const Asked& asked, kvrn_sbs_battery_info& out) {
   constexpr unsigned capacity = 32;
-  const auto upper = bus.read_block(0x7B, capacity);
+  const auto upper = asked.block(0x7B, KVRN_FACT_CELLS, capacity);
   if (!upper) return;
   for (unsigned i = 0; i < 3; ++i) out.cell_mv[4 + i] = upper->i16(6 * i);
-  const auto lower = bus.read_block(0x71, capacity);
+  const auto lower = asked.block(0x71, KVRN_FACT_LOWER_CELLS, capacity);
   if (!lower) return;
   for (unsigned i = 0; i < 4; ++i) out.cell_mv[i] = lower->i16(2 * i);
 }
 
 // The value of a block that must be exactly `length` bytes long.
-int32_t block_value(const SbsBus& bus, uint16_t subcommand, unsigned length) {
-  const auto block = bus.read_block(subcommand, 4);
+int32_t block_value(const Asked& asked, uint16_t subcommand, kvrn_fact fact, unsigned length) {
+  const auto block = asked.block(subcommand, fact, 4);
   if (!block || block->length != length) return unknown;
   return kvrn::wrap_i32(block->low(length));
 }
 
 // One pass over the registers, in the battery's order. @return every counted reading succeeded
-bool read_pass(const SbsBus& bus, kvrn_sbs_battery_info& out) {
-  const auto status = bus.read_word(sbs::battery_status);
+bool read_pass(const Asked& asked, kvrn_sbs_battery_info& out) {
+  const auto status = asked.word(sbs::battery_status, KVRN_FACT_STATUS);
   if (status) out.charging = (*status & discharging_or_full) == 0 ? 1 : 0;
-  int counted = read_state(bus, out);
-  counted += store(bus, sbs::voltage, 65534, 1, out.voltage_mv);
-  counted += read_current(bus, out);
-  counted += read_temperature(bus, out);
-  counted += store(bus, sbs::average_time_to_empty, UINT16_MAX, 60, out.time_to_empty_s);
-  counted += store(bus, sbs::average_time_to_full, UINT16_MAX, 60, out.time_to_full_s);
-  counted += store(bus, sbs::cycle_count, UINT16_MAX, 1, out.cycle_count);
-  read_manufacture_date(bus, out);
-  select_mah(bus);
-  counted += read_charge(bus, out);
-  counted += store(bus, sbs::design_capacity, 65534, 1, out.design_capacity_mah);
-  read_cells(bus, out);
-  out.block_51 = block_value(bus, 0x51, 4);
-  out.block_55 = block_value(bus, 0x55, 3);
+  int counted = read_state(asked, out);
+  counted += store(asked, sbs::voltage, KVRN_FACT_VOLTAGE, 65534, 1, out.voltage_mv);
+  counted += read_current(asked, out);
+  counted += read_temperature(asked, out);
+  counted += store(asked, sbs::average_time_to_empty, KVRN_FACT_TIME_TO_EMPTY, UINT16_MAX, 60, out.time_to_empty_s);
+  counted += store(asked, sbs::average_time_to_full, KVRN_FACT_TIME_TO_FULL, UINT16_MAX, 60, out.time_to_full_s);
+  counted += store(asked, sbs::cycle_count, KVRN_FACT_CYCLE_COUNT, UINT16_MAX, 1, out.cycle_count);
+  read_manufacture_date(asked, out);
+  select_mah(asked);
+  counted += read_charge(asked, out);
+  counted += store(asked, sbs::design_capacity, KVRN_FACT_DESIGN_CAPACITY, 65534, 1, out.design_capacity_mah);
+  read_cells(asked, out);
+  out.block_51 = block_value(asked, 0x51, KVRN_FACT_BLOCK_51, 4);
+  out.block_55 = block_value(asked, 0x55, KVRN_FACT_BLOCK_55, 3);
   // Without BatteryStatus one reading more would be needed than there are: such a pass never completes.
   return status && counted == full_pass;
 }
@@ -146,29 +209,41 @@ bool shut_down(const SbsBus& bus) {
 
 }  // namespace
 
-int sbs_battery_get_direct(kvrn_sbs_battery_info* out) {
-  if (out == nullptr) return 0;
-  preset(*out);
-  for (int pass = 0; pass < passes; ++pass) {
-    kvrn::pause_us(5000);
-    bool complete = false;
+namespace kvrn {
+
+bool read_battery(const I2cDevice& device, kvrn_sbs_battery_info& out) {
+  Notes notes;
+  bool opened = true;
+  bool complete = false;
+  preset(out);
+  for (int pass = 0; pass < passes && opened && !complete; ++pass) {
+    pause_us(5000);
     {
-      const SbsBus bus = SbsBus::open();
-      if (!bus) return 0;
-      complete = read_pass(bus, *out);
-      if (complete) out->complete = 1;
+      const SbsBus bus(device);
+      opened = static_cast<bool>(bus);
+      if (opened)
+        complete = read_pass({bus, notes}, out);
+      else
+        notes.add(KVRN_SOURCE_I2C, -1, KVRN_FACT_RECORDS, failed(errno));
     }
-    kvrn::pause_us(500);
-    if (complete) break;
+    if (complete) out.complete = 1;
+    if (opened) pause_us(500);
   }
-  return 1;
+  notes.tell(device);
+  return opened;
+}
+
+}  // namespace kvrn
+
+int sbs_battery_get_direct(kvrn_sbs_battery_info* out) {
+  return out != nullptr && kvrn::read_battery(kvrn::smart_battery_device, *out) ? 1 : 0;
 }
 
 int sbs_battery_shutdown() {
   constexpr int tries = 5;
   for (int attempt = 0; attempt < tries; ++attempt) {
     {
-      const SbsBus bus = SbsBus::open();
+      const SbsBus bus(kvrn::smart_battery_device);
       if (bus && shut_down(bus)) return 1;
     }
     kvrn::pause_us(5000);

@@ -17,22 +17,32 @@ std::uint32_t system_id() {
 
 const Platform& platform() { return platform_of(system_id()); }
 
+std::span<const char* const> output_monitors() {
+  const auto& names = platform().monitors;
+  std::size_t count = 0;
+  while (names[count] != nullptr) ++count;
+  return {names.data(), count};
+}
+
 }  // namespace kvrn
 
 using kvrn::platform;
 
-int get_psu_count() { return platform().psu_count; }
+int get_psu_count() { return kvrn::source_count(); }
 
-int psu_id_valid(int psu) { return psu >= 0 && psu < get_psu_count() ? 1 : 0; }
+int psu_id_valid(int psu) { return psu >= 0 && psu < kvrn::source_count() ? 1 : 0; }
 
-int psu_get_type(int psu) { return psu < 2 ? KVRN_PSU_TYPE_INPUT : KVRN_PSU_TYPE_BATTERY; }
+int psu_get_type(int psu) {
+  const auto present = platform().present();
+  const auto row = static_cast<std::size_t>(psu);
+  // Numbers beyond the board's: 0 and 1 are inputs anywhere.
+  const bool input = psu >= 0 && row < present.size() ? present[row].is_input() : psu < 2;
+  return input ? KVRN_PSU_TYPE_INPUT : KVRN_PSU_TYPE_BATTERY;
+}
 
 const char* const* get_dc_out_addrs(int* count) {
-  const auto& names = platform().monitors;
-  if (count != nullptr) {
-    *count = 0;
-    while (names[static_cast<unsigned>(*count)] != nullptr) ++*count;
-  }
+  const auto names = kvrn::output_monitors();
+  if (count != nullptr) *count = static_cast<int>(names.size());
   return names.data();
 }
 

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "cache/writer.hpp"
+#include "psu/readout.hpp"
 
 namespace {
 
@@ -18,16 +19,10 @@ struct Writer {
 
 Writer& writer_of(cache_source* self) { return *static_cast<Writer*>(self->state); }
 
-// Records beyond the board's count stay zero.
-void read_all(psu_info* records) {
-  const int count = ::get_psu_count();
-  for (int psu = 0; psu < count; ++psu) (void)::psu_info_get_direct(&records[psu], psu);  // every number is valid
-}
-
 // The content of a new file.
 void fill(std::span<std::byte> image) {
   psu_info records[KVRN_PSU_MAX]{};
-  read_all(records);
+  (void)kvrn::Readout().read_all(records);  // records beyond the board's count stay zero
   std::memcpy(image.data(), records, sizeof records);
 }
 
@@ -42,7 +37,7 @@ int update(cache_source* self) {
   Writer& writer = writer_of(self);
   if (!mapped(writer)) return 0;
   psu_info records[KVRN_PSU_MAX]{};
-  read_all(records);
+  (void)kvrn::Readout().read_all(records);  // records beyond the board's count stay zero
   return kvrn::publish(file, writer.image, std::as_bytes(std::span(records)));
 }
 
@@ -52,7 +47,7 @@ int get(cache_source* self, void* view) {
   auto& out = *static_cast<psu_info_view*>(view);
   out = {};
   if (writer.image.start == nullptr) return 0;
-  out = {static_cast<const psu_info*>(writer.image.start), ::get_psu_count(), writer.image.fd};
+  out = {static_cast<const psu_info*>(writer.image.start), kvrn::source_count(), writer.image.fd};
   return 1;
 }
 

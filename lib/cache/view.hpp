@@ -28,19 +28,30 @@ bool copy_records(const View& view, std::span<std::byte> out, std::size_t offset
   return true;
 }
 
-// Hands `use` the outputs of a caller's source if there is one, else of the output cache. False: there are none.
-template <typename Use>
-bool with_outputs(cache_source* source, Use use) {
-  output_view view{};
+// The images as views, which the functions of the interface fill and release.
+bool open_sources(psu_info_view& view);
+void close_sources(psu_info_view& view);
+bool open_outputs(output_view& view);
+void close_outputs(output_view& view);
+
+// Hands `use` the view of a caller's source if there is one, else of an image. False: there is none.
+template <typename View, typename Use>
+bool with_view(cache_source* source, bool (*open)(View&), void (*close)(View&), Use use) {
+  View view{};
   if (source != nullptr) {
     if (source->get == nullptr || source->get(source, &view) == 0) return false;
     use(view);
     return true;
   }
-  if (::get_output_cache_data(&view) == 0) return false;
+  if (!open(view)) return false;
   use(view);
-  ::output_cache_data_free(&view);
+  close(view);
   return true;
+}
+
+template <typename Use>
+bool with_outputs(cache_source* source, Use use) {
+  return with_view<output_view>(source, open_outputs, close_outputs, use);
 }
 
 }  // namespace kvrn

@@ -4,9 +4,12 @@
 #include <kvrn/hw.h>
 
 #include <array>
+#include <cerrno>
 #include <memory>
 
+#include "hw/gpio.hpp"
 #include "hw/gpio_number.hpp"
+#include "util/observe.hpp"
 #include "util/pause.hpp"
 
 namespace {
@@ -24,13 +27,16 @@ enum Direction : int { as_is = -1, input = 0, output = 1 };
 
 // A line by its name on the chip, or by its offset where `name` is null.
 struct Line {
-  const char* chip_path;
+  const char* chip_path;  // null: no such chip
   unsigned offset;
   const char* name;
+  int number = -1;  // packed, where it was asked by that
 };
 
 Line numbered(uint32_t number) {
-  return {::get_chip_path(kvrn::gpio_chip_index(number)), kvrn::gpio_offset(number), nullptr};
+  const uint32_t chip = kvrn::gpio_chip_index(number);
+  return {chip < kvrn::gpio_chips.size() ? kvrn::gpio_chips[chip] : nullptr, kvrn::gpio_offset(number), nullptr,
+          static_cast<int>(number)};
 }
 
 // A line that must have a name: a null name must not mean line 0.
@@ -43,49 +49,8 @@ struct Requested {
   unsigned offset;
 };
 
-Requested request(const Line& line, Direction direction) {
-  Requested result{nullptr, nullptr, line.offset};
-  // The empty name would find the first line that the device tree left unnamed.
-  const bool nameless = line.name != nullptr && *line.name == '\0';
-  if (line.chip_path != nullptr && !nameless) result.chip.reset(::gpiod_chip_open(line.chip_path));
-  if (!result.chip) return result;
-  if (line.name != nullptr) {
-    const int offset = ::gpiod_chip_get_line_offset_from_name(result.chip.get(), line.name);
-    if (offset < 0) return result;
-    result.offset = static_cast<unsigned>(offset);
-  }
-  result.request.reset(::request_line(result.chip.get(), result.offset, direction));
-  return result;
-}
-
-int read(const Line& line, Direction direction) {
-  const Requested requested = request(line, direction);
-  if (!requested.request) return KVRN_GPIO_FAILED;
-  const int value = ::gpiod_line_request_get_value(requested.request.get(), requested.offset);
-  if (value < 0) return KVRN_GPIO_FAILED;
-  return value == GPIOD_LINE_VALUE_ACTIVE ? 1 : 0;
-}
-
-int write(const Line& line, uint32_t value) {
-  // Only 0 and 1 can match a level; any other value always drives the line, 255 too, which is a failed read.
-  const auto level_now = static_cast<uint32_t>(read(line, as_is));
-  if (value <= 1 && level_now == value) return 0;
-  // No initial value: the line goes inactive first, then to its level. The chargers rely on that order.
-  const Requested requested = request(line, output);
-  if (!requested.request) return -1;
-  const auto level = value != 0 ? GPIOD_LINE_VALUE_ACTIVE : GPIOD_LINE_VALUE_INACTIVE;
-  return ::gpiod_line_request_set_value(requested.request.get(), requested.offset, level) == 0 ? 0 : -1;
-}
-
-}  // namespace
-
-const char* get_chip_path(uint32_t chip_index) {
-  return chip_index < kvrn::gpio_chips.size() ? kvrn::gpio_chips[chip_index] : "";
-}
-
-gpiod_line_request* request_line(gpiod_chip* chip, uint32_t offset, int direction) {
+gpiod_line_request* request_offset(gpiod_chip* chip, uint32_t offset, int direction) {
   constexpr int attempts = 10;  // a line that another process holds is free again within a few milliseconds
-  if (chip == nullptr) return nullptr;
   const Owned<gpiod_line_settings> settings(::gpiod_line_settings_new());
   if (!settings) return nullptr;
   if (direction >= 0) {
@@ -103,24 +68,88 @@ gpiod_line_request* request_line(gpiod_chip* chip, uint32_t offset, int directio
   return nullptr;
 }
 
-int gpio_read_by_name(const char* chip_path, const char* line_name) { return read(named(chip_path, line_name), as_is); }
-
-int gpio_read_by_name_force(const char* chip_path, const char* line_name) {
-  return read(named(chip_path, line_name), input);
+Requested request(const Line& line, Direction direction) {
+  Requested result{nullptr, nullptr, line.offset};
+  errno = ENODEV;  // what is said when nothing fails by itself
+  // The empty name would find the first line that the device tree left unnamed.
+  const bool nameless = line.name != nullptr && *line.name == '\0';
+  if (line.chip_path != nullptr && !nameless) result.chip.reset(::gpiod_chip_open(line.chip_path));
+  if (!result.chip) return result;
+  if (line.name != nullptr) {
+    const int offset = ::gpiod_chip_get_line_offset_from_name(result.chip.get(), line.name);
+    if (offset < 0) return result;
+    result.offset = static_cast<unsigned>(offset);
+  }
+  result.request.reset(request_offset(result.chip.get(), result.offset, direction));
+  return result;
 }
 
-int gpio_read(uint32_t line) { return read(numbered(line), as_is); }
+std::optional<bool> level(const Line& line, Direction direction) {
+  const Requested requested = request(line, direction);
+  if (!requested.request) return std::nullopt;
+  const int value = ::gpiod_line_request_get_value(requested.request.get(), requested.offset);
+  if (value < 0) return std::nullopt;
+  return value == GPIOD_LINE_VALUE_ACTIVE;
+}
 
-int gpio_read_force(uint32_t line) { return read(numbered(line), input); }
+std::optional<bool> read_line(const Line& line, Direction direction, kvrn_fact fact = KVRN_FACT_NONE) {
+  const std::optional<bool> value = level(line, direction);
+  kvrn::tell({.kind = KVRN_SOURCE_GPIO, .path = line.chip_path, .number = line.number}, fact,
+             value ? kvrn::answered(*value) : kvrn::failed(errno));
+  return value;
+}
+
+int code(std::optional<bool> value) { return value ? *value : KVRN_GPIO_FAILED; }
+
+int drive(const Line& line, uint32_t value) {
+  // Only 0 and 1 can match a level; any other value always drives the line, 255 too, which is a failed read.
+  const std::optional<bool> now = level(line, as_is);
+  if (value <= 1 && now && *now == (value == 1)) return 0;
+  // No initial value: the line goes inactive first, then to its level. The chargers rely on that order.
+  const Requested requested = request(line, output);
+  if (!requested.request) return -1;
+  const auto wanted = value != 0 ? GPIOD_LINE_VALUE_ACTIVE : GPIOD_LINE_VALUE_INACTIVE;
+  return ::gpiod_line_request_set_value(requested.request.get(), requested.offset, wanted) == 0 ? 0 : -1;
+}
+
+}  // namespace
+
+namespace kvrn::gpio {
+
+std::optional<bool> read(uint32_t line, kvrn_fact fact) { return read_line(numbered(line), as_is, fact); }
+
+bool write(uint32_t line, uint32_t value) { return drive(numbered(line), value) == 0; }
+
+}  // namespace kvrn::gpio
+
+const char* get_chip_path(uint32_t chip_index) {
+  return chip_index < kvrn::gpio_chips.size() ? kvrn::gpio_chips[chip_index] : "";
+}
+
+gpiod_line_request* request_line(gpiod_chip* chip, uint32_t offset, int direction) {
+  return chip == nullptr ? nullptr : request_offset(chip, offset, direction);
+}
+
+int gpio_read_by_name(const char* chip_path, const char* line_name) {
+  return code(read_line(named(chip_path, line_name), as_is));
+}
+
+int gpio_read_by_name_force(const char* chip_path, const char* line_name) {
+  return code(read_line(named(chip_path, line_name), input));
+}
+
+int gpio_read(uint32_t line) { return code(read_line(numbered(line), as_is)); }
+
+int gpio_read_force(uint32_t line) { return code(read_line(numbered(line), input)); }
 
 int gpio_write_ex(const char* chip_path, uint32_t offset, const char* line_name, uint32_t value) {
-  return write({chip_path, offset, line_name}, value);
+  return drive({chip_path, offset, line_name}, value);
 }
 
 int gpio_write_by_name(const char* chip_path, const char* line_name, uint32_t value) {
-  return write(named(chip_path, line_name), value);
+  return drive(named(chip_path, line_name), value);
 }
 
-int gpio_write(uint32_t line, uint32_t value) { return write(numbered(line), value); }
+int gpio_write(uint32_t line, uint32_t value) { return drive(numbered(line), value); }
 
 void gpio_oe() {}

@@ -3,6 +3,7 @@
 #include <kvrn/bytes.h>
 #include <kvrn/hw.h>
 
+#include "hw/i2c.hpp"
 #include "hw/smbus.hpp"
 #include "util/handle.hpp"
 #include "util/number.hpp"
@@ -10,22 +11,51 @@
 
 namespace {
 
-constexpr uint16_t swapped(uint16_t word) { return kvrn::byte_swapped(word); }
+uint16_t swapped(uint16_t word) { return kvrn::byte_swapped(word); }
 
-kvrn::Fd open_device(int bus, uint32_t address) {
-  const kvrn::Text<32> path("/dev/i2c-%d", bus);
-  kvrn::Fd fd = kvrn::Fd::open(path.c_str(), O_RDWR);
-  if (fd && kvrn::i2c_select(fd.get(), address) < 0) fd.reset();
-  return fd;
+int read_register(int fd, uint32_t reg, uint32_t size, i2c_smbus_data& data) {
+  return kvrn::smbus_transfer(fd, I2C_SMBUS_READ, reg, size, data);
+}
+
+// A word, as it comes over the bus. A failure is documented as 0.
+uint16_t word_of(uint32_t bus, uint32_t address, uint32_t reg) {
+  const kvrn::Fd fd = kvrn::i2c::open(kvrn::wrap_i32(bus), address & 0xFF);
+  i2c_smbus_data data{};
+  return fd && read_register(fd.get(), reg & 0xFF, I2C_SMBUS_WORD_DATA, data) >= 0 ? data.word : uint16_t{0};
+}
+
+// Stores a word that was read.
+int read_word(int fd, uint32_t reg, uint16_t* out, uint16_t (*order)(uint16_t)) {
+  i2c_smbus_data data{};
+  const int result = read_register(fd, reg, I2C_SMBUS_WORD_DATA, data);
+  if (result >= 0 && out != nullptr) *out = order(data.word);
+  return result;
 }
 
 }  // namespace
 
-int i2cdev_open(int bus, uint32_t address) { return open_device(bus, address).release(); }
+namespace kvrn::i2c {
+
+Fd open(int bus, std::uint32_t address) {
+  const Text<32> path("/dev/i2c-%d", bus);
+  Fd fd = Fd::open(path.c_str(), O_RDWR);
+  if (fd && i2c_select(fd.get(), address) < 0) fd.reset();
+  return fd;
+}
+
+std::optional<std::uint8_t> read_byte(const Fd& device, std::uint32_t reg) {
+  i2c_smbus_data data{};
+  if (read_register(device.get(), reg, I2C_SMBUS_BYTE_DATA, data) < 0) return std::nullopt;
+  return data.byte;
+}
+
+}  // namespace kvrn::i2c
+
+int i2cdev_open(int bus, uint32_t address) { return kvrn::i2c::open(bus, address).release(); }
 
 int i2cdev_readb(int fd, uint32_t reg, uint8_t* out) {
   i2c_smbus_data data{};
-  const int result = kvrn::smbus_transfer(fd, I2C_SMBUS_READ, reg, I2C_SMBUS_BYTE_DATA, data);
+  const int result = read_register(fd, reg, I2C_SMBUS_BYTE_DATA, data);
   if (result >= 0 && out != nullptr) *out = data.byte;
   return result;
 }
@@ -37,33 +67,18 @@ int i2cdev_writeb(int fd, uint32_t reg, uint32_t value) {
 }
 
 int i2cdev_readw(int fd, uint32_t reg, uint16_t* out) {
-  i2c_smbus_data data{};
-  const int result = kvrn::smbus_transfer(fd, I2C_SMBUS_READ, reg, I2C_SMBUS_WORD_DATA, data);
-  if (result >= 0 && out != nullptr) *out = data.word;
-  return result;
+  return read_word(fd, reg, out, [](uint16_t word) { return word; });
 }
 
-int i2cdev_readws(int fd, uint32_t reg, uint16_t* out) {
-  uint16_t word = 0;
-  const int result = ::i2cdev_readw(fd, reg, &word);
-  if (result >= 0 && out != nullptr) *out = swapped(word);
-  return result;
-}
+int i2cdev_readws(int fd, uint32_t reg, uint16_t* out) { return read_word(fd, reg, out, swapped); }
 
-uint16_t i2c_read_word(uint32_t bus, uint32_t address, uint32_t reg) {
-  const kvrn::Fd fd = open_device(kvrn::wrap_i32(bus), address & 0xFF);
-  uint16_t word = 0;
-  if (fd) (void)::i2cdev_readw(fd.get(), reg & 0xFF, &word);  // a failure is documented as 0
-  return word;
-}
+uint16_t i2c_read_word(uint32_t bus, uint32_t address, uint32_t reg) { return word_of(bus, address, reg); }
 
 uint16_t i2c_read_word_swapped(uint32_t bus, uint32_t address, uint32_t reg) {
-  return swapped(::i2c_read_word(bus, address, reg));
+  return swapped(word_of(bus, address, reg));
 }
 
 uint8_t i2c_read_byte(uint32_t bus, uint32_t address, uint32_t reg) {
-  const kvrn::Fd fd = open_device(kvrn::wrap_i32(bus), address & 0xFF);
-  uint8_t byte = 0;
-  if (fd) (void)::i2cdev_readb(fd.get(), reg & 0xFF, &byte);  // a failure is documented as 0
-  return byte;
+  const kvrn::Fd fd = kvrn::i2c::open(kvrn::wrap_i32(bus), address & 0xFF);
+  return fd ? kvrn::i2c::read_byte(fd, reg & 0xFF).value_or(0) : 0;  // a failure is documented as 0
 }

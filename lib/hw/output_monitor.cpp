@@ -1,40 +1,58 @@
 // SPDX-License-Identifier: MIT
 // The ISL28022 monitors of the DC outputs, through hwmon.
+#include "hw/output_monitor.hpp"
+
 #include <kvrn/hw.h>
-#include <kvrn/psu.h>
 
+#include <algorithm>
+
+#include "board/platform.hpp"
+#include "hw/hwmon.hpp"
 #include "util/number.hpp"
+#include "util/observe.hpp"
 
+namespace kvrn {
 namespace {
 
-// Name of the monitor, or null when the board has no such output.
-const char* monitor(uint32_t output) {
-  int count = 0;
-  const char* const* names = ::get_dc_out_addrs(&count);
-  return output < static_cast<uint32_t>(count) ? names[output] : nullptr;
+int reading(int output, const char* attribute, kvrn_fact fact) {
+  const About about(KVRN_SUBJECT_OUTPUT, output);
+  return std::max(hwmon::read(output_monitors()[static_cast<unsigned>(output)], attribute, fact).value_or(0), 0);
 }
 
-// A failed or negative reading is 0.
-int reading(const char* device, const char* attribute) {
-  int value = 0;
-  if (::i2c_hwmon_readint(device, attribute, &value) != 0) return 0;
-  return value < 0 ? 0 : value;
-}
+int voltage_mv(int output) { return reading(output, "in0_input", KVRN_FACT_VOLTAGE); }
+int current_ma(int output) { return reading(output, "curr1_input", KVRN_FACT_CURRENT); }
 
 }  // namespace
 
-int isl28022_read_voltage_id_direct(uint32_t output) { return reading(monitor(output), "in0_input"); }
+std::int32_t Load::power_uw() const { return mul_i32(voltage_mv, current_ma); }
 
-int isl28022_read_current_id_direct(uint32_t output) { return reading(monitor(output), "curr1_input"); }
-
-int isl28022_read_power_id_direct(uint32_t output) {
-  return kvrn::mul_i32(::isl28022_read_voltage_id_direct(output), ::isl28022_read_current_id_direct(output));
+Load read_load(int output) {
+  const int voltage = kvrn::voltage_mv(output);
+  return {voltage, kvrn::current_ma(output)};
 }
 
+}  // namespace kvrn
+
+namespace {
+
+bool on_board(uint32_t output) { return output < kvrn::output_monitors().size(); }
+
+int power_uw(int output) { return kvrn::read_load(output).power_uw(); }
+
+}  // namespace
+
+int isl28022_read_voltage_id_direct(uint32_t output) {
+  return on_board(output) ? kvrn::voltage_mv(static_cast<int>(output)) : 0;
+}
+
+int isl28022_read_current_id_direct(uint32_t output) {
+  return on_board(output) ? kvrn::current_ma(static_cast<int>(output)) : 0;
+}
+
+int isl28022_read_power_id_direct(uint32_t output) { return on_board(output) ? power_uw(static_cast<int>(output)) : 0; }
+
 int isl28022_read_power_out_direct() {
-  int count = 0;
-  (void)::get_dc_out_addrs(&count);
   int sum = 0;
-  for (int i = 0; i < count; ++i) sum = kvrn::add_i32(sum, ::isl28022_read_power_id_direct(static_cast<uint32_t>(i)));
+  for (int i = 0; i < static_cast<int>(kvrn::output_monitors().size()); ++i) sum = kvrn::add_i32(sum, power_uw(i));
   return sum;
 }

@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: MIT
 // How much power may be drawn, and how much the outputs deliver.
-#include <kvrn/hw.h>
-#include <kvrn/psu.h>
+#include "psu/budget.hpp"
 
 #include <algorithm>
 #include <optional>
 
 #include "board/platform.hpp"
 #include "cache/view.hpp"
+#include "hw/gpio.hpp"
+#include "hw/output_monitor.hpp"
+#include "psu/readout.hpp"
 #include "util/number.hpp"
 
 namespace {
@@ -39,55 +41,75 @@ std::optional<int> shared_power_uw(int output, cache_source* source) {
 }
 
 int direct_power_uw(int output) {
-  if (output == 0) return ::isl28022_read_power_out_direct();
-  return ::isl28022_read_power_id_direct(static_cast<uint32_t>(output) - 1);
+  int sum = 0;
+  const auto count = static_cast<int>(kvrn::output_monitors().size());
+  for (int i = 0; i < count; ++i)
+    if (output == 0 || output == i + 1) sum = kvrn::add_i32(sum, kvrn::read_load(i).power_uw());
+  return sum;
 }
 
-}  // namespace
-
-int psu_get_max_power_mW(int inputs, int batteries, int count_battery) {
+int max_power_mw(int inputs, int batteries, bool count_battery) {
   const kvrn::PowerLimits& limits = kvrn::platform().power;
   // No usable input still gives the full figure: a battery alone carries the outputs.
   if (limits.full == 0 || inputs != 1) return limits.full;
-  const bool assisted = count_battery != 0 && batteries > 0 && ::gpio_read(kvrn::battery_assist_line) == 0;
+  const bool assisted =
+      count_battery && batteries > 0 && kvrn::gpio::read(kvrn::battery_assist_line, KVRN_FACT_ASSIST) == false;
   return assisted ? limits.full : limits.reduced;
 }
 
-int psu_get_max_power_single_mW(int inputs, int batteries) {
-  return capped(::psu_get_max_power_mW(inputs, batteries, 1));
+int max_usable_mw(bool fixed, cache_source* source) {
+  if (fixed) return kvrn::platform().power.fixed;
+  psu_info records[KVRN_PSU_MAX]{};
+  (void)kvrn::read_sources(records, source);  // the board's count decides which records count
+  return kvrn::available_mw(records, true);
 }
 
-int get_max_power_ex(const psu_info* psus, int count_battery) {
-  int inputs = 0;
-  int batteries = 0;
-  const int count = psus == nullptr ? 0 : ::get_psu_count();
-  for (int i = 0; i < count; ++i) {
-    if ((psus[i].status & KVRN_PSU_STATUS_USABLE) == 0) continue;
-    if (psus[i].type == KVRN_PSU_TYPE_INPUT) ++inputs;
-    if (psus[i].type == KVRN_PSU_TYPE_BATTERY) ++batteries;
-  }
-  return ::psu_get_max_power_mW(inputs, batteries, count_battery);
-}
-
-int get_max_power(const psu_info* psus) { return ::get_max_power_ex(psus, 1); }
-
-int get_max_power_single_ex(const psu_info* psus, int count_battery) {
-  return capped(::get_max_power_ex(psus, count_battery));
-}
-
-int get_max_usable_power_ex(int fixed, cache_source* source) {
-  if (fixed != 0) return kvrn::platform().power.fixed;
-  psu_info psus[KVRN_PSU_MAX]{};
-  (void)::psu_info_get_all(psus, source);  // the board's count decides which records count
-  return ::get_max_power(psus);
-}
-
-int get_max_usable_power(int fixed) { return ::get_max_usable_power_ex(fixed, nullptr); }
-
-int get_output_power_ex(int output, cache_source* source) {
+int output_power_mw(int output, cache_source* source) {
   if (output < 0) return 0;
   const auto shared = shared_power_uw(output, source);
   return (shared ? *shared : direct_power_uw(output)) / uw_per_mw;
 }
 
-int get_output_power(int output) { return ::get_output_power_ex(output, nullptr); }
+}  // namespace
+
+namespace kvrn {
+
+std::int32_t available_mw(const psu_info* records, bool count_battery) {
+  int inputs = 0;
+  int batteries = 0;
+  const int count = records == nullptr ? 0 : source_count();
+  for (int i = 0; i < count; ++i) {
+    if ((records[i].status & KVRN_PSU_STATUS_USABLE) == 0) continue;
+    if (records[i].type == KVRN_PSU_TYPE_INPUT) ++inputs;
+    if (records[i].type == KVRN_PSU_TYPE_BATTERY) ++batteries;
+  }
+  return max_power_mw(inputs, batteries, count_battery);
+}
+
+std::int32_t single_supply_mw(const psu_info* records, bool count_battery) {
+  return capped(available_mw(records, count_battery));
+}
+
+}  // namespace kvrn
+
+int psu_get_max_power_mW(int inputs, int batteries, int count_battery) {
+  return max_power_mw(inputs, batteries, count_battery != 0);
+}
+
+int psu_get_max_power_single_mW(int inputs, int batteries) { return capped(max_power_mw(inputs, batteries, true)); }
+
+int get_max_power_ex(const psu_info* psus, int count_battery) { return kvrn::available_mw(psus, count_battery != 0); }
+
+int get_max_power(const psu_info* psus) { return kvrn::available_mw(psus, true); }
+
+int get_max_power_single_ex(const psu_info* psus, int count_battery) {
+  return kvrn::single_supply_mw(psus, count_battery != 0);
+}
+
+int get_max_usable_power_ex(int fixed, cache_source* source) { return max_usable_mw(fixed != 0, source); }
+
+int get_max_usable_power(int fixed) { return max_usable_mw(fixed != 0, nullptr); }
+
+int get_output_power_ex(int output, cache_source* source) { return output_power_mw(output, source); }
+
+int get_output_power(int output) { return output_power_mw(output, nullptr); }

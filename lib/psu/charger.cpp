@@ -1,32 +1,34 @@
 // SPDX-License-Identifier: MIT
 // The battery chargers: which currents there are, and the lines that select and enable them.
-#include <kvrn/hw.h>
 #include <kvrn/psu.h>
 
 #include "board/platform.hpp"
+#include "hw/gpio.hpp"
 
 void psu_get_charging_options(int psu, uint32_t* currents) {
   if (currents == nullptr) return;
   for (int i = 0; i < KVRN_CHARGING_OPTIONS; ++i) currents[i] = 0;
-  for (const kvrn::ChargingRow& row : kvrn::platform().charging_table(psu)) {
+  for (const kvrn::ChargingRow& row : *kvrn::platform().charger(psu).currents) {
     if (row.current_ma == 0) return;
     *currents++ = row.current_ma;
   }
 }
 
 int psu_set_charging_current(int psu, int index) {
-  const kvrn::ChargingTable& table = kvrn::platform().charging_table(psu);
+  const kvrn::ChargingTable& table = *kvrn::platform().charger(psu).currents;
   if (index < 0 || static_cast<std::size_t>(index) >= table.size()) return 0;
   int result = 0;
   for (const kvrn::LineLevel& pair : table[static_cast<std::size_t>(index)].lines)
-    if (pair.line != 0) result = ::gpio_write(pair.line, pair.level);
+    if (pair.line != 0) result = kvrn::gpio::write(pair.line, pair.level) ? 0 : -1;
   return result;
 }
 
 int psu_set_charge(int psu, int on) {
-  if (psu < 2) return 0;
-  const kvrn::Charger& charger = psu == kvrn::smart_charger.psu ? kvrn::smart_charger : kvrn::hwmon_charger;
-  return ::gpio_write(charger.disable_line, on == 0 ? 1 : 0);
+  const kvrn::Platform& platform = kvrn::platform();
+  if (psu < 0) return 0;
+  const auto row = static_cast<std::size_t>(psu);
+  if (row < platform.sources.size() && platform.sources[row].is_input()) return 0;
+  return kvrn::gpio::write(platform.battery(psu, 2).charger.disable_line, on == 0 ? 1 : 0) ? 0 : -1;
 }
 
 int psu_is_enabled() { return 1; }

@@ -1,101 +1,144 @@
 // SPDX-License-Identifier: MIT
 // The input supplies: mains detection and the telemetry of the supplies that speak PMBus.
-#include <kvrn/hw.h>
 #include <kvrn/psu.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <optional>
 
 #include "board/platform.hpp"
+#include "hw/gpio.hpp"
+#include "hw/i2c.hpp"
 #include "psu/readout.hpp"
-#include "util/handle.hpp"
 #include "util/number.hpp"
+#include "util/observe.hpp"
 #include "util/read_file.hpp"
+#include "util/text.hpp"
 
+namespace kvrn {
 namespace {
 
 constexpr int mv_per_count = 400;
 constexpr int ma_per_count = 100;
 constexpr int temp_offset_c = 100;
 
-// A register of a supply; 255 is the supply's "no data".
-std::optional<int> telemetry(const kvrn::Fd& device, uint8_t reg) {
-  uint8_t byte = 255;
-  if (::i2cdev_readb(device.get(), reg, &byte) < 0 || byte == 255) return std::nullopt;
-  return byte;
-}
+// What a supply tells over PMBus: one byte of each command code, with the supplies' own scale.
+enum SupplyRegister : std::uint8_t { vout = 0x8B, iout = 0x8C, temperature = 0x8D };
 
-kvrn::Fd open_supply(const kvrn::Input& input) {
-  return kvrn::Fd(::i2cdev_open(input.monitor_bus, input.monitor_address));
-}
+// An opened supply; without one every register fails for the same reason.
+class Supply {
+ public:
+  explicit Supply(const I2cDevice& device) : at_(device), device_(i2c::open(device.bus, device.address)) {
+    if (!device_) open_error_ = errno;
+  }
+  explicit operator bool() const { return static_cast<bool>(device_); }
 
-void read_telemetry(const kvrn::Input& input, psu_info& out) {
-  const kvrn::Fd device = open_supply(input);
-  if (!device) return;
-  if (const auto count = telemetry(device, kvrn::supply_vout)) {
+  // A register's count; 255 is the supply's "no data".
+  std::optional<int> count(SupplyRegister reg, kvrn_fact fact) const {
+    const auto byte = device_ ? i2c::read_byte(device_, reg) : std::nullopt;
+    const bool refused = byte == std::uint8_t{255};
+    if (observed()) tell_register(reg, fact, byte, refused);
+    if (!byte || refused) return std::nullopt;
+    return *byte;
+  }
+
+ private:
+  void tell_register(SupplyRegister reg, kvrn_fact fact, std::optional<std::uint8_t> byte, bool refused) const {
+    const int error = device_ ? errno : open_error_;
+    const Text<32> path("/dev/i2c-%d", at_.bus);
+    tell({KVRN_SOURCE_I2C, path.c_str(), static_cast<int>(at_.address), reg}, fact,
+         refused ? Answer{KVRN_OUTCOME_REFUSED, 0, 255}
+         : byte  ? answered(*byte)
+                 : failed(error));
+  }
+
+  I2cDevice at_;
+  Fd device_;
+  int open_error_ = 0;
+};
+
+void read_telemetry(const Input& input, psu_info& out) {
+  const Supply supply(input.supply);
+  if (!supply && !observed()) return;
+  if (const auto count = supply.count(vout, KVRN_FACT_OUTPUT_VOLTAGE)) {
     out.supply_vout_mv = *count * mv_per_count;
     out.supply_status = KVRN_PSU_SUPPLY_TELEMETRY;
   }
-  if (const auto count = telemetry(device, kvrn::supply_iout)) {
+  if (const auto count = supply.count(iout, KVRN_FACT_OUTPUT_CURRENT)) {
     out.supply_iout_ma = *count * ma_per_count;
     out.supply_status = KVRN_PSU_SUPPLY_TELEMETRY;
   }
-  if (const auto count = telemetry(device, kvrn::supply_temperature)) {
-    out.supply_temp_c = kvrn::wrap_i8(*count - temp_offset_c);
+  if (const auto count = supply.count(temperature, KVRN_FACT_TEMPERATURE)) {
+    out.supply_temp_c = wrap_i8(*count - temp_offset_c);
     out.supply_status = KVRN_PSU_SUPPLY_TELEMETRY;
   }
+}
+
+std::optional<int> temperature_c(int input) {
+  const int psu = platform().input_number(input);
+  const About about(KVRN_SUBJECT_PSU, psu);
+  const auto count =
+      Supply(platform().sources[static_cast<std::size_t>(psu)].input.supply).count(temperature, KVRN_FACT_TEMPERATURE);
+  if (!count) return std::nullopt;
+  return *count - temp_offset_c;
 }
 
 }  // namespace
 
-namespace kvrn {
-
-bool flag_file(const char* path, bool fallback) {
-  const auto number = read_number(path, parse_d).value;
+bool flag_file(const char* path, bool fallback, kvrn_fact fact) {
+  const auto number = read_number(path, parse_d, fact).value;
   return number ? *number > 0 : fallback;
 }
 
-void read_supply(psu_info& out, int psu) {
-  const Input& input = inputs[psu == 0 ? 0 : 1];
-  const bool answers = platform().slots;
+bool Readout::mains(int psu) {
+  std::optional<bool>& known = mains_[static_cast<std::size_t>(psu)];
+  if (!known) {
+    const About about(KVRN_SUBJECT_PSU, psu);
+    const Input& input = platform().sources[static_cast<std::size_t>(psu)].input;
+    known = flag_file(input.mains_flag, gpio::read(input.mains_line, KVRN_FACT_MAINS) == false, KVRN_FACT_MAINS);
+  }
+  return *known;
+}
+
+int Readout::inputs_with_mains() {
+  int count = 0;
+  for (int psu = 0; psu < source_count(); ++psu)
+    if (platform().sources[static_cast<std::size_t>(psu)].is_input() && mains(psu)) ++count;
+  return count;
+}
+
+void read_supply(Readout& readout, const Input& input, psu_info& out) {
+  const bool answers = input.slot_line != 0;
   // An unreadable slot line counts as a supply in its slot.
-  if (answers) out.type = ::gpio_read(input.slot_line) == 1 ? KVRN_PSU_TYPE_EMPTY : KVRN_PSU_TYPE_INPUT;
+  if (answers && gpio::read(input.slot_line, KVRN_FACT_SLOT) == true) out.type = KVRN_PSU_TYPE_EMPTY;
   out.supply_vout_mv = KVRN_PSU_UNKNOWN_I32;
   out.supply_iout_ma = KVRN_PSU_UNKNOWN_I32;
   out.supply_temp_c = KVRN_PSU_UNKNOWN_TEMP;
   out.status = KVRN_PSU_STATUS_FILLED;
-  if (out.type == KVRN_PSU_TYPE_EMPTY || ::is_ac_connected(psu) == 0) return;
+  if (out.type == KVRN_PSU_TYPE_EMPTY || !readout.mains(static_cast<int>(out.id))) return;
   out.status |= KVRN_PSU_STATUS_USABLE;
   if (answers) read_telemetry(input, out);
 }
 
 }  // namespace kvrn
 
-int is_ac_connected(int input) {
-  const kvrn::Input& facts = kvrn::inputs[input == 0 ? 0 : 1];
-  return kvrn::flag_file(facts.mains_flag, ::gpio_read(facts.mains_line) == 0) ? 1 : 0;
-}
+int is_ac_connected(int input) { return kvrn::Readout().mains(kvrn::platform().input_number(input)) ? 1 : 0; }
 
-int psu_info_ac_connected() { return ::is_ac_connected(0) + ::is_ac_connected(1); }
+int psu_info_ac_connected() { return kvrn::Readout().inputs_with_mains(); }
 
 int get_psu_temp_info(int input, int* temp) {
   if (temp == nullptr) return 0;
-  const kvrn::Fd device = open_supply(kvrn::inputs[input == 0 ? 0 : 1]);
-  if (!device) return 0;
-  const auto count = telemetry(device, kvrn::supply_temperature);
-  if (!count) return 0;
-  *temp = *count - temp_offset_c;
-  return 1;
+  const auto celsius = kvrn::temperature_c(input);
+  if (celsius) *temp = *celsius;
+  return celsius ? 1 : 0;
 }
 
 int read_lcm_temperature(int* temp) {
   if (temp == nullptr) return 0;
-  int first = 0;
-  int second = 0;
-  const bool has_first = ::get_psu_temp_info(0, &first) != 0;
-  const bool has_second = ::get_psu_temp_info(1, &second) != 0;
-  if (!has_first && !has_second) return 0;
-  if (has_first && has_second) first = std::max(first, second);
-  *temp = has_first ? first : second;
-  return 1;
+  const auto first = kvrn::temperature_c(0);
+  const auto second = kvrn::temperature_c(1);
+  // An input that does not answer is colder than any.
+  const auto warmer = std::max(first, second);
+  if (warmer) *temp = *warmer;
+  return warmer ? 1 : 0;
 }

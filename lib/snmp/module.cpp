@@ -6,7 +6,6 @@
 #include "snmp/table.hpp"
 
 #include <iterator>
-#include <memory>
 
 namespace {
 
@@ -51,6 +50,6 @@ kvrn_snmp_module module = {.name = "kvrn",
 int update_kvrn_table(void* host, int row) {
   if (::odb_add == nullptr) return -1;
   if (const int result = add_module(host, static_cast<uint32_t>(row)); result != 0) return result;
-  const std::unique_ptr<sensors_info, kvrn::FreeSummary> info(::sensors_info_get(1));
+  const kvrn::Heap<sensors_info> info = kvrn::read_sensors(true, nullptr, nullptr);
   return info ? add_readings(host, *info) : -1;
 }

@@ -1,15 +1,17 @@
 // SPDX-License-Identifier: MIT
 // The sensor summary: one heap block of everything that a monitoring client shows.
 #include <kvrn/snmp.h>
-#include <kvrn/util.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <span>
 
 #include "cache/view.hpp"
+#include "psu/budget.hpp"
+#include "psu/readout.hpp"
 #include "snmp/sensors.hpp"
 #include "util/handle.hpp"
+#include "util/read_file.hpp"
 
 namespace {
 
@@ -21,12 +23,8 @@ int exists(const char* path) {
 }
 
 void read_board_temps(std::span<int32_t, KVRN_BOARD_TEMPS> out) {
-  int32_t* temps = nullptr;
-  int count = 0;
-  if (::getBoardTemps(&temps, &count) != 0) return;
-  const kvrn::Heap<int32_t> owner(temps);
-  for (int i = 0; i < KVRN_BOARD_TEMPS; ++i)
-    out[static_cast<std::size_t>(i)] = i < count ? temps[i] : KVRN_NO_BOARD_SENSOR;
+  std::ranges::fill(out, KVRN_NO_BOARD_SENSOR);
+  std::ranges::copy(kvrn::board_temperatures(), out.begin());
 }
 
 void copy_outputs(const output_view& view, sensors_info& out) {
@@ -39,22 +37,31 @@ void copy_outputs(const output_view& view, sensors_info& out) {
 
 }  // namespace
 
-sensors_info* sensors_info_get_ex(int with_board_temps, cache_source* outputs, cache_source* psus) {
-  kvrn::Heap<sensors_info> info(static_cast<sensors_info*>(::calloc(1, sizeof(sensors_info))));
+namespace kvrn {
+
+Heap<sensors_info> read_sensors(bool with_board_temps, cache_source* outputs, cache_source* psus) {
+  Heap<sensors_info> info(static_cast<sensors_info*>(::calloc(1, sizeof(sensors_info))));
   if (!info) return nullptr;
-  if (with_board_temps != 0) read_board_temps(info->board_temp);
-  info->power_meter = static_cast<int32_t>(::read_from_file("/tmp/.power_meter"));
-  (void)kvrn::with_outputs(outputs, [&](const output_view& view) { copy_outputs(view, *info); });
+  if (with_board_temps) read_board_temps(info->board_temp);
+  info->power_meter =
+      static_cast<int32_t>(read_number("/tmp/.power_meter", parse_u, KVRN_FACT_POWER_METER).value.value_or(0));
+  (void)with_outputs(outputs, [&](const output_view& view) { copy_outputs(view, *info); });
   info->locate_led = exists("/tmp/.led-status-loc");
-  (void)::psu_info_get_all(info->psu, psus);  // records that nobody fills stay zero
-  const int limit_uw = ::get_max_power_single_ex(info->psu, 0) * uw_per_mw;
-  for (output_status& entry : kvrn::entries(*info)) entry.max_power = limit_uw;
+  (void)read_sources(info->psu, psus);  // records that nobody fills stay zero
+  const int limit_uw = single_supply_mw(info->psu, false) * uw_per_mw;
+  for (output_status& entry : entries(*info)) entry.max_power = limit_uw;
   info->psu_data_stable = exists("/tmp/.psu_data_stable");
-  return info.release();
+  return info;
+}
+
+}  // namespace kvrn
+
+sensors_info* sensors_info_get_ex(int with_board_temps, cache_source* outputs, cache_source* psus) {
+  return kvrn::read_sensors(with_board_temps != 0, outputs, psus).release();
 }
 
 sensors_info* sensors_info_get(int with_board_temps) {
-  return ::sensors_info_get_ex(with_board_temps, nullptr, nullptr);
+  return kvrn::read_sensors(with_board_temps != 0, nullptr, nullptr).release();
 }
 
 void sensors_info_free(sensors_info* info) { ::free(info); }

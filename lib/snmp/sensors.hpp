@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <kvrn/cache.h>
 #include <kvrn/snmp.h>
 
 #include <algorithm>
 #include <cstddef>
 #include <span>
+
+#include "util/handle.hpp"
 
 namespace kvrn {
 
@@ -14,8 +17,10 @@ inline std::span<output_status> entries(sensors_info& info) {
   return {info.output, static_cast<std::size_t>(std::clamp(info.output_count, 0, KVRN_OUTPUT_MAX))};
 }
 
-struct FreeSummary {
-  void operator()(sensors_info* info) const { ::sensors_info_free(info); }
-};
+// A summary, as sensors_info_get_ex() makes it; null without memory.
+Heap<sensors_info> read_sensors(bool with_board_temps, cache_source* outputs, cache_source* psus);
+
+// No board has temperature sensors of its own.
+inline std::span<const std::int32_t> board_temperatures() { return {}; }
 
 }  // namespace kvrn

@@ -1,18 +1,19 @@
 // SPDX-License-Identifier: MIT
 #include "snmp/table.hpp"
 
-#include <kvrn/battery.h>
-#include <kvrn/status.h>
 #include <stdio.h>
 
 #include <algorithm>
 #include <optional>
 #include <span>
 
+#include "battery/data_files.hpp"
+#include "board/platform.hpp"
+#include "psu/readout.hpp"
 #include "snmp/key_reader.hpp"
 #include "snmp/object.hpp"
 #include "snmp/sensors.hpp"
-#include "util/handle.hpp"
+#include "status/alarms.hpp"
 #include "util/number.hpp"
 
 namespace {
@@ -94,10 +95,8 @@ struct PsuRow {
 void read_battery_files(PsuRow& row) {
   const auto psu = static_cast<int>(row.record.id);
   int32_t third = 0;
-  row.charge_pct = ::get_battery_data(psu, &row.time_s, &third);
-  uint32_t flags = 0;
-  int32_t charge_mah = 0;
-  if (::read_battery_flags(psu, &flags, &charge_mah) != 0) row.health = ::is_battery_status_error_flag(flags) + 1;
+  row.charge_pct = kvrn::read_estimate(psu, &row.time_s, &third, nullptr);
+  if (const auto data = kvrn::read_battery_data(psu)) row.health = kvrn::is_battery_error(data->flags) ? 2 : 1;
 }
 
 // YYYYMMDD of the configuration becomes MM/DD/YYYY.
@@ -178,7 +177,7 @@ int add_outputs(void* host, sensors_info& info) {
 }
 
 int add_psus(void* host, sensors_info& info) {
-  const auto count = static_cast<std::size_t>(::get_psu_count());
+  const auto count = static_cast<std::size_t>(kvrn::source_count());
   if (const int result = add_count(host, psus_group, count); result != 0) return result;
   for (const psu_info& record : std::span(info.psu, count)) {
     PsuRow row{.number = kvrn::wrap_i32(int64_t{record.id} + 1), .record = record, .battery = is_battery(record)};
@@ -191,23 +190,21 @@ int add_psus(void* host, sensors_info& info) {
 }
 
 int add_temperatures(void* host) {
-  int32_t* temps = nullptr;
-  int boards = 0;
-  if (::getBoardTemps(&temps, &boards) != 0) boards = 0;
-  const Heap<int32_t> owner(temps);
+  const auto boards = board_temperatures();
   // Read anew: the summary's records are as old as the battery files took.
   psu_info psus[KVRN_PSU_MAX]{};
-  const std::span<psu_info> records(psus, static_cast<std::size_t>(::psu_info_get_all(psus, nullptr)));
+  const std::span<psu_info> records(psus, static_cast<std::size_t>(read_sources(psus, nullptr).count));
   const auto warm =
       std::count_if(records.begin(), records.end(), [](const psu_info& psu) { return millidegrees(psu).has_value(); });
-  int result = add_count(host, temperatures_group, static_cast<std::size_t>(boards + warm));
+  int result = add_count(host, temperatures_group, boards.size() + static_cast<std::size_t>(warm));
   TemperatureRow row{0, board_sensor, 0};
   const auto add = [&](int32_t value) {
     ++row.number;
     row.millidegrees = value;
     return add_row(host, temperatures_group, temperature_columns, static_cast<uint32_t>(row.number), row);
   };
-  for (int i = 0; i < boards && result == 0; ++i) result = add(temps[i] * 1000);
+  for (const int32_t celsius : boards)
+    if (result == 0) result = add(celsius * 1000);
   row.kind = psu_sensor;
   for (const psu_info& psu : records)
     if (const auto value = millidegrees(psu); value && result == 0) result = add(*value);

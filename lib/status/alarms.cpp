@@ -1,40 +1,51 @@
 // SPDX-License-Identifier: MIT
 // Getters and setters of the alarm and status flags.
-#include <kvrn/battery.h>
-#include <kvrn/psu.h>
+#include "status/alarms.hpp"
+
 #include <kvrn/status.h>
 #include <stdio.h>
 
+#include "battery/data_files.hpp"
+#include "board/platform.hpp"
 #include "status/flags.hpp"
-#include "util/read_file.hpp"
-
-namespace {
-
-constexpr unsigned harmless_status_bits = 0x14;
-constexpr int low_charge_pct = 11;
-
-int lv_flag(int index) {
-  char name[64];
-  return kvrn::read_number(::get_status_file(name, index, ""), kvrn::parse_d).value.value_or(0);
-}
-
-}  // namespace
 
 namespace flags = kvrn::flags;
 using kvrn::read_flag;
 using kvrn::write_flag;
 
-int get_overload_status() {
-  int outputs = 0;
-  (void)::get_dc_out_addrs(&outputs);
+namespace kvrn {
+
+bool protection_tripped(int output) { return read_flag(flags::hw_protect, output) > 0; }
+
+int overload() {
+  const auto outputs = static_cast<int>(output_monitors().size());
   for (int output = 0; output < outputs; ++output)
-    if (::get_dc_hwprotect_error(output) == 1) return 2;
+    if (protection_tripped(output)) return 2;
   return read_flag(flags::overload);
 }
 
-int get_overload_status_port(int port) {
-  return ::get_dc_hwprotect_error(port) == 1 ? 2 : read_flag(flags::overload_port, port);
+int output_overload(int output) { return protection_tripped(output) ? 2 : read_flag(flags::overload_port, output); }
+
+int low_voltage(int psu) {
+  constexpr int low_charge_pct = 11;
+  const int value = read_flag(flags::low_voltage, psu);
+  if (value != 0 || psu < 2) return value;
+  // A battery that is nearly empty counts as low voltage even when nobody set its flag.
+  int32_t time_s = 0;
+  int32_t third = 0;
+  return read_estimate(psu, &time_s, &third, nullptr) < low_charge_pct ? 2 : 0;
 }
+
+bool is_battery_error(uint32_t flag_bits) {
+  constexpr uint32_t harmless_bits = 0x14;
+  return (flag_bits & ~harmless_bits) != 0;
+}
+
+}  // namespace kvrn
+
+int get_overload_status() { return kvrn::overload(); }
+
+int get_overload_status_port(int port) { return kvrn::output_overload(port); }
 
 int get_overload_flag(int which) { return read_flag(flags::overload_request, which != 0 ? 1 : 0); }
 
@@ -44,7 +55,7 @@ int insufficient_power_get() { return read_flag(flags::insufficient_power); }
 
 int insufficient_power_set(int value) { return write_flag(flags::insufficient_power, value) ? 1 : 0; }
 
-int get_dc_hwprotect_error(int port) { return read_flag(flags::hw_protect, port) > 0 ? 1 : 0; }
+int get_dc_hwprotect_error(int port) { return kvrn::protection_tripped(port) ? 1 : 0; }
 
 int set_dc_hwprotect_error(int port, int value) { return write_flag(flags::hw_protect, value, port) ? 1 : 0; }
 
@@ -62,22 +73,12 @@ char* get_status_file(char* buffer, int index, const char* infix) {
   if (buffer == nullptr) return nullptr;
   const char* text = infix == nullptr ? "" : infix;
   // The caller's buffer has no stated size: the header names the longest result.
-  if (index == -1)
-    (void)::sprintf(buffer, "/tmp/.lv%s_active", text);
-  else
-    (void)::sprintf(buffer, "/tmp/.lv%s_%d_active", text, index);
+  (void)::sprintf(buffer, index == -1 ? "%s%s_active" : "%s%s_%d_active", flags::low_voltage.base, text, index);
   return buffer;
 }
 
-int get_lvmonitor_status_psu(int psu) {
-  const int value = lv_flag(psu);
-  if (value != 0 || psu < 2) return value;
-  // A battery that is nearly empty counts as low voltage even when nobody set its flag.
-  int time_s = 0;
-  int third = 0;
-  return ::get_battery_data(psu, &time_s, &third) < low_charge_pct ? 2 : 0;
-}
+int get_lvmonitor_status_psu(int psu) { return kvrn::low_voltage(psu); }
 
-int get_lvmonitor_status() { return ::get_lvmonitor_status_psu(-1); }
+int get_lvmonitor_status() { return kvrn::low_voltage(-1); }
 
-int is_battery_status_error_flag(uint32_t flag_bits) { return (flag_bits & ~harmless_status_bits) != 0 ? 1 : 0; }
+int is_battery_status_error_flag(uint32_t flag_bits) { return kvrn::is_battery_error(flag_bits) ? 1 : 0; }

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 // The one code that sums up the device. The order of the checks is the priority of the codes.
-#include <kvrn/battery.h>
 #include <kvrn/psu.h>
 #include <kvrn/status.h>
 
@@ -8,9 +7,15 @@
 #include <optional>
 #include <span>
 
-#include "util/number.hpp"
+#include "battery/data_files.hpp"
+#include "board/platform.hpp"
+#include "status/alarms.hpp"
+#include "status/flags.hpp"
+#include "status/outputs.hpp"
 
 namespace {
+
+namespace flags = kvrn::flags;
 
 // What the PSU records say.
 struct Summary {
@@ -26,14 +31,12 @@ struct Summary {
 bool has(uint8_t flag_bits, int bit) { return (flag_bits & bit) != 0; }
 
 bool has_error(int psu) {
-  uint32_t flag_bits = 0;
-  int value = 0;
-  return ::read_battery_flags(psu, &flag_bits, &value) != 0 && ::is_battery_status_error_flag(flag_bits) == 1;
+  const auto data = kvrn::read_battery_data(psu);
+  return data && kvrn::is_battery_error(data->flags);
 }
 
 void add_battery(Summary& summary, const psu_info& record, int psu) {
-  int percentage = 0;
-  const int calibrating = ::read_battery_calibrating(psu, &percentage);
+  const int calibrating = kvrn::read_calibration(psu).state;
   const auto level = static_cast<int8_t>(calibrating & 0x0F);
   summary.calibration = std::max(summary.calibration, level);
   if (level == 0 && has_error(psu)) {
@@ -43,7 +46,7 @@ void add_battery(Summary& summary, const psu_info& record, int psu) {
   if (summary.battery_mode < 2 && has(record.battery_status, KVRN_PSU_BATTERY_CHARGING))
     summary.battery_mode = has(record.status, KVRN_PSU_STATUS_HIGH_CURRENT) ? 2 : 1;
   summary.battery = true;
-  if ((calibrating & 0x0E) == 0 && ::get_lvmonitor_status_psu(psu) != 0) summary.low_voltage = true;
+  if ((calibrating & 0x0E) == 0 && kvrn::low_voltage(psu) != 0) summary.low_voltage = true;
 }
 
 Summary summarize(std::span<const psu_info> records) {
@@ -61,53 +64,56 @@ Summary summarize(std::span<const psu_info> records) {
 }
 
 bool outputs_off() {
-  int outputs = 0;
-  (void)::get_dc_out_addrs(&outputs);
+  const auto outputs = static_cast<int>(kvrn::output_monitors().size());
   bool unconfigured = false;
   for (int output = 0; output < outputs; ++output) {
-    const int configured = ::is_dc_out_cfg_enabled(output);
+    const int configured = kvrn::read_flag(flags::output_enabled, output);
     if (configured == 1) return true;
     unconfigured = unconfigured || configured == 2;
   }
-  return !unconfigured && ::is_dc_out_enabled(0) == 0;
+  return !unconfigured && !kvrn::is_output_on(0);
 }
 
-// 10 or 11 while mains charges a battery; asked only when no outage counts.
-std::optional<int> charging_code(const Summary& summary) {
+// While mains charges a battery; asked only when no outage counts.
+std::optional<kvrn_device_state> charging_code(const Summary& summary) {
   if (summary.mains == 0 || summary.battery_mode == 0 || summary.calibration >= 2) return std::nullopt;
-  return summary.battery_mode == 2 ? 11 : 10;
+  return summary.battery_mode == 2 ? KVRN_DEVICE_CHARGING_FAST : KVRN_DEVICE_CHARGING;
 }
 
-int idle_code(const Summary& summary) {
-  if (!summary.battery) return summary.mains != 0 ? 14 : 5;
-  if (summary.mains == 0) return 1;
-  return summary.calibration < 2 ? 0 : 12;
+kvrn_device_state idle_code(const Summary& summary) {
+  if (!summary.battery) return summary.mains != 0 ? KVRN_DEVICE_NO_BATTERY : KVRN_DEVICE_OFF;
+  if (summary.mains == 0) return KVRN_DEVICE_ON_BATTERY;
+  return summary.calibration < 2 ? KVRN_DEVICE_NORMAL : KVRN_DEVICE_CALIBRATING;
 }
 
-int battery_outage_code(const Summary& summary) {
-  if (summary.mains != 0) return 14;
-  return summary.battery ? 1 : 5;
+kvrn_device_state battery_outage_code(const Summary& summary) {
+  if (summary.mains != 0) return KVRN_DEVICE_NO_BATTERY;
+  return summary.battery ? KVRN_DEVICE_ON_BATTERY : KVRN_DEVICE_OFF;
 }
 
-}  // namespace
-
-int get_device_state(const psu_info* psus) {
-  const std::size_t count = psus == nullptr ? 0 : static_cast<std::size_t>(::get_psu_count());
+kvrn_device_state state_of(const psu_info* psus) {
+  const std::size_t count = psus == nullptr ? 0 : static_cast<std::size_t>(kvrn::source_count());
   const std::span<const psu_info> records(psus, count);
   const Summary summary = summarize(records);
-  if (summary.battery_error) return 13;
-  if (const int overload = ::get_overload_status(); overload != 0) return overload == 1 ? 8 : 9;
-  if (outputs_off()) return 5;
-  const bool ac_outage = ::get_ac_outage_status() != 0 && summary.mains >= 1 && summary.mains < summary.inputs;
-  bool battery_outage = ::get_battery_outage_status() != 0;
+  if (summary.battery_error) return KVRN_DEVICE_BATTERY_ERROR;
+  if (const int overload = kvrn::overload(); overload != 0)
+    return overload == 1 ? KVRN_DEVICE_OVERLOAD : KVRN_DEVICE_PROTECTED;
+  if (outputs_off()) return KVRN_DEVICE_OFF;
+  const bool ac_outage = kvrn::read_flag(flags::ac_outage) != 0 && summary.mains >= 1 && summary.mains < summary.inputs;
+  bool battery_outage = kvrn::read_flag(flags::battery_outage) != 0;
   if (!ac_outage && (!battery_outage || !summary.battery)) {
     if (const auto code = charging_code(summary)) return *code;
     battery_outage = false;
   } else if (ac_outage) {
     battery_outage = battery_outage && summary.battery;
   }
-  if (::get_lvmonitor_status() == 1) return 5;
-  if (summary.low_voltage) return 4;
-  if (ac_outage) return has(records[0].status, KVRN_PSU_STATUS_USABLE) ? 7 : 6;
+  if (kvrn::low_voltage(-1) == 1) return KVRN_DEVICE_OFF;
+  if (summary.low_voltage) return KVRN_DEVICE_LOW_VOLTAGE;
+  if (ac_outage)
+    return has(records[0].status, KVRN_PSU_STATUS_USABLE) ? KVRN_DEVICE_MAINS_PARTIAL_FIRST : KVRN_DEVICE_MAINS_PARTIAL;
   return battery_outage ? battery_outage_code(summary) : idle_code(summary);
 }
+
+}  // namespace
+
+int get_device_state(const psu_info* psus) { return state_of(psus); }

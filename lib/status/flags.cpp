@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "util/handle.hpp"
+#include "util/observe.hpp"
 #include "util/read_file.hpp"
 
 namespace kvrn {
@@ -14,6 +15,8 @@ FlagName flag_name(const Flag& flag, int index) {
       return FlagName("%s%d", flag.base, index);
     case Indexed::underscored:
       return FlagName("%s_%d", flag.base, index);
+    case Indexed::within:
+      return index == -1 ? FlagName("%s_active", flag.base) : FlagName("%s_%d_active", flag.base, index);
     case Indexed::no:
       break;
   }
@@ -21,7 +24,9 @@ FlagName flag_name(const Flag& flag, int index) {
 }
 
 int read_flag(const Flag& flag, int index) {
-  const auto file = read_number(flag_name(flag, index).c_str(), parse_d);
+  const bool whole = flag.subject == KVRN_SUBJECT_DEVICE || index < 0;
+  const About about(whole ? KVRN_SUBJECT_DEVICE : flag.subject, whole ? 0 : index);
+  const auto file = read_number(flag_name(flag, index).c_str(), parse_d, flag.fact);
   return file.opened ? file.value.value_or(flag.garbage) : flag.absent;
 }
 

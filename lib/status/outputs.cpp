@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
 // DC outputs and PoE: which are on, and the lines that switch them.
+#include "status/outputs.hpp"
+
 #include <kvrn/board.h>
 #include <kvrn/hw.h>
 #include <kvrn/status.h>
@@ -10,6 +12,8 @@
 
 #include "board/platform.hpp"
 #include "cfg/model.hpp"
+#include "hw/gpio.hpp"
+#include "util/observe.hpp"
 
 namespace {
 
@@ -36,45 +40,60 @@ int port_index(const char* device) {
   return name == "eth0" ? 0 : name == "eth1" ? 1 : -1;
 }
 
-// A line that cannot be read (255) counts as on: an output must not pass for safe because a chip is gone.
-bool is_on(uint32_t line) { return ::gpio_read(line) != 0; }
-
-}  // namespace
-
-int is_dc_out_enabled(int output) {
-  if (output == 0)
-    for (const uint8_t line : poe_lines())
-      if (line != 0 && is_on(line)) return 1;
-  if (output < 0 || static_cast<std::size_t>(output) >= kvrn::sense_lines.size()) return 1;  // programs rely on it
-  return is_on(kvrn::sense_lines[static_cast<std::size_t>(output)]) ? 1 : 0;
-}
-
-void get_dc_gpio(int output, uint8_t* lines, uint32_t* level) {
+// The lines that switch an output.
+using Lines = kvrn::OutputLines::value_type;
+Lines lines_of(int output) {
   const kvrn::OutputLines& table = kvrn::platform().output_lines;
-  std::array<uint8_t, 3> row{};
-  if (output >= 0) row = table[std::min(static_cast<std::size_t>(output), table.size() - 1)];
-  if (lines != nullptr) std::copy(row.begin(), row.end(), lines);
-  if (level != nullptr) *level = 0;
+  if (output < 0) return {};
+  return table[std::min(static_cast<std::size_t>(output), table.size() - 1)];
 }
+constexpr uint32_t on_level = 0;
 
-int dc_get_output(int8_t output) {
-  if (output < 0) {
-    const int line = ::get_poe_gpio((output & 127) + 1);
-    return line == 0 ? -1 : ::gpio_read(static_cast<uint32_t>(line));
-  }
-  uint8_t lines[3];
-  uint32_t level = 0;
-  ::get_dc_gpio(output + 1, lines, &level);
-  return std::ranges::any_of(
-      lines, [level](uint8_t line) { return line != 0 && static_cast<uint32_t>(::gpio_read(line)) != level; });
-}
-
-int get_poe_gpio(int interface_index) {
+int poe_line(int interface_index) {
   const kvrn::Config config(::parse(kvrn::device_config));
   const int index = port_index(::get_esc_value(config.get(), nullptr, "netconf.%d.devname", interface_index));
   const kvrn_board_eth* entry = index < 0 ? nullptr : port(static_cast<unsigned>(index));
   return entry == nullptr ? 0 : entry->poe_gpio;
 }
+
+// A line that cannot be read counts as on: an output must not pass for safe because a chip is gone.
+bool is_on(uint32_t line) { return kvrn::gpio::read(line, KVRN_FACT_SWITCHED) != false; }
+
+}  // namespace
+
+namespace kvrn {
+
+bool is_output_on(int output) {
+  const About about(KVRN_SUBJECT_OUTPUT, output);
+  if (output == 0)
+    for (const uint8_t line : poe_lines())
+      if (line != 0 && is_on(line)) return true;
+  const SenseLines& lines = platform().sense_lines;
+  if (output < 0 || static_cast<std::size_t>(output) >= lines.size()) return true;  // programs rely on it
+  return is_on(lines[static_cast<std::size_t>(output)]);
+}
+
+}  // namespace kvrn
+
+int is_dc_out_enabled(int output) { return kvrn::is_output_on(output) ? 1 : 0; }
+
+void get_dc_gpio(int output, uint8_t* lines, uint32_t* level) {
+  const Lines row = lines_of(output);
+  if (lines != nullptr) std::copy(row.begin(), row.end(), lines);
+  if (level != nullptr) *level = on_level;
+}
+
+int dc_get_output(int8_t output) {
+  if (output < 0) {
+    const int line = poe_line((output & 127) + 1);
+    if (line == 0) return -1;
+    const auto level = kvrn::gpio::read(static_cast<uint32_t>(line), KVRN_FACT_SWITCHED);
+    return level ? *level : KVRN_GPIO_FAILED;
+  }
+  return std::ranges::any_of(lines_of(output + 1), [](uint8_t line) { return line != 0 && is_on(line); }) ? 1 : 0;
+}
+
+int get_poe_gpio(int interface_index) { return poe_line(interface_index); }
 
 uint8_t get_poe_status(int interface_index) {
   const kvrn::Config config(::parse(kvrn::device_config));

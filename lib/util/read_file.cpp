@@ -5,18 +5,27 @@
 
 #include <cerrno>
 
+#include "util/observe.hpp"
+
 namespace kvrn {
 
 FileText read_file(const char* path, std::span<char> buffer) {
   // A FIFO in place of a file must not block the reader.
   const Fd fd = Fd::open(path, O_RDONLY | O_NONBLOCK);
-  if (!fd) return {};
+  if (!fd) return {false, errno, {}};
   ssize_t got;
   do {
     got = ::read(fd.get(), buffer.data(), buffer.size());
   } while (got < 0 && errno == EINTR);
-  if (got <= 0) return {true, {}};
-  return {true, std::string_view(buffer.data(), static_cast<std::size_t>(got))};
+  if (got < 0) return {true, errno, {}};
+  return {true, 0, std::string_view(buffer.data(), static_cast<std::size_t>(got))};
+}
+
+void tell_file(const char* path, const FileText& file, std::optional<std::int64_t> value, kvrn_fact fact,
+               kvrn_source_kind kind) {
+  if (!observed()) return;
+  const Answer refused{KVRN_OUTCOME_REFUSED};
+  tell({.kind = kind, .path = path}, fact, file.error != 0 ? failed(file.error) : value ? answered(*value) : refused);
 }
 
 Stream open_stream(const char* path, int flags) {

@@ -3,6 +3,8 @@
 // read, and a file that another process replaces is either the old one or the new one.
 #pragma once
 
+#include <kvrn/observe.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -18,6 +20,7 @@ namespace kvrn {
 // opens, but has no text.
 struct FileText {
   bool opened = false;
+  int error = 0;  // of opening or reading
   std::string_view text;
 };
 FileText read_file(const char* path, std::span<char> buffer);
@@ -33,11 +36,18 @@ struct FileNumber {
   std::optional<T> value;
 };
 
+// Reports what a file answered; a text that was of use has a value.
+void tell_file(const char* path, const FileText& file, std::optional<std::int64_t> value, kvrn_fact fact,
+               kvrn_source_kind kind = KVRN_SOURCE_FILE);
+
 template <typename T>
-FileNumber<T> read_number(const char* path, std::optional<T> (*parse)(std::string_view)) {
+FileNumber<T> read_number(const char* path, std::optional<T> (*parse)(std::string_view),
+                          kvrn_fact fact = KVRN_FACT_NONE, kvrn_source_kind kind = KVRN_SOURCE_FILE) {
   char buffer[512];
   const FileText file = read_file(path, buffer);
-  return {file.opened, parse(file.text)};
+  const std::optional<T> value = parse(file.text);
+  tell_file(path, file, value, fact, kind);
+  return {file.opened, value};
 }
 
 }  // namespace kvrn

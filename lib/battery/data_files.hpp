@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: MIT
+// What the battery monitoring process keeps about each battery in files.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+namespace kvrn {
+
+// The estimated charge in percent, -2 when there is none: then the values are as far as they were read. Waits for a
+// writer that is at it, 600 ms at most.
+int read_estimate(int psu, std::int32_t* time_s, std::int32_t* third, std::int32_t* fourth);
+
+struct BatteryData {
+  std::uint32_t flags;
+  std::int32_t charge_mah;  // -1: none, as the current
+  std::int32_t current_ma;
+};
+std::optional<BatteryData> read_battery_data(int psu);
+
+// The state of the calibration, 0 when there is none, and its percentage.
+struct Calibration {
+  std::int32_t state;
+  std::int32_t percentage;
+};
+Calibration read_calibration(int psu);
+
+}  // namespace kvrn

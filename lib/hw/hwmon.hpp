@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: MIT
+// Integer attributes of I2C and hwmon devices.
+#pragma once
+
+#include <kvrn/observe.h>
+
+#include <optional>
+
+namespace kvrn::hwmon {
+
+// An attribute of a monitor, by the monitor's name; nothing when it cannot be read.
+std::optional<int> read(const char* device, const char* attribute, kvrn_fact fact);
+
+}  // namespace kvrn::hwmon
