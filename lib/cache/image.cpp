@@ -2,12 +2,12 @@
 #include "cache/image.hpp"
 
 #include <kvrn/bytes.h>
-#include <kvrn/util.h>
 #include <sys/stat.h>
 #include <syslog.h>
 
 #include <cerrno>
 
+#include "util/clock.hpp"
 #include "util/number.hpp"
 
 namespace kvrn {
@@ -19,7 +19,7 @@ bool fresh(int fd, const ImageSpec& spec) {
   // The stamp is two words on a 32-bit device: read while it changes from "never" to a time, it may have the low word
   // of the one and the high word of the other. That is no time of this century, and must not look fresh.
   if (stamp == INT64_C(0xFFFFFFFF)) return false;
-  return wrap_add(stamp, image_max_age_s) >= ::get_timestamp_mono();
+  return wrap_add(stamp, image_max_age_s) >= monotonic_s();
 }
 
 }  // namespace

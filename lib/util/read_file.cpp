@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "util/read_file.hpp"
 
+#include <kvrn/util.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -32,3 +33,8 @@ Stream open_stream(const char* path, int flags) {
 }
 
 }  // namespace kvrn
+
+uint32_t read_from_file(const char* path) {
+  if (path == nullptr) return 0;
+  return kvrn::read_number(path, kvrn::parse_u).value.value_or(0);
+}
