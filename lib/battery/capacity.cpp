@@ -2,13 +2,13 @@
 // Capacity of the lead-acid battery by Peukert's law, and open-circuit voltages. The battery monitor compares results
 // across devices: the precision of each step is part of them.
 #include <kvrn/battery.h>
-#include <kvrn/cfg.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <cmath>
 
-#include "cfg/model.hpp"
+#include "cfg/parse.hpp"
+#include "cfg/query.hpp"
 #include "util/number.hpp"
 
 namespace {
@@ -20,9 +20,9 @@ constexpr int32_t default_capacity_ah = 20;
 class Settings {
  public:
   int32_t number(const char* name, int32_t fallback) {
-    if (!parsed_) config_.reset(::parse(kvrn::device_config));
+    if (!parsed_) config_ = kvrn::load(kvrn::device_config);
     parsed_ = true;
-    return ::get_int32(config_.get(), fallback, "psu.monitor.battery.%s", name);
+    return kvrn::find_number(config_.get(), kvrn::pattern_of("psu.monitor.battery.%s", name)).value_or(fallback);
   }
 
  private:

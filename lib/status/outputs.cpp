@@ -9,7 +9,8 @@
 #include <string_view>
 
 #include "board/platform.hpp"
-#include "cfg/model.hpp"
+#include "cfg/parse.hpp"
+#include "cfg/query.hpp"
 
 namespace {
 
@@ -70,13 +71,14 @@ int dc_get_output(int8_t output) {
 }
 
 int get_poe_gpio(int interface_index) {
-  const kvrn::Config config(::parse(kvrn::device_config));
-  const int index = port_index(::get_esc_value(config.get(), nullptr, "netconf.%d.devname", interface_index));
+  const kvrn::Config config = kvrn::load(kvrn::device_config);
+  const kvrn::Pattern key = kvrn::pattern_of("netconf.%d.devname", interface_index);
+  const int index = port_index(kvrn::find_value(config.get(), key));
   const kvrn_board_eth* entry = index < 0 ? nullptr : port(static_cast<unsigned>(index));
   return entry == nullptr ? 0 : entry->poe_gpio;
 }
 
 uint8_t get_poe_status(int interface_index) {
-  const kvrn::Config config(::parse(kvrn::device_config));
-  return ::get_bool(config.get(), 0, "netconf.%d.poe", interface_index) != 0 ? 1 : 0;
+  const kvrn::Config config = kvrn::load(kvrn::device_config);
+  return kvrn::find_switch(config.get(), kvrn::pattern_of("netconf.%d.poe", interface_index)).value_or(false) ? 1 : 0;
 }
