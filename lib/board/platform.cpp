@@ -1,15 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include "board/platform.hpp"
 
-#include <kvrn/board.h>
 #include <kvrn/psu.h>
+
+#include "board/identify.hpp"
 
 namespace kvrn {
 namespace {
 
 std::uint32_t system_id() {
   static std::uint32_t known = 0;
-  if (known == 0) known = board_identify()->system_id;
+  if (known == 0) known = board().system_id;
   return known;
 }
 
@@ -23,7 +24,7 @@ using kvrn::platform;
 
 int get_psu_count() { return platform().psu_count; }
 
-int psu_id_valid(int psu) { return psu >= 0 && psu < get_psu_count() ? 1 : 0; }
+int psu_id_valid(int psu) { return psu >= 0 && psu < platform().psu_count ? 1 : 0; }
 
 int psu_get_type(int psu) { return psu < 2 ? KVRN_PSU_TYPE_INPUT : KVRN_PSU_TYPE_BATTERY; }
 

@@ -72,21 +72,6 @@ constexpr off_t reset_block = 0x18060000;
 constexpr std::size_t reset_block_size = 4096;
 constexpr std::size_t revision_register = 0x90;
 
-uint32_t read_revision() {
-  constexpr auto cannot_open = static_cast<uint32_t>(-2);
-  constexpr auto cannot_map = static_cast<uint32_t>(-1);
-  const kvrn::Fd fd = kvrn::Fd::open("/dev/mem", O_RDONLY | O_SYNC);
-  if (!fd) return cannot_open;
-  // A regular file in place of the device must reach up to the register.
-  struct stat status {};
-  if (::fstat(fd.get(), &status) == 0 && S_ISREG(status.st_mode) &&
-      status.st_size < reset_block + static_cast<off_t>(reset_block_size))
-    return cannot_map;
-  const kvrn::Mapping block(fd.get(), reset_block_size, reset_block);
-  if (!block) return cannot_map;
-  return *reinterpret_cast<const volatile uint32_t*>(static_cast<const char*>(block.get()) + revision_register);
-}
-
 }  // namespace
 
 namespace kvrn {
@@ -98,6 +83,21 @@ std::uint32_t detect_soc() {
   for (const Family& family : families)
     if (kvrn::has_prefix(system, family.prefix)) return family.type;
   return KVRN_SOC_UNKNOWN;
+}
+
+std::uint32_t cpu_revision() {
+  constexpr auto cannot_open = static_cast<std::uint32_t>(-2);
+  constexpr auto cannot_map = static_cast<std::uint32_t>(-1);
+  const Fd fd = Fd::open("/dev/mem", O_RDONLY | O_SYNC);
+  if (!fd) return cannot_open;
+  // A regular file in place of the device must reach up to the register.
+  struct stat status {};
+  if (::fstat(fd.get(), &status) == 0 && S_ISREG(status.st_mode) &&
+      status.st_size < reset_block + static_cast<off_t>(reset_block_size))
+    return cannot_map;
+  const Mapping block(fd.get(), reset_block_size, reset_block);
+  if (!block) return cannot_map;
+  return *reinterpret_cast<const volatile std::uint32_t*>(static_cast<const char*>(block.get()) + revision_register);
 }
 
 }  // namespace kvrn
@@ -117,6 +117,6 @@ uint32_t arch_name_to_type(const char* name, uint32_t length) {
   return KVRN_SOC_UNKNOWN;
 }
 
-uint32_t ar724x_get_cpu_revision() { return read_revision(); }
+uint32_t ar724x_get_cpu_revision() { return kvrn::cpu_revision(); }
 
-uint32_t ar953x_get_cpu_revision() { return read_revision(); }
+uint32_t ar953x_get_cpu_revision() { return kvrn::cpu_revision(); }

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 // DC outputs and PoE: which are on, and the lines that switch them.
-#include <kvrn/board.h>
 #include <kvrn/hw.h>
 #include <kvrn/status.h>
 
@@ -8,6 +7,7 @@
 #include <array>
 #include <string_view>
 
+#include "board/identify.hpp"
 #include "board/platform.hpp"
 #include "cfg/parse.hpp"
 #include "cfg/query.hpp"
@@ -15,9 +15,9 @@
 namespace {
 
 const kvrn_board_eth* port(unsigned index) {
-  const kvrn_board_record* board = ::board_identify();
-  const unsigned count = std::min<unsigned>(board->eth_count, KVRN_BOARD_ETH_MAX);
-  return index < count && board->eth[index].present != 0 ? &board->eth[index] : nullptr;
+  const kvrn_board_record& board = kvrn::board();
+  const unsigned count = std::min<unsigned>(board.eth_count, KVRN_BOARD_ETH_MAX);
+  return index < count && board.eth[index].present != 0 ? &board.eth[index] : nullptr;
 }
 
 // The board's PoE lines, 0 where a port has none; collected once.
