@@ -17,7 +17,10 @@ def names(text):
 
 def main(build, nm="nm"):
     exported = names(Path(MAP).read_text(encoding="utf-8"))
-    objects = sorted(Path(build, "lib/CMakeFiles/kvrn_objects.dir").rglob("*.o"))
+    folder = Path(build, "lib/CMakeFiles/kvrn_objects.dir")
+    # A build folder keeps the objects of files that are gone.
+    objects = sorted(file for file in folder.rglob("*.o")
+                     if Path("lib", file.relative_to(folder).with_suffix("")).exists())
     if not objects:
         sys.exit(f"{build}: no objects of the library")
     faults = []
