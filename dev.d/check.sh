@@ -19,6 +19,11 @@ check_clang() {
   python3 dev.d/rpath.py build/clang/bin build/clang/lib
 }
 
+check_doors() {
+  build clang kvrn_objects
+  python3 dev.d/doors.py build/clang
+}
+
 check_tidy() {
   build clang
   tracked 'lib/*.cpp' 'tools/*.cpp' |
@@ -36,6 +41,7 @@ check_asan() {
 
 check_mips() {
   build_mips
+  python3 dev.d/doors.py build/mips "$mips_host-readelf"
   python3 dev.d/size.py build/mips/lib/libkvrn.so.1
   run_tests mips
 }

@@ -20,8 +20,10 @@ TEST(Average, SlidesOverTheRingAndWrapsAt32Bits) {
   EXPECT_EQ(avg_value_buff_add(&buffer, 3'000'000'000), 3'000'000'000 - (INT64_C(1) << 32));
   EXPECT_EQ(buffer.average, -1'294'967'296);
   // The sum wraps without trapping.
-  avg_value_buff_add(&buffer, INT64_MAX);
-  avg_value_buff_add(&buffer, INT64_MAX);
+  EXPECT_EQ(avg_value_buff_add(&buffer, INT64_MAX), 1'500'000'000);
+  EXPECT_EQ(avg_value_buff_add(&buffer, INT64_MAX), -1);
+  avg_value_buff_reset(&buffer);
+  EXPECT_EQ(avg_value_buff_add(&buffer, INT64_MIN), 0);
   avg_value_buff_clean(&buffer);
   EXPECT_NE(buffer.samples, nullptr);
   avg_value_buff_clean(nullptr);

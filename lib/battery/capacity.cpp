@@ -2,13 +2,14 @@
 // Capacity of the lead-acid battery by Peukert's law, and open-circuit voltages. The battery monitor compares results
 // across devices: the precision of each step is part of them.
 #include <kvrn/battery.h>
-#include <kvrn/cfg.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <cmath>
 
-#include "cfg/model.hpp"
+#include "battery/data_files.hpp"
+#include "cfg/parse.hpp"
+#include "cfg/query.hpp"
 #include "util/number.hpp"
 
 namespace {
@@ -20,9 +21,9 @@ constexpr int32_t default_capacity_ah = 20;
 class Settings {
  public:
   int32_t number(const char* name, int32_t fallback) {
-    if (!parsed_) config_.reset(::parse(kvrn::device_config));
+    if (!parsed_) config_ = kvrn::load(kvrn::device_config);
     parsed_ = true;
-    return ::get_int32(config_.get(), fallback, "psu.monitor.battery.%s", name);
+    return kvrn::find_number(config_.get(), kvrn::pattern_of("psu.monitor.battery.%s", name)).value_or(fallback);
   }
 
  private:
@@ -51,9 +52,35 @@ bool configuration_changed() {
   return true;
 }
 
+double peukert_of(uint32_t capacity_ah) {
+  // The first line starts at 7 although it serves from 8 on, so the exponent drops between the two. Kept: the
+  // capacities that devices reported were computed with it.
+  if (capacity_ah < 8) return 1.21;
+  if (capacity_ah < 40) return 1.21 + (1.06 - 1.21) * (static_cast<double>(capacity_ah) - 7) / (40 - 7);
+  if (capacity_ah < 150) return 1.06 + (1.04 - 1.06) * (static_cast<double>(capacity_ah) - 40) / (150 - 40);
+  return 1.04;
+}
+
+uint32_t calibration_ma(uint32_t hours, uint32_t capacity_ah) {
+  if (hours == 0) hours = capacity_ah < 31 ? 20 : 10;
+  return capacity_ah * 1000 / hours;
+}
+
+uint64_t corrected_freely(uint64_t amount, uint64_t current, uint64_t reference, double exponent) {
+  if (reference == 0 || exponent < 1.0) return amount;
+  const double ratio = (static_cast<double>(current) / 1000) / (static_cast<double>(reference) / 1000);
+  return kvrn::truncated_u64(static_cast<double>(amount) * std::pow(ratio, exponent - 1));
+}
+
+// At least 95 % of the amount.
+uint64_t corrected(uint64_t amount, uint64_t current, uint64_t reference, double exponent) {
+  const uint64_t least = kvrn::truncated_u64(static_cast<double>(amount) * 0.95);
+  return std::max(corrected_freely(amount, current, reference, exponent), least);
+}
+
 float exponent_of(Settings& settings, uint32_t capacity_ah) {
   const float configured = static_cast<float>(settings.number("peukert", 0)) / 1000.0F;
-  return configured != 0.0F ? configured : static_cast<float>(::get_bat_peukert_ex(capacity_ah, 0));
+  return configured != 0.0F ? configured : static_cast<float>(peukert_of(capacity_ah));
 }
 
 uint64_t sign_extended(int32_t value) { return static_cast<uint64_t>(int64_t{value}); }
@@ -75,44 +102,28 @@ int read_lcm_battery_capacity_mah() {
   if (loaded.capacity_mah == 0 || changed)
     loaded.capacity_mah = kvrn::mul_i32(settings.number("capacity", default_capacity_ah), 1000);
   const auto capacity_ah = static_cast<uint32_t>(loaded.capacity_mah / 1000);
-  int32_t charge_mah = -1;
-  int32_t current_ma = 0;
-  if (::read_battery_flags_v2(lead_acid_psu, nullptr, &charge_mah, &current_ma) == 0 || charge_mah < 0)
-    return loaded.capacity_mah;
+  const auto data = kvrn::read_battery_data(lead_acid_psu);
+  if (!data || data->charge_mah < 0) return loaded.capacity_mah;
   if (loaded.exponent == 0.0F || changed) loaded.exponent = exponent_of(settings, capacity_ah);
   if (loaded.reference_ma == 0 || changed) {
     const auto hours = static_cast<uint32_t>(settings.number("capacity_time", 0));
-    loaded.reference_ma = ::get_calib_current_from_Ah(hours, capacity_ah);
+    loaded.reference_ma = calibration_ma(hours, capacity_ah);
   }
-  const uint64_t corrected = ::apply_peukert(sign_extended(charge_mah), sign_extended(current_ma), loaded.reference_ma,
-                                             static_cast<double>(loaded.exponent));
-  return kvrn::wrap_i32(static_cast<int64_t>(corrected));
+  const uint64_t amount = corrected(sign_extended(data->charge_mah), sign_extended(data->current_ma),
+                                    loaded.reference_ma, static_cast<double>(loaded.exponent));
+  return kvrn::wrap_i32(static_cast<int64_t>(amount));
 }
 
-double get_bat_peukert_ex(uint32_t capacity_ah, int fixed) {
-  if (fixed != 0) return 1.01;
-  // The first line starts at 7 although it serves from 8 on, so the exponent drops between the two. Kept: the
-  // capacities that devices reported were computed with it.
-  if (capacity_ah < 8) return 1.21;
-  if (capacity_ah < 40) return 1.21 + (1.06 - 1.21) * (static_cast<double>(capacity_ah) - 7) / (40 - 7);
-  if (capacity_ah < 150) return 1.06 + (1.04 - 1.06) * (static_cast<double>(capacity_ah) - 40) / (150 - 40);
-  return 1.04;
-}
+double get_bat_peukert_ex(uint32_t capacity_ah, int fixed) { return fixed != 0 ? 1.01 : peukert_of(capacity_ah); }
 
-uint32_t get_calib_current_from_Ah(uint32_t hours, uint32_t capacity_ah) {
-  if (hours == 0) hours = capacity_ah < 31 ? 20 : 10;
-  return capacity_ah * 1000 / hours;
-}
+uint32_t get_calib_current_from_Ah(uint32_t hours, uint32_t capacity_ah) { return calibration_ma(hours, capacity_ah); }
 
 uint64_t apply_peukert_ex(uint64_t amount, uint64_t current, uint64_t reference, double exponent) {
-  if (reference == 0 || exponent < 1.0) return amount;
-  const double ratio = (static_cast<double>(current) / 1000) / (static_cast<double>(reference) / 1000);
-  return kvrn::truncated_u64(static_cast<double>(amount) * std::pow(ratio, exponent - 1));
+  return corrected_freely(amount, current, reference, exponent);
 }
 
 uint64_t apply_peukert(uint64_t amount, uint64_t current, uint64_t reference, double exponent) {
-  const uint64_t least = kvrn::truncated_u64(static_cast<double>(amount) * 0.95);
-  return std::max(::apply_peukert_ex(amount, current, reference, exponent), least);
+  return corrected(amount, current, reference, exponent);
 }
 
 int getVoltageOpenCircuit(int voltage, int current, int resistance, int cells) {

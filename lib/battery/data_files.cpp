@@ -178,6 +178,15 @@ Calibration read_calibration(int psu) {
 
 }  // namespace kvrn
 
+static int store_data(int psu, uint32_t* flags, int32_t* charge, int32_t* current) {
+  const auto data = kvrn::read_battery_data(psu);
+  if (!data) return 0;
+  store(flags, data->flags);
+  store(charge, data->charge_mah);
+  store(current, data->current_ma);
+  return 1;
+}
+
 const char* get_filename_bat_psu_id(const char* base, int battery) {
   static char name[512];
   if (battery < 1 || base == nullptr) return base;
@@ -196,17 +205,10 @@ int get_battery_data(int psu, int32_t* time_s, int32_t* third) {
 
 int is_battery_error_flag(uint32_t flags) { return is_error(flags) ? 1 : 0; }
 
-int read_battery_flags(int psu, uint32_t* flags, int32_t* charge) {
-  return ::read_battery_flags_v2(psu, flags, charge, nullptr);
-}
+int read_battery_flags(int psu, uint32_t* flags, int32_t* charge) { return store_data(psu, flags, charge, nullptr); }
 
 int read_battery_flags_v2(int psu, uint32_t* flags, int32_t* charge, int32_t* current) {
-  const auto data = kvrn::read_battery_data(psu);
-  if (!data) return 0;
-  store(flags, data->flags);
-  store(charge, data->charge_mah);
-  store(current, data->current_ma);
-  return 1;
+  return store_data(psu, flags, charge, current);
 }
 
 int get_battery_internal_resistance(int psu) {

@@ -1,92 +1,110 @@
 // SPDX-License-Identifier: MIT
 // The calibration partition: the unit's MAC addresses, board id and revision, and the radio's calibration.
-#include <kvrn/board.h>
-#include <limits.h>
+#include "board/eeprom.hpp"
+
 #include <mtd/mtd-user.h>
 #include <string.h>
 #include <sys/ioctl.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <optional>
 
 #include "board/partition.hpp"
-#include "util/handle.hpp"
+#include "util/observe.hpp"
 #include "util/text.hpp"
 
+namespace kvrn {
 namespace {
 
 constexpr std::size_t smallest_image = 4096;
 constexpr std::size_t radio_offset = 4096;
 
 // Where a calibration block may lie in the radio data, in words; the last is taken unchecked.
-constexpr uint32_t checked_blocks[]{256 / 2, 128 / 2};
-constexpr uint32_t fallback_block = 512 / 2;
-constexpr uint32_t longest_block = 4096;  // bytes
+constexpr std::uint32_t checked_blocks[]{256 / 2, 128 / 2};
+constexpr std::uint32_t fallback_block = 512 / 2;
+constexpr std::uint32_t longest_block = 4096;  // bytes
 
-std::optional<std::size_t> claimed_size(int partition) {
-  const kvrn::Text<32> path("/dev/mtd%d", partition);
-  const kvrn::Fd fd = kvrn::Fd::open(path.c_str(), O_RDONLY);
-  mtd_info_user info{};
-  if (!fd || ::ioctl(fd.get(), MEMGETINFO, &info) < 0) return std::nullopt;
-  return info.size;
+// Reports what keeps the calibration from being read.
+Eeprom without(const char* path, const Answer& answer) {
+  tell({KVRN_SOURCE_BOARD, path}, KVRN_FACT_CALIBRATION, answer);
+  return nullptr;
 }
 
-uint16_t word_at(const ar7240_eeprom& image, uint32_t index) {
-  return index < KVRN_EEPROM_RADIO_WORDS ? uint16_t{image.radio_copy[index]} : uint16_t{0};
-}
-
-bool block_is_valid(const ar7240_eeprom& image, uint32_t start) {
-  const uint32_t length = word_at(image, start);
+bool block_is_valid(const ar7240_eeprom& image, std::uint32_t start) {
+  const std::uint32_t length = radio_word(image, start);
   if (length == 0 || length > longest_block) return false;
-  uint16_t sum = 0;
-  for (uint32_t i = 0; i < length / 2; ++i) sum ^= word_at(image, start + i);
+  std::uint16_t sum = 0;
+  for (std::uint32_t i = 0; i < length / 2; ++i) sum ^= radio_word(image, start + i);
   return sum == 0xFFFF;
 }
 
-uint32_t choose_block(const ar7240_eeprom& image) {
-  for (const uint32_t start : checked_blocks)
+std::uint32_t choose_block(const ar7240_eeprom& image) {
+  for (const std::uint32_t start : checked_blocks)
     if (block_is_valid(image, start)) return start;
   return fallback_block;
 }
 
 }  // namespace
 
-ar7240_eeprom* ar7240_eeprom_parse() {
-  const auto partition = kvrn::find_calibration_partition();
-  if (!partition) return nullptr;
-  const auto claimed = claimed_size(*partition);
-  if (!claimed) return nullptr;
-  const kvrn::Text<32> path("/dev/mtdblock%d", *partition);
-  const kvrn::Fd fd = kvrn::Fd::open(path.c_str(), O_RDONLY);
-  if (!fd) return nullptr;
-  const kvrn::Mapping flash(fd.get(), *claimed);
-  if (!flash) return nullptr;
+Eeprom read_eeprom() {
+  constexpr Answer useless{KVRN_OUTCOME_REFUSED};
+  int error = 0;
+  const auto partition = find_calibration_partition(&error);
+  if (!partition) return without(partitions_file, error != 0 ? failed(error) : useless);
+  const Text<32> path("/dev/mtd%d", *partition);
+  const Fd device = Fd::open(path.c_str(), O_RDONLY);
+  mtd_info_user info{};
+  if (!device || ::ioctl(device.get(), MEMGETINFO, &info) < 0) return without(path.c_str(), failed(errno));
+  const Text<32> block_path("/dev/mtdblock%d", *partition);
+  const Fd fd = Fd::open(block_path.c_str(), O_RDONLY);
+  const Mapping flash = fd ? Mapping(fd.get(), info.size) : Mapping();
+  if (!flash) return without(block_path.c_str(), failed(errno));
   // A partition may be smaller than it claims; a page behind its end must not be touched.
   const off_t end = std::max<off_t>(::lseek(fd.get(), 0, SEEK_END), 0);
-  const auto available = std::min<uint64_t>({*claimed, static_cast<uint64_t>(end), INT_MAX});
-  return ::ar7240_eeprom_parsemem(static_cast<const uint8_t*>(flash.get()), static_cast<int>(available));
+  const auto available = std::min<std::uint64_t>(info.size, static_cast<std::uint64_t>(end));
+  Eeprom image = parse_eeprom({static_cast<const std::uint8_t*>(flash.get()), static_cast<std::size_t>(available)});
+  tell({KVRN_SOURCE_BOARD, block_path.c_str()}, KVRN_FACT_CALIBRATION, image ? answered(0) : useless);
+  return image;
 }
 
-ar7240_eeprom* ar7240_eeprom_parsemem(const uint8_t* flash, int size) {
-  if (flash == nullptr || size < static_cast<int>(smallest_image)) return nullptr;
-  auto* image = static_cast<ar7240_eeprom*>(::calloc(1, sizeof(ar7240_eeprom)));
-  if (image == nullptr) return nullptr;
-  ::memcpy(image->board_copy, flash, sizeof image->board_copy);
-  const std::size_t radio_bytes = std::min(static_cast<std::size_t>(size) - radio_offset, sizeof image->radio_copy);
-  ::memcpy(static_cast<void*>(image->radio_copy), flash + radio_offset, radio_bytes);
+Eeprom parse_eeprom(std::span<const std::uint8_t> flash) {
+  if (flash.size() < smallest_image) return nullptr;
+  Eeprom image(static_cast<ar7240_eeprom*>(::calloc(1, sizeof(ar7240_eeprom))));
+  if (!image) return nullptr;
+  ::memcpy(image->board_copy, flash.data(), sizeof image->board_copy);
+  const std::size_t radio_bytes = std::min(flash.size() - radio_offset, sizeof image->radio_copy);
+  ::memcpy(static_cast<void*>(image->radio_copy), flash.data() + radio_offset, radio_bytes);
   image->board = image->board_copy;
   image->radio = image->radio_copy;
   image->cal = image->radio_copy + choose_block(*image);
   return image;
 }
 
-void ar7240_eeprom_free(ar7240_eeprom* image) { ::free(image); }
+std::uint16_t radio_word(const ar7240_eeprom& image, std::uint32_t index) {
+  return index < KVRN_EEPROM_RADIO_WORDS ? std::uint16_t{image.radio_copy[index]} : std::uint16_t{0};
+}
+
+std::uint16_t calibration_word(const ar7240_eeprom& image, std::uint32_t index) {
+  if (index >= KVRN_EEPROM_RADIO_WORDS) return 0;
+  return radio_word(image, static_cast<std::uint32_t>(image.cal - image.radio_copy) + index);
+}
+
+}  // namespace kvrn
+
+ar7240_eeprom* ar7240_eeprom_parse() { return kvrn::read_eeprom().release(); }
+
+ar7240_eeprom* ar7240_eeprom_parsemem(const uint8_t* flash, int size) {
+  if (flash == nullptr || size < 0) return nullptr;
+  return kvrn::parse_eeprom({flash, static_cast<std::size_t>(size)}).release();
+}
+
+void ar7240_eeprom_free(ar7240_eeprom* image) { const kvrn::Eeprom owned(image); }
 
 uint16_t ar7240_rd_get(const ar7240_eeprom* image, uint32_t index) {
-  return image == nullptr ? uint16_t{0} : word_at(*image, index);
+  return image == nullptr ? uint16_t{0} : kvrn::radio_word(*image, index);
 }
 
 uint16_t ar7240_rd_base_get(const ar7240_eeprom* image, uint32_t index) {
-  if (image == nullptr || index >= KVRN_EEPROM_RADIO_WORDS) return 0;
-  return word_at(*image, static_cast<uint32_t>(image->cal - image->radio_copy) + index);
+  return image == nullptr ? uint16_t{0} : kvrn::calibration_word(*image, index);
 }

@@ -1,21 +1,19 @@
 // SPDX-License-Identifier: MIT
 // Identification on one SoC family: which row, and the unit's own facts that go into it.
-#include <kvrn/board.h>
+#include "board/family.hpp"
+
 #include <string.h>
 
-#include <memory>
 #include <span>
 
+#include "board/eeprom.hpp"
+#include "board/soc.hpp"
 #include "board/tables.hpp"
 
+namespace kvrn {
 namespace {
 
-struct FreeImage {
-  void operator()(ar7240_eeprom* image) const { ::ar7240_eeprom_free(image); }
-};
-using Image = std::unique_ptr<ar7240_eeprom, FreeImage>;
-
-using Mac = uint8_t[6];
+using Mac = std::uint8_t[6];
 
 // The first 20 bytes of the partition.
 struct BoardData {
@@ -26,7 +24,7 @@ struct BoardData {
 };
 static_assert(sizeof(BoardData) == KVRN_EEPROM_BOARD_SIZE);
 
-constexpr uint16_t board_data_magic = 0x0777;
+constexpr std::uint16_t board_data_magic = 0x0777;
 
 BoardData board_data(const ar7240_eeprom& image) {
   BoardData data;
@@ -37,27 +35,27 @@ BoardData board_data(const ar7240_eeprom& image) {
 // What was found out about this unit; zero where it was not.
 struct Unit {
   kvrn_board_record* row = nullptr;
-  uint16_t id = 0;
-  uint16_t vendor = 0;
-  uint16_t calibration = 0;
+  std::uint16_t id = 0;
+  std::uint16_t vendor = 0;
+  std::uint16_t calibration = 0;
   Mac base_mac{};
   Mac port_mac[2]{};
 };
 
-void set_id(Unit& unit, uint16_t id, uint16_t vendor) {
+void set_id(Unit& unit, std::uint16_t id, std::uint16_t vendor) {
   unit.id = id;
   unit.vendor = vendor;
 }
 
-bool has_id(const kvrn_board_record& row, uint32_t arch, uint16_t id) {
+bool has_id(const kvrn_board_record& row, std::uint32_t arch, std::uint16_t id) {
   return row.soc_type == arch && (row.system_id == id || (row.radio_count != 0 && row.radio_subsys_id == id));
 }
 
 // The best row: without a revision, or with the highest that the board's revision reaches. An erased revision word
 // (0xFFFFFFFF) reaches none.
-kvrn_board_record* match_ar724x(uint32_t arch, uint16_t id, uint32_t revision) {
+kvrn_board_record* match_ar724x(std::uint32_t arch, std::uint16_t id, std::uint32_t revision) {
   kvrn_board_record* best = nullptr;
-  for (kvrn_board_record& row : kvrn::ar724x_table()) {
+  for (kvrn_board_record& row : ar724x_table()) {
     if (!has_id(row, arch, id)) continue;
     const bool reached = revision != UINT32_MAX && revision >= row.min_revision;
     const bool better = best == nullptr ? row.min_revision == 0 || reached
@@ -67,31 +65,31 @@ kvrn_board_record* match_ar724x(uint32_t arch, uint16_t id, uint32_t revision) {
   return best;
 }
 
-kvrn_board_record* match_qca953x(uint32_t arch, uint16_t id) {
-  for (kvrn_board_record& row : kvrn::qca953x_table())
+kvrn_board_record* match_qca953x(std::uint32_t arch, std::uint16_t id) {
+  for (kvrn_board_record& row : qca953x_table())
     if (has_id(row, arch, id)) return &row;
   return nullptr;
 }
 
-void put_word(uint8_t* mac, uint16_t word) {
-  mac[0] = static_cast<uint8_t>(word >> 8);
-  mac[1] = static_cast<uint8_t>(word);
+void put_word(std::uint8_t* mac, std::uint16_t word) {
+  mac[0] = static_cast<std::uint8_t>(word >> 8);
+  mac[1] = static_cast<std::uint8_t>(word);
 }
 
 // Radio data words that hold the id and the vendor in front of it.
-constexpr uint32_t id_words[]{20, 11};
+constexpr std::uint32_t id_words[]{20, 11};
 
-void identify_by_radio(Unit& unit, const ar7240_eeprom& image, const BoardData& data, uint32_t arch) {
-  const uint16_t mark = ::ar7240_rd_get(&image, 0);
+void identify_by_radio(Unit& unit, const ar7240_eeprom& image, const BoardData& data, std::uint32_t arch) {
+  const std::uint16_t mark = radio_word(image, 0);
   if (mark != 0xA55A && mark != 0x5AA5) return;
-  for (const uint32_t word : id_words) {
-    set_id(unit, ::ar7240_rd_get(&image, word), ::ar7240_rd_get(&image, word - 1));
+  for (const std::uint32_t word : id_words) {
+    set_id(unit, radio_word(image, word), radio_word(image, word - 1));
     unit.row = match_ar724x(arch, unit.id, data.revision);
     if (unit.row != nullptr) break;
   }
-  unit.calibration = ::ar7240_rd_base_get(&image, 4);
+  unit.calibration = calibration_word(image, 4);
   if (unit.row != nullptr && unit.row->radio_count != 0) {
-    for (uint32_t i = 0; i < 3; ++i) put_word(unit.base_mac + 2 * i, ::ar7240_rd_base_get(&image, 6 + i));
+    for (std::uint32_t i = 0; i < 3; ++i) put_word(unit.base_mac + 2 * i, calibration_word(image, 6 + i));
   } else {
     ::memcpy(unit.base_mac, data.mac[0], sizeof unit.base_mac);
   }
@@ -113,10 +111,10 @@ void put_unit(kvrn_board_record& record, const Unit& unit) {
   record.radio_subsys_vendor_id = unit.vendor;
 }
 
-void put_calibration(kvrn_board_record& record, uint16_t word) {
-  constexpr uint16_t erased = 0x3FFF;
-  uint32_t flag = 0;
-  uint32_t value = word & 0x3FFF;
+void put_calibration(kvrn_board_record& record, std::uint16_t word) {
+  constexpr std::uint16_t erased = 0x3FFF;
+  std::uint32_t flag = 0;
+  std::uint32_t value = word & 0x3FFF;
   if ((word & 0x8000) != 0)
     flag = 0x10000;
   else if (value == erased)
@@ -128,15 +126,15 @@ void put_calibration(kvrn_board_record& record, uint16_t word) {
   record.features |= flag;
 }
 
-void clamp_mtu(kvrn_board_eth& port, uint16_t limit) {
+void clamp_mtu(kvrn_board_eth& port, std::uint16_t limit) {
   if (port.max_mtu > limit) port.max_mtu = limit;
 }
 
-void clamp_all(kvrn_board_record& record, uint16_t limit) {
+void clamp_all(kvrn_board_record& record, std::uint16_t limit) {
   for (unsigned i = 0; i < record.eth_count && i < KVRN_BOARD_ETH_MAX; ++i) clamp_mtu(record.eth[i], limit);
 }
 
-constexpr uint16_t highest_mtu = 2024;
+constexpr std::uint16_t highest_mtu = 2024;
 
 void put_mtu_limits(kvrn_board_record& record) {
   if ((record.cpu_revision & 0xFFF00) == 0) {
@@ -151,33 +149,39 @@ void put_mtu_limits(kvrn_board_record& record) {
 
 }  // namespace
 
-const kvrn_board_record* ar7240_identify(uint32_t arch) {
+const kvrn_board_record& identify_ar724x(std::uint32_t arch) {
   Unit unit;
-  if (const Image image{::ar7240_eeprom_parse()}) {
+  if (const Eeprom image = read_eeprom()) {
     const BoardData data = board_data(*image);
     identify_by_radio(unit, *image, data, arch);
     if (unit.row == nullptr && identify_by_board_data(unit, data))
       unit.row = match_ar724x(arch, unit.id, data.revision);
     ::memcpy(unit.port_mac, data.mac, sizeof unit.port_mac);
   }
-  kvrn_board_record& record = unit.row != nullptr ? *unit.row : ar7240_board;
+  kvrn_board_record& record = unit.row != nullptr ? *unit.row : ar724x_generic();
   put_unit(record, unit);
   put_calibration(record, unit.calibration);
-  record.cpu_revision = ::ar724x_get_cpu_revision();
+  record.cpu_revision = cpu_revision();
   put_mtu_limits(record);
-  return &record;
+  return record;
 }
 
-const kvrn_board_record* ar953x_identify(uint32_t arch) {
+const kvrn_board_record& identify_qca953x(std::uint32_t arch) {
   Unit unit;
-  if (const Image image{::ar7240_eeprom_parse()}) {
+  if (const Eeprom image = read_eeprom()) {
     const BoardData data = board_data(*image);
     if (identify_by_board_data(unit, data)) unit.row = match_qca953x(arch, unit.id);
     ::memcpy(unit.port_mac, data.mac, sizeof unit.port_mac);
   }
-  kvrn_board_record& record = unit.row != nullptr ? *unit.row : ar953x_board;
+  kvrn_board_record& record = unit.row != nullptr ? *unit.row : qca953x_generic();
   put_unit(record, unit);
-  record.cpu_revision = ::ar953x_get_cpu_revision();
+  record.cpu_revision = cpu_revision();
   clamp_all(record, highest_mtu);
-  return &record;
+  return record;
 }
+
+}  // namespace kvrn
+
+const kvrn_board_record* ar7240_identify(uint32_t arch) { return &kvrn::identify_ar724x(arch); }
+
+const kvrn_board_record* ar953x_identify(uint32_t arch) { return &kvrn::identify_qca953x(arch); }

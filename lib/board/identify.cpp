@@ -1,22 +1,48 @@
 // SPDX-License-Identifier: MIT
 // Chooses the board of this process, once, and looks rows up.
-#include <kvrn/board.h>
+#include "board/identify.hpp"
+
 #include <string.h>
 
+#include "board/family.hpp"
+#include "board/model.hpp"
 #include "board/scramble.hpp"
 #include "board/soc.hpp"
 #include "board/tables.hpp"
 
+namespace kvrn {
 namespace {
 
 constexpr std::size_t code_length = 5;
+
+// The record of boards that are not ours.
+consteval kvrn_board_record unknown() {
+  kvrn_board_record record{};
+  put_text(record.name, "Unknown");
+  record.soc_type = KVRN_SOC_UNKNOWN;
+  record.param_a = 30;
+  record.param_b = 140;
+  record.eth_count = 1;
+  record.decoded = 1;
+  return record;
+}
+constinit kvrn_board_record unknown_board = unknown();
+
+// Boards that are told apart by their radio alone.
+struct NameOverride {
+  char display_name[32];
+  std::uint16_t system_id;
+  std::uint16_t radio_subsys_id;
+};
+// No shipped board has system id 1; the comparison stays for boards that programs describe themselves.
+constexpr NameOverride name_overrides[]{{"Cellbank9", 0x0001, 0x3009}, {"Cellbank5", 0x0001, 0x3005}};
 
 // A row is decoded in place when it is first handed out.
 const kvrn_board_record* decoded(const kvrn_board_record* found) {
   if (found == nullptr || found->decoded != 0) return found;
   auto* row = const_cast<kvrn_board_record*>(found);
-  kvrn::scramble(row->name);
-  kvrn::scramble(row->platform_code);
+  scramble(row->name);
+  scramble(row->platform_code);
   row->decoded = 1;
   return row;
 }
@@ -38,15 +64,27 @@ const kvrn_board_record* find_id(std::span<const kvrn_board_record> rows, uint32
   return nullptr;
 }
 
-const kvrn_board_record* identify() {
-  switch (kvrn::detect_soc()) {
+// The rows of this SoC's family; none on another SoC.
+std::span<const kvrn_board_record> family_rows() {
+  switch (detect_soc()) {
     case KVRN_SOC_AR724X:
-      return decoded(::ar7240_identify(KVRN_SOC_AR724X));
+      return ar724x_table();
     case KVRN_SOC_QCA953X:
-      return decoded(::ar953x_identify(KVRN_SOC_QCA953X));
+      return qca953x_table();
     default:
-      kvrn::unknown_board().radio_count = 0;
-      return &kvrn::unknown_board();
+      return {};
+  }
+}
+
+const kvrn_board_record* identify() {
+  switch (detect_soc()) {
+    case KVRN_SOC_AR724X:
+      return decoded(&identify_ar724x(KVRN_SOC_AR724X));
+    case KVRN_SOC_QCA953X:
+      return decoded(&identify_qca953x(KVRN_SOC_QCA953X));
+    default:
+      unknown_board.radio_count = 0;
+      return &unknown_board;
   }
 }
 
@@ -63,67 +101,66 @@ uint32_t ordinal_in(const kvrn_board_led& led, const Role& role) { return led.ro
 
 }  // namespace
 
-const kvrn_board_record* board_identify() {
+const kvrn_board_record& board() {
   static const kvrn_board_record* chosen = nullptr;
   if (chosen == nullptr) chosen = identify();
-  return chosen;
+  return *chosen;
 }
+
+}  // namespace kvrn
+
+const kvrn_board_record* board_identify() { return &kvrn::board(); }
 
 const kvrn_board_record* board_identify_platform(const char* code) {
   if (code == nullptr) return nullptr;
-  char scrambled[code_length + 1] = "";
-  ::strncpy(scrambled, code, code_length);
+  char scrambled[kvrn::code_length + 1] = "";
+  ::strncpy(scrambled, code, kvrn::code_length);
   kvrn::scramble(scrambled);
-  switch (kvrn::detect_soc()) {
-    case KVRN_SOC_AR724X:
-      return decoded(::ar7240_identify_platform(scrambled, code));
-    case KVRN_SOC_QCA953X:
-      return decoded(::ar953x_identify_platform(scrambled, code));
-    default:
-      return nullptr;
-  }
+  return kvrn::decoded(kvrn::find_code(kvrn::family_rows(), scrambled, code));
 }
 
 const kvrn_board_record* board_identify_system(uint32_t system_id) {
-  if (kvrn::detect_soc() == KVRN_SOC_QCA953X) return decoded(::ar953x_identify_system(system_id));
-  return decoded(::ar7240_identify_system(system_id));
+  const bool is_qca953x = kvrn::detect_soc() == KVRN_SOC_QCA953X;
+  return kvrn::decoded(kvrn::find_id(is_qca953x ? kvrn::qca953x_table() : kvrn::ar724x_table(), system_id));
 }
 
 const kvrn_board_record* ar7240_identify_platform(const char* scrambled, const char* plain) {
-  return find_code(kvrn::ar724x_table(), scrambled, plain);
+  return kvrn::find_code(kvrn::ar724x_table(), scrambled, plain);
 }
 
 const kvrn_board_record* ar953x_identify_platform(const char* scrambled, const char* plain) {
-  return find_code(kvrn::qca953x_table(), scrambled, plain);
+  return kvrn::find_code(kvrn::qca953x_table(), scrambled, plain);
 }
 
-const kvrn_board_record* ar7240_identify_system(uint32_t system_id) { return find_id(kvrn::ar724x_table(), system_id); }
+const kvrn_board_record* ar7240_identify_system(uint32_t system_id) {
+  return kvrn::find_id(kvrn::ar724x_table(), system_id);
+}
 
 const kvrn_board_record* ar953x_identify_system(uint32_t system_id) {
-  return find_id(kvrn::qca953x_table(), system_id);
+  return kvrn::find_id(kvrn::qca953x_table(), system_id);
 }
 
 const char* map_board_name(const kvrn_board_record* board) {
   if (board == nullptr) return nullptr;
   if (board->radio_count != 0)
-    for (const kvrn::NameOverride& entry : kvrn::name_overrides())
+    for (const kvrn::NameOverride& entry : kvrn::name_overrides)
       if (entry.system_id == board->system_id && entry.radio_subsys_id == board->radio_subsys_id)
         return entry.display_name;
   return board->name;
 }
 
 int led_idx(const kvrn_board_record* board, int role, int ordinal) {
-  const Role* const wanted = find_role(role);
+  const kvrn::Role* const wanted = kvrn::find_role(role);
   if (board == nullptr || wanted == nullptr || ordinal < 1) return -1;
   for (int i = 0; i < KVRN_BOARD_LED_MAX; ++i)
-    if (ordinal_in(board->leds[i], *wanted) == static_cast<uint32_t>(ordinal)) return i;
+    if (kvrn::ordinal_in(board->leds[i], *wanted) == static_cast<uint32_t>(ordinal)) return i;
   return -1;
 }
 
 int led_cnt(const kvrn_board_record* board, int role) {
-  const Role* const wanted = find_role(role);
+  const kvrn::Role* const wanted = kvrn::find_role(role);
   if (board == nullptr || wanted == nullptr) return 0;
   int count = 0;
-  for (const kvrn_board_led& led : board->leds) count += ordinal_in(led, *wanted) != 0 ? 1 : 0;
+  for (const kvrn_board_led& led : board->leds) count += kvrn::ordinal_in(led, *wanted) != 0 ? 1 : 0;
   return count;
 }

@@ -11,8 +11,10 @@
 namespace kvrn {
 
 // The number of the flash partition with the calibration data, by /proc/mtd; the devices are named after it.
-inline std::optional<int> find_calibration_partition() {
-  Lines<257> lines("/proc/mtd");
+inline constexpr const char* partitions_file = "/proc/mtd";
+inline std::optional<int> find_calibration_partition(int* error = nullptr) {
+  Lines<257> lines(partitions_file);
+  if (error != nullptr) *error = lines.error();
   for (std::string_view line; lines.next(line);) {
     if (!has_prefix(line, "mtd")) continue;
     if (line.find("EEPROM") == std::string_view::npos && line.find("ART") == std::string_view::npos) continue;

@@ -1,15 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include "board/platform.hpp"
 
-#include <kvrn/board.h>
 #include <kvrn/psu.h>
+
+#include "board/identify.hpp"
 
 namespace kvrn {
 namespace {
 
 std::uint32_t system_id() {
   static std::uint32_t known = 0;
-  if (known == 0) known = board_identify()->system_id;
+  if (known == 0) known = board().system_id;
   return known;
 }
 

@@ -7,11 +7,13 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <string_view>
 
 #include "util/handle.hpp"
 #include "util/lines.hpp"
 #include "util/number.hpp"
+#include "util/observe.hpp"
 #include "util/view.hpp"
 
 namespace {
@@ -42,9 +44,10 @@ std::string_view trimmed(std::string_view text) {
 }
 
 CpuInfo read_cpu_info() {
+  static constexpr const char* cpuinfo = "/proc/cpuinfo";
   constexpr std::size_t longest_key = 32;
   CpuInfo info;
-  kvrn::Lines<129> lines("/proc/cpuinfo");
+  kvrn::Lines<129> lines(cpuinfo);
   for (std::string_view line; lines.next(line);) {
     const std::size_t colon = line.find(':');
     if (colon == std::string_view::npos || colon + 1 == line.size()) continue;
@@ -56,6 +59,8 @@ CpuInfo read_cpu_info() {
     if (kvrn::has_prefix(key, "system type") || kvrn::has_prefix(key, "Hardware")) info.system.assign(value);
     if (kvrn::has_prefix(key, "cpu model") || kvrn::has_prefix(key, "Processor")) info.cpu.assign(value);
   }
+  const int error = lines.error();
+  kvrn::tell({KVRN_SOURCE_BOARD, cpuinfo}, KVRN_FACT_FAMILY, error == 0 ? kvrn::answered(0) : kvrn::failed(error));
   return info;
 }
 
@@ -72,21 +77,6 @@ constexpr off_t reset_block = 0x18060000;
 constexpr std::size_t reset_block_size = 4096;
 constexpr std::size_t revision_register = 0x90;
 
-uint32_t read_revision() {
-  constexpr auto cannot_open = static_cast<uint32_t>(-2);
-  constexpr auto cannot_map = static_cast<uint32_t>(-1);
-  const kvrn::Fd fd = kvrn::Fd::open("/dev/mem", O_RDONLY | O_SYNC);
-  if (!fd) return cannot_open;
-  // A regular file in place of the device must reach up to the register.
-  struct stat status {};
-  if (::fstat(fd.get(), &status) == 0 && S_ISREG(status.st_mode) &&
-      status.st_size < reset_block + static_cast<off_t>(reset_block_size))
-    return cannot_map;
-  const kvrn::Mapping block(fd.get(), reset_block_size, reset_block);
-  if (!block) return cannot_map;
-  return *reinterpret_cast<const volatile uint32_t*>(static_cast<const char*>(block.get()) + revision_register);
-}
-
 }  // namespace
 
 namespace kvrn {
@@ -98,6 +88,32 @@ std::uint32_t detect_soc() {
   for (const Family& family : families)
     if (kvrn::has_prefix(system, family.prefix)) return family.type;
   return KVRN_SOC_UNKNOWN;
+}
+
+std::uint32_t cpu_revision() {
+  constexpr auto cannot_open = static_cast<std::uint32_t>(-2);
+  constexpr auto cannot_map = static_cast<std::uint32_t>(-1);
+  constexpr Place place{KVRN_SOURCE_BOARD, "/dev/mem"};
+  const Fd fd = Fd::open(place.path, O_RDONLY | O_SYNC);
+  if (!fd) {
+    tell(place, KVRN_FACT_REVISION, failed(errno));
+    return cannot_open;
+  }
+  const auto refused = [&] {
+    tell(place, KVRN_FACT_REVISION, {KVRN_OUTCOME_REFUSED});
+    return cannot_map;
+  };
+  // A regular file in place of the device must reach up to the register.
+  struct stat status {};
+  if (::fstat(fd.get(), &status) == 0 && S_ISREG(status.st_mode) &&
+      status.st_size < reset_block + static_cast<off_t>(reset_block_size))
+    return refused();
+  const Mapping block(fd.get(), reset_block_size, reset_block);
+  if (!block) return refused();
+  const std::uint32_t revision =
+      *reinterpret_cast<const volatile std::uint32_t*>(static_cast<const char*>(block.get()) + revision_register);
+  tell(place, KVRN_FACT_REVISION, answered(revision));
+  return revision;
 }
 
 }  // namespace kvrn
@@ -117,6 +133,6 @@ uint32_t arch_name_to_type(const char* name, uint32_t length) {
   return KVRN_SOC_UNKNOWN;
 }
 
-uint32_t ar724x_get_cpu_revision() { return read_revision(); }
+uint32_t ar724x_get_cpu_revision() { return kvrn::cpu_revision(); }
 
-uint32_t ar953x_get_cpu_revision() { return read_revision(); }
+uint32_t ar953x_get_cpu_revision() { return kvrn::cpu_revision(); }

@@ -24,3 +24,5 @@ constinit Table kvrn_ar724x_table = kvrn::make_table(kvrn::models_ar724x, KVRN_S
 KVRN_EXPORT_GENERIC(ar7240_board, kvrn_ar724x_table);
 
 std::span<kvrn_board_record> kvrn::ar724x_table() { return kvrn_ar724x_table.rows; }
+
+kvrn_board_record& kvrn::ar724x_generic() { return kvrn_ar724x_table.generic; }

@@ -23,3 +23,5 @@ constinit Table kvrn_qca953x_table = kvrn::make_table(kvrn::models_qca953x, KVRN
 KVRN_EXPORT_GENERIC(ar953x_board, kvrn_qca953x_table);
 
 std::span<kvrn_board_record> kvrn::qca953x_table() { return kvrn_qca953x_table.rows; }
+
+kvrn_board_record& kvrn::qca953x_generic() { return kvrn_qca953x_table.generic; }

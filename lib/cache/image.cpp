@@ -2,12 +2,12 @@
 #include "cache/image.hpp"
 
 #include <kvrn/bytes.h>
-#include <kvrn/util.h>
 #include <sys/stat.h>
 #include <syslog.h>
 
 #include <cerrno>
 
+#include "util/clock.hpp"
 #include "util/number.hpp"
 #include "util/observe.hpp"
 
@@ -26,11 +26,11 @@ std::int64_t age(std::int64_t stamp) {
   // The stamp is two words on a 32-bit device: read while it changes from "never" to a time, it may have the low word
   // of the one and the high word of the other. That is no time of this century, and must not look fresh.
   constexpr std::int64_t torn = INT64_C(0xFFFFFFFF);
-  return stamp < 0 || stamp == torn ? KVRN_NEVER_REFRESHED : wrap_add(::get_timestamp_mono(), -stamp);
+  return stamp < 0 || stamp == torn ? KVRN_NEVER_REFRESHED : wrap_add(monotonic_s(), -stamp);
 }
 
 bool fresh(std::int64_t stamp) {
-  return stamp != INT64_C(0xFFFFFFFF) && wrap_add(stamp, image_max_age_s) >= ::get_timestamp_mono();
+  return stamp != INT64_C(0xFFFFFFFF) && wrap_add(stamp, image_max_age_s) >= monotonic_s();
 }
 
 bool usable(int fd, const ImageSpec& spec) {

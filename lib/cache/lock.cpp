@@ -87,9 +87,7 @@ void destroy(InterProcessLock* self) {
   ::free(self);
 }
 
-}  // namespace
-
-InterProcessLock* InterProcessLockNew(const char* path, int64_t wait_s) {
+InterProcessLock* make(const char* path, int64_t wait_s) {
   if (path == nullptr) return nullptr;
   kvrn::Heap<InterProcessLock> object(static_cast<InterProcessLock*>(::calloc(1, sizeof(InterProcessLock))));
   kvrn::Heap<State> state(static_cast<State*>(::calloc(1, sizeof(State))));
@@ -99,4 +97,8 @@ InterProcessLock* InterProcessLockNew(const char* path, int64_t wait_s) {
   return object.release();
 }
 
-InterProcessLock* get_dc_output_lock() { return ::InterProcessLockNew("/tmp/.dc_out_lock", 10); }
+}  // namespace
+
+InterProcessLock* InterProcessLockNew(const char* path, int64_t wait_s) { return make(path, wait_s); }
+
+InterProcessLock* get_dc_output_lock() { return make("/tmp/.dc_out_lock", 10); }

@@ -2,16 +2,18 @@
 #include "cache/writer.hpp"
 
 #include <kvrn/bytes.h>
-#include <kvrn/util.h>
 #include <sys/stat.h>
 #include <syslog.h>
 
 #include <cerrno>
 
+#include "util/clock.hpp"
+
 namespace kvrn {
 namespace {
 
 constexpr std::size_t largest_image = 552;
+constexpr std::size_t largest_record = 136;
 constexpr mode_t image_mode = 0640;  // all programs that share the images run as one user
 constexpr std::int64_t never = -1;
 
@@ -62,7 +64,7 @@ bool map_for_writing(const WriterSpec& spec, Fd fd, WriterImage& image) {
   // The stamp first, and without it nothing, so that no reader takes the cleared record for a fresh one. The first
   // record only: programs show the others' last values until the first refresh. An image that cannot be written ages by
   // itself.
-  static constexpr std::byte zero[largest_image]{};
+  const std::byte zero[largest_record]{};
   if (write_stamp(fd.get(), file, never)) (void)write_image(fd.get(), {zero, spec.record_size}, 0);
   image = {start, fd.release()};
   return true;
@@ -87,7 +89,7 @@ int publish(const WriterSpec& spec, const WriterImage& image, std::span<const st
   // Each is one write at its place, so a file that was cut short is whole again. Without the records no stamp: what
   // did not arrive must not look fresh.
   if (!write_image(image.fd, records, 0)) return 0;
-  const std::int64_t now = ::get_timestamp_mono();
+  const std::int64_t now = monotonic_s();
   (void)write_stamp(image.fd, spec.image, now);  // an old stamp tells readers what a failure here means
   return static_cast<int>(now >> 32);
 }

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include <kvrn/cfg.h>
+#include "cfg/escape.hpp"
+
 #include <stdlib.h>
 #include <string.h>
 
+namespace kvrn {
 namespace {
 
 constexpr bool is_special(char c) { return c == '`' || c == '\\' || c == '"' || c == '$'; }
@@ -21,7 +23,7 @@ char* escaped_copy(const char* text, size_t size) {
 
 }  // namespace
 
-const char* esc_value(cfg_entry* record) {
+const char* escaped(cfg_entry* record) {
   if (record == nullptr) return nullptr;
   if (record->escaped != nullptr || record->value == nullptr) return record->escaped;
   size_t special = 0;
@@ -29,3 +31,7 @@ const char* esc_value(cfg_entry* record) {
   record->escaped = special == 0 ? record->value : escaped_copy(record->value, ::strlen(record->value) + special + 1);
   return record->escaped;
 }
+
+}  // namespace kvrn
+
+const char* esc_value(cfg_entry* record) { return kvrn::escaped(record); }

@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "cfg/key.hpp"
+#include "cfg/model.hpp"
 #include "cfg/sort.hpp"
 
 namespace kvrn {
@@ -15,7 +16,7 @@ KeyNode* sort_by_key(KeyNode* first) {
                     [](const KeyNode& a, const KeyNode& b) { return cfg_key_cmp(a.record->key, b.record->key) < 0; });
 }
 
-KeyIndex::KeyIndex(const cfg_entry* chain) : chain_(chain), count_(static_cast<std::size_t>(get_cfg_count(chain))) {
+KeyIndex::KeyIndex(const cfg_entry* chain) : chain_(chain), count_(count_of(chain)) {
   const Heap<KeyNode> nodes(static_cast<KeyNode*>(::calloc(count_, sizeof(KeyNode))));
   sorted_.reset(static_cast<const cfg_entry**>(::calloc(count_, sizeof(const cfg_entry*))));
   if (count_ == 0 || !nodes || !sorted_) {

@@ -3,6 +3,8 @@
 
 #include <string.h>
 
+#include <utility>
+
 #include "cfg/model.hpp"
 #include "cfg/sort.hpp"
 
@@ -21,7 +23,16 @@ bool has_value(const cfg_entry& record, const char* value) {
   return record.value != nullptr && ::strcmp(record.value, value) == 0;
 }
 
+// Links the records anew in key order.
+cfg_entry* sorted(cfg_entry* first) {
+  return sort_chain(first, [](const cfg_entry& a, const cfg_entry& b) { return cfg_key_cmp(a.key, b.key) < 0; });
+}
+
 }  // namespace
+
+void FreeList::operator()(cfg_entry* first) const {
+  while (first != nullptr) free_record(std::exchange(first, first->next));
+}
 
 List matching(const cfg_entry* cfg, bool exact, const Pattern& pattern) {
   Chain chain;
@@ -45,7 +56,7 @@ List section(const cfg_entry* cfg, const Pattern& prefix, Middle middle, const c
       free_record(record);
     }
   }
-  return List(sort_cfg(first));
+  return List(sorted(first));
 }
 
 }  // namespace kvrn
@@ -69,18 +80,9 @@ cfg_entry* get_cfg_section(const cfg_entry* cfg, const char* suffix, const char*
   return kvrn::section(cfg, start, kvrn::Middle::component, suffix, value).release();
 }
 
-cfg_entry* sort_cfg(cfg_entry* first) {
-  return kvrn::sort_chain(first,
-                          [](const cfg_entry& a, const cfg_entry& b) { return kvrn::cfg_key_cmp(a.key, b.key) < 0; });
-}
+cfg_entry* sort_cfg(cfg_entry* first) { return kvrn::sorted(first); }
 
-void free_cfg_it(cfg_entry* first) {
-  while (first != nullptr) {
-    cfg_entry* next = first->next;
-    kvrn::free_record(first);
-    first = next;
-  }
-}
+void free_cfg_it(cfg_entry* first) { const kvrn::List owned(first); }
 
 void free_cfg_it_member(cfg_entry** first, cfg_entry* record) {
   if (first == nullptr || record == nullptr) return;

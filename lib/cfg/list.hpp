@@ -9,8 +9,9 @@
 
 namespace kvrn {
 
+// A result list: the texts belong to the configuration.
 struct FreeList {
-  void operator()(cfg_entry* first) const { ::free_cfg_it(first); }
+  void operator()(cfg_entry* first) const;
 };
 using List = std::unique_ptr<cfg_entry, FreeList>;
 

@@ -4,6 +4,8 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include <utility>
+
 #include "util/handle.hpp"
 
 namespace kvrn {
@@ -50,24 +52,24 @@ void free_entry(cfg_entry* entry) {
   ::free(entry);
 }
 
+void FreeConfig::operator()(cfg_entry* first) const {
+  while (first != nullptr) free_entry(std::exchange(first, first->next));
+}
+
 cfg_entry* last_of(cfg_entry* first) {
   if (first == nullptr) return nullptr;
   while (first->next != nullptr) first = first->next;
   return first;
 }
 
-}  // namespace kvrn
-
-void free_cfg(cfg_entry* cfg) {
-  while (cfg != nullptr) {
-    cfg_entry* next = cfg->next;
-    kvrn::free_entry(cfg);
-    cfg = next;
-  }
-}
-
-int get_cfg_count(const cfg_entry* first) {
-  int count = 0;
+std::size_t count_of(const cfg_entry* first) {
+  std::size_t count = 0;
   for (; first != nullptr; first = first->next) ++count;
   return count;
 }
+
+}  // namespace kvrn
+
+void free_cfg(cfg_entry* cfg) { const kvrn::Config owned(cfg); }
+
+int get_cfg_count(const cfg_entry* first) { return static_cast<int>(kvrn::count_of(first)); }

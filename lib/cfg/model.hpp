@@ -4,6 +4,7 @@
 
 #include <kvrn/cfg.h>
 
+#include <cstddef>
 #include <memory>
 #include <string_view>
 
@@ -24,14 +25,11 @@ void drop_escaped(cfg_entry& record);
 void free_record(cfg_entry* record);  // a result list's record: the texts belong to the configuration
 void free_entry(cfg_entry* entry);    // a configuration's entry, texts included
 
-// A configuration that parse() made.
+// A configuration: its entries are the owner's.
 struct FreeConfig {
-  void operator()(cfg_entry* first) const { ::free_cfg(first); }
+  void operator()(cfg_entry* first) const;
 };
 using Config = std::unique_ptr<cfg_entry, FreeConfig>;
-
-// The running device's configuration.
-inline constexpr const char* device_config = "/tmp/system.cfg";
 
 // A chain as parsing and searching build it: the first record heads the list and every later one goes directly behind
 // it. Everything that lists or saves a configuration shows this order, and programs rely on it.
@@ -50,6 +48,8 @@ class Chain {
 
 // The last record; null for the empty chain.
 cfg_entry* last_of(cfg_entry* first);
+
+std::size_t count_of(const cfg_entry* first);
 
 inline std::string_view text_of(const char* text) { return text == nullptr ? std::string_view() : text; }
 

@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: MIT
-#include <stdio.h>
+#include "cfg/parse.hpp"
+
 #include <string.h>
 
 #include "cfg/line_reader.hpp"
-#include "cfg/model.hpp"
 #include "cfg/protect.hpp"
 #include "cfg/trim.hpp"
+#include "util/observe.hpp"
 #include "util/read_file.hpp"
 
 namespace kvrn {
@@ -24,23 +25,29 @@ cfg_entry* parse_line(std::string_view line) {
 }
 
 }  // namespace
-}  // namespace kvrn
 
-cfg_entry* parse_stream(FILE* stream) {
+Config load(FILE* stream) {
   if (stream == nullptr) return nullptr;
-  kvrn::LineReader lines(stream);
-  kvrn::Chain chain;
+  LineReader lines(stream);
+  Chain chain;
   std::string_view line;
   while (lines.next(line)) {
-    cfg_entry* entry = kvrn::parse_line(line);
+    cfg_entry* entry = parse_line(line);
     if (entry == nullptr) continue;
-    kvrn::open_entry(*entry);
+    open_entry(*entry);
     chain.add(entry);
   }
-  return chain.first();
+  return Config(chain.first());
 }
 
-cfg_entry* parse(const char* path) {
-  const kvrn::Stream stream = kvrn::open_stream(path, O_RDONLY);
-  return parse_stream(stream.get());
+Config load(const char* path) {
+  const Stream stream = open_stream(path, O_RDONLY);
+  tell({KVRN_SOURCE_FILE, path}, KVRN_FACT_CONFIGURATION, stream ? answered(0) : failed(errno));
+  return load(stream.get());
 }
+
+}  // namespace kvrn
+
+cfg_entry* parse_stream(FILE* stream) { return kvrn::load(stream).release(); }
+
+cfg_entry* parse(const char* path) { return kvrn::load(path).release(); }

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 
+#include "cfg/escape.hpp"
 #include "cfg/model.hpp"
 #include "cfg/trim.hpp"
 #include "util/number.hpp"
@@ -21,16 +22,11 @@ bool any_of(const std::array<std::string_view, 6>& words, std::string_view text)
   return false;
 }
 
-// A cleared value counts as none.
-const char* value_or_null(const cfg_entry* cfg, const Pattern& pattern) {
-  const cfg_entry* entry = find_entry(cfg, pattern);
-  return entry == nullptr ? nullptr : entry->value;
-}
-
 template <typename T>
-T number(const cfg_entry* cfg, const Pattern& pattern, std::optional<T> (*convert)(std::string_view), T fallback) {
-  const char* value = value_or_null(cfg, pattern);
-  return value == nullptr ? fallback : convert(value).value_or(fallback);
+std::optional<T> converted(const cfg_entry* cfg, const Pattern& pattern,
+                           std::optional<T> (*convert)(std::string_view)) {
+  const char* value = find_value(cfg, pattern);
+  return value == nullptr ? std::nullopt : convert(value);
 }
 
 }  // namespace
@@ -39,8 +35,17 @@ const cfg_entry* find_entry(const cfg_entry* cfg, const Pattern& pattern) {
   return pattern.valid() ? find_key(cfg, {pattern.c_str(), pattern.size()}) : nullptr;
 }
 
+const char* find_value(const cfg_entry* cfg, const Pattern& pattern) {
+  const cfg_entry* entry = find_entry(cfg, pattern);
+  return entry == nullptr ? nullptr : entry->value;
+}
+
+std::optional<std::int32_t> find_number(const cfg_entry* cfg, const Pattern& pattern) {
+  return converted(cfg, pattern, fitting_i32);
+}
+
 std::optional<bool> find_switch(const cfg_entry* cfg, const Pattern& pattern) {
-  const std::string_view word = trimmed(text_of(value_or_null(cfg, pattern)), true);
+  const std::string_view word = trimmed(text_of(find_value(cfg, pattern)), true);
   if (any_of(on_words, word)) return true;
   if (any_of(off_words, word)) return false;
   return std::nullopt;
@@ -59,27 +64,27 @@ const char* get_value(const cfg_entry* cfg, const char* fallback, const char* pa
 const char* get_esc_value(cfg_entry* cfg, const char* fallback, const char* pattern, ...) {
   KVRN_PATTERN(Pattern, key, pattern, pattern);
   const cfg_entry* entry = kvrn::find_entry(cfg, key);
-  return entry == nullptr ? fallback : esc_value(const_cast<cfg_entry*>(entry));
+  return entry == nullptr ? fallback : kvrn::escaped(const_cast<cfg_entry*>(entry));
 }
 
 int32_t get_int32(const cfg_entry* cfg, int32_t fallback, const char* pattern, ...) {
   KVRN_PATTERN(Pattern, key, pattern, pattern);
-  return kvrn::number(cfg, key, kvrn::fitting_i32, fallback);
+  return kvrn::find_number(cfg, key).value_or(fallback);
 }
 
 uint32_t get_uint32(const cfg_entry* cfg, uint32_t fallback, const char* pattern, ...) {
   KVRN_PATTERN(Pattern, key, pattern, pattern);
-  return kvrn::number(cfg, key, kvrn::fitting_u32, fallback);
+  return kvrn::converted(cfg, key, kvrn::fitting_u32).value_or(fallback);
 }
 
 int32_t get_int32_dec(const cfg_entry* cfg, int32_t fallback, const char* pattern, ...) {
   KVRN_PATTERN(Pattern, key, pattern, pattern);
-  return kvrn::number(cfg, key, kvrn::fitting_i32_dec, fallback);
+  return kvrn::converted(cfg, key, kvrn::fitting_i32_dec).value_or(fallback);
 }
 
 int64_t get_int64(const cfg_entry* cfg, int64_t fallback, const char* pattern, ...) {
   KVRN_PATTERN(Pattern, key, pattern, pattern);
-  return kvrn::number(cfg, key, kvrn::fitting_i64, fallback);
+  return kvrn::converted(cfg, key, kvrn::fitting_i64).value_or(fallback);
 }
 
 int get_bool(const cfg_entry* cfg, int fallback, const char* pattern, ...) {

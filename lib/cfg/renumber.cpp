@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Index numbers inside keys.
+#include "cfg/renumber.hpp"
+
 #include <stdlib.h>
 #include <string.h>
 
@@ -87,19 +89,22 @@ void close_gaps(cfg_entry* cfg, const Pattern& prefix, int n) {
 }
 
 }  // namespace
-}  // namespace kvrn
 
-int32_t get_cfg_key_idx(const char* key, int n) {
-  const auto index = kvrn::find_index(key, n);
+std::int32_t index_number(const char* key, int n) {
+  const auto index = find_index(key, n);
   return index ? index->number : -1;
 }
+
+}  // namespace kvrn
+
+int32_t get_cfg_key_idx(const char* key, int n) { return kvrn::index_number(key, n); }
 
 int32_t get_cfg_idx_by_devname(const cfg_entry* cfg, const char* prefix, const char* devname) {
   if (prefix == nullptr || devname == nullptr) return -1;
   const kvrn::List list = kvrn::matching(cfg, false, kvrn::Pattern(std::string_view(prefix)));
   const kvrn::KeyIndex index(list.get());
   for (const cfg_entry* record = list.get(); record != nullptr; record = record->next) {
-    const int32_t number = get_cfg_key_idx(record->key, 1);
+    const int32_t number = kvrn::index_number(record->key, 1);
     const cfg_entry* found = index.find(kvrn::pattern_of("%s%d.devname", prefix, number).c_str());
     const char* value = found == nullptr ? "" : found->value;
     if (value != nullptr && ::strcmp(value, devname) == 0) return number;

@@ -4,8 +4,10 @@
 #include <string.h>
 
 #include <algorithm>
+#include <cerrno>
 
 #include "cfg/line_reader.hpp"
+#include "util/observe.hpp"
 #include "util/read_file.hpp"
 #include "util/view.hpp"
 
@@ -23,6 +25,7 @@ int store(std::string_view text, char* buffer, uint32_t size) {
 
 int read_key(const char* path, std::string_view key, char* buffer, uint32_t size) {
   const Stream file = open_stream(path, O_RDONLY);
+  tell({KVRN_SOURCE_FILE, path}, KVRN_FACT_CONFIGURATION, file ? answered(0) : failed(errno));
   if (!file) return 0;
   LineReader lines(file.get());
   std::string_view piece;

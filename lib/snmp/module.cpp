@@ -30,11 +30,18 @@ int add_readings(void* host, sensors_info& info) {
   return kvrn::add_number(host, {1, 5, 5, 1, 0}, KVRN_SNMP_TYPE_GAUGE32, 0);  // a group that is always empty
 }
 
+int add_table(void* host, int row) {
+  if (::odb_add == nullptr) return -1;
+  if (const int result = add_module(host, static_cast<uint32_t>(row)); result != 0) return result;
+  const kvrn::Heap<sensors_info> info = kvrn::read_sensors(true, nullptr, nullptr);
+  return info ? add_readings(host, *info) : -1;
+}
+
 int update(void* host) {
   if (::odb_add == nullptr || ::odb_destroy == nullptr || ::abz_clear_error == nullptr) return -1;
   ::abz_clear_error(host);
   ::odb_destroy(host);
-  return ::update_kvrn_table(host, 1);
+  return add_table(host, 1);
 }
 
 }  // namespace
@@ -47,9 +54,4 @@ kvrn_snmp_module module = {.name = "kvrn",
                            .update = update,
                            .zero_7 = {}};
 
-int update_kvrn_table(void* host, int row) {
-  if (::odb_add == nullptr) return -1;
-  if (const int result = add_module(host, static_cast<uint32_t>(row)); result != 0) return result;
-  const kvrn::Heap<sensors_info> info = kvrn::read_sensors(true, nullptr, nullptr);
-  return info ? add_readings(host, *info) : -1;
-}
+int update_kvrn_table(void* host, int row) { return add_table(host, row); }

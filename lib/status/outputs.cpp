@@ -2,7 +2,6 @@
 // DC outputs and PoE: which are on, and the lines that switch them.
 #include "status/outputs.hpp"
 
-#include <kvrn/board.h>
 #include <kvrn/hw.h>
 #include <kvrn/status.h>
 
@@ -10,17 +9,19 @@
 #include <array>
 #include <string_view>
 
+#include "board/identify.hpp"
 #include "board/platform.hpp"
-#include "cfg/model.hpp"
+#include "cfg/parse.hpp"
+#include "cfg/query.hpp"
 #include "hw/gpio.hpp"
 #include "util/observe.hpp"
 
 namespace {
 
 const kvrn_board_eth* port(unsigned index) {
-  const kvrn_board_record* board = ::board_identify();
-  const unsigned count = std::min<unsigned>(board->eth_count, KVRN_BOARD_ETH_MAX);
-  return index < count && board->eth[index].present != 0 ? &board->eth[index] : nullptr;
+  const kvrn_board_record& board = kvrn::board();
+  const unsigned count = std::min<unsigned>(board.eth_count, KVRN_BOARD_ETH_MAX);
+  return index < count && board.eth[index].present != 0 ? &board.eth[index] : nullptr;
 }
 
 // The board's PoE lines, 0 where a port has none; collected once.
@@ -50,8 +51,9 @@ Lines lines_of(int output) {
 constexpr uint32_t on_level = 0;
 
 int poe_line(int interface_index) {
-  const kvrn::Config config(::parse(kvrn::device_config));
-  const int index = port_index(::get_esc_value(config.get(), nullptr, "netconf.%d.devname", interface_index));
+  const kvrn::Config config = kvrn::load(kvrn::device_config);
+  const kvrn::Pattern key = kvrn::pattern_of("netconf.%d.devname", interface_index);
+  const int index = port_index(kvrn::find_value(config.get(), key));
   const kvrn_board_eth* entry = index < 0 ? nullptr : port(static_cast<unsigned>(index));
   return entry == nullptr ? 0 : entry->poe_gpio;
 }
@@ -96,6 +98,6 @@ int dc_get_output(int8_t output) {
 int get_poe_gpio(int interface_index) { return poe_line(interface_index); }
 
 uint8_t get_poe_status(int interface_index) {
-  const kvrn::Config config(::parse(kvrn::device_config));
-  return ::get_bool(config.get(), 0, "netconf.%d.poe", interface_index) != 0 ? 1 : 0;
+  const kvrn::Config config = kvrn::load(kvrn::device_config);
+  return kvrn::find_switch(config.get(), kvrn::pattern_of("netconf.%d.poe", interface_index)).value_or(false) ? 1 : 0;
 }

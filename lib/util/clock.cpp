@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include "util/clock.hpp"
+
 #include <errno.h>
 #include <kvrn/util.h>
 #include <stdlib.h>
@@ -8,6 +10,7 @@
 
 #include "util/pause.hpp"
 
+namespace kvrn {
 namespace {
 
 // Without a monotonic clock a cache cannot be aged, and a stale reading would pass for a fresh one: end the process.
@@ -28,9 +31,13 @@ timeval wall_clock() {
   return now;
 }
 
+// A fraction of a second is below 10^9: where its type has 64 bits, a 32-bit device would divide it by a kilobyte of
+// the compiler's own library.
+constexpr std::int32_t narrow(std::int64_t fraction) { return static_cast<std::int32_t>(fraction); }
+
 }  // namespace
 
-namespace kvrn {
+std::int64_t monotonic_s() { return monotonic().tv_sec; }
 
 void pause_us(unsigned microseconds) {
   timespec rest{static_cast<time_t>(microseconds / 1'000'000), static_cast<long>(microseconds % 1'000'000) * 1000};
@@ -40,16 +47,16 @@ void pause_us(unsigned microseconds) {
 
 }  // namespace kvrn
 
-int64_t get_timestamp_mono() { return monotonic().tv_sec; }
+int64_t get_timestamp_mono() { return kvrn::monotonic_s(); }
 
 int64_t get_timestamp_mono_ms() {
-  const timespec now = monotonic();
-  return static_cast<int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1'000'000;
+  const timespec now = kvrn::monotonic();
+  return static_cast<int64_t>(now.tv_sec) * 1000 + kvrn::narrow(now.tv_nsec) / 1'000'000;
 }
 
-int64_t get_timestamp() { return wall_clock().tv_sec; }
+int64_t get_timestamp() { return kvrn::wall_clock().tv_sec; }
 
 int64_t get_timestamp_ms() {
-  const timeval now = wall_clock();
-  return static_cast<int64_t>(now.tv_sec) * 1000 + now.tv_usec / 1000;
+  const timeval now = kvrn::wall_clock();
+  return static_cast<int64_t>(now.tv_sec) * 1000 + kvrn::narrow(now.tv_usec) / 1000;
 }

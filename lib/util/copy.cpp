@@ -7,6 +7,7 @@
 #include "util/handle.hpp"
 #include "util/text.hpp"
 
+namespace kvrn {
 namespace {
 
 constexpr size_t chunk_size = 128;
@@ -33,32 +34,36 @@ bool copy_all(int from, int to) {
   }
 }
 
+bool copy_file(const char* source, const char* destination, mode_t mode) {
+  const Fd from = Fd::open(source, O_RDONLY);
+  if (!from) return false;
+  Fd to = Fd::open(destination, O_WRONLY | O_CREAT | O_EXCL, mode);
+  if (!to || !copy_all(from.get(), to.get())) return false;
+  // A delayed write error shows here at the latest.
+  return ::close(to.release()) == 0;
+}
+
 }  // namespace
+}  // namespace kvrn
 
 int fileCopy(const char* source, const char* destination, int mode) {
   if (source == nullptr || destination == nullptr) {
     errno = EFAULT;
     return 0;
   }
-  const kvrn::Fd from = kvrn::Fd::open(source, O_RDONLY);
-  if (!from) return 0;
-  kvrn::Fd to = kvrn::Fd::open(destination, O_WRONLY | O_CREAT | O_EXCL, static_cast<mode_t>(mode));
-  if (!to) return 0;
-  if (!copy_all(from.get(), to.get())) return 0;
-  // A delayed write error shows here at the latest.
-  return ::close(to.release()) == 0 ? 1 : 0;
+  return kvrn::copy_file(source, destination, static_cast<mode_t>(mode)) ? 1 : 0;
 }
 
 void backup_file(const char* directory, const char* name) {
   if (directory == nullptr || name == nullptr) return;
   const kvrn::Path folder("%s/%s_b/", directory, name);
   (void)::mkdir(folder.c_str(), 0777);  // it may be there already; if it cannot be made, the copy fails
-  for (int number = generations - 1; number >= 0; --number) {
+  for (int number = kvrn::generations - 1; number >= 0; --number) {
     const kvrn::Path older("%s/%s_b/%s.%d", directory, name, name, number + 1);
     const kvrn::Path newer("%s/%s_b/%s.%d", directory, name, name, number);
     (void)::rename(newer.c_str(), older.c_str());  // a missing generation is skipped
   }
   const kvrn::Path current("%s/%s", directory, name);
   const kvrn::Path first("%s/%s_b/%s.0", directory, name, name);
-  (void)fileCopy(current.c_str(), first.c_str(), 0666);
+  (void)kvrn::copy_file(current.c_str(), first.c_str(), 0666);
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "util/read_file.hpp"
 
+#include <kvrn/util.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -34,6 +35,7 @@ Stream open_stream(const char* path, int flags) {
   const bool writes = flags != O_RDONLY;
   struct stat status {};
   if (!fd || ::fstat(fd.get(), &status) != 0) return nullptr;
+  errno = EINVAL;
   if (!S_ISREG(status.st_mode) && !(writes && S_ISCHR(status.st_mode))) return nullptr;
   Stream stream(::fdopen(fd.get(), writes ? "w" : "r"));
   if (stream) (void)fd.release();
@@ -41,3 +43,8 @@ Stream open_stream(const char* path, int flags) {
 }
 
 }  // namespace kvrn
+
+uint32_t read_from_file(const char* path) {
+  if (path == nullptr) return 0;
+  return kvrn::read_number(path, kvrn::parse_u).value.value_or(0);
+}

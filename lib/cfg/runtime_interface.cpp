@@ -2,8 +2,10 @@
 #include <kvrn/status.h>
 #include <string.h>
 
+#include "cfg/escape.hpp"
 #include "cfg/list.hpp"
 #include "cfg/query.hpp"
+#include "cfg/renumber.hpp"
 
 namespace kvrn {
 namespace {
@@ -14,8 +16,8 @@ constexpr const char* devname = ".devname";
 // The bridge entry of a device name; null if none.
 const cfg_entry* find_bridge(const List& bridges, const char* name) {
   for (cfg_entry* bridge = bridges.get(); bridge != nullptr; bridge = bridge->next) {
-    const char* escaped = esc_value(bridge);
-    if (escaped != nullptr && ::strcmp(escaped, name) == 0) return bridge;
+    const char* value = escaped(bridge);
+    if (value != nullptr && ::strcmp(value, name) == 0) return bridge;
   }
   return nullptr;
 }
@@ -35,14 +37,14 @@ bool resolve(const cfg_entry* cfg, const char* name, char* destination) {
   const cfg_entry* bridge = find_bridge(bridges, name);
   if (bridge == nullptr) return false;
 
-  const int32_t number = get_cfg_key_idx(bridge->key, 1);
+  const std::int32_t number = index_number(bridge->key, 1);
   if (!find_switch(cfg, pattern_of("bridge.%d.status", number)).value_or(true)) return false;
   const List ports = section(cfg, pattern_of("bridge.%d.port.", number), Middle::component, devname, nullptr);
   // The port's number is taken from the bridge's key, which has none (-1): one switch, normally absent, decides for
   // every port, and the answer is the first of them. Devices rely on the bridge answering with its lowest port.
-  const int32_t port = get_cfg_key_idx(bridge->key, 2);
+  const std::int32_t port = index_number(bridge->key, 2);
   if (!find_switch(cfg, pattern_of("bridge.%d.port.%d.status", number, port)).value_or(true)) return false;
-  const char* first = esc_value(ports.get());
+  const char* first = escaped(ports.get());
   if (first == nullptr) return false;
   copy_name(destination, first);
   return true;

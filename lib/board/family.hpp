@@ -1,0 +1,12 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <kvrn/board.h>
+
+namespace kvrn {
+
+// Identification on one family, every time anew; see ar7240_identify(). The row may still be scrambled.
+const kvrn_board_record& identify_ar724x(std::uint32_t arch);
+const kvrn_board_record& identify_qca953x(std::uint32_t arch);
+
+}  // namespace kvrn

@@ -1,0 +1,11 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <kvrn/board.h>
+
+namespace kvrn {
+
+// The board this process runs on, identified at the first call; see board_identify().
+const kvrn_board_record& board();
+
+}  // namespace kvrn

@@ -1,0 +1,11 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <kvrn/cfg.h>
+
+namespace kvrn {
+
+// The value of a record, or null, for a shell command's double quotes, kept in the record; see esc_value().
+const char* escaped(cfg_entry* record);
+
+}  // namespace kvrn
