@@ -13,7 +13,7 @@ using kvrn::sim::Device;
 
 namespace {
 
-using Summary = std::unique_ptr<sensors_info, kvrn::FreeSummary>;
+using Summary = kvrn::Heap<sensors_info>;
 
 // A caller's own output cache of `count` entries, each delivering its number in mA.
 struct Outputs {

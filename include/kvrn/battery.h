@@ -72,6 +72,15 @@ KVRN_STATIC_ASSERT(offsetof(kvrn_raw_battery_image, stamp) == 352, "kvrn_raw_bat
 KVRN_API int sbs_battery_get_direct(kvrn_sbs_battery_info* out);
 
 /**
+ * Reads the smart battery of a source over its bus, as sbs_battery_get_direct() reads the one of the boards so far.
+ * @param psu number of the source
+ * @param[out] out the unknown markers where the battery gave no answer; as the caller had it for a source that is no
+ *             smart battery
+ * @return 1, or 0 when the source is no smart battery, the bus cannot be opened or `out` is NULL
+ */
+KVRN_API int kvrn_smart_battery_read(int psu, kvrn_sbs_battery_info* out);
+
+/**
  * An attribute of the battery's power-supply class, "/sys/class/power_supply/sbs-2-000b/ATTRIBUTE" ("%lli", so "0x1f"
  * and "017" are hexadecimal and octal).
  * @param out untouched on failure

@@ -4,7 +4,8 @@
  *
  * A failed reading has a default, so a value alone does not tell whether it was read. A program that wants to know sets
  * a callback and calls the library as usual: every source that the call asks is reported once, in the order of asking,
- * from the very read whose value is used. Nothing is read for the report.
+ * from the very read whose value is used. Nothing is read for the report. A line that could not be driven is reported
+ * too.
  */
 #ifndef KVRN_OBSERVE_H
 #define KVRN_OBSERVE_H

@@ -239,6 +239,15 @@ int sbs_battery_get_direct(kvrn_sbs_battery_info* out) {
   return out != nullptr && kvrn::read_battery(kvrn::smart_battery_device, *out) ? 1 : 0;
 }
 
+int kvrn_smart_battery_read(int psu, kvrn_sbs_battery_info* out) {
+  const kvrn::Platform& platform = kvrn::platform();
+  if (out == nullptr || psu < 0 || psu >= platform.psu_count) return 0;
+  const kvrn::PowerSource& source = platform.sources[static_cast<std::size_t>(psu)];
+  if (source.kind != kvrn::SourceKind::smart_battery) return 0;
+  const kvrn::About about(KVRN_SUBJECT_PSU, psu);
+  return kvrn::read_battery(source.battery.smart, *out) ? 1 : 0;
+}
+
 int sbs_battery_shutdown() {
   constexpr int tries = 5;
   for (int attempt = 0; attempt < tries; ++attempt) {

@@ -107,9 +107,14 @@ int drive(const Line& line, uint32_t value) {
   if (value <= 1 && now && *now == (value == 1)) return 0;
   // No initial value: the line goes inactive first, then to its level. The chargers rely on that order.
   const Requested requested = request(line, output);
-  if (!requested.request) return -1;
+  const auto refused = [&line] {
+    kvrn::tell({.kind = KVRN_SOURCE_GPIO, .path = line.chip_path, .number = line.number}, KVRN_FACT_NONE,
+               kvrn::failed(errno));
+    return -1;
+  };
+  if (!requested.request) return refused();
   const auto wanted = value != 0 ? GPIOD_LINE_VALUE_ACTIVE : GPIOD_LINE_VALUE_INACTIVE;
-  return ::gpiod_line_request_set_value(requested.request.get(), requested.offset, wanted) == 0 ? 0 : -1;
+  return ::gpiod_line_request_set_value(requested.request.get(), requested.offset, wanted) == 0 ? 0 : refused();
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <sys/statvfs.h>
 #include <syslog.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <limits>
@@ -15,16 +16,14 @@
 namespace monitord {
 namespace {
 
-constexpr int smart_battery_psu = 3;
-
-constexpr kvrn::WriterSpec battery_file{
-    {kvrn::raw_battery_file.path, kvrn::raw_battery_file.size, "Battery data", kvrn::raw_battery_file.ages},
-    "file",
-    sizeof(kvrn_sbs_battery_info)};
+constexpr kvrn::WriterSpec battery_file{{kvrn::raw_battery_file.path, kvrn::raw_battery_file.size, "Battery data",
+                                         kvrn::raw_battery_file.ages, kvrn::raw_battery_file.fact},
+                                        "file",
+                                        sizeof(kvrn_sbs_battery_info)};
 
 bool has_smart_battery() {
-  const kvrn::Platform& platform = kvrn::platform_of(::board_identify()->system_id);
-  return platform.psu_count > smart_battery_psu && platform.battery(smart_battery_psu) == kvrn::BatteryReader::smart;
+  return std::ranges::any_of(kvrn::platform_of(::board_identify()->system_id).present(),
+                             [](const auto& source) { return source.kind == kvrn::SourceKind::smart_battery; });
 }
 
 // Shedding asks whether the outputs draw more than the limit: without a budget nothing is shed.
@@ -81,7 +80,7 @@ bool Publisher::refresh() {
 
 void Publisher::publish_battery() {
   // Without a bus this is the record of a battery of which nothing is known, as who asks the bus gets it too.
-  (void)::sbs_battery_get_direct(&reading.records[smart_battery_psu]);
+  for (int psu = 0; psu < ::get_psu_count(); ++psu) (void)::kvrn_smart_battery_read(psu, &reading.records[psu]);
   kvrn::drop_if_replaced(battery_file, battery_image_);
   if (battery_image_.start == nullptr) {
     kvrn::Fd fd = kvrn::open_for_writing(battery_file, fill);

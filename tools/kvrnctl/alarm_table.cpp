@@ -87,8 +87,12 @@ json alarm_list(std::vector<std::string>& errors) {
   for (const Alarm& alarm : alarms)
     for (int i = 0; i < alarm_count(alarm); ++i) {
       const int index = alarm_first(alarm) + i;
+      const observe::Observer observer;
       const int value = alarm.get(index);
-      const bool known = note_unreadable(alarm.file(index).c_str(), errors);
+      Errors unread;
+      note_failures(observer.seen(), unread);
+      const bool known = unread.empty();
+      errors.insert(errors.end(), unread.begin(), unread.end());
       list.push_back({{"id", alarm.index == Index::none ? std::string(alarm.name)
                                                         : std::string(alarm.name) + '.' + std::to_string(index)},
                       {"value", known ? json(value) : json(nullptr)},

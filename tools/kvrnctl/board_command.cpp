@@ -5,7 +5,6 @@
 
 #include "tools/kvrnctl/command.hpp"
 #include "tools/kvrnctl/format.hpp"
-#include "tools/kvrnctl/probe.hpp"
 #include "tools/kvrnctl/sections.hpp"
 
 namespace kvrnctl {
@@ -42,23 +41,27 @@ std::string text(const json& board) {
 }
 
 // What the record lacks because its source could not be read; for lack of rights it is not this board's.
-void add_unread(Result& result) {
+void add_unread(Result& result, const std::vector<observe::Seen>& seen) {
   if (!board_is_known()) return;
-  const auto add = [&result](const std::string& source, const Answer& answer, const char* consequence) {
-    if (answer.ok) return;
-    const std::string error = fmt::format("{}{}: {}", source, answer.text, consequence);
-    if (answer.error == EACCES || answer.error == EPERM) return result.fail(Exit::failed, error);
-    result.errors.push_back(error);
-  };
-  add("", probe_calibration(), "this is the family's generic board");
-  add("/dev/mem: ", probe_revision(), "the SoC revision is unknown, the largest MTUs may be others");
+  for (const observe::Seen& read : seen) {
+    if (!read.failed()) continue;
+    const char* consequence = read.what.fact == KVRN_FACT_CALIBRATION
+                                  ? "this is the family's generic board"
+                                  : "the SoC revision is unknown, the largest MTUs may be others";
+    const std::string error = fmt::format("{}: {}: {}", read.source(), read.answer(), consequence);
+    if (read.what.error == EACCES || read.what.error == EPERM)
+      result.fail(Exit::failed, error);
+    else
+      result.errors.push_back(error);
+  }
 }
 
 Result board(const Context& context) {
   Result result;
+  const observe::Observer observer;
   result.data["board"] = board_section();
   result.text = text(result.data["board"]);
-  add_unread(result);
+  add_unread(result, observer.seen());
   if (!board_is_known()) context.warn("this SoC is not one of the library's; \"kvrnctl doctor\" shows what was read");
   return result;
 }

@@ -10,7 +10,6 @@
 #include "tools/kvrnctl/command.hpp"
 #include "tools/kvrnctl/format.hpp"
 #include "tools/kvrnctl/power_text.hpp"
-#include "tools/kvrnctl/probe.hpp"
 #include "tools/kvrnctl/sections.hpp"
 
 namespace kvrnctl {
@@ -40,17 +39,18 @@ std::vector<int> currents(int psu) {
 }
 
 const kvrn::ChargingRow& row_of(int psu, int index) {
-  return kvrn::platform_of(::board_identify()->system_id).charging_table(psu)[static_cast<std::size_t>(index)];
+  return kvrn::platform_of(::board_identify()->system_id).charger(psu).currents->at(static_cast<std::size_t>(index));
 }
 
 // Whether the lines of the charger select that current; null when one of them cannot be read.
 json in_use(int psu, int index, std::vector<std::string>& errors) {
   bool selected = true;
+  const observe::Observer observer;
   for (const kvrn::LineLevel& wanted : row_of(psu, index).lines) {
     if (wanted.line == 0) continue;
     const int level = ::gpio_read(wanted.line);
     if (level == KVRN_GPIO_FAILED) {
-      if (index == 0) errors.push_back(fmt::format("GPIO {}: {}", wanted.line, probe_gpio(wanted.line).text));
+      note_failures(observer.seen(), errors);
       return nullptr;
     }
     selected = selected && level == wanted.level;

@@ -25,6 +25,10 @@ void Result::fail(Exit status, std::string error) {
   errors.push_back(std::move(error));
 }
 
+void Result::fail_for(const std::vector<std::string>& unread) {
+  for (const std::string& error : unread) fail(Exit::failed, error);
+}
+
 bool flush_output() {
   if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return true;
   complain(fmt::format("cannot write the result: {}", errno_text(errno)));

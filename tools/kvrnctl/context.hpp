@@ -14,7 +14,7 @@ namespace kvrnctl {
 enum class Exit : int { ok = 0, failed = 1, usage = 2, stale = 3, not_on_this_board = 4 };
 
 // Version of the JSON documents' shape; it grows when a key changes its meaning or goes away.
-inline constexpr int schema_version = 1;
+inline constexpr int schema_version = 2;
 
 struct Context {
   bool json = false;
@@ -35,6 +35,8 @@ struct Result {
 
   // The first failure's status stays.
   void fail(Exit status, std::string error);
+  // What could not be read: without any it is no failure.
+  void fail_for(const std::vector<std::string>& unread);
 };
 
 // False, with a diagnostic, when standard output did not take everything.

@@ -15,8 +15,6 @@
 namespace kvrnctl {
 namespace {
 
-using Errors = std::vector<std::string>;
-
 // What makes a section: its failures go into the result, what kept single values from being read into `errors`.
 struct Section {
   std::string_view name;
@@ -26,13 +24,15 @@ struct Section {
 json outputs(Result& result, Errors& errors) {
   const OutputReading reading = read_outputs();
   fail_unless_fresh(result, reading.source);
-  if (reading.source.contains("reason")) errors.push_back(reading.source["reason"]);
+  errors = reading.errors;
+  if (!reading.source["reason"].is_null()) errors.push_back(reading.source["reason"]);
   return reading.list;
 }
 
-json budget(Result& result, Errors&) {
-  fail_unless_fresh(result, read_outputs().source);
-  return budget_section(read_psus(Source::automatic));
+json budget(Result& result, Errors& errors) {
+  const OutputReading reading = read_outputs();
+  fail_unless_fresh(result, reading.source);
+  return budget_section(read_psus(Source::automatic), reading, errors);
 }
 
 json capacity(Result& result, Errors& errors) {
@@ -57,7 +57,7 @@ constexpr std::array<Section, 9> sections{{
     {"battery", [](Result&, Errors& errors) { return psu_list(read_psus(Source::automatic), true, errors); }},
     {"outputs", outputs},
     {"budget", budget},
-    {"state", [](Result&, Errors&) { return state_section(read_psus(Source::automatic)); }},
+    {"state", [](Result&, Errors& errors) { return state_section(read_psus(Source::automatic), errors); }},
     {"alarms", [](Result&, Errors& errors) { return alarm_list(errors); }},
     {"capacity", capacity},
     {"sensors", sensors},
@@ -65,8 +65,11 @@ constexpr std::array<Section, 9> sections{{
 
 // What a member of an object, or an entry of an array, is called in a path.
 std::string name_of(const json& from, const std::string& key, const json& member) {
-  if (!from.is_array() || !member.is_object() || !member.contains("id")) return key;
-  return member["id"].is_string() ? member["id"].get<std::string>() : member["id"].dump();
+  if (!from.is_array() || !member.is_object()) return key;
+  // Numbers from 0 are "id"; what the device's makers count from 1 has a word of its own.
+  for (const char* word : {"id", "name", "cell", "sensor"})
+    if (member.contains(word)) return member[word].is_string() ? member[word].get<std::string>() : member[word].dump();
+  return key;
 }
 
 // The member that a path begins with; the rest of the path stays. Ids may have dots: "output-protection.1".
@@ -113,8 +116,8 @@ bool is_number(std::string_view text) {
 // Whether another board, battery or moment may have what is missing here: an entry of a list, or a value that is not
 // measured here.
 bool may_be_elsewhere(const json& at, std::string_view path) {
-  constexpr auto optional = std::to_array<std::string_view>({"output_voltage_mv",
-                                                             "output_current_ma",
+  constexpr auto optional = std::to_array<std::string_view>({"voltage_mv",
+                                                             "current_ma",
                                                              "temperature_c",
                                                              "cells",
                                                              "block_51",
@@ -193,7 +196,7 @@ Result get(const std::string& path) {
     result.text = bare(*at) + '\n';
   if (at->is_null()) {
     result.errors.insert(result.errors.end(), errors.begin(), errors.end());
-    result.fail(Exit::failed, fmt::format("{} is unknown; \"kvrnctl doctor\" may say why", path));
+    result.fail(Exit::failed, fmt::format("{} is unknown", path));
   }
   return result;
 }

@@ -3,6 +3,7 @@
 #include <kvrn/hw.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <memory>
 #include <optional>
@@ -10,8 +11,9 @@
 #include "hw/gpio_number.hpp"
 #include "tools/kvrnctl/command.hpp"
 #include "tools/kvrnctl/format.hpp"
+#include "tools/kvrnctl/gpio_lines.hpp"
 #include "tools/kvrnctl/line_table.hpp"
-#include "tools/kvrnctl/probe.hpp"
+#include "tools/kvrnctl/sections.hpp"
 
 namespace kvrnctl {
 namespace {
@@ -75,20 +77,20 @@ json describe(const LineName& line) {
   return out;
 }
 
-// Why the line could not be used, in the kernel's words.
-std::string reason(const LineName& line) {
-  const Answer answer = line.number ? probe_gpio(*line.number) : probe_gpio(line.chip, line.name);
-  return answer.ok ? "it answers now" : answer.text;
+// The last thing that was seen is why the line could not be used, in the kernel's words.
+void fail(Result& result, const LineName& line, const observe::Observer& observer) {
+  result.fail(Exit::failed, fmt::format("line {}: {}", line.text, observer.seen().back().answer()));
 }
 
 Result get(const Options& options) {
   const LineName line = *parse_line(options.line);
+  const observe::Observer observer;
   const int value = read(line, options.as_input);
   Result result;
   json entry = describe(line);
   entry["value"] = value == KVRN_GPIO_FAILED ? json(nullptr) : json(value);
   result.text = humanize("value", entry["value"]) + '\n';
-  if (value == KVRN_GPIO_FAILED) result.fail(Exit::failed, fmt::format("line {}: {}", line.text, reason(line)));
+  if (value == KVRN_GPIO_FAILED) fail(result, line, observer);
   result.data["gpio"] = json::array({std::move(entry)});
   return result;
 }
@@ -116,6 +118,7 @@ Result set(const Context& context, const Options& options) {
     refused.fail(Exit::usage, why);
     return refused;
   }
+  const observe::Observer observer;
   const int before = read(line, false);
   const bool needed = before != static_cast<int>(options.value);
   Result result;
@@ -128,9 +131,9 @@ Result set(const Context& context, const Options& options) {
     result.text = needed ? fmt::format("would drive line {} from {} to {}\n", line.text,
                                        humanize("value", entry["before"]), options.value)
                          : fmt::format("line {} is {} already\n", line.text, options.value);
-    if (before == KVRN_GPIO_FAILED) result.fail(Exit::failed, fmt::format("line {}: {}", line.text, reason(line)));
+    if (before == KVRN_GPIO_FAILED) fail(result, line, observer);
   } else if (write(line, options.value) != 0) {
-    result.fail(Exit::failed, fmt::format("line {}: {}", line.text, reason(line)));
+    fail(result, line, observer);
   } else {
     context.note(needed ? "the line was driven; nothing holds it now" : "the line had that level already");
   }
@@ -153,8 +156,9 @@ Result list(const Context&) {
   Table table({"LINE", "NAME", "DIRECTION", "HELD BY", "ON THIS BOARD"});
   const std::vector<BoardLine> known = board_lines();
   for (std::uint32_t chip = 0; chip < kvrn::gpio_chips.size(); ++chip) {
-    Answer answer;
-    for (const LineInfo& info : probe_lines(chip, answer)) {
+    const auto infos = lines_of_chip(chip);
+    if (!infos) result.fail(Exit::failed, fmt::format("{}: {}", ::get_chip_path(chip), errno_text(errno)));
+    for (const LineInfo& info : infos.value_or(std::vector<LineInfo>())) {
       const std::uint32_t number = kvrn::gpio_packed(chip, info.offset);
       const std::string use = use_of(known, number);
       if (use.empty() && info.name.empty() && !info.held) continue;
@@ -172,7 +176,6 @@ Result list(const Context&) {
       if (!use.empty()) entry["use"] = use;
       lines.push_back(std::move(entry));
     }
-    if (!answer.ok) result.fail(Exit::failed, fmt::format("{}: {}", ::get_chip_path(chip), answer.text));
   }
   result.text = table.text();
   result.data["lines"] = std::move(lines);

@@ -7,32 +7,27 @@
 #include <algorithm>
 
 #include "board/platform.hpp"
-#include "psu/readout.hpp"
 
 namespace kvrnctl {
 namespace {
 
 using Lines = std::vector<BoardLine>;
 
-void add_inputs(Lines& lines, const kvrn::Platform& platform) {
-  for (std::size_t i = 0; i < kvrn::inputs.size(); ++i) {
-    lines.push_back({kvrn::inputs[i].mains_line, fmt::format("PSU {} mains, 0 = on", i),
-                     "the budget, the device state and every reader's view of the mains"});
-    if (platform.slots)
-      lines.push_back({kvrn::inputs[i].slot_line, fmt::format("PSU {} slot, 0 = occupied", i),
-                       "every reader's view of the supply"});
-  }
+void add_input(Lines& lines, const kvrn::Input& input, int psu) {
+  lines.push_back({input.mains_line, fmt::format("PSU {} mains, 0 = on", psu),
+                   "the budget, the device state and every reader's view of the mains"});
+  if (input.slot_line != 0)
+    lines.push_back(
+        {input.slot_line, fmt::format("PSU {} slot, 0 = occupied", psu), "every reader's view of the supply"});
 }
 
-void add_battery(Lines& lines, const kvrn::Platform& platform, int psu) {
-  const bool smart = platform.battery(psu) == kvrn::BatteryReader::smart;
-  const kvrn::Charger& charger = smart ? kvrn::smart_charger : kvrn::hwmon_charger;
-  lines.push_back({charger.disable_line, fmt::format("PSU {} charge disable, 1 = off", psu), ""});
-  for (const kvrn::LineLevel& wanted : platform.charging_table(psu)[0].lines)
+void add_battery(Lines& lines, const kvrn::Battery& battery, int psu) {
+  lines.push_back({battery.charger.disable_line, fmt::format("PSU {} charge disable, 1 = off", psu), ""});
+  for (const kvrn::LineLevel& wanted : battery.charger.currents->front().lines)
     if (wanted.line != 0) lines.push_back({wanted.line, fmt::format("PSU {} charging current", psu), ""});
-  if (smart) return;
-  lines.push_back({kvrn::battery_present_line, fmt::format("PSU {} present, 0 = there", psu),
-                   "every reader's view of the battery"});
+  if (battery.present_line == 0) return;
+  lines.push_back(
+      {battery.present_line, fmt::format("PSU {} present, 0 = there", psu), "every reader's view of the battery"});
   lines.push_back({kvrn::charger_status_line, fmt::format("PSU {} charger's status", psu), "the charger's status"});
 }
 
@@ -40,7 +35,7 @@ void add_outputs(Lines& lines, const kvrn::Platform& platform) {
   int count = 0;
   (void)::get_dc_out_addrs(&count);
   for (std::size_t output = 0; output < static_cast<std::size_t>(count); ++output) {
-    const std::uint32_t sense = kvrn::sense_lines[output];
+    const std::uint32_t sense = platform.sense_lines[output];
     bool switches = false;
     for (const std::uint32_t line : platform.output_lines[output + 1]) {
       switches = switches || line == sense;
@@ -59,8 +54,14 @@ std::vector<BoardLine> board_lines() {
   Lines lines;
   const kvrn_board_record& board = *::board_identify();
   const kvrn::Platform& platform = kvrn::platform_of(board.system_id);
-  add_inputs(lines, platform);
-  for (int psu = 2; psu < platform.psu_count; ++psu) add_battery(lines, platform, psu);
+  int psu = 0;
+  for (const kvrn::PowerSource& source : platform.present()) {
+    if (source.is_input())
+      add_input(lines, source.input, psu);
+    else
+      add_battery(lines, source.battery, psu);
+    ++psu;
+  }
   if (platform.power.full != 0)
     lines.push_back({kvrn::battery_assist_line, "a battery can help a single supply, 0 = yes", "the power budget"});
   add_outputs(lines, platform);

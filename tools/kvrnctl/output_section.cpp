@@ -8,13 +8,14 @@
 #include <array>
 #include <cerrno>
 
-#include "tools/kvrnctl/cache_probe.hpp"
 #include "tools/kvrnctl/power_sections.hpp"
 #include "util/handle.hpp"
 #include "util/read_file.hpp"
 
 namespace kvrnctl {
 namespace {
+
+using Reads = std::vector<observe::Seen>;
 
 constexpr std::array<const char*, 6> state_names{"normal",        "shed", "overload", "protected", "idle, below 0.9 W",
                                                  "configured off"};
@@ -30,20 +31,46 @@ json output_state_name(std::int32_t state, bool enabled) {
 json configured(int output) { return ::is_dc_out_cfg_enabled(output) >= 2 ? json("on") : json("off"); }
 
 // Without the monitor the state is nobody's decision: the readings and the switch are all there is.
-json direct_section(int id) {
-  const auto output = static_cast<std::uint32_t>(id);
-  const bool on = ::is_dc_out_enabled(id) != 0;
+json direct_section(const Reads& seen, int id, bool on, std::int64_t voltage_mv, std::int64_t current_ma) {
+  const auto unknown = [&](kvrn_fact fact) { return is_unknown(seen, KVRN_SUBJECT_OUTPUT, id, fact); };
+  const bool no_voltage = unknown(KVRN_FACT_VOLTAGE);
+  const bool no_current = unknown(KVRN_FACT_CURRENT);
+  const bool no_switch = unknown(KVRN_FACT_SWITCHED);
   return {{"id", id},
-          {"enabled", on && ::get_dc_hwprotect_error(id) == 0},
+          {"enabled", no_switch ? json(nullptr) : json(on && ::get_dc_hwprotect_error(id) == 0)},
           {"state", on ? json(nullptr) : json("off")},
           {"state_code", nullptr},
           {"configured", configured(id)},
-          {"voltage_mv", ::isl28022_read_voltage_id_direct(output)},
-          {"current_ma", ::isl28022_read_current_id_direct(output)},
-          {"power_uw", ::isl28022_read_power_id_direct(output)}};
+          {"voltage_mv", no_voltage ? json(nullptr) : json(voltage_mv)},
+          {"current_ma", no_current ? json(nullptr) : json(current_ma)},
+          {"power_mw", no_voltage || no_current ? json(nullptr) : milliwatts(voltage_mv * current_ma)}};
+}
+
+void add_drawn(OutputReading& reading, const json& output, std::int64_t microwatts) {
+  if (output["power_mw"].is_null())
+    reading.drawn_uw.reset();
+  else if (reading.drawn_uw)
+    *reading.drawn_uw += microwatts;
+}
+
+void read_direct(OutputReading& reading) {
+  int count = 0;
+  (void)::get_dc_out_addrs(&count);
+  for (int id = 0; id < count; ++id) {
+    const auto output = static_cast<std::uint32_t>(id);
+    const observe::Observer observer;
+    const bool on = ::is_dc_out_enabled(id) != 0;
+    const int voltage_mv = ::isl28022_read_voltage_id_direct(output);
+    const int current_ma = ::isl28022_read_current_id_direct(output);
+    reading.list.push_back(direct_section(observer.seen(), id, on, voltage_mv, current_ma));
+    add_drawn(reading, reading.list.back(), std::int64_t{voltage_mv} * current_ma);
+    note_failures(observer.seen(), reading.errors);
+  }
 }
 
 }  // namespace
+
+json milliwatts(std::int64_t microwatts) { return static_cast<double>(microwatts) / 1000; }
 
 json output_section(const output_status& output, int id) {
   return {{"id", id},
@@ -53,31 +80,33 @@ json output_section(const output_status& output, int id) {
           {"configured", configured(id)},
           {"voltage_mv", std::int32_t{output.voltage_mv}},
           {"current_ma", std::int32_t{output.current_ma}},
-          {"power_uw", std::int32_t{output.power_uw}}};
+          {"power_mw", milliwatts(output.power_uw)}};
 }
 
 OutputReading read_outputs() {
   OutputReading reading;
   reading.list = json::array();
-  const CacheProbe probe = probe_cache(kvrn::output_cache_file);
   output_view view{};
-  if (::get_output_cache_data(&view) != 0) {
-    std::array<output_status, KVRN_OUTPUT_MAX> records{};
-    const bool whole = ::pread(view.fd, records.data(), sizeof records, 0) == static_cast<ssize_t>(sizeof records);
-    for (int id = 0; whole && id < view.count; ++id)
-      reading.list.push_back(output_section(records[static_cast<std::size_t>(id)], id));
-    ::output_cache_data_free(&view);
-    reading.source = image_source(kvrn::output_cache_file, probe);
-    if (whole) return reading;
+  std::array<output_status, KVRN_OUTPUT_MAX> records{};
+  bool whole = false;
+  Reads seen;
+  {
+    const observe::Observer observer;
+    if (::get_output_cache_data(&view) != 0) {
+      whole = ::pread(view.fd, records.data(), sizeof records, 0) == static_cast<ssize_t>(sizeof records);
+      ::output_cache_data_free(&view);
+    }
+    seen = observer.seen();
   }
   int count = 0;
   (void)::get_dc_out_addrs(&count);
-  for (int id = 0; id < count; ++id) reading.list.push_back(direct_section(id));
-  reading.source = {{"kind", "direct"},
-                    {"path", nullptr},
-                    {"age_s", 0},
-                    {"fresh", true},
-                    {"reason", fmt::format("{}: {}", kvrn::output_cache_file.path, probe.text())}};
+  for (int id = 0; whole && id < count; ++id) {
+    const output_status& record = records[static_cast<std::size_t>(id)];
+    reading.list.push_back(output_section(record, id));
+    add_drawn(reading, reading.list.back(), record.power_uw);
+  }
+  if (!whole) read_direct(reading);
+  reading.source = source_of(image_of(seen, KVRN_FACT_OUTPUT_RECORDS), !whole);
   return reading;
 }
 
@@ -90,38 +119,52 @@ std::array<psu_info, KVRN_PSU_MAX> records_of(const PsuReading& reading) {
   return records;
 }
 
-}  // namespace
-
-namespace {
-
-// What the batteries may take that are charging now.
-std::int64_t charging_power(const PsuReading& psus) {
+// What the batteries may take that are charging now; null when that is not known of one.
+json charging_power(const json& psus) {
   std::int64_t sum = 0;
-  for (const psu_info& psu : psus.records)
-    if (psu.type == KVRN_PSU_TYPE_BATTERY && (psu.battery_status & KVRN_PSU_BATTERY_CHARGING) != 0)
-      sum += std::uint32_t{psu.max_charge_power_mw};
+  for (const json& psu : psus) {
+    if (psu["type"] != "battery") continue;
+    if (psu["charging"].is_null()) return nullptr;
+    if (psu["charging"] == true) sum += psu["max_charge_power_mw"].get<std::int64_t>();
+  }
   return sum;
 }
 
+json inputs_with_mains(const json& psus) {
+  int count = 0;
+  for (const json& psu : psus) {
+    if (psu["type"] == "battery") continue;
+    if (psu["usable"].is_null()) return nullptr;
+    count += psu["usable"] == true ? 1 : 0;
+  }
+  return count;
+}
+
 }  // namespace
 
-json budget_section(const PsuReading& psus) {
-  const auto records = records_of(psus);
-  const int available = ::get_max_power(records.data());
-  const int drawn = ::get_output_power(0);
+json budget_section(const PsuReading& psus, const OutputReading& outputs, Errors& errors) {
+  const json sources = psu_list(psus, false, errors);
+  errors.insert(errors.end(), outputs.errors.begin(), outputs.errors.end());
+  const bool known = std::ranges::none_of(sources, [](const json& psu) { return psu["usable"].is_null(); });
+  const observe::Observer observer;
+  const int available = ::get_max_power(records_of(psus).data());
+  note_failures(observer.seen(), errors);
+  const bool counted = known && !is_unknown(observer.seen(), KVRN_SUBJECT_DEVICE, 0, KVRN_FACT_ASSIST);
+  const auto figure = [&](std::int64_t value) { return counted ? json(value) : json(nullptr); };
   json out = json::object();
   if (available != 0) {
-    out["available_mw"] = available;
-    out["single_supply_limit_mw"] = ::get_max_power_single_ex(records.data(), 1);
+    out["available_mw"] = figure(available);
+    out["single_supply_limit_mw"] = figure(std::min(available, KVRN_MAX_SINGLE_POWER_MW));
   }
-  out["drawn_mw"] = drawn;
-  if (available != 0) out["free_mw"] = available - drawn;
-  out["inputs_with_mains"] = ::psu_info_ac_connected();
-  if (::get_psu_count() > 2) out["charging_mw"] = charging_power(psus);
+  out["drawn_mw"] = outputs.drawn_uw ? json(*outputs.drawn_uw / 1000) : json(nullptr);
+  if (available != 0)
+    out["free_mw"] = out["drawn_mw"].is_null() ? json(nullptr) : figure(available - out["drawn_mw"].get<int>());
+  out["inputs_with_mains"] = inputs_with_mains(sources);
+  if (::get_psu_count() > 2) out["charging_mw"] = charging_power(sources);
   return out;
 }
 
-json state_section(const PsuReading& psus) {
+json state_section(const PsuReading& psus, Errors& errors) {
   static constexpr std::array<const char*, 15> meanings{"running on mains, battery idle",
                                                         "running on battery",
                                                         nullptr,
@@ -137,21 +180,22 @@ json state_section(const PsuReading& psus) {
                                                         "calibrating the battery",
                                                         "battery error",
                                                         "running on mains, no battery or a battery outage"};
+  const json sources = psu_list(psus, false, errors);
+  const observe::Observer observer;
   const int code = ::get_device_state(records_of(psus).data());
+  Errors unread;
+  note_failures(observer.seen(), unread);
+  errors.insert(errors.end(), unread.begin(), unread.end());
+  const bool known = unread.empty() && std::ranges::none_of(sources, [](const json& psu) {
+                       return psu["usable"].is_null() || psu.value("charging", json(false)).is_null();
+                     });
+  if (!known) return {{"code", nullptr}, {"meaning", nullptr}};
   const bool named = code >= 0 && static_cast<std::size_t>(code) < meanings.size() &&
                      meanings[static_cast<std::size_t>(code)] != nullptr;
   json out{{"code", code}, {"meaning", named ? json(meanings[static_cast<std::size_t>(code)]) : json(nullptr)}};
-  for (int psu = 2; code == 4 && psu < ::get_psu_count(); ++psu)
+  for (int psu = 2; code == KVRN_DEVICE_LOW_VOLTAGE && psu < ::get_psu_count(); ++psu)
     if (lacks_estimate(psu)) out["note"] = no_estimate;
   return out;
-}
-
-bool note_unreadable(const char* path, std::vector<std::string>& errors) {
-  const kvrn::Fd fd = kvrn::Fd::open(path, O_RDONLY | O_NONBLOCK);
-  char byte = 0;
-  if (fd ? ::read(fd.get(), &byte, 1) >= 0 : errno == ENOENT) return true;
-  errors.push_back(fmt::format("{}: {}", path, errno_text(errno)));
-  return false;
 }
 
 bool has_battery_file(const char* base, int psu) {
@@ -169,21 +213,18 @@ json battery_estimate(int psu) {
   int32_t time_s = 0;
   int32_t third = 0;
   const int charge = has_battery_file(battery_info, psu) ? ::get_battery_data(psu, &time_s, &third) : unknown;
-  if (charge == unknown) return {{"charge_pct", nullptr}, {"time_s", nullptr}};
-  return {{"charge_pct", charge}, {"time_s", time_s}};
+  if (charge == unknown) return {{"estimated_charge_pct", nullptr}, {"estimated_time_s", nullptr}};
+  return {{"estimated_charge_pct", charge}, {"estimated_time_s", time_s}};
 }
 
-json capacity_section(std::vector<std::string>& errors) {
-  const std::int64_t capacity = ::read_lcm_battery_capacity_mah();
-  json out{{"capacity_mah", capacity}};
+json capacity_section(Errors& errors) {
+  const observe::Observer observer;
+  json out{{"capacity_mah", ::read_lcm_battery_capacity_mah()}};
   json list = json::array();
   for (int psu = 2; psu < ::get_psu_count(); ++psu) {
-    int32_t percentage = 100;
-    for (const char* base :
-         {battery_info, "/tmp/.calibrating", "/etc/persistent/battery_data", "/etc/persistent/battery_data2"})
-      (void)note_unreadable(::get_filename_bat_psu_id(base, psu - 2), errors);
     json entry{{"id", psu}};
     entry.update(battery_estimate(psu));
+    int32_t percentage = 100;
     const int calibrating = ::read_battery_calibrating(psu, &percentage);
     const int resistance = ::get_battery_internal_resistance(psu);
     entry.update({{"internal_resistance", resistance == 0 ? json(nullptr) : json(resistance)},
@@ -192,6 +233,7 @@ json capacity_section(std::vector<std::string>& errors) {
     list.push_back(std::move(entry));
   }
   out["batteries"] = std::move(list);
+  note_failures(observer.seen(), errors);
   return out;
 }
 

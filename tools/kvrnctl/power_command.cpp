@@ -15,6 +15,7 @@ Result outputs(const Context& context) {
   const OutputReading reading = read_outputs();
   result.data["source"] = reading.source;
   result.data["outputs"] = reading.list;
+  result.fail_for(reading.errors);
   result.text = outputs_text(context, reading.list) + '\n' + source_line(reading.source);
   fail_unless_fresh(result, reading.source);
   return result;
@@ -24,8 +25,11 @@ Result budget(const Context&) {
   Result result;
   const PsuReading psus = read_psus(Source::automatic);
   result.data["source"] = psus.source;
-  result.data["outputs_source"] = read_outputs().source;
-  result.data["budget"] = budget_section(psus);
+  const OutputReading outputs = read_outputs();
+  result.data["outputs_source"] = outputs.source;
+  Errors errors;
+  result.data["budget"] = budget_section(psus, outputs, errors);
+  result.fail_for(errors);
   result.text =
       fields(result.data["budget"], "") + '\n' + source_line(psus.source) + source_line(result.data["outputs_source"]);
   if (!result.data["budget"].contains("available_mw"))
@@ -38,9 +42,12 @@ Result state(const Context&) {
   Result result;
   const PsuReading psus = read_psus(Source::automatic);
   result.data["source"] = psus.source;
-  result.data["state"] = state_section(psus);
+  Errors errors;
+  result.data["state"] = state_section(psus, errors);
   const json& section = result.data["state"];
-  result.text = fmt::format("{}  {}\n", section["code"].dump(), humanize("meaning", section["meaning"]));
+  if (section["code"].is_null()) result.fail_for(errors);
+  result.text = fmt::format("{}  {}\n", section["code"].is_null() ? "-" : section["code"].dump(),
+                            humanize("meaning", section["meaning"]));
   if (section.contains("note")) result.text += folded("   " + section["note"].get<std::string>(), 3);
   result.text += '\n' + source_line(psus.source);
   return result;
@@ -53,7 +60,9 @@ Result capacity(const Context&) {
     result.fail(Exit::not_on_this_board, "this board has no battery");
     return result;
   }
-  result.data["capacity"] = capacity_section(result.errors);
+  Errors errors;
+  result.data["capacity"] = capacity_section(errors);
+  result.fail_for(errors);
   const json& section = result.data["capacity"];
   result.text = fields(section, "");
   for (const json& battery : section["batteries"])

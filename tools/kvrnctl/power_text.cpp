@@ -36,7 +36,7 @@ std::string outputs_text(const Context& context, const json& outputs) {
     const std::string state = humanize("state", output["state"]);
     table.add({output["id"].dump(), output["enabled"] == true ? "on" : "off",
                painted(context, color_of_output(state), state), output["configured"], cell(output, "voltage_mv"),
-               cell(output, "current_ma"), cell(output, "power_uw")});
+               cell(output, "current_ma"), cell(output, "power_mw")});
   }
   return table.text();
 }
@@ -49,26 +49,25 @@ std::string psus_text(const Context& context, const json& psus) {
     const std::string type = psu["type"].get<std::string>() + (battery ? ", " + psu.value("kind", "none") : "");
     const std::string state = humanize("state", psu["state"]);
     table.add({psu["id"].dump(), type, painted(context, color_of_psu(state), state), humanize("usable", psu["usable"]),
-               cell(psu, battery ? "voltage_mv" : "output_voltage_mv"),
-               cell(psu, battery ? "current_ma" : "output_current_ma"), cell(psu, "charge_pct"),
-               cell(psu, "temperature_c")});
+               cell(psu, "voltage_mv"), cell(psu, "current_ma"), cell(psu, "charge_pct"), cell(psu, "temperature_c")});
   }
   return table.text();
 }
 
 std::string source_line(const json& source) {
+  const std::string reason = source["reason"].is_null() ? "" : source["reason"].get<std::string>();
   if (source["kind"] == "cache")
-    return folded(
-        fmt::format("Source: cache {}, {}", source["path"].get<std::string>(), source["age"].get<std::string>()), 8);
-  if (!source.contains("reason")) return "Source: direct readout\n";
-  return folded(fmt::format("Source: direct readout ({})", source["reason"].get<std::string>()), 8);
+    return folded(fmt::format("Source: cache {}, {}", source["path"].get<std::string>(),
+                              reason.empty() ? source["age_s"].dump() + " s old" : reason),
+                  8);
+  return folded(reason.empty() ? "Source: direct readout" : fmt::format("Source: direct readout ({})", reason), 8);
 }
 
 void fail_unless_fresh(Result& result, const json& output_source) {
   if (output_source["fresh"] == true) return;
   result.fail(Exit::stale,
               fmt::format("the readings of the outputs are not fresh ({}): the monitoring process is not running",
-                          output_source["age"].get<std::string>()));
+                          output_source["reason"].get<std::string>()));
 }
 
 }  // namespace kvrnctl

@@ -2,16 +2,18 @@
 #include <fmt/chrono.h>
 #include <fmt/core.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 
 #include "board/platform.hpp"
 #include "psu/readout.hpp"
-#include "tools/kvrnctl/cache_probe.hpp"
 #include "tools/kvrnctl/sections.hpp"
 
 namespace kvrnctl {
 namespace {
+
+using Reads = std::vector<observe::Seen>;
 
 // SBS batteries answer 65535 minutes when a time does not apply: an empty time while charging, a full one while not.
 constexpr std::int32_t no_time_s = 65535 * 60;
@@ -34,40 +36,85 @@ json date(std::int64_t value) {
 
 bool has(std::uint8_t flags, int bit) { return (flags & bit) != 0; }
 
-json state(const psu_info& psu) {
-  if (psu.type == KVRN_PSU_TYPE_EMPTY) return "empty slot";
-  if (psu.type == KVRN_PSU_TYPE_INPUT) return has(psu.status, KVRN_PSU_STATUS_USABLE) ? "mains on" : "no mains";
+const kvrn::PowerSource& row_of(const psu_info& psu) {
+  const auto row = std::min<std::size_t>(psu.id, kvrn::most_sources - 1);
+  return kvrn::platform_of(::board_identify()->system_id).sources[row];
+}
+
+// A source, and what was read for it.
+struct Source {
+  const psu_info& psu;
+  const Reads& seen;
+
+  bool unknown(kvrn_fact fact) const { return is_unknown(seen, KVRN_SUBJECT_PSU, static_cast<int>(psu.id), fact); }
+  json flag(int bit, std::uint8_t flags, bool unread) const { return unread ? json(nullptr) : json(has(flags, bit)); }
+
+  // An override answers in place of the line.
+  bool overridden(kvrn_fact fact) const {
+    return std::ranges::any_of(seen, [&](const observe::Seen& read) {
+      return read.what.kind == KVRN_SOURCE_FILE && read.answered() &&
+             read.is(KVRN_SUBJECT_PSU, static_cast<int>(psu.id), fact);
+    });
+  }
+  bool charger_unknown() const { return unknown(KVRN_FACT_CHARGE_DISABLE); }
+
+  // A battery that does not acknowledge its address is not there; one that fails in any other way is unknown.
+  bool presence_unknown() const {
+    if (psu.battery_kind != KVRN_PSU_BATTERY_SMART) return unknown(KVRN_FACT_PRESENT);
+    if (has(psu.battery_status, KVRN_PSU_BATTERY_PRESENT)) return false;
+    return std::ranges::any_of(seen, [&](const observe::Seen& read) {
+      const bool bus = read.what.kind == KVRN_SOURCE_I2C || read.what.kind == KVRN_SOURCE_BLOCK;
+      const bool mine = read.what.subject == KVRN_SUBJECT_PSU && read.what.subject_number == static_cast<int>(psu.id);
+      return bus && mine && (read.answered() || read.what.error != ENXIO);
+    });
+  }
+
+  bool mains_unknown() const {
+    return !has(psu.status, KVRN_PSU_STATUS_MAINS) && std::ranges::any_of(seen, [&](const observe::Seen& read) {
+      return read.what.fact == KVRN_FACT_MAINS &&
+             is_unknown(seen, KVRN_SUBJECT_PSU, read.what.subject_number, KVRN_FACT_MAINS);
+    });
+  }
+
+  bool charging_unknown() const {
+    if (has(psu.battery_status, KVRN_PSU_BATTERY_CHARGE_UNKNOWN) || presence_unknown()) return true;
+    if (psu.battery_kind == KVRN_PSU_BATTERY_SMART || !has(psu.status, KVRN_PSU_STATUS_MAINS)) return mains_unknown();
+    // The direction of the current tells, unless a file does.
+    return charger_unknown() || (unknown(KVRN_FACT_CURRENT) && !overridden(KVRN_FACT_CHARGING));
+  }
+};
+
+json battery_state(const Source& source, const json& charging) {
+  const psu_info& psu = source.psu;
+  if (source.presence_unknown()) return nullptr;
   if (!has(psu.battery_status, KVRN_PSU_BATTERY_PRESENT)) return "absent";
-  if (has(psu.battery_status, KVRN_PSU_BATTERY_CHARGING)) return "charging";
+  if (charging == true) return "charging";
+  if (source.unknown(KVRN_FACT_CURRENT)) return nullptr;
   // As much as a charging current is at least: less is the monitor's noise.
   if (psu.current_ma > -kvrn::charging_threshold_ma) return "discharging";
-  if (has(psu.battery_status, KVRN_PSU_BATTERY_CHARGE_UNKNOWN)) return nullptr;
+  if (charging.is_null()) return nullptr;
   return "not charging";
 }
 
+json input_state(const Source& source) {
+  if (source.psu.type == KVRN_PSU_TYPE_EMPTY) return "empty slot";
+  if (has(source.psu.status, KVRN_PSU_STATUS_USABLE)) return "mains on";
+  return source.unknown(KVRN_FACT_MAINS) ? json(nullptr) : json("no mains");
+}
+
 // Only some boards' supplies tell anything.
-void add_supply(json& out, const psu_info& psu) {
-  if (!kvrn::platform_of(::board_identify()->system_id).slots) return;
+void add_supply(json& out, const Source& source) {
+  const psu_info& psu = source.psu;
+  out["state"] = input_state(source);
+  out["usable"] = source.flag(KVRN_PSU_STATUS_USABLE, psu.status, out["state"].is_null());
+  if (row_of(psu).input.slot_line == 0) return;
   const bool read = has(psu.supply_status, KVRN_PSU_SUPPLY_TELEMETRY);
-  out["output_voltage_mv"] = read ? number(psu.supply_vout_mv) : json(nullptr);
-  out["output_current_ma"] = read ? number(psu.supply_iout_ma) : json(nullptr);
+  out["voltage_mv"] = read ? number(psu.supply_vout_mv) : json(nullptr);
+  out["current_ma"] = read ? number(psu.supply_iout_ma) : json(nullptr);
   out["temperature_c"] = read ? temperature(psu.supply_temp_c) : json(nullptr);
 }
 
-void add_battery(json& out, const psu_info& psu) {
-  const bool present = has(psu.battery_status, KVRN_PSU_BATTERY_PRESENT);
-  const bool unknown_charge = has(psu.battery_status, KVRN_PSU_BATTERY_CHARGE_UNKNOWN);
-  const bool smart = psu.battery_kind == KVRN_PSU_BATTERY_SMART;
-  out["kind"] = smart ? "smart" : "hwmon";
-  out["present"] = present;
-  out["charging"] = unknown_charge ? json(nullptr) : json(has(psu.battery_status, KVRN_PSU_BATTERY_CHARGING));
-  out["mains"] = has(psu.status, KVRN_PSU_STATUS_MAINS);
-  out["charger_enabled"] = has(psu.status, KVRN_PSU_STATUS_CHARGER);
-  out["highest_charging_current"] = has(psu.status, KVRN_PSU_STATUS_HIGH_CURRENT);
-  out["voltage_mv"] = present ? number(psu.voltage_mv) : json(nullptr);
-  out["current_ma"] = present ? number(psu.current_ma) : json(nullptr);
-  out["max_charge_power_mw"] = std::uint32_t{psu.max_charge_power_mw};
-  if (!smart) return;  // nothing measures the rest
+void add_smart_battery(json& out, const psu_info& psu) {
   out["charge_pct"] = percent(psu.charge_pct);
   out["temperature_c"] = temperature(psu.battery_temp_c);
   if (psu.time_to_empty_s != no_time_s) out["time_to_empty_s"] = number(psu.time_to_empty_s);
@@ -81,83 +128,103 @@ void add_battery(json& out, const psu_info& psu) {
   out["block_55"] = number(psu.sbs_block_55);
   json cells = json::array();
   for (std::uint32_t i = 0; i < psu.cell_count && i < std::size(psu.cell_mv); ++i)
-    cells.push_back({{"id", i + 1}, {"voltage_mv", number(psu.cell_mv[i])}});
+    cells.push_back({{"cell", i + 1}, {"voltage_mv", number(psu.cell_mv[i])}});
   out["cells"] = std::move(cells);
 }
 
-// The cache's part of a reading; `exit` says whether it may be used.
+void add_battery(json& out, const Source& source) {
+  const psu_info& psu = source.psu;
+  const bool present = has(psu.battery_status, KVRN_PSU_BATTERY_PRESENT);
+  const bool smart = psu.battery_kind == KVRN_PSU_BATTERY_SMART;
+  const bool unread = source.presence_unknown();
+  const json charging = source.flag(KVRN_PSU_BATTERY_CHARGING, psu.battery_status, source.charging_unknown());
+  const auto measured = [&](std::int32_t value, kvrn_fact fact) {
+    return present && !source.unknown(fact) ? number(value) : json(nullptr);
+  };
+  out["state"] = battery_state(source, charging);
+  out["usable"] = source.flag(KVRN_PSU_STATUS_USABLE, psu.status, unread);
+  out["kind"] = smart ? "smart" : "hwmon";
+  out["present"] = source.flag(KVRN_PSU_BATTERY_PRESENT, psu.battery_status, unread);
+  out["charging"] = charging;
+  out["mains"] = source.flag(KVRN_PSU_STATUS_MAINS, psu.status, source.mains_unknown());
+  out["charger_enabled"] = source.flag(KVRN_PSU_STATUS_CHARGER, psu.status,
+                                       source.charger_unknown() && !source.overridden(KVRN_FACT_CHARGER));
+  out["highest_charging_current"] =
+      source.flag(KVRN_PSU_STATUS_HIGH_CURRENT, psu.status, source.unknown(KVRN_FACT_CHARGING_CURRENT));
+  out["voltage_mv"] = measured(psu.voltage_mv, KVRN_FACT_VOLTAGE);
+  out["current_ma"] = measured(psu.current_ma, KVRN_FACT_CURRENT);
+  out["max_charge_power_mw"] = std::uint32_t{psu.max_charge_power_mw};
+  if (smart) add_smart_battery(out, psu);  // nothing measures the rest of the other
+}
+
+json psu_section(const Source& source, std::size_t id) {
+  static constexpr std::array<const char*, 3> types{"empty", "input", "battery"};
+  const std::uint32_t type = source.psu.type;
+  json out{{"id", id}, {"type", type < types.size() ? types[type] : "unknown"}};
+  if (type == KVRN_PSU_TYPE_BATTERY)
+    add_battery(out, source);
+  else
+    add_supply(out, source);
+  return out;
+}
+
+// A source that never has anything: the library goes to the hardware.
+int nothing(cache_source*, void*) { return 0; }
+
 void read_cache(PsuReading& reading) {
-  const auto& spec = kvrn::psu_cache_file;
-  const CacheProbe probe = probe_cache(spec);
-  reading.source = image_source(spec, probe);
   psu_info_view view{};
-  if (::get_psu_info_cache_data(&view) == 0) {
-    const bool stale = probe.whole && !probe.fresh();
-    reading.exit = stale ? Exit::stale : Exit::failed;
-    const bool aged = stale && probe.age_s && !probe.in_future();
-    reading.error = fmt::format("{}: {}{}", spec.path, probe.text(), aged ? ", more than 10 s: not used" : "");
+  const observe::Observer observer;
+  const bool opened = ::get_psu_info_cache_data(&view) != 0;
+  reading.seen = observer.seen();
+  const observe::Seen* image = image_of(reading.seen, KVRN_FACT_RECORDS);
+  reading.source = source_of(image, false);
+  reading.exit = Exit::failed;
+  if (!opened) {
+    const bool stale = image->what.outcome == KVRN_OUTCOME_STALE;
+    const bool aged = stale && image->what.value >= 0 && image->what.value != KVRN_NEVER_REFRESHED;
+    if (stale) reading.exit = Exit::stale;
+    reading.error = fmt::format("{}: {}{}", image->path, image->answer(), aged ? ", more than 10 s: not used" : "");
     return;
   }
   std::array<psu_info, KVRN_PSU_MAX> records{};
-  const auto size = static_cast<ssize_t>(sizeof records);
-  if (::pread(view.fd, records.data(), sizeof records, 0) == size) {
+  if (::pread(view.fd, records.data(), sizeof records, 0) == static_cast<ssize_t>(sizeof records)) {
     reading.records.assign(records.begin(), records.begin() + view.count);
+    reading.exit = Exit::ok;
   } else {
-    reading.exit = Exit::failed;
-    reading.error = fmt::format("{}: cut short while it was read", spec.path);
+    reading.error = fmt::format("{}: cut short while it was read", image->path);
   }
   ::psu_info_cache_data_free(&view);
 }
 
-void read_direct(PsuReading& reading) {
-  const int count = ::get_psu_count();
-  reading.records.resize(static_cast<std::size_t>(count));
-  for (int psu = 0; psu < count; ++psu) ::psu_info_get_direct(&reading.records[static_cast<std::size_t>(psu)], psu);
-}
-
 }  // namespace
 
-PsuReading read_psus(Source source) {
+PsuReading read_psus(kvrnctl::Source source) {
   PsuReading reading;
-  std::string reason;
-  if (source != Source::direct) {
+  if (source == kvrnctl::Source::cache) {
     read_cache(reading);
-    if (reading.exit == Exit::ok || source == Source::cache) return reading;
-    reason = std::exchange(reading.error, {});
-    reading.exit = Exit::ok;
+    return reading;
   }
-  reading.source = {{"kind", "direct"}, {"path", nullptr}, {"age_s", 0}};
-  if (!reason.empty()) reading.source["reason"] = reason;
-  read_direct(reading);
+  std::array<psu_info, KVRN_PSU_MAX> records{};
+  cache_source hardware{nullptr, nullptr, nothing, nullptr};
+  const observe::Observer observer;
+  const int count = ::psu_info_get_all(records.data(), source == kvrnctl::Source::direct ? &hardware : nullptr);
+  reading.seen = observer.seen();
+  reading.records.assign(records.begin(), records.begin() + count);
+  // Every readout asks for the mains.
+  const bool direct =
+      std::ranges::any_of(reading.seen, [](const observe::Seen& read) { return read.what.fact == KVRN_FACT_MAINS; });
+  reading.source = source_of(image_of(reading.seen, KVRN_FACT_RECORDS), direct);
   return reading;
 }
 
-namespace {
-
-json psu_section(const psu_info& psu, std::size_t id) {
-  static constexpr std::array<const char*, 3> types{"empty", "input", "battery"};
-  json out{{"id", id},
-           {"type", psu.type < types.size() ? types[psu.type] : "unknown"},
-           {"state", state(psu)},
-           {"usable", has(psu.status, KVRN_PSU_STATUS_USABLE)}};
-  if (psu.type == KVRN_PSU_TYPE_BATTERY)
-    add_battery(out, psu);
-  else
-    add_supply(out, psu);
-  return out;
-}
-
-}  // namespace
-
-json psu_list(const PsuReading& reading, bool batteries_only, std::vector<std::string>& errors) {
+json psu_list(const PsuReading& reading, bool batteries_only, Errors& errors) {
   json list = json::array();
   for (std::size_t id = 0; id < reading.records.size(); ++id) {
     const psu_info& record = reading.records[id];
     if (batteries_only && record.type != KVRN_PSU_TYPE_BATTERY) continue;
-    json psu = psu_section(record, id);
-    if (reading.source["kind"] == "direct") note_failures(psu, errors);
-    list.push_back(std::move(psu));
+    list.push_back(psu_section({record, reading.seen}, id));
   }
+  if (reading.direct()) note_failures(reading.seen, errors);
   return list;
 }
 

@@ -9,8 +9,11 @@
 #include <vector>
 
 #include "tools/kvrnctl/context.hpp"
+#include "tools/observe/seen.hpp"
 
 namespace kvrnctl {
+
+using Errors = std::vector<std::string>;
 
 json board_section();
 bool board_is_known();
@@ -19,16 +22,30 @@ bool board_is_known();
 enum class Source { automatic, cache, direct };
 
 struct PsuReading {
-  std::vector<psu_info> records;  // one a PSU of the board; empty when `exit` is not ok
-  json source;                    // as OutputReading::source
+  std::vector<psu_info> records;    // one a PSU of the board; empty when `exit` is not ok
+  std::vector<observe::Seen> seen;  // what was read for them
+  json source;                      // as source_of() has it
   Exit exit = Exit::ok;
   std::string error;
+
+  bool direct() const { return source["kind"] == "direct"; }
 };
 PsuReading read_psus(Source source);
 
-// The sections of a reading. A direct reading is looked at again where a default stands in for a failed one: the value
-// becomes null and the failure goes into `errors`.
-json psu_list(const PsuReading& reading, bool batteries_only, std::vector<std::string>& errors);
-void note_failures(json& psu, std::vector<std::string>& errors);
+// The sections of a reading. What was not read is null, and the reason goes into `errors`.
+json psu_list(const PsuReading& reading, bool batteries_only, Errors& errors);
+
+// What was seen of an image; null when nobody asked for it.
+const observe::Seen* image_of(const std::vector<observe::Seen>& seen, kvrn_fact records);
+
+// Where readings come from, in every document: "kind" ("cache" or "direct"), "path" (of the image, else null), "age_s"
+// (null without a time that has been), "fresh", and "reason": why the readings are not from a fresh image, else null.
+json source_of(const observe::Seen* image, bool direct);
+
+// Whether a fact stayed unknown: its line, register or attribute did not answer, and no file overrides it.
+bool is_unknown(const std::vector<observe::Seen>& seen, kvrn_subject subject, int number, kvrn_fact fact);
+
+// A line for each source of these facts that failed: "PSU 0 mains: GPIO 211: Device or resource busy". Once a source.
+void note_failures(const std::vector<observe::Seen>& seen, Errors& errors);
 
 }  // namespace kvrnctl

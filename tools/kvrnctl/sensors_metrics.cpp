@@ -19,8 +19,8 @@ struct Metric {
 
 constexpr std::array psu_metrics{
     Metric{"kvrn_psu_usable", "usable", 1, "1: the source counts towards the power budget"},
-    Metric{"kvrn_psu_output_volts", "output_voltage_mv", 1e3, "Output voltage of an input supply"},
-    Metric{"kvrn_psu_output_amperes", "output_current_ma", 1e3, "Output current of an input supply"},
+    Metric{"kvrn_psu_output_volts", "voltage_mv", 1e3, "Output voltage of an input supply"},
+    Metric{"kvrn_psu_output_amperes", "current_ma", 1e3, "Output current of an input supply"},
     Metric{"kvrn_psu_temperature_celsius", "temperature_c", 1, "Temperature of a supply or battery"},
     Metric{"kvrn_battery_present", "present", 1, "1: the battery is there"},
     Metric{"kvrn_battery_mains", "mains", 1, "1: an input has mains"},
@@ -44,8 +44,8 @@ constexpr std::array output_metrics{
     Metric{"kvrn_output_state", "state_code", 1, "0 normal, 1 shed, 2 overload, 3 protected, 4 idle, 5 configured off"},
     Metric{"kvrn_output_volts", "voltage_mv", 1e3, "Voltage of a DC output"},
     Metric{"kvrn_output_amperes", "current_ma", 1e3, "Current of a DC output"},
-    Metric{"kvrn_output_watts", "power_uw", 1e6, "Power that a DC output delivers"},
-    Metric{"kvrn_output_limit_watts", "max_power_uw", 1e6, "Power that one DC output may draw"},
+    Metric{"kvrn_output_watts", "power_mw", 1e3, "Power that a DC output delivers"},
+    Metric{"kvrn_output_limit_watts", "max_power_mw", 1e3, "Power that one DC output may draw"},
 };
 constexpr std::array board_metrics{
     Metric{"kvrn_board_temperature_celsius", "temperature_c", 1, "Temperature of the board"},

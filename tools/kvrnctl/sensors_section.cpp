@@ -2,12 +2,10 @@
 #include <kvrn/battery.h>
 #include <kvrn/status.h>
 
+#include <algorithm>
 #include <memory>
 
-#include "snmp/sensors.hpp"
-#include "tools/kvrnctl/cache_probe.hpp"
 #include "tools/kvrnctl/power_sections.hpp"
-#include "tools/kvrnctl/probe.hpp"
 #include "tools/kvrnctl/sensors.hpp"
 
 namespace kvrnctl {
@@ -28,19 +26,22 @@ json battery_files(const psu_info& psu) {
   if ((psu.battery_status & KVRN_PSU_BATTERY_VALID) == 0) return out;
   const int id = static_cast<int>(psu.id);
   const json estimate = battery_estimate(id);
-  out["estimated_charge_pct"] = not_negative(estimate["charge_pct"]);
-  out["estimated_time_s"] = not_negative(estimate["time_s"]);
+  for (const char* key : {"estimated_charge_pct", "estimated_time_s"}) out[key] = not_negative(estimate[key]);
   std::uint32_t flags = 0;
   std::int32_t charge_mah = 0;
   if (::read_battery_flags(id, &flags, &charge_mah) != 0) out["error"] = ::is_battery_status_error_flag(flags) != 0;
   return out;
 }
 
+struct FreeSummary {
+  void operator()(sensors_info* info) const { ::sensors_info_free(info); }
+};
+
 json output_list(const sensors_info& info) {
   json list = json::array();
   for (int id = 0; id < info.output_count && id < KVRN_OUTPUT_MAX; ++id) {
     json output = output_section(info.output[id], id);
-    output["max_power_uw"] = std::int32_t{info.output[id].max_power};
+    output["max_power_mw"] = milliwatts(info.output[id].max_power);
     list.push_back(std::move(output));
   }
   return list;
@@ -49,13 +50,16 @@ json output_list(const sensors_info& info) {
 json board_temperatures(const sensors_info& info) {
   json list = json::array();
   for (const std::int32_t temp : info.board_temp)
-    if (temp != KVRN_NO_BOARD_SENSOR) list.push_back({{"id", list.size() + 1}, {"temperature_c", temp}});
+    if (temp != KVRN_NO_BOARD_SENSOR) list.push_back({{"sensor", list.size() + 1}, {"temperature_c", temp}});
   return list;
 }
 
 // The summary has 0 where nobody writes the file.
-json power_meter(const sensors_info& info) {
-  return probe_number("/tmp/.power_meter").ok ? json(static_cast<std::uint32_t>(info.power_meter)) : json(nullptr);
+json power_meter(const sensors_info& info, const std::vector<observe::Seen>& seen) {
+  const auto read =
+      std::ranges::find_if(seen, [](const observe::Seen& entry) { return entry.what.fact == KVRN_FACT_POWER_METER; });
+  const bool written = read != seen.end() && read->answered();
+  return written ? json(static_cast<std::uint32_t>(info.power_meter)) : json(nullptr);
 }
 
 }  // namespace
@@ -69,17 +73,18 @@ SensorReading read_sensors() {
   reading.psu_source = psus.source;
   psus.records.resize(KVRN_PSU_MAX);
   cache_source source{&psus.records, nullptr, hand_out, nullptr};
-  const CacheProbe probe = probe_cache(kvrn::output_cache_file);
-  const std::unique_ptr<sensors_info, kvrn::FreeSummary> info(::sensors_info_get_ex(1, nullptr, &source));
+  const observe::Observer observer;
+  const std::unique_ptr<sensors_info, FreeSummary> info(::sensors_info_get_ex(1, nullptr, &source));
   if (!info) return reading;
+  const observe::Seen* image = image_of(observer.seen(), KVRN_FACT_OUTPUT_RECORDS);
   if (info->output_count > 0)
-    reading.output_source = image_source(kvrn::output_cache_file, probe);
+    reading.output_source = source_of(image, false);
   else
-    reading.output_reason = std::string(kvrn::output_cache_file.path) + ": " + probe.text();
+    reading.output_reason = image->path + ": " + image->answer();
   reading.section = {{"psus", psu_sections},
                      {"outputs", output_list(*info)},
                      {"board_temperatures", board_temperatures(*info)},
-                     {"power_meter", power_meter(*info)},
+                     {"power_meter", power_meter(*info, observer.seen())},
                      {"locate_led", info->locate_led != 0},
                      {"psu_data_stable", info->psu_data_stable != 0}};
   return reading;

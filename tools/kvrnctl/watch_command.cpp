@@ -41,11 +41,13 @@ std::string bar(double share, int columns) {
 }
 
 std::string load_text(const Context& context, const json& budget) {
-  if (!budget.contains("available_mw")) return fmt::format("Load     {}\n", humanize("drawn_mw", budget["drawn_mw"]));
-  const double share = budget["drawn_mw"].get<double>() / budget["available_mw"].get<double>();
+  const json available = budget.value("available_mw", json(nullptr));
+  if (available.is_null() || budget["drawn_mw"].is_null())
+    return fmt::format("Load     {}\n", humanize("drawn_mw", budget["drawn_mw"]));
+  const double share = budget["drawn_mw"].get<double>() / available.get<double>();
   const Color color = share > 1 ? Color::bad : share > 0.9 ? Color::warning : Color::good;
   return fmt::format("Load     {} {} of {}\n", painted(context, color, bar(share, 30)),
-                     humanize("drawn_mw", budget["drawn_mw"]), humanize("available_mw", budget["available_mw"]));
+                     humanize("drawn_mw", budget["drawn_mw"]), humanize("available_mw", available));
 }
 
 std::string charge_text(const Context& context, const json& psus) {
@@ -61,9 +63,8 @@ std::string charge_text(const Context& context, const json& psus) {
   return text;
 }
 
-std::string alarms_text(const Context& context) {
+std::string alarms_text(const Context& context, Errors errors) {
   std::string text;
-  std::vector<std::string> errors;
   for (const json& alarm : alarm_list(errors)) {
     if (alarm["raised"] != true) continue;
     const bool noted = alarm.contains("note");
@@ -81,9 +82,11 @@ std::string view(const Context& context) {
   const PsuReading reading = read_psus(Source::automatic);
   const json psus = psu_list(reading, false, errors);
   const OutputReading outputs = read_outputs();
-  const json state = state_section(reading);
-  std::string text = fmt::format("State    {} {}\n", state["code"].dump(), humanize("meaning", state["meaning"]));
-  text += load_text(context, budget_section(reading)) + charge_text(context, psus) + alarms_text(context);
+  const json state = state_section(reading, errors);
+  std::string text = fmt::format("State    {} {}\n", state["code"].is_null() ? "-" : state["code"].dump(),
+                                 humanize("meaning", state["meaning"]));
+  text += load_text(context, budget_section(reading, outputs, errors)) + charge_text(context, psus);
+  text += alarms_text(context, errors);
   const bool fresh = outputs.source["fresh"] == true;
   if (!fresh) text += painted(context, Color::bad, "The readings of the outputs are not fresh.") + '\n';
   text += '\n' + psus_text(context, psus) + '\n' + source_line(reading.source);

@@ -7,9 +7,9 @@
 #include <cctype>
 #include <cerrno>
 #include <cstring>
+#include <set>
 #include <utility>
 
-#include "battery/sbs_bus.hpp"
 #include "board/partition.hpp"
 #include "board/platform.hpp"
 #include "cache/image.hpp"
@@ -50,12 +50,18 @@ void look_at_identity(Lines& lines) {
 
 // The mains lines are on every board; the other chips and the buses only on some.
 void look_at_hardware(Lines& lines) {
-  const std::uint32_t everywhere = kvrn::gpio_chip_index(kvrn::inputs[0].mains_line);
+  std::set<std::uint32_t> everywhere;
+  std::set<int> buses;
+  for (const kvrn::Platform& platform : kvrn::platforms)
+    for (const kvrn::PowerSource& source : platform.present()) {
+      if (source.is_input()) everywhere.insert(kvrn::gpio_chip_index(source.input.mains_line));
+      buses.insert(source.is_input() ? source.input.supply.bus : source.battery.smart.bus);
+    }
+  buses.erase(0);  // of batteries without one
   for (std::uint32_t chip = 0; chip < kvrn::gpio_chips.size(); ++chip)
-    look_at(lines, kvrn::gpio_chips[chip], O_RDWR, chip == everywhere ? Absent::counts : Absent::is_normal, readings);
-  static_assert(kvrn::sbs_bus == kvrn::inputs[0].monitor_bus, "the smart battery's bus needs a look of its own");
-  for (const kvrn::Input& input : kvrn::inputs)
-    look_at(lines, "/dev/i2c-" + std::to_string(input.monitor_bus), O_RDWR, Absent::is_normal, readings);
+    look_at(lines, kvrn::gpio_chips[chip], O_RDWR, everywhere.contains(chip) ? Absent::counts : Absent::is_normal,
+            readings);
+  for (const int bus : buses) look_at(lines, "/dev/i2c-" + std::to_string(bus), O_RDWR, Absent::is_normal, readings);
 }
 
 // Read-write, although nothing is written: readers and the monitor share one account.
