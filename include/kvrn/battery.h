@@ -139,6 +139,15 @@ KVRN_API int read_battery_flags(int psu, uint32_t* flags, int32_t* charge);
 KVRN_API int read_battery_flags_v2(int psu, uint32_t* flags, int32_t* charge, int32_t* current);
 
 /**
+ * The flags as read_battery_flags_v2() has them, for a caller that has read the charger's file already.
+ * @param psu number of the source
+ * @param charger_active what "/tmp/.batt_ch_status" or "/tmp/.batt_li_ch_status" says: 1 for a positive number or none
+ * @param[out] flags as the caller had it when there is no record; NULL: not wanted
+ * @return 1, or 0 when there is no record of version 2
+ */
+KVRN_API int kvrn_battery_flags(int psu, int charger_active, uint32_t* flags);
+
+/**
  * The first parameter of "/etc/persistent/battery_data2", read again when the file's modification time changes. One
  * value is kept per process, whatever the battery. A file that is not of version 1 is deleted, and its descriptor stays
  * open as with read_battery_flags().

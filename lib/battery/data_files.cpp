@@ -152,12 +152,12 @@ int read_estimate(int psu, int32_t* time_s, int32_t* third, int32_t* fourth) {
   return charge;
 }
 
-std::optional<BatteryData> read_battery_data(int psu) {
+std::optional<BatteryData> read_battery_data(int psu, std::optional<bool> known_active) {
   const About about(KVRN_SUBJECT_PSU, psu);
   RecordFile record;
   if (!read_record(psu, record)) return std::nullopt;
   BatteryData data{record.flags, -1, -1};
-  if (charger_active(psu)) {
+  if (known_active ? *known_active : charger_active(psu)) {
     if (!is_error(data.flags)) data.charge_mah = record.charge;
     data.current_ma = record.current;
   } else {
@@ -209,6 +209,13 @@ int read_battery_flags(int psu, uint32_t* flags, int32_t* charge) { return store
 
 int read_battery_flags_v2(int psu, uint32_t* flags, int32_t* charge, int32_t* current) {
   return store_data(psu, flags, charge, current);
+}
+
+int kvrn_battery_flags(int psu, int charger_active, uint32_t* flags) {
+  const auto data = kvrn::read_battery_data(psu, charger_active != 0);
+  if (!data) return 0;
+  store(flags, data->flags);
+  return 1;
 }
 
 int get_battery_internal_resistance(int psu) {

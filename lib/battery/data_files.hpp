@@ -16,7 +16,8 @@ struct BatteryData {
   std::int32_t charge_mah;  // -1: none, as the current
   std::int32_t current_ma;
 };
-std::optional<BatteryData> read_battery_data(int psu);
+// @param known_active what the charger's file says (true where it is missing), if the caller has read it
+std::optional<BatteryData> read_battery_data(int psu, std::optional<bool> known_active = std::nullopt);
 
 // The state of the calibration, 0 when there is none, and its percentage.
 struct Calibration {

@@ -6,18 +6,7 @@
 namespace kvrn {
 
 constinit std::atomic<int> observers = 0;
-
-namespace {
-
-struct Observed {
-  kvrn_observer callback;
-  void* context;
-  kvrn_subject subject;
-  int number;
-};
 constinit thread_local Observed self{};
-
-}  // namespace
 
 void tell(const Place& place, kvrn_fact fact, const Answer& answer) {
   if (!observed() || self.callback == nullptr) return;
@@ -38,9 +27,3 @@ void About::leave() {
 }
 
 }  // namespace kvrn
-
-void kvrn_observe(kvrn_observer callback, void* context) {
-  const bool before = kvrn::self.callback != nullptr;
-  kvrn::self = {callback, context, KVRN_SUBJECT_DEVICE, 0};
-  kvrn::observers += (callback != nullptr ? 1 : 0) - (before ? 1 : 0);
-}

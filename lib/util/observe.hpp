@@ -13,6 +13,15 @@ namespace kvrn {
 extern std::atomic<int> observers;
 inline bool observed() { return observers.load(std::memory_order_relaxed) != 0; }
 
+// The thread's callback, and the subject of its reads.
+struct Observed {
+  kvrn_observer callback;
+  void* context;
+  kvrn_subject subject;
+  int number;
+};
+extern constinit thread_local Observed self;
+
 struct Place {
   kvrn_source_kind kind;
   const char* path;

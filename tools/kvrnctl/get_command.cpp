@@ -32,7 +32,9 @@ json outputs(Result& result, Errors& errors) {
 json budget(Result& result, Errors& errors) {
   const OutputReading reading = read_outputs();
   fail_unless_fresh(result, reading.source);
-  return budget_section(read_psus(Source::automatic), reading, errors);
+  const json section = budget_section(read_psus(Source::automatic), reading, errors);
+  if (!section.contains("available_mw")) result.fail(Exit::not_on_this_board, no_budget);
+  return section;
 }
 
 json capacity(Result& result, Errors& errors) {

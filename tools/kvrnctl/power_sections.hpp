@@ -18,6 +18,7 @@ json milliwatts(std::int64_t microwatts);
 
 // What could not be read for a section goes into `errors`; a file that is not there is no error.
 json budget_section(const PsuReading& psus, const OutputReading& outputs, Errors& errors);
+inline constexpr const char* no_budget = "this board has no power budget";
 json state_section(const PsuReading& psus, Errors& errors);
 json capacity_section(Errors& errors);
 

@@ -20,16 +20,25 @@ int hand_out(cache_source* self, void* view) {
 
 json not_negative(const json& value) { return value.is_null() || value < 0 ? json(nullptr) : value; }
 
+// The readout has read the charger's file, unless it came from the cache.
+bool read_flags(int psu, const std::vector<observe::Seen>& seen, std::uint32_t& flags) {
+  std::int32_t charge_mah = 0;
+  const auto charger = std::ranges::find_if(seen, [psu](const observe::Seen& read) {
+    return read.what.kind == KVRN_SOURCE_FILE && read.is(KVRN_SUBJECT_PSU, psu, KVRN_FACT_CHARGER);
+  });
+  if (charger == seen.end()) return ::read_battery_flags(psu, &flags, &charge_mah) != 0;
+  return ::kvrn_battery_flags(psu, !charger->answered() || charger->what.value > 0 ? 1 : 0, &flags) != 0;
+}
+
 // What others keep in files about a battery that is read, as the SNMP tree has it.
-json battery_files(const psu_info& psu) {
+json battery_files(const psu_info& psu, const std::vector<observe::Seen>& seen) {
   json out{{"estimated_charge_pct", nullptr}, {"estimated_time_s", nullptr}, {"error", nullptr}};
   if ((psu.battery_status & KVRN_PSU_BATTERY_VALID) == 0) return out;
   const int id = static_cast<int>(psu.id);
   const json estimate = battery_estimate(id);
   for (const char* key : {"estimated_charge_pct", "estimated_time_s"}) out[key] = not_negative(estimate[key]);
   std::uint32_t flags = 0;
-  std::int32_t charge_mah = 0;
-  if (::read_battery_flags(id, &flags, &charge_mah) != 0) out["error"] = ::is_battery_status_error_flag(flags) != 0;
+  if (read_flags(id, seen, flags)) out["error"] = ::is_battery_status_error_flag(flags) != 0;
   return out;
 }
 
@@ -69,7 +78,7 @@ SensorReading read_sensors() {
   PsuReading psus = read_psus(Source::automatic);
   json psu_sections = psu_list(psus, false, reading.errors);
   for (std::size_t id = 0; id < psus.records.size(); ++id)
-    if (psu_sections[id]["type"] == "battery") psu_sections[id].update(battery_files(psus.records[id]));
+    if (psu_sections[id]["type"] == "battery") psu_sections[id].update(battery_files(psus.records[id], psus.seen));
   reading.psu_source = psus.source;
   psus.records.resize(KVRN_PSU_MAX);
   cache_source source{&psus.records, nullptr, hand_out, nullptr};
