@@ -31,7 +31,11 @@ _kvrn_sim() {
     return
   fi
   if [[ -n $verb && -z $root && $cur != -* ]]; then
-    [[ $verb == profiles ]] || _filedir -d
+    case $verb in
+      help) mapfile -t COMPREPLY < <(compgen -W "new set unset get trace run profiles" -- "$cur") ;;
+      profiles) ;;
+      *) _filedir -d ;;
+    esac
     return
   fi
   if [[ ($verb == unset && ${#typed[@]} == 2 || $kind == file && ${#typed[@]} == 3) && $cur != -* ]]; then
@@ -40,7 +44,7 @@ _kvrn_sim() {
   fi
 
   case $verb:$kind:${#typed[@]} in
-    ::0) choices="new set unset get trace run profiles --help --version" ;;
+    ::0) choices="new set unset get trace run profiles help --help --version" ;;
     new:*) choices="--board --help" ;;
     trace::2) choices="on off clear show" ;;
     run:*) choices="--" ;;

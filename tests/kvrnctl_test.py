@@ -273,10 +273,12 @@ class Completion(unittest.TestCase):
         self.assertEqual(self.complete(device, "kvrnctl sensors --format p"), ["prometheus"])
         self.assertEqual(self.complete(device, "kvrnctl snmp "), ["dump", "--help"])
         self.assertEqual(self.complete(device, "kvrn-agentd --m"), ["--max-age", "--module"])
+        self.assertEqual(self.complete(device, "kvrnctl help al"), ["alarms"])
         self.assertIn("battery.3", self.complete(device, "kvrnctl get battery."))
         for words, choices in (("set ROOT gpio mains-1", ["mains-1-fail"]), ("set ROOT gpio 211 b", ["busy"]),
                                ("set ROOT i2c 2-0b 0x0", ["0x00", "0x03", "0x08", "0x09", "0x0a", "0x0f"]),
-                               ("set ROOT i2c 2-0b a", ["absent"]), ("get ROOT hwmon mon-battery c", ["curr1_input"]),
+                               ("set ROOT i2c 2-0b a", ["absent"]), ("set ROOT i2c 2 ", ["busy", "free"]),
+                               ("help tr", ["trace"]), ("get ROOT hwmon mon-battery c", ["curr1_input"]),
                                ("set --new ROOT file /tmp/sys", ["/tmp/system.cfg"]), ("unset ROOT /tmp/sy", ["/tmp/system.cfg"]),
                                ("new x --board g", ["generic"]), ("trace ROOT c", ["clear"])):
             self.assertEqual(self.complete(device, "kvrn-sim " + words.replace("ROOT", device.root)), choices, words)
