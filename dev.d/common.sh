@@ -14,6 +14,9 @@ die_usage() {
   exit 2
 }
 
+# expect_number TEXT: stops where it is no whole number above 0, before anything is built.
+expect_number() { [[ $1 =~ ^[1-9][0-9]*$ ]] || die_usage "'$1' is no whole number above 0"; }
+
 # tracked PATTERN...: the files of this checkout, whoever owns it.
 tracked() { git -c safe.directory='*' ls-files -- "$@"; }
 

@@ -1,10 +1,11 @@
 # shellcheck shell=bash disable=SC2034,SC2154
 # SPDX-License-Identifier: MIT
+seconds=${1:-60}
+expect_number "$seconds"
 [[ -f tests/fuzz/CMakeLists.txt ]] || die "there are no fuzz targets in tests/fuzz"
 need_packages "${packages_build[@]}" clang
 need_packages "libclang-rt-$(clang -dumpversion | cut -d. -f1)-dev"
 build fuzz
-seconds=${1:-60}
 for program in build/fuzz/bin/fuzz_*; do
   name=$(basename "$program")
   step "$name, $seconds s"

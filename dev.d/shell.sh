@@ -9,9 +9,9 @@ fi
 # From the source: a slip of the hand is told before anything is installed or built.
 boards=$(sed -n '/ profiles\[\] = {/,/^};/s/^    {"\([a-z0-9-]*\)".*/\1/p' sim/profiles.cpp)
 grep -qxF -- "$board" <<<"$boards" || die_usage "no board '$board': ${boards//$'\n'/, }"
-# Standard input is the shell's.
-need_packages "${packages_build[@]}" </dev/null
-build_tools </dev/null
+# Standard input and output are the shell's.
+need_packages "${packages_build[@]}" </dev/null >&2
+build_tools </dev/null >&2
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 root=$work/$board

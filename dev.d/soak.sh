@@ -1,5 +1,7 @@
 # shellcheck shell=bash disable=SC2034,SC2154
 # SPDX-License-Identifier: MIT
+requests=${1:-100000}
+expect_number "$requests"
 need_packages "${packages_build[@]}" "${packages_bench[@]}" "${packages_demo[@]}"
 build bench
-PATH=$PWD/build/bench/bin:$PATH python3 dev.d/soak.py "${1:-100000}"
+PATH=$PWD/build/bench/bin:$PATH python3 dev.d/soak.py "$requests"

@@ -31,7 +31,11 @@ _kvrn_sim() {
     return
   fi
   if [[ -n $verb && -z $root && $cur != -* ]]; then
-    [[ $verb == profiles ]] || _filedir -d
+    case $verb in
+      help) mapfile -t COMPREPLY < <(compgen -W "new set unset get trace run profiles" -- "$cur") ;;
+      profiles) ;;
+      *) _filedir -d ;;
+    esac
     return
   fi
   if [[ ($verb == unset && ${#typed[@]} == 2 || $kind == file && ${#typed[@]} == 3) && $cur != -* ]]; then
@@ -40,19 +44,21 @@ _kvrn_sim() {
   fi
 
   case $verb:$kind:${#typed[@]} in
-    ::0) choices="new set unset get trace run profiles --help --version" ;;
+    ::0) choices="new set unset get trace run profiles help --help --version" ;;
     new:*) choices="--board --help" ;;
     trace::2) choices="on off clear show" ;;
     run:*) choices="--" ;;
     set::2 | get::2) choices="gpio i2c hwmon file" ;;
     ?et:gpio:3) choices=$(cut -d' ' -f3 "$root"/gpio/* 2>/dev/null) ;;
     set:gpio:4) choices="0 1 busy free" ;;
-    ?et:i2c:3) choices=$(cd "$root/i2c" 2>/dev/null && printf '%s\n' *-*) ;;
+    ?et:i2c:3) choices=$(cd "$root/i2c" 2>/dev/null && printf '%s\n' *-* | sed 's/\.absent$//') ;;
     ?et:i2c:4)
       choices=$(cd "$root/i2c/${typed[3]}" 2>/dev/null && printf '%s\n' block-* ?? | sed 's/^..$/0x&/')
-      [[ $verb == get ]] || choices+=" absent"
+      if [[ $verb == set ]]; then
+        [[ ${typed[3]} == *-* ]] && choices+=" absent present" || choices="busy free"
+      fi
       ;;
-    set:i2c:5) choices="refuse" ;;
+    set:i2c:5) [[ ${typed[4]} == @(absent|present|busy|free) ]] || choices="refuse" ;;
     ?et:hwmon:3) choices=$(cd "$root/var/run/hwmon" 2>/dev/null && printf '%s\n' *) ;;
     ?et:hwmon:4) choices=$(cd "$root/var/run/hwmon/${typed[3]}" 2>/dev/null && printf '%s\n' *) ;;
   esac

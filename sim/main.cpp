@@ -9,6 +9,7 @@
 #include <cstring>
 #include <functional>
 #include <optional>
+#include <sstream>
 #include <stdexcept>
 
 #include "sim/hooks/root.hpp"
@@ -43,14 +44,17 @@ unsigned to_number(const std::string& text, unsigned limit) {
   return *value;
 }
 
+// A pulled I2C device waits beside its place, under its name with this behind it.
+constexpr std::string_view pulled = ".absent";
+
 // The names in one of the device's folders that begin with a prefix, in order and without it.
 Words names_in(const State& state, std::string_view folder, const std::string& prefix) {
   Words names;
   std::error_code none;
   for (const auto& entry : std::filesystem::directory_iterator(state.path(folder), none)) {
     const std::string name = entry.path().filename();
-    const bool is_bus_note = name.ends_with(".busy");
-    if (name.starts_with(prefix) && !is_bus_note) names.push_back(name.substr(prefix.size()));
+    const bool is_note = name.ends_with(".busy") || name.ends_with(pulled);
+    if (name.starts_with(prefix) && !is_note) names.push_back(name.substr(prefix.size()));
   }
   std::sort(names.begin(), names.end());
   return names;
@@ -106,6 +110,14 @@ std::string to_register(const std::string& text) {
   return kvrn::sim::block_file(static_cast<int>(*subcommand));
 }
 
+// The bytes of a block, as the hooks read them.
+const std::string& to_block(const std::string& text) {
+  std::istringstream bytes(text);
+  for (std::string byte; bytes >> byte;)
+    if (digits(byte, 16).value_or(256) > 0xFF) refuse(fmt::format("'{}' is no byte in hexadecimal", byte));
+  return text;
+}
+
 void expect(const Words& words, std::size_t count, const char* usage) {
   if (words.size() != count) refuse(fmt::format("usage: {}", usage));
 }
@@ -128,13 +140,22 @@ void set_gpio(const State& state, bool add, const Words& words) {
   state.line(number, line);
 }
 
+// Pulls a device of the bus, or puts it back with the registers that it had.
+void plug(const State& state, const std::string& device, bool present) {
+  const auto [bus, address] = to_device(device);
+  const std::string name = i2c_name(bus, address);
+  const auto place = state.path(kvrn::sim::device_folder(bus, address));
+  const std::filesystem::path aside = place.string() + std::string(pulled);
+  const bool there = std::filesystem::exists(place);
+  if (!std::filesystem::exists(aside)) expect_known(state, false, "I2C device", "i2c", name);
+  if (there == present) return;
+  std::filesystem::remove_all(there ? aside : place);
+  std::filesystem::rename(there ? place : aside, there ? aside : place);
+}
+
 void set_i2c(const State& state, bool add, const Words& words) {
-  if (words.size() == 3 && words[2] == "absent") {
-    const auto [bus, address] = to_device(words[1]);
-    expect_known(state, false, "I2C device", "i2c", i2c_name(bus, address));
-    (void)state.remove(kvrn::sim::device_folder(bus, address));
-    return;
-  }
+  if (words.size() == 3 && (words[2] == "absent" || words[2] == "present"))
+    return plug(state, words[1], words[2] == "present");
   if (words.size() == 3 && (words[2] == "busy" || words[2] == "free")) {
     const std::string bus = std::to_string(to_number(words[1], last_bus));
     expect_known(state, add, "I2C bus", "/dev", bus, "i2c-");
@@ -145,20 +166,24 @@ void set_i2c(const State& state, bool add, const Words& words) {
       (void)state.remove(file);
     return;
   }
-  expect(words, 4, "set ROOT i2c BUS-ADDRESS REGISTER VALUE|refuse, BUS-ADDRESS absent, or BUS busy|free");
+  expect(words, 4, "set ROOT i2c BUS-ADDRESS REGISTER VALUE|refuse, BUS-ADDRESS absent|present, or BUS busy|free");
   const auto [bus, address] = to_device(words[1]);
-  const bool as_text = words[3] == "refuse" || is_block(words[2]);
-  const std::string value = as_text ? words[3] : fmt::format("0x{:02x}", to_number(words[3], 0xFFFF));
+  const std::string value = words[3] == "refuse" ? words[3]
+                            : is_block(words[2]) ? to_block(words[3])
+                                                 : fmt::format("0x{:02x}", to_number(words[3], 0xFFFF));
   const std::string reg = to_register(words[2]);
+  const std::string device = kvrn::sim::device_folder(bus, address);
+  if (std::filesystem::exists(state.path(device + std::string(pulled))) && !std::filesystem::exists(state.path(device)))
+    refuse(fmt::format("'{0}' is pulled: set ROOT i2c {0} present puts it back", words[1]));
   expect_known(state, add, "I2C device", "i2c", i2c_name(bus, address));
-  expect_known(state, add, "register", kvrn::sim::device_folder(bus, address), reg);
+  expect_known(state, add, "register", device, reg);
   const std::string bus_path = fmt::format("/dev/i2c-{}", bus);
   if (!state.file(bus_path)) state.file(bus_path, "");
   state.i2c(bus, address, reg, value + '\n');
 }
 
 void set_hwmon(const State& state, bool add, const Words& words) {
-  expect(words, 4, "set ROOT hwmon DEVICE ATTRIBUTE TEXT");
+  expect(words, 4, "set ROOT hwmon MONITOR ATTRIBUTE TEXT");
   constexpr std::string_view monitors = "/var/run/hwmon";
   expect_known(state, add, "monitor", monitors, words[1]);
   const std::string folder = fmt::format("{}/{}", monitors, words[1]);
@@ -195,7 +220,7 @@ std::string get(const State& state, const Words& words) {
   } else if (kind == "hwmon" && words.size() == 3) {
     text = state.file(fmt::format("/var/run/hwmon/{}/{}", words[1], words[2]));
   } else {
-    refuse("usage: get ROOT gpio NUMBER|NAME | i2c BUS-ADDRESS REGISTER | file PATH | hwmon DEVICE ATTRIBUTE");
+    refuse("usage: get ROOT gpio NUMBER|NAME | i2c BUS-ADDRESS REGISTER | file PATH | hwmon MONITOR ATTRIBUTE");
   }
   if (!text) fail("there is no such thing on this device");
   return *text;
@@ -265,11 +290,12 @@ void define(cli::Command& program, Arguments& arguments) {
       .option("--board NAME", &arguments.board, "What it starts as")
       .choice(kvrn::sim::profile_names());
   add(program, "set",
-      "Change it: gpio 111 0|1|busy|free, i2c 2-0b 0x09 VALUE|refuse, hwmon DEVICE ATTRIBUTE VALUE, file "
-      "PATH TEXT",
+      "Change it: gpio 111 0|1|busy|free, i2c 2-0b 0x09 VALUE|refuse, i2c 2-0b absent|present, i2c 2 busy|free, "
+      "hwmon MONITOR ATTRIBUTE TEXT, file PATH TEXT",
       arguments, [&] { set(existing(arguments.root), arguments.add, arguments.words); })
       .argument("WHAT...", &arguments.words, "What and its new state");
   program.commands.back().flag("--new", arguments.add, "Add what the board does not have");
+  program.commands.back().footer("A line goes by its number or its name; present puts back what absent pulled.");
   add(program, "unset", "Remove one of its files", arguments, [&] {
     unset(existing(arguments.root), arguments.what);
   }).argument("PATH", &arguments.what, "Path on the device");

@@ -84,6 +84,7 @@ class Power(unittest.TestCase):
         device.sim("unset", device.root, "/tmp/.battery_info")
         self.assertIn("no program publishes an estimate", device.run("alarms").out)
         self.assertIn("output-config.0 to output-config.2", device.run("alarms", "set", "output-config", "1").err)
+        self.assertIn("did you mean 'overload-request'?", device.run("alarms", "set", "overlaod-request.0", "1").err)
         self.assertEqual(device.run("alarms", "set", "output-protection.1", "1", "--dry-run").status, 0)
         self.assertEqual(device.run("alarms", "--json").json()["alarms"][0]["value"], 0)
         self.assertEqual(device.run("alarms", "set", "output-protection.1", "1").status, 0)

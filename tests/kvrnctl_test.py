@@ -4,6 +4,7 @@ import contextlib
 import fcntl
 import os
 import pty
+import re
 import struct
 import subprocess
 import tempfile
@@ -120,7 +121,8 @@ class Statuses(unittest.TestCase):
                               (0, ["--version"])):
             run = device.run(*words)
             self.assertEqual(run.status, status, (words, run.err))
-        self.assertEqual(Device("generic").run("battery").status, 4)
+        for words in (["battery"], ["get", "battery"]):
+            self.assertEqual(Device("generic").run(*words).status, 4)
 
     def test_get_prints_the_bare_value(self):
         device = Device("four-source")
@@ -195,9 +197,9 @@ class Doctor(unittest.TestCase):
 
 
 class Terminal(unittest.TestCase):
-    def on_terminal(self, device, env, *words, rows=0, typed=b""):
+    def on_terminal(self, device, env, *words, rows=0, columns=80, typed=b""):
         master, slave = pty.openpty()
-        fcntl.ioctl(slave, termios.TIOCSWINSZ, struct.pack("4H", rows, 80, 0, 0))
+        fcntl.ioctl(slave, termios.TIOCSWINSZ, struct.pack("4H", rows, columns, 0, 0))
         mode = termios.tcgetattr(slave)
         process = subprocess.Popen(device.command(*words), stdin=slave, stdout=slave, start_new_session=True,
                                    preexec_fn=lambda: fcntl.ioctl(0, termios.TIOCSCTTY, 0),
@@ -223,6 +225,12 @@ class Terminal(unittest.TestCase):
         for typed in (b"q", b"\x03"):
             text = self.on_terminal(Device("four-source"), {"NO_COLOR": "1"}, "watch", rows=4, typed=typed)
             self.assertEqual([line.split()[0] for line in text.decode().splitlines()[1:4]], ["State", "Load", "Charge"])
+        device = Device("four-source")
+        with open(device.path("/tmp/.output_cache"), "wb") as cache:
+            cache.write(bytes(80))  # old, which is painted
+        text = re.sub(rb"\033\[[?0-9]*[A-Za-z]", b"", self.on_terminal(device, {}, "watch", rows=40, columns=40, typed=b"q"))
+        self.assertNotIn(b"\033", text)
+        self.assertRegex(text, rb"(?m)^Load(?=.{,36}\r$).* 0.0 W of 200.0 W")
 
     def test_tables_fold_between_words(self):
         device = Device("four-source")
@@ -265,10 +273,12 @@ class Completion(unittest.TestCase):
         self.assertEqual(self.complete(device, "kvrnctl sensors --format p"), ["prometheus"])
         self.assertEqual(self.complete(device, "kvrnctl snmp "), ["dump", "--help"])
         self.assertEqual(self.complete(device, "kvrn-agentd --m"), ["--max-age", "--module"])
+        self.assertEqual(self.complete(device, "kvrnctl help al"), ["alarms"])
         self.assertIn("battery.3", self.complete(device, "kvrnctl get battery."))
         for words, choices in (("set ROOT gpio mains-1", ["mains-1-fail"]), ("set ROOT gpio 211 b", ["busy"]),
                                ("set ROOT i2c 2-0b 0x0", ["0x00", "0x03", "0x08", "0x09", "0x0a", "0x0f"]),
-                               ("set ROOT i2c 2-0b a", ["absent"]), ("get ROOT hwmon mon-battery c", ["curr1_input"]),
+                               ("set ROOT i2c 2-0b a", ["absent"]), ("set ROOT i2c 2 ", ["busy", "free"]),
+                               ("help tr", ["trace"]), ("get ROOT hwmon mon-battery c", ["curr1_input"]),
                                ("set --new ROOT file /tmp/sys", ["/tmp/system.cfg"]), ("unset ROOT /tmp/sy", ["/tmp/system.cfg"]),
                                ("new x --board g", ["generic"]), ("trace ROOT c", ["clear"])):
             self.assertEqual(self.complete(device, "kvrn-sim " + words.replace("ROOT", device.root)), choices, words)

@@ -31,7 +31,7 @@ class Command(unittest.TestCase):
         for words in ("gpio -1 1", "gpio 300 1", "gpio 264 1", "gpio 99 1", "gpio 111 2", "gpio 111 -1", "gpio x 1", "gpio",
                       "gpio 111", "i2c ../../.. absent", "i2c -5--1 0x09 1", "i2c 2-80 0x09 1", "i2c 2- absent", "i2c 2",
                       "i2c 256-0b absent", "i2c 2-0b 0x100 1", "i2c 2-0b 0x09 0x10000", "i2c 2-0b 0x09 -1", "i2c ../x busy",
-                      "i2c 2-0b block-../../../x 00", "i2c 2-0b block-7 00", "i2c 2-0b block-071 00", "i2c 2-0b 0x09",
+                      "i2c 2-0b block-../../../x 00", "i2c 2-0b block-7 00", "i2c 2-0b block-71 zz", "i2c 9-0b present", "i2c 2-0b block-071 00", "i2c 2-0b 0x09",
                       "file ../../mine x", "file /tmp/../.. x", "file .. x", "file / x", "hwmon ../../../../../mine a x",
                       "hwmon mon-battery in0_input", "nonsense 1", "gpio 150 1", "gpio mains-1-fial 1", "i2c 9-0b 0x09 1",
                       "i2c 2-0b 0x99 1", "i2c 9 busy", "i2c 5-0b absent", "hwmon mon-battery in1 5", "file tmp/.lv_active 1",
@@ -62,9 +62,11 @@ class Command(unittest.TestCase):
             self.assertEqual(self.sim("get", "i2c", device, "0x9"), "0x02\n")
         self.sim("set", "i2c", "2-0b", "block-7B", "01 02")
         self.assertEqual((self.root / "i2c/2-0b/block-7b").read_text(), "01 02\n")
-        self.sim("set", "i2c", "2-B", "absent")
-        self.assertFalse((self.root / "i2c/2-0b").exists())
-        self.assertEqual(sorted(path.name for path in (self.root / "i2c").iterdir()), [])
+        before = self.files(self.root)
+        for state, there in (("absent", False), ("absent", False), ("present", True), ("present", True)):
+            self.sim("set", "i2c", "2-B", state)
+            self.assertEqual((self.root / "i2c/2-0b").exists(), there)
+        self.assertEqual(self.files(self.root), before)
 
     def test_ordinary_programs_work_on_the_device(self):
         script = """set -e

@@ -141,8 +141,9 @@ class Parser {
     if (word == "--help") return Wanted::help;
     if (word == "--version") return Wanted::version;
     Option* option = find(name);
-    if (option == nullptr) refuse_option(name);
-    if (!option->is_flag())
+    const bool common = name == "--help" || name == "--version";
+    if (option == nullptr && !common) refuse_option(name);
+    if (!common && !option->is_flag())
       take_value(*option, equals < word.size() ? std::optional(word.substr(equals + 1)) : std::nullopt);
     else if (equals < word.size())
       refuse(fmt::format("{} takes no value", name));

@@ -5,6 +5,7 @@
 #include <charconv>
 #include <memory>
 
+#include "tools/cli/nearest.hpp"
 #include "tools/kvrnctl/alarm_table.hpp"
 #include "tools/kvrnctl/command.hpp"
 #include "tools/kvrnctl/format.hpp"
@@ -45,13 +46,27 @@ int index_of(std::string_view text) {
   return error == std::errc() && end == text.data() + text.size() ? index : -1;
 }
 
+std::string ids_of(const Alarm& alarm) {
+  const std::string first = fmt::format("{}.{}", alarm.name, alarm_first(alarm));
+  const int count = alarm_count(alarm);
+  return count == 1 ? first : fmt::format("{} to {}.{}", first, alarm.name, alarm_first(alarm) + count - 1);
+}
+
+// The alarm that is meant, or where they are.
+std::string meant_by(const std::string& name) {
+  std::vector<std::string> known;
+  for (const Alarm& alarm : alarms) known.emplace_back(alarm.name);
+  const std::string meant = cli::meant(name.substr(0, name.find('.')), known);
+  return meant.empty() ? "; \"kvrnctl alarms\" lists them" : meant;
+}
+
 // The flag of that name that others may set, and its index; null with the result failed.
 const Alarm* find(const std::string& name, int& index, Result& result) {
   const std::size_t dot = name.find('.');
   const auto* const alarm = std::ranges::find(alarms, name.substr(0, dot), &Alarm::name);
   index = dot == std::string::npos ? -1 : index_of(name.substr(dot + 1));
   if (alarm == alarms.end())
-    result.fail(Exit::usage, fmt::format("no alarm '{}'; \"kvrnctl alarms\" lists them", name));
+    result.fail(Exit::usage, fmt::format("no alarm '{}'{}", name, meant_by(name)));
   else if (alarm->set == nullptr)
     result.fail(Exit::usage, fmt::format("'{}' is set by the device's own power program, which is not part of kvrn, "
                                          "and by nobody else",
@@ -59,8 +74,7 @@ const Alarm* find(const std::string& name, int& index, Result& result) {
   else if (alarm->index == Index::none && dot != std::string::npos)
     result.fail(Exit::usage, fmt::format("'{}' has no number behind it", alarm->name));
   else if (alarm->index != Index::none && index < 0)
-    result.fail(Exit::usage, fmt::format("which '{0}'? this board has {0}.{1} to {0}.{2}", alarm->name,
-                                         alarm_first(*alarm), alarm_first(*alarm) + alarm_count(*alarm) - 1));
+    result.fail(Exit::usage, fmt::format("which '{}'? this board has {}", alarm->name, ids_of(*alarm)));
   else if (index >= alarm_first(*alarm) + alarm_count(*alarm))
     result.fail(Exit::not_on_this_board, fmt::format("this board has no '{}'", name));
   index = std::max(index, 0);

@@ -138,7 +138,7 @@ Result edit_file(const Context& context, const CfgOptions& options, bool protect
     const auto was = static_cast<std::ptrdiff_t>(protected_lines(file.text));
     const auto count = std::abs(static_cast<std::ptrdiff_t>(protected_lines(text)) - was);
     changed = count != 0;
-    done.text = fmt::format("{} passwords {}", count, done.text);
+    done.text = fmt::format("{} password{} {}", count, count == 1 ? "" : "s", done.text);
   }
   if (!changed) done.text = done.unchanged;
   // Only where it is wanted: a document that goes away needs memory, and without it ends the program.
@@ -149,9 +149,12 @@ Result edit_file(const Context& context, const CfgOptions& options, bool protect
   if (protect && (changed || done.passwords)) warn_plain_passwords(context, file.cfg.first());
   if (!changed) return result;
   if (const auto loss = loss_in(file.cfg.first(), text)) throw CfgError{file.path + ": " + *loss};
-  if (const Dropped dropped = dropped_by_edit(file.text); dropped.total() != 0 && !options.force)
+  const Dropped dropped = dropped_by_edit(file.text);
+  if (dropped.total() != 0 && !options.force)
     throw CfgError{fmt::format("{}: {} would be lost; --force drops them", file.path, dropped.text())};
   if (!options.dry_run) replace_file(file.path, text, options.backup);
+  if (dropped.total() != 0)
+    context.warn(fmt::format("{}: {} {} lost", file.path, dropped.text(), options.dry_run ? "would be" : "are"));
   return result;
 }
 

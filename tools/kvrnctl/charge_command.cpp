@@ -87,8 +87,9 @@ Result set_current(const Options& options) {
   const std::vector<int> list = currents(options.psu);
   const auto found = std::ranges::find(list, options.current_ma);
   if (found == list.end()) {
-    result.fail(Exit::usage, fmt::format("battery {} has no charging current {} mA; \"kvrnctl charge show\" lists them",
-                                         options.psu, options.current_ma));
+    result.fail(Exit::usage,
+                fmt::format("battery {0} has no charging current {1} mA; \"kvrnctl charge show --psu {0}\" lists them",
+                            options.psu, options.current_ma));
     return result;
   }
   const int index = static_cast<int>(found - list.begin());

@@ -162,12 +162,12 @@ std::string label(std::string_view key) {
   if (const Unit* unit = unit_of(key)) key.remove_suffix(unit->suffix.size());
   std::string text(key);
   std::ranges::replace(text, '_', ' ');
-  for (const std::string_view upper : {"mac", "mtu", "soc", "id", "led", "psu", "poe"})
-    if (text == upper || text.starts_with(std::string(upper) + ' ') || text.ends_with(' ' + std::string(upper))) {
-      const std::size_t at = text.starts_with(upper) ? 0 : text.size() - upper.size();
-      std::ranges::transform(text.begin() + static_cast<long>(at), text.begin() + static_cast<long>(at + upper.size()),
-                             text.begin() + static_cast<long>(at), [](unsigned char c) { return std::toupper(c); });
-    }
+  for (const std::string_view name : {"MAC", "MTU", "SoC", "ID", "LED", "PSU", "PoE"}) {
+    std::string word(name);
+    std::ranges::transform(word, word.begin(), [](unsigned char c) { return std::tolower(c); });
+    if (text == word || text.starts_with(word + ' ') || text.ends_with(' ' + word))
+      text.replace(text.starts_with(word) ? 0 : text.size() - word.size(), word.size(), name);
+  }
   if (!text.empty()) text[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(text[0])));
   return text;
 }

@@ -37,10 +37,19 @@ json budget(Result& result, Errors& errors) {
   return section;
 }
 
-json capacity(Result& result, Errors& errors) {
-  if (::get_psu_count() > 2) return capacity_section(errors);
+// Of a board without batteries there is nothing to say.
+bool has_battery(Result& result) {
+  if (::get_psu_count() > 2) return true;
   result.fail(Exit::not_on_this_board, "this board has no battery");
-  return json::object();
+  return false;
+}
+
+json batteries(Result& result, Errors& errors) {
+  return has_battery(result) ? psu_list(read_psus(Source::automatic), true, errors) : json::array();
+}
+
+json capacity(Result& result, Errors& errors) {
+  return has_battery(result) ? capacity_section(errors) : json::object();
 }
 
 json sensors(Result& result, Errors& errors) {
@@ -56,7 +65,7 @@ json sensors(Result& result, Errors& errors) {
 constexpr std::array<Section, 9> sections{{
     {"board", [](Result&, Errors&) { return board_section(); }},
     {"psu", [](Result&, Errors& errors) { return psu_list(read_psus(Source::automatic), false, errors); }},
-    {"battery", [](Result&, Errors& errors) { return psu_list(read_psus(Source::automatic), true, errors); }},
+    {"battery", batteries},
     {"outputs", outputs},
     {"budget", budget},
     {"state", [](Result&, Errors& errors) { return state_section(read_psus(Source::automatic), errors); }},

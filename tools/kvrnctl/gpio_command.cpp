@@ -193,7 +193,7 @@ cli::Command& add(cli::Command& parent, const char* name, const char* descriptio
 }  // namespace
 
 void add_gpio_commands(CommandLine& line) {
-  cli::Command& gpio = line.add("gpio", "Read or drive one GPIO line");
+  cli::Command& gpio = line.add("gpio", "List, read or drive GPIO lines");
   const auto options = std::make_shared<Options>();
   cli::Command& get_command = add(gpio, "get", "Print the level of a line: 0 or 1", options);
   get_command.flag("--as-input", options->as_input, "Turn the line into an input first");

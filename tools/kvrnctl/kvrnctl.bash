@@ -34,9 +34,13 @@ _kvrnctl() {
   _init_completion -s -n : || return
 
   # `given` counts the words behind the command that are no options.
-  local common="--json --verbose --help" command="" sub="" given=0 battery=2 i
+  local common="--json --verbose --help" command="" sub="" given=0 battery=2 help="" i
   for ((i = 1; i < cword; i++)); do
     [[ ${words[i]} == -* ]] && continue
+    if [[ -z $command && ${words[i]} == help ]]; then
+      help=1
+      continue
+    fi
     if [[ ${words[i - 1]} == --psu ]]; then
       battery=${words[i]}
       continue
@@ -49,6 +53,11 @@ _kvrnctl() {
       sub=${words[i]}
     fi
   done
+
+  # Help has names of commands alone.
+  if [[ -n $help && -n $command && ($command != @(gpio|cfg|charge|alarms|snmp) || -n $sub) ]]; then
+    return
+  fi
 
   if [[ $prev == --source ]]; then
     mapfile -t COMPREPLY < <(compgen -W "auto cache direct" -- "$cur")
@@ -78,7 +87,7 @@ _kvrnctl() {
 
   local edits="set add delete sort renumber protect reveal" choices=""
   case $command in
-    "") choices="board psu battery outputs budget state alarms charge capacity sensors watch snmp gpio get cfg doctor --help --version" ;;
+    "") choices="board psu battery outputs budget state alarms charge capacity sensors watch snmp gpio get cfg doctor help $common --version" ;;
     board | doctor | outputs | budget | state | capacity) choices=$common ;;
     sensors) choices="--format $common" ;;
     snmp)

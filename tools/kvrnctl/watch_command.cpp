@@ -34,7 +34,10 @@ struct Options {
 volatile std::sig_atomic_t ended = 0;
 volatile std::sig_atomic_t resized = 0;
 
-std::string bar(double share, int columns) {
+// A narrow window keeps the figures behind the bar.
+std::string bar(double share) {
+  constexpr int figures = 32;
+  const int columns = std::clamp(static_cast<int>(terminal_columns()) - figures, 4, 30);
   const int filled = static_cast<int>(std::lround(std::min(std::max(share, 0.0), 1.0) * columns));
   return '[' + std::string(static_cast<std::size_t>(filled), '#') +
          std::string(static_cast<std::size_t>(columns - filled), '.') + ']';
@@ -46,7 +49,7 @@ std::string load_text(const Context& context, const json& budget) {
     return fmt::format("Load     {}\n", humanize("drawn_mw", budget["drawn_mw"]));
   const double share = budget["drawn_mw"].get<double>() / available.get<double>();
   const Color color = share > 1 ? Color::bad : share > 0.9 ? Color::warning : Color::good;
-  return fmt::format("Load     {} {} of {}\n", painted(context, color, bar(share, 30)),
+  return fmt::format("Load     {} {} of {}\n", painted(context, color, bar(share)),
                      humanize("drawn_mw", budget["drawn_mw"]), humanize("available_mw", available));
 }
 
@@ -57,7 +60,7 @@ std::string charge_text(const Context& context, const json& psus) {
     if (psu["type"] != "battery" || charge.is_null()) continue;
     const double share = charge.get<double>() / 100;
     const Color color = share < 0.11 ? Color::bad : share < 0.3 ? Color::warning : Color::good;
-    text += fmt::format("Charge {} {} {}\n", psu["id"].dump(), painted(context, color, bar(share, 30)),
+    text += fmt::format("Charge {} {} {}\n", psu["id"].dump(), painted(context, color, bar(share)),
                         humanize("charge_pct", charge));
   }
   return text;
@@ -90,8 +93,10 @@ std::string view(const Context& context) {
   const bool fresh = outputs.source["fresh"] == true;
   if (!fresh) text += painted(context, Color::bad, "The readings of the outputs are not fresh.") + '\n';
   text += '\n' + psus_text(context, psus) + '\n' + source_line(reading.source);
+  std::string source = source_line(outputs.source);
+  source.pop_back();  // fitted() counts on a line's end behind the colour's
   return text + '\n' + outputs_text(context, outputs.list) + '\n' +
-         painted(context, fresh ? Color::none : Color::bad, source_line(outputs.source));
+         painted(context, fresh ? Color::none : Color::bad, source) + '\n';
 }
 
 std::string header(const Options& options) {
@@ -143,7 +148,7 @@ class Screen {
   bool show(const Options& options, const std::string& text) {
     take_keys();
     const std::string out =
-        on_terminal_ ? "\033[?7l\033[H\033[J" + fitted(header(options) + text, window_rows()) : text + '\n';
+        on_terminal_ ? "\033[?7l\033[H\033[J" + fitted(header(options) + text, window_rows()) + "\033[0m" : text + '\n';
     (void)std::fputs(out.c_str(), stdout);
     return flush_output();
   }
