@@ -106,6 +106,7 @@ class Publishing(unittest.TestCase):
             file.write("root:x:0:0\n")
         self.assertIn("not a file with a process number", Monitor(device, "--once").end(0)[1])
         self.assertEqual(os.path.getsize(device.folder + "/monitor.pid"), 11)
+        self.assertIn("not a file with a process", Monitor(device, "--once", pid_file="/../../dev/null").end(0)[1])
 
     def test_messages_are_said_and_go_into_no_file_of_its_own(self):
         device = Device("four-source")

@@ -19,7 +19,7 @@ bool ImageLock::hold() {
   // Who removes the file between the open and the lock does it a few times at most.
   for (int attempt = 0; attempt < 3 && !has_the_name(); ++attempt) {
     // As the image's writer opens it, which fills it.
-    fd_ = kvrn::Fd::open(kvrn::psu_cache_file.path, O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK, 0640);
+    fd_ = kvrn::Fd::open_regular(kvrn::psu_cache_file.path, O_RDWR | O_CREAT, 0640);
     if (!fd_) return true;
     if (::flock(fd_.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
       fd_.reset();

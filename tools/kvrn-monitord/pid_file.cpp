@@ -32,12 +32,11 @@ bool empty(int fd) { return content(fd) && ::ftruncate(fd, 0) == 0; }
 }  // namespace
 
 bool PidFile::take(const std::string& path, std::string& why) {
-  // Not blocking: there may be a FIFO of that name.
-  kvrn::Fd fd = kvrn::Fd::open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK, 0600);
+  kvrn::Fd fd = kvrn::Fd::open_regular(path.c_str(), O_RDWR | O_CREAT, 0600);
   const int locked = fd ? ::flock(fd.get(), LOCK_EX | LOCK_NB) : -1;
   const int error = errno;  // of the open or of the lock
   const auto number = content(fd.get());
-  if (locked != 0 && error != EWOULDBLOCK)
+  if (locked != 0 && error != EWOULDBLOCK && error != EINVAL)  // EINVAL: no regular file
     why = fmt::format("{}: {}", path, std::strerror(error));
   else if (!number)
     why = fmt::format("{}: not a file with a process number, left as it is", path);
