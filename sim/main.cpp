@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cctype>
 #include <charconv>
+#include <cstdio>
 #include <cstring>
 #include <functional>
 #include <optional>
@@ -321,13 +322,17 @@ int main(int argc, char** argv) {
   program.footer("Exit status: 0 done, 1 failed, 2 wrong usage; `run` ends with the program's own.");
   Arguments arguments;
   define(program, arguments);
+  // Not fmt::print, which throws when standard error cannot be written.
+  const auto say = [](const std::exception& error) {
+    (void)std::fputs(fmt::format("kvrn-sim: {}\n", error.what()).c_str(), stderr);
+  };
   try {
     return cli::parse(program, KVRN_VERSION, argc, argv).value_or(0);
   } catch (const std::invalid_argument& error) {
-    fmt::print(stderr, "kvrn-sim: {}\n", error.what());
+    say(error);
     return 2;
   } catch (const std::exception& error) {
-    fmt::print(stderr, "kvrn-sim: {}\n", error.what());
+    say(error);
     return 1;
   }
 }

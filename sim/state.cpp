@@ -16,8 +16,12 @@ std::string hex(int value) {
 }
 
 std::optional<std::string> read(const std::filesystem::path& path) {
+  constexpr std::uintmax_t largest = std::uintmax_t{256} << 20;  // a log of days comes near
+  // Programs on the device may put anything there: a FIFO never ends, and a file may have gigabytes of holes.
+  if (!std::filesystem::is_regular_file(path)) return std::nullopt;
   std::ifstream in(path, std::ios::binary);
-  if (!in || std::filesystem::is_directory(path)) return std::nullopt;
+  if (!in) return std::nullopt;
+  if (std::filesystem::file_size(path) > largest) throw std::runtime_error(path.string() + ": larger than 256 MiB");
   std::stringstream text;
   text << in.rdbuf();
   return text.str();

@@ -236,6 +236,8 @@ class Starting(unittest.TestCase):
             status, error = self.run_agent("--module", module)
             self.assertEqual(status, 1)
             self.assertIn(why, error)
+        with open("/dev/full", "w") as full:
+            self.assertEqual(subprocess.run([BIN + "/kvrn-agentd", "--module", "/nowhere.so"], stderr=full).returncode, 1)
 
     def test_wrong_usage(self):
         for words in (["--period", "0"], ["--period", "nan"], ["--max-age", "inf"], ["--nonsense"], ["--period", "29"],

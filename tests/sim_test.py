@@ -46,6 +46,13 @@ class Command(unittest.TestCase):
             self.sim("get", *words.split(), status=1)
         self.sim("unset", "/etc/nothing", status=1)
         self.assertEqual(self.files(self.folder), before)
+        os.mkfifo(self.root / "tmp/x")  # nobody writes into it
+        (self.root / "tmp/y").touch()
+        os.truncate(self.root / "tmp/y", 3 << 30)
+        for path in ("/tmp/x", "/tmp/y"):
+            self.sim("get", "file", path, status=1)
+        with open("/dev/full", "w") as full:
+            self.assertEqual(subprocess.run([BIN, "get", self.root, "gpio", "163"], stderr=full).returncode, 1)
 
     def test_a_line_goes_by_its_name_and_new_things_are_added_on_request(self):
         self.sim("set", "gpio", "mains-1-fail", "1")

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <future>
@@ -130,7 +131,8 @@ int run(const Options& options) {
   std::string why;
   const kvrn_snmp_module* module = load_module(options.module, why);
   if (module == nullptr) {
-    fmt::print(stderr, "kvrn-agentd: {}\n", why);
+    // Not fmt::print, which throws when standard error cannot be written.
+    (void)std::fputs(fmt::format("kvrn-agentd: {}\n", why).c_str(), stderr);
     return 1;
   }
   ::openlog("kvrn-agentd", LOG_PID | (options.to_stderr ? LOG_PERROR : 0), LOG_DAEMON);
