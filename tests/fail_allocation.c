@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Preloaded: the n-th allocation (FAIL_AT) behind the first look for a file's real path fails.
 #include <dlfcn.h>
+#include <errno.h>
 #include <stdlib.h>
 
 void* __libc_malloc(size_t size);
@@ -20,7 +21,11 @@ EXPORT char* realpath(const char* path, char* out) {
   return next(path, out);
 }
 
-static int fails(void) { return left > 0 && --left == 0; }
+static int fails(void) {
+  if (left == 0 || --left != 0) return 0;
+  errno = ENOMEM;
+  return 1;
+}
 
 EXPORT void* malloc(size_t size) { return fails() ? NULL : __libc_malloc(size); }
 EXPORT void* calloc(size_t count, size_t size) { return fails() ? NULL : __libc_calloc(count, size); }

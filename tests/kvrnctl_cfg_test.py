@@ -226,23 +226,27 @@ class Editing(Case):
             self.assertNotIn("system.cfg.new", os.listdir(self.folder))
 
     def test_without_memory_an_edit_is_right_or_the_file_as_it_was(self):
-        self.write("users.2.password=s\nx.1=1\nx.3.1.a=2\nx.1.1.b=3\n")
+        self.write("users.2.password=s\nx.1=1\nx.3.1.a=2\nx.1.1.b=3\nX.1=3\n")
         self.cfg("protect")
         before = self.text()
-        for words in (["set", "X.01", "2"], ["renumber", "x.", "2"], ["sort"]):
+        with open(self.folder + "/other", "w") as other:
+            other.write("x.1=2\n")
+        for words in (["set", "X.01", "2"], ["renumber", "x.", "2"], ["sort"], ["check"],
+                      ["diff", self.path, other.name]):
             self.write(before)
-            self.cfg(*words)
+            whole = self.cfg(*words)
             after, failed = self.lines(), 0
             for n in range(1, 1000):
                 self.write(before)
                 run = self.cfg(*words, env={**os.environ, "LD_PRELOAD": FAILER, "FAIL_AT": str(n)})
-                if run.status == 0:
+                if (run.status, run.out) == (whole.status, whole.out):
                     self.assertEqual(self.lines(), after, (words, n))
                     if n > failed + 20:
                         break
                 else:
                     failed = n
                     self.assertEqual((self.text(), run.err[:8]), (before, "kvrnctl:"), (words, n))
+                    self.assertIn("memory", run.err, (words, n))
             self.assertGreater(failed, 20)
 
     def test_a_second_editor_waits_and_gives_up(self):

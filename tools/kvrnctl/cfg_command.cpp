@@ -6,6 +6,7 @@
 #include <cstring>
 #include <memory>
 
+#include "cfg/list.hpp"
 #include "tools/kvrnctl/cfg_command.hpp"
 #include "tools/kvrnctl/format.hpp"
 
@@ -93,27 +94,37 @@ Result get(const CfgOptions& options, const Query& query) {
   return result;
 }
 
-Result diff(const CfgOptions& options, const std::string& before, const std::string& after) {
+// The library leaves out what it has no memory for: the same once more tells.
+kvrn::List changes_between(const cfg_entry* before, const cfg_entry* after) {
+  kvrn::List changes(::get_cfg_diff_it(before, after));
+  if (!same_entries(changes.get(), kvrn::List(::get_cfg_diff_it(before, after)).get())) throw CfgError{"out of memory"};
+  return kvrn::List(::sort_cfg(changes.release()));
+}
+
+Result diff(const Context& context, const CfgOptions& options, const std::string& before, const std::string& after) {
   Result result;
   const CfgFile old_file = read_cfg_file(before);
   const CfgFile new_file = read_cfg_file(after);
   const DeviceView old_view(old_file);
   const DeviceView new_view(new_file);
-  cfg_entry* changes = ::sort_cfg(::get_cfg_diff_it(old_view.first(), new_view.first()));
-  json list = json::array();
+  const kvrn::List changes = changes_between(old_view.first(), new_view.first());
   std::string lines;
-  for (const cfg_entry* entry = changes; entry != nullptr; entry = entry->next) {
+  int id = 0;
+  // A document only where it is wanted, as for an edit: without memory it ends the program.
+  if (context.json) result.data["changes"] = json::array();
+  for (const cfg_entry* entry = changes.get(); entry != nullptr; entry = entry->next) {
     const char* was = ::get_value(old_view.first(), nullptr, "%s", entry->key);
-    json change{{"id", list.size() + 1}, {"key", entry->key}, {"old", nullptr}, {"new", nullptr}};
-    if (was != nullptr) change["old"] = shown(entry->key, was, options.reveal);
-    if (entry->value != nullptr) change["new"] = shown(entry->key, entry->value, options.reveal);
-    if (was != nullptr) lines += fmt::format("-{}={}\n", entry->key, change["old"].get<std::string>());
-    if (entry->value != nullptr) lines += fmt::format("+{}={}\n", entry->key, change["new"].get<std::string>());
-    list.push_back(std::move(change));
+    const std::string old_value = shown(entry->key, was, options.reveal);
+    const std::string new_value = shown(entry->key, entry->value, options.reveal);
+    if (was != nullptr) lines += fmt::format("-{}={}\n", entry->key, old_value);
+    if (entry->value != nullptr) lines += fmt::format("+{}={}\n", entry->key, new_value);
+    if (!context.json) continue;
+    result.data["changes"].push_back({{"id", ++id},
+                                      {"key", entry->key},
+                                      {"old", was == nullptr ? json() : json(old_value)},
+                                      {"new", entry->value == nullptr ? json() : json(new_value)}});
   }
-  ::free_cfg_it(changes);
   if (!lines.empty()) result.text = fmt::format("--- {}\n+++ {}\n{}", before, after, lines);
-  result.data["changes"] = std::move(list);
   return result;
 }
 
@@ -185,8 +196,9 @@ void add_cfg_commands(CommandLine& line) {
   cli::Command& two = add_cfg(cfg, "diff", "What changed between two files, by key", *options);
   two.argument("OLD", &(*words)[0], "The file before");
   two.argument("NEW", &(*words)[1], "The file after");
-  two.action(
-      [=, &line] { line.action = guarded([=](const Context&) { return diff(*options, (*words)[0], (*words)[1]); }); });
+  two.action([=, &line] {
+    line.action = guarded([=](const Context& context) { return diff(context, *options, (*words)[0], (*words)[1]); });
+  });
 
   cli::Command& carrier =
       add_cfg(cfg, "interface", "The interface that carries the traffic of a configured one", *options);

@@ -12,6 +12,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "cfg/list.hpp"
 #include "tools/kvrnctl/cfg_command.hpp"
 #include "tools/kvrnctl/format.hpp"
 
@@ -216,18 +217,18 @@ void add_plain_passwords(const std::string& text, std::vector<std::string>& find
 }
 
 void add_duplicates(const cfg_entry* cfg, std::vector<std::string>& findings) {
-  cfg_entry* sorted = ::sort_cfg(::get_cfg_it(cfg, 0, "%s", ""));
-  for (const cfg_entry* entry = sorted; entry != nullptr && entry->next != nullptr; entry = entry->next) {
+  const kvrn::List sorted(::sort_cfg(::get_cfg_it(cfg, 0, "%s", "")));
+  if (::get_cfg_count(sorted.get()) != ::get_cfg_count(cfg)) throw CfgError{"out of memory"};
+  for (const cfg_entry* entry = sorted.get(); entry != nullptr && entry->next != nullptr; entry = entry->next) {
     cfg_entry single{entry->next->key, nullptr, nullptr, nullptr};
     if (::exist_cfg_it(&single, 1, "%s", entry->key) != 0)
       findings.push_back(
           fmt::format("'{}' stands more than once; the last counts, unless one is the first line", entry->key));
   }
-  ::free_cfg_it(sorted);
 }
 
 // Everything about a file that an editor, or the next reader, would stumble over.
-Result check(const CfgOptions& options) {
+Result check(const Context& context, const CfgOptions& options) {
   Result result;
   const CfgFile file = read_cfg_file(options.path);
   std::vector<std::string> findings;
@@ -238,8 +239,7 @@ Result check(const CfgOptions& options) {
   add_plain_passwords(file.text, findings);
   add_duplicates(file.cfg.first(), findings);
   if (const auto loss = loss_in(file.cfg.first(), cfg_text(file.cfg.first(), true))) findings.push_back(*loss);
-  result.data["file"] = file.path;
-  result.data["findings"] = findings;
+  if (context.json) result.data = {{"file", file.path}, {"findings", findings}};
   for (const std::string& finding : findings) result.text += finding + '\n';
   if (!findings.empty()) result.fail(Exit::failed, fmt::format("{}: {} findings", file.path, findings.size()));
   return result;
@@ -287,7 +287,7 @@ void add_cfg_edit_commands(CommandLine& line, cli::Command& cfg, const std::shar
       [](Cfg& edited) { return passwords(edited, "protected"); });
   add("reveal", "Write user passwords in plain", false, [](Cfg& edited) { return passwords(edited, "in plain text"); });
   add_cfg(cfg, "check", "What is odd about the file", *options).action([&line, options] {
-    line.action = guarded([=](const Context&) { return check(*options); });
+    line.action = guarded([=](const Context& context) { return check(context, *options); });
   });
 }
 

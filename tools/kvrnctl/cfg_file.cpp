@@ -17,6 +17,7 @@
 #include <memory>
 #include <utility>
 
+#include "cfg/model.hpp"
 #include "tools/kvrnctl/context.hpp"
 #include "util/handle.hpp"
 
@@ -69,7 +70,7 @@ std::size_t count_entries(std::string_view text) {
   return count;
 }
 
-cfg_entry* parse_text(const std::string& text) {
+cfg_entry* parse_entries(const std::string& text) {
   if (text.empty()) return nullptr;
   const kvrn::Stream stream(::fmemopen(const_cast<char*>(text.data()), text.size(), "r"));
   cfg_entry* first = ::parse_stream(stream.get());
@@ -77,6 +78,15 @@ cfg_entry* parse_text(const std::string& text) {
   if (static_cast<std::size_t>(::get_cfg_count(first)) == count_entries(text)) return first;
   ::free_cfg(first);
   throw CfgError{"out of memory"};
+}
+
+// An entry that the library has no memory to open stays sealed. A second reading tells it from one that is damaged.
+cfg_entry* parse_text(const std::string& text) {
+  kvrn::Config cfg(parse_entries(text));
+  if (::exist_cfg_it(cfg.get(), 0, "%s", "~META~") != 0 &&
+      !same_entries(cfg.get(), kvrn::Config(parse_entries(text)).get()))
+    throw CfgError{"out of memory"};
+  return cfg.release();
 }
 
 std::string_view text_of(const char* text) { return text == nullptr ? std::string_view() : text; }
