@@ -67,7 +67,7 @@ void look_at_hardware(Lines& lines) {
 // Read-write, although nothing is written: readers and the monitor share one account.
 void look_at_images(Lines& lines) {
   for (const kvrn::ImageSpec& image : {kvrn::psu_cache_file, kvrn::output_cache_file, kvrn::raw_battery_file})
-    look_at(lines, image.path, O_RDWR, Absent::is_normal, published);
+    look_at(lines, image.path, O_RDWR | O_NOFOLLOW, Absent::is_normal, published);
 }
 
 std::string path_of(const std::string& line) { return line.substr(0, line.find(": ") + 2); }
