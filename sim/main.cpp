@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <charconv>
 #include <cstdio>
 #include <cstring>
@@ -327,7 +328,9 @@ int main(int argc, char** argv) {
     (void)std::fputs(fmt::format("kvrn-sim: {}\n", error.what()).c_str(), stderr);
   };
   try {
-    return cli::parse(program, KVRN_VERSION, argc, argv).value_or(0);
+    const int status = cli::parse(program, KVRN_VERSION, argc, argv).value_or(0);
+    if (std::fflush(stdout) != 0) fail(fmt::format("cannot write: {}", std::strerror(errno)));
+    return status;
   } catch (const std::invalid_argument& error) {
     say(error);
     return 2;

@@ -53,6 +53,7 @@ class Command(unittest.TestCase):
             self.sim("get", "file", path, status=1)
         with open("/dev/full", "w") as full:
             self.assertEqual(subprocess.run([BIN, "get", self.root, "gpio", "163"], stderr=full).returncode, 1)
+            self.assertEqual(subprocess.run([BIN, "get", self.root, "gpio", "111"], stdout=full).returncode, 1)
 
     def test_a_line_goes_by_its_name_and_new_things_are_added_on_request(self):
         self.sim("set", "gpio", "mains-1-fail", "1")
