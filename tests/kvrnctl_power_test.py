@@ -54,13 +54,13 @@ class Power(unittest.TestCase):
         device = Device("four-source")
         os.mkdir(device.path("/tmp/.psu_info_cache"))
         os.symlink("loop", device.path("/etc/persistent/loop"))
-        device.sim("unset", device.root, "/etc/persistent/battery_data_1")
-        os.symlink("loop", device.path("/etc/persistent/battery_data_1"))
+        device.sim("unset", device.root, "/etc/persistent/battery_data")
+        os.symlink("loop", device.path("/etc/persistent/battery_data"))
         for command in ("budget", "state"):
             self.assertIn("(/tmp/.psu_info_cache: Is a directory)", device.run(command).out)
             self.assertIn("Is a directory", device.run(command, "--json").json()["source"]["reason"])
         self.assertEqual(device.run("capacity", "--json").json()["errors"],
-                         ["/etc/persistent/battery_data_1: Too many levels of symbolic links"])
+                         ["PSU 2 battery data: /etc/persistent/battery_data: Too many levels of symbolic links"])
 
     def test_an_alarm_that_cannot_be_stored_is_an_error(self):
         device = Device("three-source")
@@ -79,7 +79,7 @@ class Power(unittest.TestCase):
     def test_alarms_are_set_by_name(self):
         for board in ("four-source", "generic", "ar724x", "three-source"):
             device = Device(board)
-            raised = {alarm["id"] for alarm in device.run("alarms", "--json").json()["alarms"] if alarm["raised"]}
+            raised = {alarm["name"] for alarm in device.run("alarms", "--json").json()["alarms"] if alarm["raised"]}
             self.assertEqual(raised, set(), board)  # a healthy device
         device.sim("unset", device.root, "/tmp/.battery_info")
         self.assertIn("no program publishes an estimate", device.run("alarms").out)
@@ -88,7 +88,7 @@ class Power(unittest.TestCase):
         self.assertEqual(device.run("alarms", "set", "output-protection.1", "1", "--dry-run").status, 0)
         self.assertEqual(device.run("alarms", "--json").json()["alarms"][0]["value"], 0)
         self.assertEqual(device.run("alarms", "set", "output-protection.1", "1").status, 0)
-        alarms = {alarm["id"]: alarm["value"] for alarm in device.run("alarms", "--json").json()["alarms"]}
+        alarms = {alarm["name"]: alarm["value"] for alarm in device.run("alarms", "--json").json()["alarms"]}
         self.assertEqual((alarms["overload"], alarms["output-protection.1"]), (2, 1))
         for status, words in ((2, ["overload", "1"]), (2, ["nothing", "1"]), (4, ["output-protection.7", "1"]),
                               (2, ["output-protection", "1"]), (2, ["insufficient-power.0", "1"]),
@@ -116,8 +116,8 @@ class Power(unittest.TestCase):
         device.set("file", "/tmp/.battery_info", "57 3600 1 2")
         capacity = device.run("capacity", "--json").json()["capacity"]
         self.assertEqual(capacity["capacity_mah"], 20000)
-        self.assertEqual(capacity["batteries"][0]["charge_pct"], 57)
-        self.assertEqual(capacity["batteries"][1]["charge_pct"], 78)
+        self.assertEqual(capacity["batteries"][0]["estimated_charge_pct"], 57)
+        self.assertEqual(capacity["batteries"][1]["estimated_charge_pct"], 78)
         watch = device.run("watch", "--count", "2", "--period", "0.1")
         self.assertEqual(watch.status, 0)
         self.assertEqual(watch.out.count("Charge 3 [#######################.......] 78.0 %"), 2)
@@ -133,7 +133,7 @@ class Power(unittest.TestCase):
         start = time.monotonic()
         self.assertEqual(device.run("watch", "--count", "4", "--period", "1.3").status, 0)
         self.assertLess(time.monotonic() - start, 3 * 1.3 + 4)  # a view takes 1.2 s: 8.7 s with whole rests between them
-        self.assertIn("low-voltage.2", {alarm["id"] for alarm in device.run("alarms", "--json").json()["alarms"]
+        self.assertIn("low-voltage.2", {alarm["name"] for alarm in device.run("alarms", "--json").json()["alarms"]
                                         if alarm["raised"]})
 
 

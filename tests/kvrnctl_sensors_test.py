@@ -57,7 +57,7 @@ class Sensors(unittest.TestCase):
         publish(device)
         run = device.run("sensors")
         self.assertEqual(run.status, 0, run.err)
-        for line in ("0       on        normal             on          53.800 V  0.850 A  45.730 W",
+        for line in ("0       on        normal             on          53.800 V  0.850 A  45.7 W",
                      "Battery 2: estimated charge 87.0 %, run time 1 h 30 min, no battery error",
                      "Battery 3: estimated charge 78.0 %, run time 2 h 12 min, battery error"):
             self.assertIn(line + "\n", run.out)

@@ -33,7 +33,10 @@ class Name {
   std::size_t size_ = 0;
 };
 
+constexpr const char* cpuinfo = "/proc/cpuinfo";
+
 struct CpuInfo {
+  int error = 0;  // of opening the file
   Name<128> system;
   Name<128> cpu;
 };
@@ -44,7 +47,6 @@ std::string_view trimmed(std::string_view text) {
 }
 
 CpuInfo read_cpu_info() {
-  static constexpr const char* cpuinfo = "/proc/cpuinfo";
   constexpr std::size_t longest_key = 32;
   CpuInfo info;
   kvrn::Lines<129> lines(cpuinfo);
@@ -59,8 +61,7 @@ CpuInfo read_cpu_info() {
     if (kvrn::has_prefix(key, "system type") || kvrn::has_prefix(key, "Hardware")) info.system.assign(value);
     if (kvrn::has_prefix(key, "cpu model") || kvrn::has_prefix(key, "Processor")) info.cpu.assign(value);
   }
-  const int error = lines.error();
-  kvrn::tell({KVRN_SOURCE_BOARD, cpuinfo}, KVRN_FACT_FAMILY, error == 0 ? kvrn::answered(0) : kvrn::failed(error));
+  info.error = lines.error();
   return info;
 }
 
@@ -73,6 +74,14 @@ constexpr Family families[]{{"Atheros AR5", KVRN_SOC_AR2316},   {"Atheros AR724"
                             {"Atheros AR933", KVRN_SOC_AR933X}, {"Atheros AR934", KVRN_SOC_AR934X},
                             {"Atheros AR7", KVRN_SOC_AR7100},   {"Qualcomm Atheros QCA953", KVRN_SOC_QCA953X}};
 
+std::uint32_t type_of(const CpuInfo& info) {
+  const std::string_view system = info.system.view();
+  if (kvrn::has_prefix(system, "Atheros") && kvrn::has_prefix(info.cpu.view(), "MIPS 4Kc")) return KVRN_SOC_AR2313;
+  for (const Family& family : families)
+    if (kvrn::has_prefix(system, family.prefix)) return family.type;
+  return KVRN_SOC_UNKNOWN;
+}
+
 constexpr off_t reset_block = 0x18060000;
 constexpr std::size_t reset_block_size = 4096;
 constexpr std::size_t revision_register = 0x90;
@@ -83,11 +92,13 @@ namespace kvrn {
 
 std::uint32_t detect_soc() {
   const CpuInfo info = read_cpu_info();
-  const std::string_view system = info.system.view();
-  if (kvrn::has_prefix(system, "Atheros") && kvrn::has_prefix(info.cpu.view(), "MIPS 4Kc")) return KVRN_SOC_AR2313;
-  for (const Family& family : families)
-    if (kvrn::has_prefix(system, family.prefix)) return family.type;
-  return KVRN_SOC_UNKNOWN;
+  const std::uint32_t type = type_of(info);
+  const bool known = type != KVRN_SOC_UNKNOWN;
+  tell({KVRN_SOURCE_BOARD, cpuinfo}, KVRN_FACT_FAMILY,
+       info.error != 0 ? failed(info.error)
+       : known         ? answered(type)
+                       : Answer{KVRN_OUTCOME_REFUSED});
+  return type;
 }
 
 std::uint32_t cpu_revision() {

@@ -24,7 +24,7 @@ std::string text(const Context& context, const json& list) {
   Table table({"ALARM", "VALUE", "RAISED", "MEANING"});
   for (const json& alarm : list) {
     const bool raised = alarm["raised"] == true;
-    table.add({alarm["id"], humanize("value", alarm["value"]),
+    table.add({alarm["name"], humanize("value", alarm["value"]),
                painted(context, raised ? Color::bad : Color::dim, humanize("raised", alarm["raised"])),
                alarm.value("note", alarm["meaning"].get<std::string>())});
   }
@@ -88,7 +88,7 @@ Result set(const Options& options) {
   if (alarm == nullptr) return result;
   const int before = alarm->get(index);
   result.data["alarm"] = {
-      {"id", options.name}, {"before", before}, {"value", options.value}, {"dry_run", options.dry_run}};
+      {"name", options.name}, {"before", before}, {"value", options.value}, {"dry_run", options.dry_run}};
   if (options.dry_run) {
     result.text = fmt::format("would set {} from {} to {}\n", options.name, before, options.value);
   } else if (!alarm->set(index, options.value)) {

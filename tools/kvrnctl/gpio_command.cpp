@@ -69,7 +69,7 @@ int write(const LineName& line, std::uint32_t value) {
 }
 
 json describe(const LineName& line) {
-  json out{{"id", line.text}, {"chip", ::get_chip_path(line.chip)}};
+  json out{{"line", line.text}, {"chip", ::get_chip_path(line.chip)}};
   if (line.number)
     out["offset"] = kvrn::gpio_offset(*line.number);
   else
@@ -165,7 +165,7 @@ Result list(const Context&) {
       const char* holder = !info.held ? "-" : info.consumer.empty() ? "no name given" : info.consumer.c_str();
       table.add({std::to_string(number), info.name.empty() ? "-" : info.name, info.output ? "output" : "input", holder,
                  use.empty() ? "-" : use});
-      json entry{{"id", std::to_string(number)},
+      json entry{{"line", std::to_string(number)},
                  {"chip", ::get_chip_path(chip)},
                  {"offset", info.offset},
                  {"direction", info.output ? "output" : "input"},

@@ -17,13 +17,13 @@ _kvrnctl_psus() {
 
 # The flags that may be set.
 _kvrnctl_flags() {
-  kvrnctl alarms --json 2>/dev/null | awk -F'"' '$2 == "id" { id = $4 } $2 == "settable" && $3 ~ /true/ { print id }'
+  kvrnctl alarms --json 2>/dev/null | awk -F'"' '$2 == "name" { id = $4 } $2 == "settable" && $3 ~ /true/ { print id }'
 }
 
 # The lines, by number and by CHIP:NAME; with "set" those that may be driven without --force.
 _kvrnctl_lines() {
   kvrnctl gpio list --json 2>/dev/null | awk -F'"' -v set="$1" '
-    $2 == "id" { id = $4; name = ""; skip = 0 }
+    $2 == "line" { id = $4; name = ""; skip = 0 }
     $2 == "name" { name = $4 }
     $2 == "board_input" && $3 ~ /true/ { skip = set == "set" }
     /^    }/ && !skip { print id; if (name != "") print int(id / 100) ":" name }'

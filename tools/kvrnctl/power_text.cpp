@@ -24,7 +24,7 @@ std::string cell(const json& entry, const char* key) { return entry.contains(key
 }  // namespace
 
 json without_absent(json psu) {
-  if (psu.value("present", true)) return psu;
+  if (psu.value("present", json(true)) != false) return psu;
   for (json& value : psu)
     if (value.is_null()) value = "-";
   return psu;

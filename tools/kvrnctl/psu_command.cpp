@@ -28,7 +28,7 @@ std::string details(const json& psu) {
   if (!psu.contains("cells") || psu["present"] == false) return text;
   text += "  Cells\n";
   for (const json& entry : psu["cells"])
-    text += fmt::format("    {}  {}\n", entry["id"].dump(), humanize("voltage_mv", entry["voltage_mv"]));
+    text += fmt::format("    {}  {}\n", entry["cell"].dump(), humanize("voltage_mv", entry["voltage_mv"]));
   return text;
 }
 

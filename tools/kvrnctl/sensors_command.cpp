@@ -32,7 +32,7 @@ std::string people_text(const Context& context, const SensorReading& reading) {
               : outputs_text(context, section["outputs"]) + '\n' + source_line(reading.output_source);
   for (const json& board : section["board_temperatures"])
     text +=
-        fmt::format("\nBoard sensor {}  {}\n", board["id"].dump(), humanize("temperature_c", board["temperature_c"]));
+        fmt::format("\nBoard sensor {}  {}\n", board["sensor"].dump(), humanize("temperature_c", board["temperature_c"]));
   return text + '\n' + fields(section, "");
 }
 

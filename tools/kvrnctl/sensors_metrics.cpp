@@ -14,20 +14,21 @@ struct Metric {
   const char* key;
   double scale;
   const char* help;
-  double factor = 1;  // for a unit that is no decimal multiple of the document's
+  double factor = 1;           // for a unit that is no decimal multiple of the document's
+  const char* type = nullptr;  // of the sources that have it under this name
 };
 
 constexpr std::array psu_metrics{
     Metric{"kvrn_psu_usable", "usable", 1, "1: the source counts towards the power budget"},
-    Metric{"kvrn_psu_output_volts", "voltage_mv", 1e3, "Output voltage of an input supply"},
-    Metric{"kvrn_psu_output_amperes", "current_ma", 1e3, "Output current of an input supply"},
+    Metric{"kvrn_psu_output_volts", "voltage_mv", 1e3, "Output voltage of an input supply", 1, "input"},
+    Metric{"kvrn_psu_output_amperes", "current_ma", 1e3, "Output current of an input supply", 1, "input"},
     Metric{"kvrn_psu_temperature_celsius", "temperature_c", 1, "Temperature of a supply or battery"},
     Metric{"kvrn_battery_present", "present", 1, "1: the battery is there"},
     Metric{"kvrn_battery_mains", "mains", 1, "1: an input has mains"},
     Metric{"kvrn_battery_charging", "charging", 1, "1: the battery is being charged"},
     Metric{"kvrn_battery_charger_enabled", "charger_enabled", 1, "1: the battery's charger is enabled"},
-    Metric{"kvrn_battery_volts", "voltage_mv", 1e3, "Battery voltage"},
-    Metric{"kvrn_battery_amperes", "current_ma", 1e3, "Battery current, negative while charging"},
+    Metric{"kvrn_battery_volts", "voltage_mv", 1e3, "Battery voltage", 1, "battery"},
+    Metric{"kvrn_battery_amperes", "current_ma", 1e3, "Battery current, negative while charging", 1, "battery"},
     Metric{"kvrn_battery_charge_ratio", "charge_pct", 100, "State of charge, 0 to 1"},
     Metric{"kvrn_battery_time_to_empty_seconds", "time_to_empty_s", 1, "Time until the battery is empty"},
     Metric{"kvrn_battery_time_to_full_seconds", "time_to_full_s", 1, "Time until the battery is full"},
@@ -90,9 +91,11 @@ void add_list(std::string& text, const std::array<Metric, Count>& metrics, const
   for (const Metric& metric : metrics) {
     std::string samples;
     for (const json& entry : entries) {
+      if (metric.type != nullptr && entry["type"] != metric.type) continue;
       const auto value = entry.find(metric.key);
       if (value == entry.end() || value->is_null()) continue;
-      std::string labels = fmt::format("{{{}=\"{}\"", label, entry["id"].dump());
+      std::string labels =
+          fmt::format("{{{}=\"{}\"", label, entry.contains("id") ? entry["id"].dump() : entry["sensor"].dump());
       if (entry.contains("type")) labels += ",type=" + quoted(entry["type"]);
       samples += sample(metric, labels + '}', *value);
     }

@@ -72,7 +72,7 @@ std::string alarms_text(const Context& context, Errors errors) {
     if (alarm["raised"] != true) continue;
     const bool noted = alarm.contains("note");
     text += ' ' + painted(context, noted ? Color::warning : Color::bad,
-                          fmt::format("{}={}{}", alarm["id"].get<std::string>(), alarm["value"].dump(),
+                          fmt::format("{}={}{}", alarm["name"].get<std::string>(), alarm["value"].dump(),
                                       noted ? " (no estimate)" : ""));
   }
   for (const std::string& error : errors) text += ' ' + painted(context, Color::warning, error);
