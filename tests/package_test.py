@@ -95,8 +95,7 @@ class Headers(unittest.TestCase):
 
 
 class Installed(unittest.TestCase):
-    # README's example, word for word.
-    PROGRAM = re.search(r"    #include <kvrn.*?\n    }\n", pathlib.Path(SOURCE + "/README.md").read_text(), re.S).group()
+    PROGRAM = pathlib.Path(SOURCE + "/examples/sources.c").read_text()
 
     def test_a_project_finds_it_with_cmake_and_with_pkg_config(self):
         with tempfile.TemporaryDirectory() as folder:
