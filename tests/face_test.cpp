@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 #include <kvrn/kvrn.hpp>
 
+#include <chrono>
+#include <filesystem>
+
 #include "sim/device.hpp"
 #include "tests/descriptors.hpp"
 #include "tests/temp_dir.hpp"
@@ -46,7 +49,7 @@ TEST(Face, ANumberIsToldFromAMissingOne) {
 }
 
 TEST(Face, OwnersReleaseWhatIsTheirsAlone) {
-  Device device("four-source");
+  Device device("three-source");
   const auto before = open_descriptors();
   kvrn_output_image image{};
   device.file("/tmp/.output_cache", {reinterpret_cast<const char*>(&image), sizeof image});
@@ -61,9 +64,11 @@ TEST(Face, OwnersReleaseWhatIsTheirsAlone) {
   EXPECT_EQ(open_descriptors(), before);
   const TempDir dir;
   const std::string path = dir / "lock";
-  const kvrnpp::Lock held(path.c_str(), 0);
-  EXPECT_TRUE(held);
+  EXPECT_TRUE(kvrnpp::Lock(path.c_str(), 0));
+  EXPECT_FALSE(std::filesystem::exists(path));
+  write_text(path, "");  // another holder's
+  std::filesystem::last_write_time(path, std::filesystem::file_time_type::clock::now() + std::chrono::hours(1));
   EXPECT_FALSE(kvrnpp::Lock(path.c_str(), 0));
-  EXPECT_EQ(::access(path.c_str(), F_OK), 0);  // the holder's file
+  EXPECT_TRUE(std::filesystem::exists(path));
   EXPECT_FALSE(kvrnpp::Average(0));
 }
