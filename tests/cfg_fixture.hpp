@@ -2,20 +2,13 @@
 // Configurations from and to texts.
 #pragma once
 
-#include <kvrn/cfg.h>
 #include <stdio.h>
+#include <kvrn/kvrn.hpp>
 
-#include <memory>
 #include <string>
 
-struct FreeCfg {
-  void operator()(cfg_entry* first) const { free_cfg(first); }
-};
-struct FreeCfgIt {
-  void operator()(cfg_entry* first) const { free_cfg_it(first); }
-};
-using Config = std::unique_ptr<cfg_entry, FreeCfg>;
-using ResultList = std::unique_ptr<cfg_entry, FreeCfgIt>;
+using Config = kvrnpp::Owned<cfg_entry, free_cfg>;
+using ResultList = kvrnpp::Owned<cfg_entry, free_cfg_it>;
 
 inline Config config(const std::string& text) {
   FILE* stream = ::tmpfile();

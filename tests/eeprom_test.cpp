@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
 // The calibration partition: finding it, and images of every size.
 #include <gtest/gtest.h>
-#include <kvrn/board.h>
+#include <kvrn/kvrn.hpp>
 
 #include <climits>
 #include <cstring>
-#include <memory>
 #include <vector>
 
 #include "sim/device.hpp"
@@ -16,10 +15,7 @@ using kvrn::sim::Device;
 
 namespace {
 
-struct Free {
-  void operator()(ar7240_eeprom* image) const { ar7240_eeprom_free(image); }
-};
-using Image = std::unique_ptr<ar7240_eeprom, Free>;
+using Image = kvrnpp::EepromImage;
 
 // From a block of exactly the image's size, so that a sanitizer sees every byte read past its end.
 Image parse(const FlashImage& flash) {

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <kvrn/kvrn.h>
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
+#include <kvrn/kvrn.hpp>
 
 #include <atomic>
 #include <filesystem>
@@ -17,10 +17,7 @@
 
 namespace {
 
-struct Destroy {
-  void operator()(InterProcessLock* lock) const { lock->destroy(lock); }
-};
-using Lock = std::unique_ptr<InterProcessLock, Destroy>;
+using Lock = kvrnpp::RawLock;
 
 bool exists(const std::string& path) { return std::filesystem::exists(path); }
 

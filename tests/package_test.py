@@ -85,16 +85,17 @@ class Headers(unittest.TestCase):
         modes = [(compiler, language, standard) for compilers, language, standards in
                  ((both[0], "c", ["c11"]), (both[1], "c++", ["c++17", "c++20"]))
                  for compiler in compilers if shutil.which(compiler) for standard in standards]
-        for header in glob.glob(SOURCE + "/include/kvrn/*.h"):
+        for header in glob.glob(SOURCE + "/include/kvrn/*.h*"):
             source = f'#include <kvrn/{os.path.basename(header)}>\n'
             for compiler, language, standard in modes:
-                run(compiler, "-x", language, "-std=" + standard, "-pedantic", "-Wall", "-Wextra", "-Wshadow", "-Werror",
-                    "-fsyntax-only", "-I" + SOURCE + "/include", "-", input=source)
+                if header.endswith(".hpp") and language == "c":
+                    continue
+                run(compiler, "-x", language, "-std=" + standard, "-pedantic", "-Wall", "-Wextra", "-Wshadow", "-Wconversion",
+                    "-Werror", "-fno-exceptions" if language == "c++" else "-Wall", "-fsyntax-only", "-I" + SOURCE + "/include", "-", input=source)
 
 
 class Installed(unittest.TestCase):
-    # README's example, word for word.
-    PROGRAM = re.search(r"    #include <kvrn.*?\n    }\n", pathlib.Path(SOURCE + "/README.md").read_text(), re.S).group()
+    PROGRAM = pathlib.Path(SOURCE + "/examples/sources.c").read_text()
 
     def test_a_project_finds_it_with_cmake_and_with_pkg_config(self):
         with tempfile.TemporaryDirectory() as folder:

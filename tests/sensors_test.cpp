@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
-#include <kvrn/kvrn.h>
+#include <kvrn/kvrn.hpp>
 
 #include <algorithm>
 #include <cstring>
-#include <memory>
 
 #include "sim/device.hpp"
 #include "snmp/sensors.hpp"
@@ -13,7 +12,7 @@ using kvrn::sim::Device;
 
 namespace {
 
-using Summary = kvrn::Heap<sensors_info>;
+using Summary = kvrnpp::Owned<sensors_info, sensors_info_free>;
 
 // A caller's own output cache of `count` entries, each delivering its number in mA.
 struct Outputs {

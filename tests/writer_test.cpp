@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <kvrn/kvrn.h>
 #include <malloc.h>
 #include <poll.h>
 #include <signal.h>
@@ -10,6 +9,7 @@
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
+#include <kvrn/kvrn.hpp>
 
 #include <algorithm>
 #include <array>
@@ -33,10 +33,7 @@ namespace {
 constexpr const char* psu_cache = "/tmp/.psu_info_cache";
 constexpr const char* output_cache = "/tmp/.output_cache";
 
-struct Destroy {
-  void operator()(cache_source* source) const { source->destroy(source); }
-};
-using Source = std::unique_ptr<cache_source, Destroy>;
+using Source = kvrnpp::CacheSource;
 
 template <typename Image>
 Image image_of(const Device& device, const char* path) {

@@ -129,31 +129,33 @@ typedef struct ar7240_eeprom {
 KVRN_STATIC_ASSERT(sizeof(void*) != 4 || sizeof(ar7240_eeprom) == 4128, "EEPROM image on the 32-bit target");
 
 /**
- * The generic records of the two families, chosen when no row matches. Each lies directly behind its table and marks
- * the table's end. In a program linked at a fixed address the linker copies exported data into the program, and the
- * copy never sees what identification writes: use board_identify() to read the chosen board.
+ * The generic record of the AR724x family, chosen when no row matches. It lies directly behind the family's table and
+ * marks the table's end. In a program linked at a fixed address the linker copies exported data into the program, and
+ * the copy never sees what identification writes: use board_identify() to read the chosen board.
  */
 extern KVRN_API kvrn_board_record ar7240_board;
+
+/** The generic record of the QCA953x family; otherwise as `ar7240_board`. */
 extern KVRN_API kvrn_board_record ar953x_board;
 
-/** Antenna names. */
-extern KVRN_API const char ANTENNA_NONE[];
-extern KVRN_API const char ANTENNA_DIVERSITY[];
-extern KVRN_API const char ANTENNA_2[];
-extern KVRN_API const char ANTENNA_1[];
-extern KVRN_API const char ANTENNA_INT_EXT[];
-extern KVRN_API const char ANTENNA_INTERNAL[];
-extern KVRN_API const char ANTENNA_EXTERNAL[];
-extern KVRN_API const char ANTENNA_ADAPTIVE[];
-extern KVRN_API const char ANTENNA_HORIZONTAL[];
-extern KVRN_API const char ANTENNA_VERTICAL[];
-extern KVRN_API const char ANTENNA_SEC[];
-extern KVRN_API const char ANTENNA_COMBINED[];
-extern KVRN_API const char ANTENNA_MAIN[];
-extern KVRN_API const char ANTENNA_17_24[];
-extern KVRN_API const char ANTENNA_11_14[];
-extern KVRN_API const char ANTENNA_300[4];
-extern KVRN_API const char ANTENNA_400[4];
+/* Antenna names, for people. */
+extern KVRN_API const char ANTENNA_NONE[];       /**< "Not specified" */
+extern KVRN_API const char ANTENNA_DIVERSITY[];  /**< "Diversity" */
+extern KVRN_API const char ANTENNA_2[];          /**< "Antenna 2" */
+extern KVRN_API const char ANTENNA_1[];          /**< "Antenna 1" */
+extern KVRN_API const char ANTENNA_INT_EXT[];    /**< "External + Internal" */
+extern KVRN_API const char ANTENNA_INTERNAL[];   /**< "Internal" */
+extern KVRN_API const char ANTENNA_EXTERNAL[];   /**< "External" */
+extern KVRN_API const char ANTENNA_ADAPTIVE[];   /**< "Adaptive" */
+extern KVRN_API const char ANTENNA_HORIZONTAL[]; /**< "Horizontal" */
+extern KVRN_API const char ANTENNA_VERTICAL[];   /**< "Vertical" */
+extern KVRN_API const char ANTENNA_SEC[];        /**< "Secondary" */
+extern KVRN_API const char ANTENNA_COMBINED[];   /**< "Combined" */
+extern KVRN_API const char ANTENNA_MAIN[];       /**< "Main" */
+extern KVRN_API const char ANTENNA_17_24[];      /**< "17x24" */
+extern KVRN_API const char ANTENNA_11_14[];      /**< "11x14" */
+extern KVRN_API const char ANTENNA_300[4];       /**< "300" */
+extern KVRN_API const char ANTENNA_400[4];       /**< "400" */
 
 /**
  * The board this process runs on. The first call reads /proc/cpuinfo, the calibration partition (/proc/mtd,
@@ -206,25 +208,32 @@ KVRN_API int led_idx(const kvrn_board_record* board, int role, int ordinal);
 KVRN_API int led_cnt(const kvrn_board_record* board, int role);
 
 /**
- * Identification on one family: reads the calibration partition and the SoC revision, chooses a row (or the family's
- * generic record) and patches it. board_identify() calls these; calling them again patches again.
+ * Identification among the AR724x rows: reads the calibration partition and the SoC revision, chooses a row (or the
+ * family's generic record) and patches it. board_identify() does the same; each call patches again.
  * @param arch family code that a row must have
- * @return the record, never null; its name is still scrambled if the row was never decoded
+ * @return the record, never null, never freed; its name is still scrambled if the row was never decoded
+ * Not thread-safe.
  */
 KVRN_API const kvrn_board_record* ar7240_identify(uint32_t arch);
+
+/** ar7240_identify() among the QCA953x rows. */
 KVRN_API const kvrn_board_record* ar953x_identify(uint32_t arch);
 
 /**
- * Row of one family by platform code. Nothing is decoded.
+ * AR724x row by platform code. Reads no file; nothing is decoded.
  * @param scrambled the first 5 characters of the code, scrambled as in the table, NUL-terminated
  * @param plain     the whole code, compared with rows that are decoded
  * @return the first matching row, or null (also for a null text)
  */
 KVRN_API const kvrn_board_record* ar7240_identify_platform(const char* scrambled, const char* plain);
+
+/** ar7240_identify_platform() among the QCA953x rows. */
 KVRN_API const kvrn_board_record* ar953x_identify_platform(const char* scrambled, const char* plain);
 
-/** First row of one family with that system id, or null. Nothing is decoded. */
+/** First AR724x row with that system id, or null. Reads no file; nothing is decoded. */
 KVRN_API const kvrn_board_record* ar7240_identify_system(uint32_t system_id);
+
+/** ar7240_identify_system() among the QCA953x rows. */
 KVRN_API const kvrn_board_record* ar953x_identify_system(uint32_t system_id);
 
 /**
@@ -251,10 +260,12 @@ KVRN_API uint16_t ar7240_rd_get(const ar7240_eeprom* image, uint32_t index);
 KVRN_API uint16_t ar7240_rd_base_get(const ar7240_eeprom* image, uint32_t index);
 
 /**
- * The SoC revision register (physical address 0x18060090, through /dev/mem); both functions are the same.
+ * The SoC revision register (physical address 0x18060090, through /dev/mem).
  * @return the register; (uint32_t)-2 when /dev/mem cannot be opened, (uint32_t)-1 when it cannot be mapped
  */
 KVRN_API uint32_t ar724x_get_cpu_revision(void);
+
+/** The same as ar724x_get_cpu_revision(). */
 KVRN_API uint32_t ar953x_get_cpu_revision(void);
 
 KVRN_END_DECLS

@@ -136,7 +136,7 @@ KVRN_API cfg_entry* get_cfg_section(const cfg_entry* cfg, const char* suffix, co
  */
 KVRN_API cfg_entry* sort_cfg(cfg_entry* first);
 
-/** The number of records of a chain. */
+/** The number of records of a chain; 0 for null. */
 KVRN_API int get_cfg_count(const cfg_entry* first);
 
 /** Frees a result list, never keys or values. Null is accepted. */
@@ -170,19 +170,26 @@ KVRN_API const char* esc_value(cfg_entry* record);
 
 /**
  * The value as a number. White space before it and text behind it are allowed ("12abc" is 12). "0x" means hexadecimal
- * and a leading "0" octal, except in get_int32_dec(). The fallback is returned when there is no such key, no value,
- * no number, or a number out of range. The limits are 32 bits on every host; for get_uint32() a minus sign negates
- * modulo 2^32.
+ * and a leading "0" octal.
+ * @return the number; the fallback when there is no such key, no value, no number, or a number beyond 32 bits, on
+ * every host
  */
 KVRN_API int32_t get_int32(const cfg_entry* cfg, int32_t fallback, const char* pattern, ...) KVRN_PATTERN_ARGS(3, 4);
+
+/** As get_int32(), without a sign: a minus negates modulo 2^32. */
 KVRN_API uint32_t get_uint32(const cfg_entry* cfg, uint32_t fallback, const char* pattern, ...) KVRN_PATTERN_ARGS(3, 4);
+
+/** As get_int32(), but decimal always: "010" is 10, and "0x1f" is 0. */
 KVRN_API int32_t get_int32_dec(const cfg_entry* cfg, int32_t fallback, const char* pattern, ...)
     KVRN_PATTERN_ARGS(3, 4);
+
+/** As get_int32(), with 64 bits. */
 KVRN_API int64_t get_int64(const cfg_entry* cfg, int64_t fallback, const char* pattern, ...) KVRN_PATTERN_ARGS(3, 4);
 
 /**
- * 1 for "on", "enabled", "1", "enable", "active", "true"; 0 for "off", "disabled", "0", "disable", "inactive",
- * "false", in either case and with blanks around; the fallback for anything else.
+ * The value as a switch.
+ * @return 1 for "on", "enabled", "1", "enable", "active", "true"; 0 for "off", "disabled", "0", "disable", "inactive",
+ * "false", in either case and with blanks around; the fallback for anything else, and without the key
  */
 KVRN_API int get_bool(const cfg_entry* cfg, int fallback, const char* pattern, ...) KVRN_PATTERN_ARGS(3, 4);
 
@@ -206,7 +213,7 @@ KVRN_API int update_value(cfg_entry* cfg, const char* value, const char* pattern
  */
 KVRN_API int add_str_value(cfg_entry* cfg, const char* value, const char* pattern, ...) KVRN_PATTERN_ARGS(3, 4);
 
-/** add_str_value() with the number in decimal. */
+/** add_str_value() with the number in decimal. @return as add_str_value() */
 KVRN_API int add_int_value(cfg_entry* cfg, int value, const char* pattern, ...) KVRN_PATTERN_ARGS(3, 4);
 
 /**

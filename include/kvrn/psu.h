@@ -116,10 +116,10 @@ typedef struct kvrn_psu_info_image {
 KVRN_STATIC_ASSERT(sizeof(kvrn_psu_info_image) == 552, "the PSU cache is 552 bytes");
 KVRN_STATIC_ASSERT(offsetof(kvrn_psu_info_image, stamp) == 544, "kvrn_psu_info_image.stamp");
 
-/** Number of power sources of this board: 4, 3 or 2. */
+/** Number of power sources of this board: 4, 3 or 2. Identifies the board at the first call. */
 KVRN_API int get_psu_count(void);
 
-/** 1 when 0 <= psu < get_psu_count(), else 0. */
+/** Whether the board has that power source: 0 <= psu < get_psu_count(). @return 1 or 0 */
 KVRN_API int psu_id_valid(int psu);
 
 /** KVRN_PSU_TYPE_INPUT for 0 and 1, KVRN_PSU_TYPE_BATTERY from 2 on, whatever the board. */
@@ -164,7 +164,7 @@ KVRN_API int read_gpio(int line, int* value);
  */
 KVRN_API int is_ac_connected(int input);
 
-/** Number of inputs with mains: 0, 1 or 2. */
+/** Number of inputs with mains, each as is_ac_connected() tells it: 0, 1 or 2. */
 KVRN_API int psu_info_ac_connected(void);
 
 /** Current of the hwmon-monitored battery in mA on the three-source board (psu >= 2); 0 elsewhere or on failure. */
@@ -181,7 +181,7 @@ KVRN_API int get_psu_temp_info(int input, int* temp);
 /** The higher of the two supply temperatures. @return 1; 0 (`temp` untouched) when neither supply answered */
 KVRN_API int read_lcm_temperature(int* temp);
 
-/** Level of the charger's status line (GPIO 110); 1 when it cannot be read. */
+/** Level of the charger's status line (GPIO 110). @return 1 or 0; 1 when it cannot be read */
 KVRN_API int get_chg_stat(void);
 
 /* ---- Power budget, in mW ---- */
@@ -199,7 +199,7 @@ KVRN_API int get_chg_stat(void);
  */
 KVRN_API int psu_get_max_power_mW(int inputs, int batteries, int count_battery);
 
-/** psu_get_max_power_mW() with the battery counted, at most KVRN_MAX_SINGLE_POWER_MW. */
+/** psu_get_max_power_mW() in mW with the battery counted, at most KVRN_MAX_SINGLE_POWER_MW. */
 KVRN_API int psu_get_max_power_single_mW(int inputs, int batteries);
 
 /**
@@ -208,10 +208,10 @@ KVRN_API int psu_get_max_power_single_mW(int inputs, int batteries);
  */
 KVRN_API int get_max_power_ex(const psu_info* psus, int count_battery);
 
-/** get_max_power_ex() with the battery counted. */
+/** get_max_power_ex() in mW with the battery counted. */
 KVRN_API int get_max_power(const psu_info* psus);
 
-/** get_max_power_ex(), at most KVRN_MAX_SINGLE_POWER_MW. */
+/** get_max_power_ex() in mW, at most KVRN_MAX_SINGLE_POWER_MW. */
 KVRN_API int get_max_power_single_ex(const psu_info* psus, int count_battery);
 
 /**
@@ -222,7 +222,7 @@ KVRN_API int get_max_power_single_ex(const psu_info* psus, int count_battery);
  */
 KVRN_API int get_max_usable_power_ex(int fixed, cache_source* source);
 
-/** get_max_usable_power_ex() without a source. */
+/** get_max_usable_power_ex() in mW without a source. */
 KVRN_API int get_max_usable_power(int fixed);
 
 /**
@@ -234,7 +234,7 @@ KVRN_API int get_max_usable_power(int fixed);
  */
 KVRN_API int get_output_power_ex(int output, cache_source* source);
 
-/** get_output_power_ex() without a source. */
+/** get_output_power_ex() in mW without a source. */
 KVRN_API int get_output_power(int output);
 
 /* ---- Charging. The PSU number of a battery is 2 or 3. ---- */

@@ -62,30 +62,39 @@ KVRN_API int get_overload_status(void);
 /** 2: the protection of this output tripped; otherwise the number in "/tmp/.overload_check_PORT" (0). */
 KVRN_API int get_overload_status_port(int port);
 
-/** The number in "/tmp/.overload_req0", or "/tmp/.overload_req1" when `which` is not 0. Default 1. */
+/** The number in "/tmp/.overload_req0", or "/tmp/.overload_req1" when `which` is not 0 (1): an overload check is
+ * wanted. */
 KVRN_API int get_overload_flag(int which);
+
+/** Writes the file of get_overload_flag(). A failure is not told. */
 KVRN_API void set_overload_flag(int which, int value);
 
 /** The number in "/tmp/.overload_charging" (0): not enough power to charge. */
 KVRN_API int insufficient_power_get(void);
-KVRN_API int insufficient_power_set(int value); /**< 1, or 0 when the file cannot be opened */
+
+/** Writes the file of insufficient_power_get(). @return 1; 0 when it cannot be opened. A full /tmp is not told */
+KVRN_API int insufficient_power_set(int value);
 
 /** 1 when the number in "/tmp/.dc-problemPORT" (0) is positive, else 0: the output's hardware protection tripped. */
 KVRN_API int get_dc_hwprotect_error(int port);
-KVRN_API int set_dc_hwprotect_error(int port, int value); /**< 1, or 0 when the file cannot be opened */
 
-/** The number in "/tmp/.ac_outage_check" (0). */
+/** Writes the file of get_dc_hwprotect_error(). @return as insufficient_power_set() */
+KVRN_API int set_dc_hwprotect_error(int port, int value);
+
+/** The number in "/tmp/.ac_outage_check" (0): an outage of the mains. */
 KVRN_API int get_ac_outage_status(void);
 
-/** The number in "/tmp/.ac_outage_overload_check" (0). */
+/** The number in "/tmp/.ac_outage_overload_check" (0): an overload after an outage of the mains. */
 KVRN_API int ac_disabled_overload(void);
 
-/** The number in "/tmp/.battery_outage_check" (0). */
+/** The number in "/tmp/.battery_outage_check" (0): an outage of a battery. */
 KVRN_API int get_battery_outage_status(void);
 
 /** The number in "/tmp/.dc-enabledPORT": below 2 configured off, 2 (a missing file) not configured. No number is 0. */
 KVRN_API int is_dc_out_cfg_enabled(int port);
-KVRN_API int set_flag(int port, int value); /**< 1, or 0 when the file cannot be opened */
+
+/** Writes the file of is_dc_out_cfg_enabled(). @return as insufficient_power_set() */
+KVRN_API int set_flag(int port, int value);
 
 /**
  * Builds the name of a low-voltage flag: "/tmp/.lv<infix>_active" for index -1, otherwise
@@ -102,7 +111,7 @@ KVRN_API char* get_status_file(char* buffer, int index, const char* infix);
  */
 KVRN_API int get_lvmonitor_status_psu(int psu);
 
-/** The number in "/tmp/.lv_active" (0). */
+/** The number in "/tmp/.lv_active" (0): the low-voltage monitor is active for the whole device. */
 KVRN_API int get_lvmonitor_status(void);
 
 /** 1 when any flag of read_battery_flags() but 0x04 and 0x10 is set, else 0. */

@@ -14,14 +14,18 @@
 KVRN_BEGIN_DECLS
 
 /**
- * The monotonic clock in seconds, and in milliseconds (cut). A system without that clock cannot age a cache: the
- * process is aborted with "CLOCK_MONOTONIC not supported" on standard error.
+ * The monotonic clock in seconds. A system without that clock cannot age a cache: the process is aborted with
+ * "CLOCK_MONOTONIC not supported" on standard error.
  */
 KVRN_API int64_t get_timestamp_mono(void);
+
+/** The monotonic clock in milliseconds, cut. Aborts as get_timestamp_mono() does. */
 KVRN_API int64_t get_timestamp_mono_ms(void);
 
-/** The wall clock in seconds, and in milliseconds (cut), since 1970. Failures are ignored (0). */
+/** The wall clock in seconds since 1970; 0 when it cannot be read. */
 KVRN_API int64_t get_timestamp(void);
+
+/** The wall clock in milliseconds since 1970, cut; 0 when it cannot be read. */
 KVRN_API int64_t get_timestamp_ms(void);
 
 /** A caller-owned ring of samples and its running average. */

@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <kvrn/cfg.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <sys/mman.h>
 #include <unistd.h>
+#include <kvrn/kvrn.hpp>
 
-#include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -21,10 +20,7 @@
     }                                                                           \
   } while (false)
 
-struct FreeCfg {
-  void operator()(cfg_entry* first) const { free_cfg(first); }
-};
-using Config = std::unique_ptr<cfg_entry, FreeCfg>;
+using Config = kvrnpp::Owned<cfg_entry, free_cfg>;
 
 using Pairs = std::vector<std::pair<std::string, std::string>>;
 

@@ -2,19 +2,13 @@
 // Everything that the monitor publishes: both status caches and, where the board has a smart battery, its readings.
 #pragma once
 
-#include <kvrn/kvrn.h>
+#include <kvrn/kvrn.hpp>
 
-#include <memory>
 #include <string>
 
 #include "cache/writer.hpp"
 
 namespace monitord {
-
-struct DestroySource {
-  void operator()(cache_source* source) const { source->destroy(source); }
-};
-using Source = std::unique_ptr<cache_source, DestroySource>;
 
 class Publisher {
  public:
@@ -35,8 +29,8 @@ class Publisher {
   bool smart_battery_;
   int limit_mw_ = 0;
   kvrn::WriterImage battery_image_;
-  Source psus_;
-  Source outputs_;
+  kvrnpp::CacheSource psus_;
+  kvrnpp::CacheSource outputs_;
   std::string failure_;
 };
 

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include <kvrn/battery.h>
-#include <kvrn/status.h>
+#include <kvrn/kvrn.hpp>
 
 #include <algorithm>
 #include <memory>
@@ -42,10 +41,6 @@ json battery_files(const psu_info& psu, const std::vector<observe::Seen>& seen) 
   return out;
 }
 
-struct FreeSummary {
-  void operator()(sensors_info* info) const { ::sensors_info_free(info); }
-};
-
 json output_list(const sensors_info& info) {
   json list = json::array();
   for (int id = 0; id < info.output_count && id < KVRN_OUTPUT_MAX; ++id) {
@@ -83,7 +78,7 @@ SensorReading read_sensors() {
   psus.records.resize(KVRN_PSU_MAX);
   cache_source source{&psus.records, nullptr, hand_out, nullptr};
   const observe::Observer observer;
-  const std::unique_ptr<sensors_info, FreeSummary> info(::sensors_info_get_ex(1, nullptr, &source));
+  const kvrnpp::Owned<sensors_info, sensors_info_free> info(::sensors_info_get_ex(1, nullptr, &source));
   if (!info) return reading;
   const observe::Seen* image = image_of(observer.seen(), KVRN_FACT_OUTPUT_RECORDS);
   if (info->output_count > 0)

@@ -1,0 +1,1 @@
+kvrn_test(face_test face_test.cpp)
