@@ -91,7 +91,7 @@ class Documents(unittest.TestCase):
         ):
             device = Device(board)
             if "--missing" in change:
-                os.remove(device.path(f"/var/run/hwmon/{change[1]}/{change[2]}"))
+                device.sim("unset", device.root, f"/var/run/hwmon/{change[1]}/{change[2]}")
             else:
                 device.set(*change)
             self.assertNotEqual(device.run(*words, "--json").json()["errors"], [], change)

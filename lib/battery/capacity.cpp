@@ -10,6 +10,7 @@
 #include "battery/data_files.hpp"
 #include "cfg/parse.hpp"
 #include "cfg/query.hpp"
+#include "util/door.hpp"
 #include "util/number.hpp"
 
 namespace {
@@ -21,7 +22,7 @@ constexpr int32_t default_capacity_ah = 20;
 class Settings {
  public:
   int32_t number(const char* name, int32_t fallback) {
-    if (!parsed_) config_ = kvrn::load(kvrn::device_config);
+    if (!parsed_) config_.reset(kvrn::load(kvrn::device_config));
     parsed_ = true;
     return kvrn::find_number(config_.get(), kvrn::pattern_of("psu.monitor.battery.%s", name)).value_or(fallback);
   }
@@ -52,7 +53,9 @@ bool configuration_changed() {
   return true;
 }
 
-double peukert_of(uint32_t capacity_ah) {
+double peukert_of(uint32_t capacity_ah, int fixed) KVRN_INNER(peukert_of);
+double peukert_of(uint32_t capacity_ah, int fixed) {
+  if (fixed != 0) return 1.01;
   // The first line starts at 7 although it serves from 8 on, so the exponent drops between the two. Kept: the
   // capacities that devices reported were computed with it.
   if (capacity_ah < 8) return 1.21;
@@ -61,11 +64,14 @@ double peukert_of(uint32_t capacity_ah) {
   return 1.04;
 }
 
+uint32_t calibration_ma(uint32_t hours, uint32_t capacity_ah) KVRN_INNER(calibration_ma);
 uint32_t calibration_ma(uint32_t hours, uint32_t capacity_ah) {
   if (hours == 0) hours = capacity_ah < 31 ? 20 : 10;
   return capacity_ah * 1000 / hours;
 }
 
+uint64_t corrected_freely(uint64_t amount, uint64_t current, uint64_t reference, double exponent)
+    KVRN_INNER(corrected_freely);
 uint64_t corrected_freely(uint64_t amount, uint64_t current, uint64_t reference, double exponent) {
   if (reference == 0 || exponent < 1.0) return amount;
   const double ratio = (static_cast<double>(current) / 1000) / (static_cast<double>(reference) / 1000);
@@ -73,6 +79,7 @@ uint64_t corrected_freely(uint64_t amount, uint64_t current, uint64_t reference,
 }
 
 // At least 95 % of the amount.
+uint64_t corrected(uint64_t amount, uint64_t current, uint64_t reference, double exponent) KVRN_INNER(corrected);
 uint64_t corrected(uint64_t amount, uint64_t current, uint64_t reference, double exponent) {
   const uint64_t least = kvrn::truncated_u64(static_cast<double>(amount) * 0.95);
   return std::max(corrected_freely(amount, current, reference, exponent), least);
@@ -80,7 +87,7 @@ uint64_t corrected(uint64_t amount, uint64_t current, uint64_t reference, double
 
 float exponent_of(Settings& settings, uint32_t capacity_ah) {
   const float configured = static_cast<float>(settings.number("peukert", 0)) / 1000.0F;
-  return configured != 0.0F ? configured : static_cast<float>(peukert_of(capacity_ah));
+  return configured != 0.0F ? configured : static_cast<float>(peukert_of(capacity_ah, 0));
 }
 
 uint64_t sign_extended(int32_t value) { return static_cast<uint64_t>(int64_t{value}); }
@@ -114,17 +121,14 @@ int read_lcm_battery_capacity_mah() {
   return kvrn::wrap_i32(static_cast<int64_t>(amount));
 }
 
-double get_bat_peukert_ex(uint32_t capacity_ah, int fixed) { return fixed != 0 ? 1.01 : peukert_of(capacity_ah); }
+double get_bat_peukert_ex(uint32_t capacity_ah, int fixed) KVRN_DOOR(peukert_of);
 
-uint32_t get_calib_current_from_Ah(uint32_t hours, uint32_t capacity_ah) { return calibration_ma(hours, capacity_ah); }
+uint32_t get_calib_current_from_Ah(uint32_t hours, uint32_t capacity_ah) KVRN_DOOR(calibration_ma);
 
-uint64_t apply_peukert_ex(uint64_t amount, uint64_t current, uint64_t reference, double exponent) {
-  return corrected_freely(amount, current, reference, exponent);
-}
+uint64_t apply_peukert_ex(uint64_t amount, uint64_t current, uint64_t reference, double exponent)
+    KVRN_DOOR(corrected_freely);
 
-uint64_t apply_peukert(uint64_t amount, uint64_t current, uint64_t reference, double exponent) {
-  return corrected(amount, current, reference, exponent);
-}
+uint64_t apply_peukert(uint64_t amount, uint64_t current, uint64_t reference, double exponent) KVRN_DOOR(corrected);
 
 int getVoltageOpenCircuit(int voltage, int current, int resistance, int cells) {
   if (resistance == 0) return on_curve(voltage, current, cells, 0.68F, 1.83F);

@@ -66,19 +66,22 @@ void leave_open(Fd fd) {
 
 enum class Content { missing, wrong_version, version_alone, record };
 
-// Reads what there is of a file over the preset values. The file is closed unless its version is wrong.
-template <typename File>
-Content read_versioned(const char* path, int32_t version, kvrn_fact fact, File& out) {
+// Reads what there is of a file, which begins with its version, over the preset values. The file is closed unless its
+// version is wrong.
+Content read_versioned(const char* path, int32_t version, kvrn_fact fact, kvrn_be_i32* out, std::size_t size) {
+  const uint32_t what = kvrn::reading(KVRN_SOURCE_FILE, fact);
   // A FIFO in place of a file must not block.
   Fd fd = Fd::open(path, O_RDONLY | O_NONBLOCK);
   ssize_t got = -1;
   if (fd) do {
-      got = ::read(fd.get(), &out, sizeof out);
+      got = ::read(fd.get(), out, size);
     } while (got < 0 && errno == EINTR);
-  constexpr auto version_size = static_cast<ssize_t>(sizeof out.version);
-  const bool right = got >= version_size && out.version == version;
-  const kvrn::Answer refused{KVRN_OUTCOME_REFUSED};
-  kvrn::tell({KVRN_SOURCE_FILE, path}, fact, got < 0 ? kvrn::failed(errno) : right ? kvrn::answered(got) : refused);
+  constexpr auto version_size = static_cast<ssize_t>(sizeof *out);
+  const bool right = got >= version_size && *out == version;
+  if (got < 0)
+    kvrn::tell_failed(path, what);
+  else
+    kvrn::tell(path, what, right ? KVRN_OUTCOME_ANSWERED : KVRN_OUTCOME_REFUSED, static_cast<int32_t>(got));
   if (!fd) return Content::missing;
   if (!right) {
     leave_open(std::move(fd));
@@ -88,35 +91,30 @@ Content read_versioned(const char* path, int32_t version, kvrn_fact fact, File& 
 }
 
 bool read_record(int psu, RecordFile& record) {
-  return read_versioned(file_of("/etc/persistent/battery_data", psu).c_str(), 2, KVRN_FACT_BATTERY_DATA, record) ==
-         Content::record;
+  return read_versioned(file_of("/etc/persistent/battery_data", psu).c_str(), 2, KVRN_FACT_BATTERY_DATA,
+                        &record.version, sizeof record) == Content::record;
 }
 
 bool charger_active(int psu) {
-  return kvrn::read_number(kvrn::platform().charger(psu).enabled_flag, kvrn::parse_d, KVRN_FACT_CHARGER)
+  return kvrn::read_number(kvrn::platform().charger(psu).enabled_flag, kvrn::parse_d,
+                           kvrn::reading(KVRN_SOURCE_FILE, KVRN_FACT_CHARGER))
              .value.value_or(1) > 0;
 }
 
-// What the start of a file says.
-struct Scanned {
-  int count;  // integers in order; -1 without a file
-  kvrn::Answer answer;
-};
-
-// Stores the integers at the start of a file, in order.
-Scanned scan_file(const char* path, std::span<int32_t* const> out) {
+// Stores the integers at the start of a file, in order, and reports it when there are enough.
+// @return how many there are, or -1 without a file
+int scan_file(const char* path, std::span<int32_t* const> out, kvrn_fact fact, int enough) {
   char buffer[512];
   kvrn::FileText file = kvrn::read_file(path, buffer);
-  if (!file.opened) return {-1, kvrn::failed(file.error)};
-  int count = 0;
+  int count = file.opened ? 0 : -1;
   for (int32_t* slot : out) {
     const auto number = kvrn::take_d(file.text);
     if (!number) break;
     if (slot != nullptr) *slot = *number;
     ++count;
   }
-  if (file.error != 0) return {count, kvrn::failed(file.error)};
-  return {count, count == 0 ? kvrn::Answer{KVRN_OUTCOME_REFUSED} : kvrn::answered(count)};
+  if (count >= enough) kvrn::tell_file(path, file, kvrn::reading(KVRN_SOURCE_FILE, fact), count > 0, count);
+  return count;
 }
 
 template <typename T>
@@ -134,26 +132,22 @@ int read_estimate(int psu, int32_t* time_s, int32_t* third, int32_t* fourth) {
   constexpr int tries = 3;
   constexpr int needed = 3;
   constexpr unsigned rest_us = 200'000;
-  const About about(KVRN_SUBJECT_PSU, psu);
+  const About about(of_psu(psu));
   const FileName path = file_of("/tmp/.battery_info", psu);
-  int32_t charge = no_charge;
-  Scanned scanned{};
-  for (int attempt = 0; attempt < tries; ++attempt) {
+  for (int attempt = 1; attempt <= tries; ++attempt) {
+    int32_t charge = no_charge;
     int32_t last = -1;
-    charge = no_charge;
     const std::array<int32_t*, 4> slots{&charge, time_s, third, &last};
-    scanned = scan_file(path.c_str(), slots);
-    if (scanned.count >= 0 && fourth != nullptr) *fourth = last;
-    if (scanned.count >= needed && charge != no_charge) break;
-    charge = no_charge;
+    const int count = scan_file(path.c_str(), slots, KVRN_FACT_ESTIMATE, attempt < tries ? needed : -1);
+    if (count >= 0 && fourth != nullptr) *fourth = last;
+    if (count >= needed && charge != no_charge) return charge;
     pause_us(rest_us);  // the writer may have been at it
   }
-  tell({KVRN_SOURCE_FILE, path.c_str()}, KVRN_FACT_ESTIMATE, scanned.answer);
-  return charge;
+  return no_charge;
 }
 
 std::optional<BatteryData> read_battery_data(int psu, std::optional<bool> known_active) {
-  const About about(KVRN_SUBJECT_PSU, psu);
+  const About about(of_psu(psu));
   RecordFile record;
   if (!read_record(psu, record)) return std::nullopt;
   BatteryData data{record.flags, -1, -1};
@@ -167,18 +161,15 @@ std::optional<BatteryData> read_battery_data(int psu, std::optional<bool> known_
 }
 
 Calibration read_calibration(int psu) {
-  const About about(KVRN_SUBJECT_PSU, psu);
+  const About about(of_psu(psu));
   const FileName path = file_of("/tmp/.calibrating", psu);
   Calibration calibration{0, 100};
   const std::array<int32_t*, 2> slots{&calibration.state, &calibration.percentage};
-  const Scanned scanned = scan_file(path.c_str(), slots);
-  tell({KVRN_SOURCE_FILE, path.c_str()}, KVRN_FACT_CALIBRATING, scanned.answer);
-  return scanned.count == 2 ? calibration : Calibration{0, 100};
+  return scan_file(path.c_str(), slots, KVRN_FACT_CALIBRATING, -1) == 2 ? calibration : Calibration{0, 100};
 }
 
-}  // namespace kvrn
-
-static int store_data(int psu, uint32_t* flags, int32_t* charge, int32_t* current) {
+int store_data(int psu, uint32_t* flags, int32_t* charge, int32_t* current) KVRN_INNER(store_data);
+int store_data(int psu, uint32_t* flags, int32_t* charge, int32_t* current) {
   const auto data = kvrn::read_battery_data(psu);
   if (!data) return 0;
   store(flags, data->flags);
@@ -186,6 +177,8 @@ static int store_data(int psu, uint32_t* flags, int32_t* charge, int32_t* curren
   store(current, data->current_ma);
   return 1;
 }
+
+}  // namespace kvrn
 
 const char* get_filename_bat_psu_id(const char* base, int battery) {
   static char name[512];
@@ -195,9 +188,7 @@ const char* get_filename_bat_psu_id(const char* base, int battery) {
   return name;
 }
 
-int get_battery_data_v2(int psu, int32_t* time_s, int32_t* third, int32_t* fourth) {
-  return kvrn::read_estimate(psu, time_s, third, fourth);
-}
+int get_battery_data_v2(int psu, int32_t* time_s, int32_t* third, int32_t* fourth) KVRN_DOOR(read_estimate);
 
 int get_battery_data(int psu, int32_t* time_s, int32_t* third) {
   return kvrn::read_estimate(psu, time_s, third, nullptr);
@@ -205,11 +196,11 @@ int get_battery_data(int psu, int32_t* time_s, int32_t* third) {
 
 int is_battery_error_flag(uint32_t flags) { return is_error(flags) ? 1 : 0; }
 
-int read_battery_flags(int psu, uint32_t* flags, int32_t* charge) { return store_data(psu, flags, charge, nullptr); }
-
-int read_battery_flags_v2(int psu, uint32_t* flags, int32_t* charge, int32_t* current) {
-  return store_data(psu, flags, charge, current);
+int read_battery_flags(int psu, uint32_t* flags, int32_t* charge) {
+  return kvrn::store_data(psu, flags, charge, nullptr);
 }
+
+int read_battery_flags_v2(int psu, uint32_t* flags, int32_t* charge, int32_t* current) KVRN_DOOR(store_data);
 
 int kvrn_battery_flags(int psu, int charger_active, uint32_t* flags) {
   const auto data = kvrn::read_battery_data(psu, charger_active != 0);
@@ -227,7 +218,7 @@ int get_battery_internal_resistance(int psu) {
   if (::stat(path, &status) != 0 || status.st_mtime == loaded_mtime) return resistance;
   resistance = 0;
   ParameterFile file;
-  switch (read_versioned(path, 1, KVRN_FACT_RESISTANCE, file)) {
+  switch (read_versioned(path, 1, KVRN_FACT_RESISTANCE, &file.version, sizeof file)) {
     case Content::missing:
       return 0;
     case Content::wrong_version:

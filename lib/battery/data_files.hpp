@@ -5,11 +5,13 @@
 #include <cstdint>
 #include <optional>
 
+#include "util/door.hpp"
+
 namespace kvrn {
 
 // The estimated charge in percent, -2 when there is none: then the values are as far as they were read. Waits for a
 // writer that is at it, 600 ms at most.
-int read_estimate(int psu, std::int32_t* time_s, std::int32_t* third, std::int32_t* fourth);
+int read_estimate(int psu, std::int32_t* time_s, std::int32_t* third, std::int32_t* fourth) KVRN_INNER(read_estimate);
 
 struct BatteryData {
   std::uint32_t flags;

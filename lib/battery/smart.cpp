@@ -38,66 +38,72 @@ void preset(kvrn_sbs_battery_info& out) {
   out.manufacture_time = int64_t{unknown};
 }
 
-// What the registers answered, for programs that observe: of each fact the read whose value is used, which is the last
-// one that was of use, in the order of the first pass.
-class Notes {
+// The battery, and what it answered, for programs that observe: of each fact the read whose value is used, which is the
+// last one that was of use.
+class Asked {
  public:
-  void add(kvrn_source_kind kind, int number, kvrn_fact fact, const kvrn::Answer& answer) {
-    if (!kvrn::observed()) return;
-    std::size_t at = 0;
-    while (at < size_ && notes_[at].fact != fact) ++at;
-    if (at == notes_.size()) return;
-    if (at == size_)
-      ++size_;
-    else if (answer.outcome != KVRN_OUTCOME_ANSWERED && notes_[at].answer.outcome == KVRN_OUTCOME_ANSWERED)
-      return;
-    notes_[at] = {kind, number, fact, answer};
+  Asked(const SbsBus& battery, struct Notes& kept) : bus(battery), notes_(kept) {}
+  const SbsBus& bus;
+
+  // A register whose values above the limit are none.
+  std::optional<uint16_t> word(uint8_t reg, kvrn_fact fact, uint32_t limit = UINT16_MAX) const;
+  // At most `capacity` bytes of a block.
+  std::optional<kvrn::SbsBlock> block(uint16_t subcommand, kvrn_fact fact, unsigned capacity) const;
+
+ private:
+  struct Notes& notes_;
+};
+
+struct Note {
+  bool asked;
+  uint8_t number;
+  kvrn_source_kind kind;
+  kvrn_outcome outcome;
+  int32_t value;
+};
+
+// By their facts, which are in the order of asking.
+struct Notes {
+  static constexpr kvrn_fact first = KVRN_FACT_STATUS;
+  std::array<Note, KVRN_FACT_BLOCK_55 - first + 1> of{};
+
+  void add(kvrn_source_kind kind, uint8_t number, kvrn_fact fact, kvrn_outcome outcome, int32_t value) {
+    Note& note = of[static_cast<std::size_t>(fact - first)];
+    if (note.asked && note.outcome == KVRN_OUTCOME_ANSWERED && outcome != KVRN_OUTCOME_ANSWERED) return;
+    note = {true, number, kind, outcome, value};
   }
 
   void tell(const kvrn::I2cDevice& device) const {
-    const kvrn::Text<32> path("/dev/i2c-%d", device.bus);
-    for (std::size_t i = 0; i < size_; ++i)
-      kvrn::tell({notes_[i].kind, path.c_str(), static_cast<int>(device.address), notes_[i].number}, notes_[i].fact,
-                 notes_[i].answer);
-  }
-
- private:
-  struct Note {
-    kvrn_source_kind kind;
-    int number;
-    kvrn_fact fact;
-    kvrn::Answer answer;
-  };
-  std::array<Note, 20> notes_;
-  std::size_t size_ = 0;
-};
-
-// The battery, and what it answered.
-struct Asked {
-  const SbsBus& bus;
-  Notes& notes;
-
-  // A register whose values above the limit are none.
-  std::optional<uint16_t> word(uint8_t reg, kvrn_fact fact, uint32_t limit = UINT16_MAX) const {
-    const auto raw = bus.read_word(reg);
-    const bool refused = raw && *raw > limit;
-    notes.add(KVRN_SOURCE_I2C, reg, fact,
-              refused ? kvrn::Answer{KVRN_OUTCOME_REFUSED, 0, *raw}
-              : raw   ? kvrn::answered(*raw)
-                      : kvrn::failed(errno));
-    return refused ? std::nullopt : raw;
-  }
-
-  // At most `capacity` bytes of a block.
-  std::optional<kvrn::SbsBlock> block(uint16_t subcommand, kvrn_fact fact, unsigned capacity) const {
-    const auto data = bus.read_block(subcommand, capacity);
-    notes.add(KVRN_SOURCE_BLOCK, subcommand, fact, data ? kvrn::answered(data->length) : kvrn::failed(errno));
-    return data;
+    int fact = first;
+    for (const Note& note : of) {
+      if (note.asked)
+        kvrn::tell(nullptr, kvrn::reading(note.kind, static_cast<kvrn_fact>(fact)), note.outcome, note.value,
+                   kvrn::on_bus(device.bus, device.address, note.number));
+      ++fact;
+    }
   }
 };
+
+std::optional<uint16_t> Asked::word(uint8_t reg, kvrn_fact fact, uint32_t limit) const {
+  const auto raw = bus.read_word(reg);
+  const bool refused = raw && *raw > limit;
+  notes_.add(KVRN_SOURCE_I2C, reg, fact,
+             refused ? KVRN_OUTCOME_REFUSED
+             : raw   ? KVRN_OUTCOME_ANSWERED
+                     : KVRN_OUTCOME_FAILED,
+             raw ? *raw : errno);
+  return refused ? std::nullopt : raw;
+}
+
+std::optional<kvrn::SbsBlock> Asked::block(uint16_t subcommand, kvrn_fact fact, unsigned capacity) const {
+  const auto data = bus.read_block(subcommand, capacity);
+  notes_.add(KVRN_SOURCE_BLOCK, static_cast<uint8_t>(subcommand), fact,
+             data ? KVRN_OUTCOME_ANSWERED : KVRN_OUTCOME_FAILED, data ? static_cast<int32_t>(data->length) : errno);
+  return data;
+}
 
 // Stores a register that passes its limit. @return 1 when stored, for the count of the pass
-int store(const Asked& asked, uint8_t reg, kvrn_fact fact, uint32_t limit, int32_t scale, kvrn_be_i32& field) {
+[[gnu::noinline]] int store(const Asked& asked, uint8_t reg, kvrn_fact fact, uint32_t limit, int32_t scale, kvrn_be_i32& field) {
   const auto raw = asked.word(reg, fact, limit);
   if (!raw) return 0;
   field = *raw * scale;
@@ -170,7 +176,7 @@ void read_cells(const Asked& asked, kvrn_sbs_battery_info& out) {
 }
 
 // The value of a block that must be exactly `length` bytes long.
-int32_t block_value(const Asked& asked, uint16_t subcommand, kvrn_fact fact, unsigned length) {
+[[gnu::noinline]] int32_t block_value(const Asked& asked, uint16_t subcommand, kvrn_fact fact, unsigned length) {
   const auto block = asked.block(subcommand, fact, 4);
   if (!block || block->length != length) return unknown;
   return kvrn::wrap_i32(block->low(length));
@@ -224,7 +230,7 @@ bool read_battery(const I2cDevice& device, kvrn_sbs_battery_info& out) {
       if (opened)
         complete = read_pass({bus, notes}, out);
       else
-        notes.add(KVRN_SOURCE_I2C, -1, KVRN_FACT_RECORDS, failed(errno));
+        tell_failed(nullptr, reading(KVRN_SOURCE_I2C, KVRN_FACT_RECORDS), on_bus(device.bus, device.address, -1));
     }
     if (complete) out.complete = 1;
     if (opened) pause_us(500);
@@ -244,7 +250,6 @@ int kvrn_smart_battery_read(int psu, kvrn_sbs_battery_info* out) {
   if (out == nullptr || psu < 0 || psu >= platform.psu_count) return 0;
   const kvrn::PowerSource& source = platform.sources[static_cast<std::size_t>(psu)];
   if (source.kind != kvrn::SourceKind::smart_battery) return 0;
-  const kvrn::About about(KVRN_SUBJECT_PSU, psu);
   return kvrn::read_battery(source.battery.smart, *out) ? 1 : 0;
 }
 

@@ -25,9 +25,10 @@ constexpr std::uint32_t checked_blocks[]{256 / 2, 128 / 2};
 constexpr std::uint32_t fallback_block = 512 / 2;
 constexpr std::uint32_t longest_block = 4096;  // bytes
 
-// Reports what keeps the calibration from being read.
-Eeprom without(const char* path, const Answer& answer) {
-  tell({KVRN_SOURCE_BOARD, path}, KVRN_FACT_CALIBRATION, answer);
+constexpr std::uint32_t calibration = reading(KVRN_SOURCE_BOARD, KVRN_FACT_CALIBRATION);
+
+Eeprom not_readable(const char* path) {
+  tell_failed(path, calibration);
   return nullptr;
 }
 
@@ -48,23 +49,25 @@ std::uint32_t choose_block(const ar7240_eeprom& image) {
 }  // namespace
 
 Eeprom read_eeprom() {
-  constexpr Answer useless{KVRN_OUTCOME_REFUSED};
   int error = 0;
   const auto partition = find_calibration_partition(&error);
-  if (!partition) return without(partitions_file, error != 0 ? failed(error) : useless);
+  if (!partition) {
+    tell(partitions_file, calibration, error != 0 ? KVRN_OUTCOME_FAILED : KVRN_OUTCOME_REFUSED, error);
+    return nullptr;
+  }
   const Text<32> path("/dev/mtd%d", *partition);
   const Fd device = Fd::open(path.c_str(), O_RDONLY);
   mtd_info_user info{};
-  if (!device || ::ioctl(device.get(), MEMGETINFO, &info) < 0) return without(path.c_str(), failed(errno));
+  if (!device || ::ioctl(device.get(), MEMGETINFO, &info) < 0) return not_readable(path.c_str());
   const Text<32> block_path("/dev/mtdblock%d", *partition);
   const Fd fd = Fd::open(block_path.c_str(), O_RDONLY);
   const Mapping flash = fd ? Mapping(fd.get(), info.size) : Mapping();
-  if (!flash) return without(block_path.c_str(), failed(errno));
+  if (!flash) return not_readable(block_path.c_str());
   // A partition may be smaller than it claims; a page behind its end must not be touched.
   const off_t end = std::max<off_t>(::lseek(fd.get(), 0, SEEK_END), 0);
   const auto available = std::min<std::uint64_t>(info.size, static_cast<std::uint64_t>(end));
   Eeprom image = parse_eeprom({static_cast<const std::uint8_t*>(flash.get()), static_cast<std::size_t>(available)});
-  tell({KVRN_SOURCE_BOARD, block_path.c_str()}, KVRN_FACT_CALIBRATION, image ? answered(0) : useless);
+  tell(block_path.c_str(), calibration, image ? KVRN_OUTCOME_ANSWERED : KVRN_OUTCOME_REFUSED, 0);
   return image;
 }
 

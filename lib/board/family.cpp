@@ -182,6 +182,6 @@ const kvrn_board_record& identify_qca953x(std::uint32_t arch) {
 
 }  // namespace kvrn
 
-const kvrn_board_record* ar7240_identify(uint32_t arch) { return &kvrn::identify_ar724x(arch); }
+const kvrn_board_record* ar7240_identify(uint32_t arch) KVRN_DOOR(identify_ar724x);
 
-const kvrn_board_record* ar953x_identify(uint32_t arch) { return &kvrn::identify_qca953x(arch); }
+const kvrn_board_record* ar953x_identify(uint32_t arch) KVRN_DOOR(identify_qca953x);

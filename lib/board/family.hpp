@@ -3,10 +3,12 @@
 
 #include <kvrn/board.h>
 
+#include "util/door.hpp"
+
 namespace kvrn {
 
 // Identification on one family, every time anew; see ar7240_identify(). The row may still be scrambled.
-const kvrn_board_record& identify_ar724x(std::uint32_t arch);
-const kvrn_board_record& identify_qca953x(std::uint32_t arch);
+const kvrn_board_record& identify_ar724x(std::uint32_t arch) KVRN_INNER(identify_ar724x);
+const kvrn_board_record& identify_qca953x(std::uint32_t arch) KVRN_INNER(identify_qca953x);
 
 }  // namespace kvrn

@@ -109,7 +109,7 @@ const kvrn_board_record& board() {
 
 }  // namespace kvrn
 
-const kvrn_board_record* board_identify() { return &kvrn::board(); }
+const kvrn_board_record* board_identify() KVRN_DOOR(board);
 
 const kvrn_board_record* board_identify_platform(const char* code) {
   if (code == nullptr) return nullptr;

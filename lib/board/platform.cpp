@@ -18,6 +18,8 @@ std::uint32_t system_id() {
 
 const Platform& platform() { return platform_of(system_id()); }
 
+int source_count() { return platform().psu_count; }
+
 std::span<const char* const> output_monitors() {
   const auto& names = platform().monitors;
   std::size_t count = 0;
@@ -29,7 +31,7 @@ std::span<const char* const> output_monitors() {
 
 using kvrn::platform;
 
-int get_psu_count() { return kvrn::source_count(); }
+int get_psu_count() KVRN_DOOR(source_count);
 
 int psu_id_valid(int psu) { return psu >= 0 && psu < kvrn::source_count() ? 1 : 0; }
 

@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <span>
 
+#include "util/door.hpp"
+
 namespace kvrn {
 
 // A device on an I2C bus.
@@ -200,7 +202,7 @@ constexpr const Platform& platform_of(std::uint32_t system_id) {
 const Platform& platform();
 
 // The sources of this board.
-inline int source_count() { return platform().psu_count; }
+int source_count() KVRN_INNER(source_count);
 
 // The hwmon names of its DC output monitors, one an output.
 std::span<const char* const> output_monitors();

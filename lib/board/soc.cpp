@@ -94,36 +94,34 @@ std::uint32_t detect_soc() {
   const CpuInfo info = read_cpu_info();
   const std::uint32_t type = type_of(info);
   const bool known = type != KVRN_SOC_UNKNOWN;
-  tell({KVRN_SOURCE_BOARD, cpuinfo}, KVRN_FACT_FAMILY,
-       info.error != 0 ? failed(info.error)
-       : known         ? answered(type)
-                       : Answer{KVRN_OUTCOME_REFUSED});
+  tell(cpuinfo, reading(KVRN_SOURCE_BOARD, KVRN_FACT_FAMILY),
+       info.error != 0 ? KVRN_OUTCOME_FAILED
+       : known         ? KVRN_OUTCOME_ANSWERED
+                       : KVRN_OUTCOME_REFUSED,
+       info.error);
   return type;
 }
 
 std::uint32_t cpu_revision() {
   constexpr auto cannot_open = static_cast<std::uint32_t>(-2);
   constexpr auto cannot_map = static_cast<std::uint32_t>(-1);
-  constexpr Place place{KVRN_SOURCE_BOARD, "/dev/mem"};
-  const Fd fd = Fd::open(place.path, O_RDONLY | O_SYNC);
+  static constexpr const char* memory = "/dev/mem";
+  constexpr std::uint32_t what = reading(KVRN_SOURCE_BOARD, KVRN_FACT_REVISION);
+  const Fd fd = Fd::open(memory, O_RDONLY | O_SYNC);
   if (!fd) {
-    tell(place, KVRN_FACT_REVISION, failed(errno));
+    tell_failed(memory, what);
     return cannot_open;
   }
-  const auto refused = [&] {
-    tell(place, KVRN_FACT_REVISION, {KVRN_OUTCOME_REFUSED});
-    return cannot_map;
-  };
   // A regular file in place of the device must reach up to the register.
   struct stat status {};
-  if (::fstat(fd.get(), &status) == 0 && S_ISREG(status.st_mode) &&
-      status.st_size < reset_block + static_cast<off_t>(reset_block_size))
-    return refused();
-  const Mapping block(fd.get(), reset_block_size, reset_block);
-  if (!block) return refused();
-  const std::uint32_t revision =
-      *reinterpret_cast<const volatile std::uint32_t*>(static_cast<const char*>(block.get()) + revision_register);
-  tell(place, KVRN_FACT_REVISION, answered(revision));
+  const bool reaches = ::fstat(fd.get(), &status) != 0 || !S_ISREG(status.st_mode) ||
+                       status.st_size >= reset_block + static_cast<off_t>(reset_block_size);
+  const Mapping block = reaches ? Mapping(fd.get(), reset_block_size, reset_block) : Mapping();
+  std::uint32_t revision = cannot_map;
+  if (block)
+    revision =
+        *reinterpret_cast<const volatile std::uint32_t*>(static_cast<const char*>(block.get()) + revision_register);
+  tell(memory, what, block ? KVRN_OUTCOME_ANSWERED : KVRN_OUTCOME_REFUSED, static_cast<std::int32_t>(revision));
   return revision;
 }
 
@@ -144,6 +142,6 @@ uint32_t arch_name_to_type(const char* name, uint32_t length) {
   return KVRN_SOC_UNKNOWN;
 }
 
-uint32_t ar724x_get_cpu_revision() { return kvrn::cpu_revision(); }
+uint32_t ar724x_get_cpu_revision() KVRN_DOOR(cpu_revision);
 
-uint32_t ar953x_get_cpu_revision() { return kvrn::cpu_revision(); }
+uint32_t ar953x_get_cpu_revision() KVRN_DOOR(cpu_revision);

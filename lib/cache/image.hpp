@@ -5,7 +5,6 @@
 
 #include <kvrn/battery.h>
 #include <kvrn/cache.h>
-#include <kvrn/observe.h>
 #include <kvrn/psu.h>
 
 #include <cstddef>
@@ -13,6 +12,7 @@
 #include <span>
 
 #include "util/handle.hpp"
+#include "util/observe.hpp"
 
 namespace kvrn {
 
@@ -21,17 +21,17 @@ struct ImageSpec {
   std::size_t size;
   const char* log_prefix;  // null: nothing is logged
   bool ages;               // refused when older than image_max_age_s
-  kvrn_fact fact;
+  std::uint32_t what;      // as tell() has it
 };
 
 inline constexpr std::int64_t image_max_age_s = 10;
 
 inline constexpr ImageSpec psu_cache_file{"/tmp/.psu_info_cache", sizeof(kvrn_psu_info_image), "PSU cache", true,
-                                          KVRN_FACT_RECORDS};
+                                          reading(KVRN_SOURCE_IMAGE, KVRN_FACT_RECORDS)};
 inline constexpr ImageSpec output_cache_file{"/tmp/.output_cache", sizeof(kvrn_output_image), "Output cache", false,
-                                             KVRN_FACT_OUTPUT_RECORDS};
+                                             reading(KVRN_SOURCE_IMAGE, KVRN_FACT_OUTPUT_RECORDS)};
 inline constexpr ImageSpec raw_battery_file{"/tmp/.raw_battery_data", sizeof(kvrn_raw_battery_image), nullptr, true,
-                                            KVRN_FACT_RECORDS};
+                                            reading(KVRN_SOURCE_IMAGE, KVRN_FACT_RECORDS)};
 
 // An image that was opened, found whole and, where that counts, fresh. Closed and unmapped unless released.
 struct OpenImage {

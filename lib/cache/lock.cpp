@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <time.h>
 
+#include "util/door.hpp"
 #include "util/handle.hpp"
 #include "util/number.hpp"
 #include "util/pause.hpp"
@@ -87,6 +88,7 @@ void destroy(InterProcessLock* self) {
   ::free(self);
 }
 
+InterProcessLock* make(const char* path, int64_t wait_s) KVRN_INNER(make_lock);
 InterProcessLock* make(const char* path, int64_t wait_s) {
   if (path == nullptr) return nullptr;
   kvrn::Heap<InterProcessLock> object(static_cast<InterProcessLock*>(::calloc(1, sizeof(InterProcessLock))));
@@ -99,6 +101,6 @@ InterProcessLock* make(const char* path, int64_t wait_s) {
 
 }  // namespace
 
-InterProcessLock* InterProcessLockNew(const char* path, int64_t wait_s) { return make(path, wait_s); }
+InterProcessLock* InterProcessLockNew(const char* path, int64_t wait_s) KVRN_DOOR(make_lock);
 
 InterProcessLock* get_dc_output_lock() { return make("/tmp/.dc_out_lock", 10); }

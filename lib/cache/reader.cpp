@@ -10,21 +10,23 @@
 namespace {
 
 template <typename View>
-bool fill(View& view, const kvrn::ImageSpec& spec, int (*count)()) {
-  view = {};
+int fill(View* view, const kvrn::ImageSpec& spec, int (*count)()) {
+  if (view == nullptr) return 0;
+  *view = {};
   kvrn::OpenImage image = kvrn::open_image(spec);
-  if (!image) return false;
-  view.count = count();
-  view.records = static_cast<decltype(view.records)>(image.mapping.release());
-  view.fd = image.fd.release();
-  return true;
+  if (!image) return 0;
+  view->count = count();
+  view->records = static_cast<decltype(view->records)>(image.mapping.release());
+  view->fd = image.fd.release();
+  return 1;
 }
 
 template <typename View>
-void release(View& view, const kvrn::ImageSpec& spec) {
-  const kvrn::Mapping mapping = kvrn::Mapping::adopt(view.records, spec.size);
-  const kvrn::Fd fd(view.fd == 0 ? -1 : view.fd);  // 0 means no descriptor, never standard input
-  view = {};
+void release(View* view, const kvrn::ImageSpec& spec) {
+  if (view == nullptr) return;
+  const kvrn::Mapping mapping = kvrn::Mapping::adopt(view->records, spec.size);
+  const kvrn::Fd fd(view->fd == 0 ? -1 : view->fd);  // 0 means no descriptor, never standard input
+  *view = {};
 }
 
 }  // namespace
@@ -37,21 +39,14 @@ int output_count() {
   return known;
 }
 
-bool open_sources(psu_info_view& view) { return fill(view, psu_cache_file, source_count); }
-void close_sources(psu_info_view& view) { release(view, psu_cache_file); }
-bool open_outputs(output_view& view) { return fill(view, output_cache_file, output_count); }
-void close_outputs(output_view& view) { release(view, output_cache_file); }
+int open_sources(psu_info_view* view) { return fill(view, psu_cache_file, source_count); }
+void close_sources(psu_info_view* view) { release(view, psu_cache_file); }
+int open_outputs(output_view* view) { return fill(view, output_cache_file, output_count); }
+void close_outputs(output_view* view) { release(view, output_cache_file); }
 
 }  // namespace kvrn
 
-int get_psu_info_cache_data(psu_info_view* view) { return view != nullptr && kvrn::open_sources(*view) ? 1 : 0; }
-
-void psu_info_cache_data_free(psu_info_view* view) {
-  if (view != nullptr) kvrn::close_sources(*view);
-}
-
-int get_output_cache_data(output_view* view) { return view != nullptr && kvrn::open_outputs(*view) ? 1 : 0; }
-
-void output_cache_data_free(output_view* view) {
-  if (view != nullptr) kvrn::close_outputs(*view);
-}
+int get_psu_info_cache_data(psu_info_view* view) KVRN_DOOR(open_sources);
+void psu_info_cache_data_free(psu_info_view* view) KVRN_DOOR(close_sources);
+int get_output_cache_data(output_view* view) KVRN_DOOR(open_outputs);
+void output_cache_data_free(output_view* view) KVRN_DOOR(close_outputs);

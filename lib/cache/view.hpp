@@ -10,6 +10,7 @@
 #include <span>
 
 #include "cache/image.hpp"
+#include "util/door.hpp"
 
 namespace kvrn {
 
@@ -29,23 +30,23 @@ bool copy_records(const View& view, std::span<std::byte> out, std::size_t offset
 }
 
 // The images as views, which the functions of the interface fill and release.
-bool open_sources(psu_info_view& view);
-void close_sources(psu_info_view& view);
-bool open_outputs(output_view& view);
-void close_outputs(output_view& view);
+int open_sources(psu_info_view* view) KVRN_INNER(open_sources);
+void close_sources(psu_info_view* view) KVRN_INNER(close_sources);
+int open_outputs(output_view* view) KVRN_INNER(open_outputs);
+void close_outputs(output_view* view) KVRN_INNER(close_outputs);
 
 // Hands `use` the view of a caller's source if there is one, else of an image. False: there is none.
 template <typename View, typename Use>
-bool with_view(cache_source* source, bool (*open)(View&), void (*close)(View&), Use use) {
+bool with_view(cache_source* source, int (*open)(View*), void (*close)(View*), Use use) {
   View view{};
   if (source != nullptr) {
     if (source->get == nullptr || source->get(source, &view) == 0) return false;
     use(view);
     return true;
   }
-  if (!open(view)) return false;
+  if (open(&view) == 0) return false;
   use(view);
-  close(view);
+  close(&view);
   return true;
 }
 

@@ -1,21 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include "cfg/base64.hpp"
 
-#include <array>
-
 namespace kvrn {
 namespace {
 
 constexpr std::string_view alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 constexpr std::uint8_t no_digit = 64;
 
-constexpr auto digits = [] {
-  std::array<std::uint8_t, 256> values{};
-  for (auto& value : values) value = no_digit;
-  for (std::size_t i = 0; i < alphabet.size(); ++i)
-    values[static_cast<std::uint8_t>(alphabet[i])] = static_cast<std::uint8_t>(i);
-  return values;
-}();
+std::uint8_t digit_of(char c) {
+  const std::size_t at = alphabet.find(c);
+  return at == std::string_view::npos ? no_digit : static_cast<std::uint8_t>(at);
+}
 
 }  // namespace
 
@@ -38,7 +33,7 @@ std::optional<std::size_t> base64_decode(std::string_view text, std::span<std::u
   int pending = 0;
   std::size_t count = 0;
   for (const char c : text) {
-    const std::uint8_t digit = digits[static_cast<std::uint8_t>(c)];
+    const std::uint8_t digit = digit_of(c);
     if (digit == no_digit) continue;
     bits = bits << 6 | digit;
     pending += 6;

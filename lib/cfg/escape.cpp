@@ -34,4 +34,4 @@ const char* escaped(cfg_entry* record) {
 
 }  // namespace kvrn
 
-const char* esc_value(cfg_entry* record) { return kvrn::escaped(record); }
+const char* esc_value(cfg_entry* record) KVRN_DOOR(escaped);

@@ -26,7 +26,7 @@ cfg_entry* parse_line(std::string_view line) {
 
 }  // namespace
 
-Config load(FILE* stream) {
+cfg_entry* load(FILE* stream) {
   if (stream == nullptr) return nullptr;
   LineReader lines(stream);
   Chain chain;
@@ -37,17 +37,18 @@ Config load(FILE* stream) {
     open_entry(*entry);
     chain.add(entry);
   }
-  return Config(chain.first());
+  return chain.first();
 }
 
-Config load(const char* path) {
+cfg_entry* load(const char* path) {
   const Stream stream = open_stream(path, O_RDONLY);
-  tell({KVRN_SOURCE_FILE, path}, KVRN_FACT_CONFIGURATION, stream ? answered(0) : failed(errno));
+  tell(path, reading(KVRN_SOURCE_FILE, KVRN_FACT_CONFIGURATION), stream ? KVRN_OUTCOME_ANSWERED : KVRN_OUTCOME_FAILED,
+       stream ? 0 : errno);
   return load(stream.get());
 }
 
 }  // namespace kvrn
 
-cfg_entry* parse_stream(FILE* stream) { return kvrn::load(stream).release(); }
+cfg_entry* parse_stream(FILE* stream) KVRN_DOOR(load_stream);
 
-cfg_entry* parse(const char* path) { return kvrn::load(path).release(); }
+cfg_entry* parse(const char* path) KVRN_DOOR(load_path);

@@ -97,7 +97,7 @@ std::int32_t index_number(const char* key, int n) {
 
 }  // namespace kvrn
 
-int32_t get_cfg_key_idx(const char* key, int n) { return kvrn::index_number(key, n); }
+int32_t get_cfg_key_idx(const char* key, int n) KVRN_DOOR(index_number);
 
 int32_t get_cfg_idx_by_devname(const cfg_entry* cfg, const char* prefix, const char* devname) {
   if (prefix == nullptr || devname == nullptr) return -1;

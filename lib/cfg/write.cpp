@@ -45,7 +45,7 @@ void print_cfg(const cfg_entry* cfg) {
 
 int crypt_cfg(const char* input, const char* output, int protect) {
   const kvrn::Stream stream = kvrn::open_stream(input, O_RDONLY);
-  const kvrn::Config cfg = kvrn::load(stream.get());
+  const kvrn::Config cfg(kvrn::load(stream.get()));
   // What a read error cut short must not take the place of the whole: the output may be the input.
   if (!cfg || ::ferror(stream.get()) != 0) return -1;
   return kvrn::write_cfg(cfg.get(), output, protect != 0);

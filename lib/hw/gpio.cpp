@@ -84,32 +84,27 @@ Requested request(const Line& line, Direction direction) {
   return result;
 }
 
-std::optional<bool> level(const Line& line, Direction direction) {
-  const Requested requested = request(line, direction);
-  if (!requested.request) return std::nullopt;
-  const int value = ::gpiod_line_request_get_value(requested.request.get(), requested.offset);
-  if (value < 0) return std::nullopt;
-  return value == GPIOD_LINE_VALUE_ACTIVE;
-}
-
 std::optional<bool> read_line(const Line& line, Direction direction, kvrn_fact fact = KVRN_FACT_NONE) {
-  const std::optional<bool> value = level(line, direction);
-  kvrn::tell({.kind = KVRN_SOURCE_GPIO, .path = line.chip_path, .number = line.number}, fact,
-             value ? kvrn::answered(*value) : kvrn::failed(errno));
-  return value;
+  const Requested requested = request(line, direction);
+  int value = -1;
+  if (requested.request) value = ::gpiod_line_request_get_value(requested.request.get(), requested.offset);
+  const bool failed = value < 0;
+  kvrn::tell(line.chip_path, kvrn::reading(KVRN_SOURCE_GPIO, fact),
+             failed ? KVRN_OUTCOME_FAILED : KVRN_OUTCOME_ANSWERED, failed ? errno : value, line.number);
+  if (failed) return std::nullopt;
+  return value == GPIOD_LINE_VALUE_ACTIVE;
 }
 
 int code(std::optional<bool> value) { return value ? *value : KVRN_GPIO_FAILED; }
 
 int drive(const Line& line, uint32_t value) {
   // Only 0 and 1 can match a level; any other value always drives the line, 255 too, which is a failed read.
-  const std::optional<bool> now = level(line, as_is);
+  const std::optional<bool> now = read_line(line, as_is);
   if (value <= 1 && now && *now == (value == 1)) return 0;
   // No initial value: the line goes inactive first, then to its level. The chargers rely on that order.
   const Requested requested = request(line, output);
   const auto refused = [&line] {
-    kvrn::tell({.kind = KVRN_SOURCE_GPIO, .path = line.chip_path, .number = line.number}, KVRN_FACT_NONE,
-               kvrn::failed(errno));
+    kvrn::tell_failed(line.chip_path, kvrn::reading(KVRN_SOURCE_GPIO, KVRN_FACT_NONE), line.number);
     return -1;
   };
   if (!requested.request) return refused();

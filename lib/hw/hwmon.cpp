@@ -17,7 +17,7 @@ Path i2c_path(int bus, int address, const char* attribute) {
 }
 
 std::optional<int> read_at(const Path& path, kvrn_fact fact) {
-  return kvrn::read_number(path.c_str(), kvrn::parse_d, fact, KVRN_SOURCE_HWMON).value;
+  return kvrn::read_number(path.c_str(), kvrn::parse_d, kvrn::reading(KVRN_SOURCE_HWMON, fact)).value;
 }
 
 int store(std::optional<int> value, int* out) {

@@ -5,6 +5,7 @@
 
 #include "hw/i2c.hpp"
 #include "hw/smbus.hpp"
+#include "util/door.hpp"
 #include "util/handle.hpp"
 #include "util/number.hpp"
 #include "util/text.hpp"
@@ -17,19 +18,21 @@ int read_register(int fd, uint32_t reg, uint32_t size, i2c_smbus_data& data) {
   return kvrn::smbus_transfer(fd, I2C_SMBUS_READ, reg, size, data);
 }
 
-// A word, as it comes over the bus. A failure is documented as 0.
-uint16_t word_of(uint32_t bus, uint32_t address, uint32_t reg) {
-  const kvrn::Fd fd = kvrn::i2c::open(kvrn::wrap_i32(bus), address & 0xFF);
-  i2c_smbus_data data{};
-  return fd && read_register(fd.get(), reg & 0xFF, I2C_SMBUS_WORD_DATA, data) >= 0 ? data.word : uint16_t{0};
-}
-
-// Stores a word that was read.
-int read_word(int fd, uint32_t reg, uint16_t* out, uint16_t (*order)(uint16_t)) {
+int read_word(int fd, uint32_t reg, uint16_t* out) KVRN_INNER(read_word);
+int read_word(int fd, uint32_t reg, uint16_t* out) {
   i2c_smbus_data data{};
   const int result = read_register(fd, reg, I2C_SMBUS_WORD_DATA, data);
-  if (result >= 0 && out != nullptr) *out = order(data.word);
+  if (result >= 0 && out != nullptr) *out = data.word;
   return result;
+}
+
+// A word, as it comes over the bus. A failure is documented as 0.
+uint16_t word_of(uint32_t bus, uint32_t address, uint32_t reg) KVRN_INNER(word_of);
+uint16_t word_of(uint32_t bus, uint32_t address, uint32_t reg) {
+  const kvrn::Fd fd = kvrn::i2c::open(kvrn::wrap_i32(bus), address & 0xFF);
+  uint16_t word = 0;
+  if (fd) (void)read_word(fd.get(), reg & 0xFF, &word);
+  return word;
 }
 
 }  // namespace
@@ -66,13 +69,16 @@ int i2cdev_writeb(int fd, uint32_t reg, uint32_t value) {
   return kvrn::smbus_transfer(fd, I2C_SMBUS_WRITE, reg, I2C_SMBUS_BYTE_DATA, data);
 }
 
-int i2cdev_readw(int fd, uint32_t reg, uint16_t* out) {
-  return read_word(fd, reg, out, [](uint16_t word) { return word; });
+int i2cdev_readw(int fd, uint32_t reg, uint16_t* out) KVRN_DOOR(read_word);
+
+int i2cdev_readws(int fd, uint32_t reg, uint16_t* out) {
+  uint16_t word = 0;
+  const int result = read_word(fd, reg, &word);
+  if (result >= 0 && out != nullptr) *out = swapped(word);
+  return result;
 }
 
-int i2cdev_readws(int fd, uint32_t reg, uint16_t* out) { return read_word(fd, reg, out, swapped); }
-
-uint16_t i2c_read_word(uint32_t bus, uint32_t address, uint32_t reg) { return word_of(bus, address, reg); }
+uint16_t i2c_read_word(uint32_t bus, uint32_t address, uint32_t reg) KVRN_DOOR(word_of);
 
 uint16_t i2c_read_word_swapped(uint32_t bus, uint32_t address, uint32_t reg) {
   return swapped(word_of(bus, address, reg));

@@ -14,13 +14,13 @@
 namespace kvrn {
 namespace {
 
-int reading(int output, const char* attribute, kvrn_fact fact) {
-  const About about(KVRN_SUBJECT_OUTPUT, output);
+int measured(int output, const char* attribute, kvrn_fact fact) {
+  const About about(of_output(output));
   return std::max(hwmon::read(output_monitors()[static_cast<unsigned>(output)], attribute, fact).value_or(0), 0);
 }
 
-int voltage_mv(int output) { return reading(output, "in0_input", KVRN_FACT_VOLTAGE); }
-int current_ma(int output) { return reading(output, "curr1_input", KVRN_FACT_CURRENT); }
+int voltage_mv(int output) { return measured(output, "in0_input", KVRN_FACT_VOLTAGE); }
+int current_ma(int output) { return measured(output, "curr1_input", KVRN_FACT_CURRENT); }
 
 }  // namespace
 

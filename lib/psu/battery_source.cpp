@@ -66,7 +66,7 @@ void copy_readings(const kvrn_sbs_battery_info& battery, psu_info& out) {
 // Whether the hwmon battery charges: what the file says, else the direction of the current.
 bool hwmon_charging(const char* path, psu_info& out) {
   const bool by_current = out.current_ma < charging_threshold_ma;
-  const auto file = read_number(path, parse_d, KVRN_FACT_CHARGING);
+  const auto file = read_number(path, parse_d, reading(KVRN_SOURCE_FILE, KVRN_FACT_CHARGING));
   if (!file.opened) return by_current;
   if (!file.value) {
     ::syslog(LOG_WARNING, "Unable to read charging status");
@@ -83,7 +83,7 @@ void read_smart_battery(Readout& readout, const Battery& battery, psu_info& out)
   out.smart_battery = 1;
   kvrn_sbs_battery_info readings;
   // Without a bus the markers stay.
-  if (!published_battery(static_cast<int>(out.id), readings)) (void)read_battery(battery.smart, readings);
+  if (published_battery(static_cast<int>(out.id), &readings) == 0) (void)read_battery(battery.smart, readings);
   copy_readings(readings, out);
   if ((readings.complete & 1) != 0) out.battery_status |= KVRN_PSU_BATTERY_PRESENT;
   conclude(out, enabled_by_line, readings.charging != 0);
@@ -115,7 +115,6 @@ void read_hwmon_battery(Readout& readout, const Battery& battery, psu_info& out)
 int get_battery_current(int psu) {
   const kvrn::Platform& platform = kvrn::platform();
   if (psu < 2 || !platform.battery_current) return 0;
-  const kvrn::About about(KVRN_SUBJECT_PSU, psu);
   return kvrn::hwmon::read(platform.battery(2, 2).monitor, "curr1_input", KVRN_FACT_CURRENT).value_or(0);
 }
 

@@ -48,22 +48,25 @@ int direct_power_uw(int output) {
   return sum;
 }
 
-int max_power_mw(int inputs, int batteries, bool count_battery) {
+int max_power_mw(int inputs, int batteries, int count_battery) KVRN_INNER(max_power_mw);
+int max_power_mw(int inputs, int batteries, int count_battery) {
   const kvrn::PowerLimits& limits = kvrn::platform().power;
   // No usable input still gives the full figure: a battery alone carries the outputs.
   if (limits.full == 0 || inputs != 1) return limits.full;
   const bool assisted =
-      count_battery && batteries > 0 && kvrn::gpio::read(kvrn::battery_assist_line, KVRN_FACT_ASSIST) == false;
+      count_battery != 0 && batteries > 0 && kvrn::gpio::read(kvrn::battery_assist_line, KVRN_FACT_ASSIST) == false;
   return assisted ? limits.full : limits.reduced;
 }
 
-int max_usable_mw(bool fixed, cache_source* source) {
-  if (fixed) return kvrn::platform().power.fixed;
+int max_usable_mw(int fixed, cache_source* source) KVRN_INNER(max_usable_mw);
+int max_usable_mw(int fixed, cache_source* source) {
+  if (fixed != 0) return kvrn::platform().power.fixed;
   psu_info records[KVRN_PSU_MAX]{};
   (void)kvrn::read_sources(records, source);  // the board's count decides which records count
-  return kvrn::available_mw(records, true);
+  return kvrn::available_mw(records, 1);
 }
 
+int output_power_mw(int output, cache_source* source) KVRN_INNER(output_power_mw);
 int output_power_mw(int output, cache_source* source) {
   if (output < 0) return 0;
   const auto shared = shared_power_uw(output, source);
@@ -74,7 +77,7 @@ int output_power_mw(int output, cache_source* source) {
 
 namespace kvrn {
 
-std::int32_t available_mw(const psu_info* records, bool count_battery) {
+int available_mw(const psu_info* records, int count_battery) {
   int inputs = 0;
   int batteries = 0;
   const int count = records == nullptr ? 0 : source_count();
@@ -86,30 +89,26 @@ std::int32_t available_mw(const psu_info* records, bool count_battery) {
   return max_power_mw(inputs, batteries, count_battery);
 }
 
-std::int32_t single_supply_mw(const psu_info* records, bool count_battery) {
+int single_supply_mw(const psu_info* records, int count_battery) {
   return capped(available_mw(records, count_battery));
 }
 
 }  // namespace kvrn
 
-int psu_get_max_power_mW(int inputs, int batteries, int count_battery) {
-  return max_power_mw(inputs, batteries, count_battery != 0);
-}
+int psu_get_max_power_mW(int inputs, int batteries, int count_battery) KVRN_DOOR(max_power_mw);
 
-int psu_get_max_power_single_mW(int inputs, int batteries) { return capped(max_power_mw(inputs, batteries, true)); }
+int psu_get_max_power_single_mW(int inputs, int batteries) { return capped(max_power_mw(inputs, batteries, 1)); }
 
-int get_max_power_ex(const psu_info* psus, int count_battery) { return kvrn::available_mw(psus, count_battery != 0); }
+int get_max_power_ex(const psu_info* psus, int count_battery) KVRN_DOOR(available_mw);
 
-int get_max_power(const psu_info* psus) { return kvrn::available_mw(psus, true); }
+int get_max_power(const psu_info* psus) { return kvrn::available_mw(psus, 1); }
 
-int get_max_power_single_ex(const psu_info* psus, int count_battery) {
-  return kvrn::single_supply_mw(psus, count_battery != 0);
-}
+int get_max_power_single_ex(const psu_info* psus, int count_battery) KVRN_DOOR(single_supply_mw);
 
-int get_max_usable_power_ex(int fixed, cache_source* source) { return max_usable_mw(fixed != 0, source); }
+int get_max_usable_power_ex(int fixed, cache_source* source) KVRN_DOOR(max_usable_mw);
 
-int get_max_usable_power(int fixed) { return max_usable_mw(fixed != 0, nullptr); }
+int get_max_usable_power(int fixed) { return max_usable_mw(fixed, nullptr); }
 
-int get_output_power_ex(int output, cache_source* source) { return output_power_mw(output, source); }
+int get_output_power_ex(int output, cache_source* source) KVRN_DOOR(output_power_mw);
 
 int get_output_power(int output) { return output_power_mw(output, nullptr); }

@@ -3,14 +3,14 @@
 
 #include <kvrn/psu.h>
 
-#include <cstdint>
+#include "util/door.hpp"
 
 namespace kvrn {
 
 // What the sources of these records may deliver, mW; a battery's help counts only where it is asked for.
-std::int32_t available_mw(const psu_info* records, bool count_battery);
+int available_mw(const psu_info* records, int count_battery) KVRN_INNER(available_mw);
 
 // The same, of one supply.
-std::int32_t single_supply_mw(const psu_info* records, bool count_battery);
+int single_supply_mw(const psu_info* records, int count_battery) KVRN_INNER(single_supply_mw);
 
 }  // namespace kvrn

@@ -40,7 +40,7 @@ int Readout::read_all(psu_info* out) {
 }
 
 void Readout::read(psu_info& out, int psu) {
-  const About about(KVRN_SUBJECT_PSU, psu);
+  const About about(of_psu(psu));
   const PowerSource& source = platform().sources[static_cast<std::size_t>(psu)];
   out = {};
   out.id = static_cast<uint32_t>(psu);

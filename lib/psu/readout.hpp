@@ -27,7 +27,8 @@ class Readout {
   int inputs_with_mains();
 
  private:
-  std::array<std::optional<bool>, most_sources> mains_;
+  enum : std::int8_t { no, yes, unread };
+  std::int8_t mains_[most_sources]{unread, unread, unread, unread};
 };
 
 // All four records, from the caller's source or the image of the monitoring process if they can be had there, else the

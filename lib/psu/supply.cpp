@@ -13,7 +13,6 @@
 #include "util/number.hpp"
 #include "util/observe.hpp"
 #include "util/read_file.hpp"
-#include "util/text.hpp"
 
 namespace kvrn {
 namespace {
@@ -36,21 +35,21 @@ class Supply {
   // A register's count; 255 is the supply's "no data".
   std::optional<int> count(SupplyRegister reg, kvrn_fact fact) const {
     const auto byte = device_ ? i2c::read_byte(device_, reg) : std::nullopt;
-    const bool refused = byte == std::uint8_t{255};
-    if (observed()) tell_register(reg, fact, byte, refused);
-    if (!byte || refused) return std::nullopt;
-    return *byte;
+    const int count = byte.value_or(0);
+    const kvrn_outcome outcome = !byte              ? KVRN_OUTCOME_FAILED
+                                 : count == no_data ? KVRN_OUTCOME_REFUSED
+                                                    : KVRN_OUTCOME_ANSWERED;
+    tell(nullptr, reading(KVRN_SOURCE_I2C, fact), outcome,
+         byte      ? count
+         : device_ ? errno
+                   : open_error_,
+         on_bus(at_.bus, at_.address, reg));
+    if (outcome != KVRN_OUTCOME_ANSWERED) return std::nullopt;
+    return count;
   }
 
  private:
-  void tell_register(SupplyRegister reg, kvrn_fact fact, std::optional<std::uint8_t> byte, bool refused) const {
-    const int error = device_ ? errno : open_error_;
-    const Text<32> path("/dev/i2c-%d", at_.bus);
-    tell({KVRN_SOURCE_I2C, path.c_str(), static_cast<int>(at_.address), reg}, fact,
-         refused ? Answer{KVRN_OUTCOME_REFUSED, 0, 255}
-         : byte  ? answered(*byte)
-                 : failed(error));
-  }
+  static constexpr int no_data = 255;
 
   I2cDevice at_;
   Fd device_;
@@ -76,7 +75,6 @@ void read_telemetry(const Input& input, psu_info& out) {
 
 std::optional<int> temperature_c(int input) {
   const int psu = platform().input_number(input);
-  const About about(KVRN_SUBJECT_PSU, psu);
   const auto count =
       Supply(platform().sources[static_cast<std::size_t>(psu)].input.supply).count(temperature, KVRN_FACT_TEMPERATURE);
   if (!count) return std::nullopt;
@@ -86,18 +84,19 @@ std::optional<int> temperature_c(int input) {
 }  // namespace
 
 bool flag_file(const char* path, bool fallback, kvrn_fact fact) {
-  const auto number = read_number(path, parse_d, fact).value;
+  const auto number = read_number(path, parse_d, reading(KVRN_SOURCE_FILE, fact)).value;
   return number ? *number > 0 : fallback;
 }
 
 bool Readout::mains(int psu) {
-  std::optional<bool>& known = mains_[static_cast<std::size_t>(psu)];
-  if (!known) {
-    const About about(KVRN_SUBJECT_PSU, psu);
+  std::int8_t& known = mains_[psu];
+  if (known == unread) {
+    const About about(of_psu(psu));
     const Input& input = platform().sources[static_cast<std::size_t>(psu)].input;
-    known = flag_file(input.mains_flag, gpio::read(input.mains_line, KVRN_FACT_MAINS) == false, KVRN_FACT_MAINS);
+    const bool by_line = gpio::read(input.mains_line, KVRN_FACT_MAINS) == false;
+    known = flag_file(input.mains_flag, by_line, KVRN_FACT_MAINS) ? yes : no;
   }
-  return *known;
+  return known == yes;
 }
 
 int Readout::inputs_with_mains() {

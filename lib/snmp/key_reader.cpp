@@ -25,7 +25,8 @@ int store(std::string_view text, char* buffer, uint32_t size) {
 
 int read_key(const char* path, std::string_view key, char* buffer, uint32_t size) {
   const Stream file = open_stream(path, O_RDONLY);
-  tell({KVRN_SOURCE_FILE, path}, KVRN_FACT_CONFIGURATION, file ? answered(0) : failed(errno));
+  tell(path, reading(KVRN_SOURCE_FILE, KVRN_FACT_CONFIGURATION), file ? KVRN_OUTCOME_ANSWERED : KVRN_OUTCOME_FAILED,
+       file ? 0 : errno);
   if (!file) return 0;
   LineReader lines(file.get());
   std::string_view piece;

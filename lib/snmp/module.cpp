@@ -4,6 +4,8 @@
 #include "snmp/object.hpp"
 #include "snmp/sensors.hpp"
 #include "snmp/table.hpp"
+#include "util/door.hpp"
+#include "util/handle.hpp"
 
 #include <iterator>
 
@@ -30,10 +32,11 @@ int add_readings(void* host, sensors_info& info) {
   return kvrn::add_number(host, {1, 5, 5, 1, 0}, KVRN_SNMP_TYPE_GAUGE32, 0);  // a group that is always empty
 }
 
+int add_table(void* host, int row) KVRN_INNER(add_table);
 int add_table(void* host, int row) {
   if (::odb_add == nullptr) return -1;
   if (const int result = add_module(host, static_cast<uint32_t>(row)); result != 0) return result;
-  const kvrn::Heap<sensors_info> info = kvrn::read_sensors(true, nullptr, nullptr);
+  const kvrn::Heap<sensors_info> info(kvrn::read_sensors(1, nullptr, nullptr));
   return info ? add_readings(host, *info) : -1;
 }
 
@@ -54,4 +57,4 @@ kvrn_snmp_module module = {.name = "kvrn",
                            .update = update,
                            .zero_7 = {}};
 
-int update_kvrn_table(void* host, int row) { return add_table(host, row); }
+int update_kvrn_table(void* host, int row) KVRN_DOOR(add_table);

@@ -39,30 +39,27 @@ void copy_outputs(const output_view& view, sensors_info& out) {
 
 namespace kvrn {
 
-Heap<sensors_info> read_sensors(bool with_board_temps, cache_source* outputs, cache_source* psus) {
+sensors_info* read_sensors(int with_board_temps, cache_source* outputs, cache_source* psus) {
   Heap<sensors_info> info(static_cast<sensors_info*>(::calloc(1, sizeof(sensors_info))));
   if (!info) return nullptr;
-  if (with_board_temps) read_board_temps(info->board_temp);
-  info->power_meter =
-      static_cast<int32_t>(read_number("/tmp/.power_meter", parse_u, KVRN_FACT_POWER_METER).value.value_or(0));
+  if (with_board_temps != 0) read_board_temps(info->board_temp);
+  info->power_meter = static_cast<int32_t>(
+      read_number("/tmp/.power_meter", parse_u, reading(KVRN_SOURCE_FILE, KVRN_FACT_POWER_METER)).value.value_or(0));
   (void)with_outputs(outputs, [&](const output_view& view) { copy_outputs(view, *info); });
   info->locate_led = exists("/tmp/.led-status-loc");
   (void)read_sources(info->psu, psus);  // records that nobody fills stay zero
-  const int limit_uw = single_supply_mw(info->psu, false) * uw_per_mw;
+  const int limit_uw = single_supply_mw(info->psu, 0) * uw_per_mw;
   for (output_status& entry : entries(*info)) entry.max_power = limit_uw;
   info->psu_data_stable = exists("/tmp/.psu_data_stable");
-  return info;
+  return info.release();
 }
 
 }  // namespace kvrn
 
-sensors_info* sensors_info_get_ex(int with_board_temps, cache_source* outputs, cache_source* psus) {
-  return kvrn::read_sensors(with_board_temps != 0, outputs, psus).release();
-}
+sensors_info* sensors_info_get_ex(int with_board_temps, cache_source* outputs, cache_source* psus)
+    KVRN_DOOR(read_sensors);
 
-sensors_info* sensors_info_get(int with_board_temps) {
-  return kvrn::read_sensors(with_board_temps != 0, nullptr, nullptr).release();
-}
+sensors_info* sensors_info_get(int with_board_temps) { return kvrn::read_sensors(with_board_temps, nullptr, nullptr); }
 
 void sensors_info_free(sensors_info* info) { ::free(info); }
 

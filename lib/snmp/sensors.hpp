@@ -8,7 +8,7 @@
 #include <cstddef>
 #include <span>
 
-#include "util/handle.hpp"
+#include "util/door.hpp"
 
 namespace kvrn {
 
@@ -17,8 +17,8 @@ inline std::span<output_status> entries(sensors_info& info) {
   return {info.output, static_cast<std::size_t>(std::clamp(info.output_count, 0, KVRN_OUTPUT_MAX))};
 }
 
-// A summary, as sensors_info_get_ex() makes it; null without memory.
-Heap<sensors_info> read_sensors(bool with_board_temps, cache_source* outputs, cache_source* psus);
+// A summary on the heap, as sensors_info_get_ex() makes it; null without memory.
+sensors_info* read_sensors(int with_board_temps, cache_source* outputs, cache_source* psus) KVRN_INNER(read_sensors);
 
 // No board has temperature sensors of its own.
 inline std::span<const std::int32_t> board_temperatures() { return {}; }

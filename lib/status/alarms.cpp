@@ -43,9 +43,9 @@ bool is_battery_error(uint32_t flag_bits) {
 
 }  // namespace kvrn
 
-int get_overload_status() { return kvrn::overload(); }
+int get_overload_status() KVRN_DOOR(overload);
 
-int get_overload_status_port(int port) { return kvrn::output_overload(port); }
+int get_overload_status_port(int port) KVRN_DOOR(output_overload);
 
 int get_overload_flag(int which) { return read_flag(flags::overload_request, which != 0 ? 1 : 0); }
 
@@ -77,7 +77,7 @@ char* get_status_file(char* buffer, int index, const char* infix) {
   return buffer;
 }
 
-int get_lvmonitor_status_psu(int psu) { return kvrn::low_voltage(psu); }
+int get_lvmonitor_status_psu(int psu) KVRN_DOOR(low_voltage);
 
 int get_lvmonitor_status() { return kvrn::low_voltage(-1); }
 

@@ -25,8 +25,8 @@ FlagName flag_name(const Flag& flag, int index) {
 
 int read_flag(const Flag& flag, int index) {
   const bool whole = flag.subject == KVRN_SUBJECT_DEVICE || index < 0;
-  const About about(whole ? KVRN_SUBJECT_DEVICE : flag.subject, whole ? 0 : index);
-  const auto file = read_number(flag_name(flag, index).c_str(), parse_d, flag.fact);
+  const About about(whole ? 0 : static_cast<int>(flag.subject) << 16 | index);
+  const auto file = read_number(flag_name(flag, index).c_str(), parse_d, reading(KVRN_SOURCE_FILE, flag.fact));
   return file.opened ? file.value.value_or(flag.garbage) : flag.absent;
 }
 

@@ -14,6 +14,7 @@
 #include "cfg/parse.hpp"
 #include "cfg/query.hpp"
 #include "hw/gpio.hpp"
+#include "util/door.hpp"
 #include "util/observe.hpp"
 
 namespace {
@@ -50,8 +51,9 @@ Lines lines_of(int output) {
 }
 constexpr uint32_t on_level = 0;
 
+int poe_line(int interface_index) KVRN_INNER(poe_line);
 int poe_line(int interface_index) {
-  const kvrn::Config config = kvrn::load(kvrn::device_config);
+  const kvrn::Config config(kvrn::load(kvrn::device_config));
   const kvrn::Pattern key = kvrn::pattern_of("netconf.%d.devname", interface_index);
   const int index = port_index(kvrn::find_value(config.get(), key));
   const kvrn_board_eth* entry = index < 0 ? nullptr : port(static_cast<unsigned>(index));
@@ -66,7 +68,7 @@ bool is_on(uint32_t line) { return kvrn::gpio::read(line, KVRN_FACT_SWITCHED) !=
 namespace kvrn {
 
 bool is_output_on(int output) {
-  const About about(KVRN_SUBJECT_OUTPUT, output);
+  const About about(of_output(output));
   if (output == 0)
     for (const uint8_t line : poe_lines())
       if (line != 0 && is_on(line)) return true;
@@ -95,9 +97,9 @@ int dc_get_output(int8_t output) {
   return std::ranges::any_of(lines_of(output + 1), [](uint8_t line) { return line != 0 && is_on(line); }) ? 1 : 0;
 }
 
-int get_poe_gpio(int interface_index) { return poe_line(interface_index); }
+int get_poe_gpio(int interface_index) KVRN_DOOR(poe_line);
 
 uint8_t get_poe_status(int interface_index) {
-  const kvrn::Config config = kvrn::load(kvrn::device_config);
+  const kvrn::Config config(kvrn::load(kvrn::device_config));
   return kvrn::find_switch(config.get(), kvrn::pattern_of("netconf.%d.poe", interface_index)).value_or(false) ? 1 : 0;
 }

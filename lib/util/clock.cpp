@@ -47,7 +47,7 @@ void pause_us(unsigned microseconds) {
 
 }  // namespace kvrn
 
-int64_t get_timestamp_mono() { return kvrn::monotonic_s(); }
+int64_t get_timestamp_mono() KVRN_DOOR(monotonic_s);
 
 int64_t get_timestamp_mono_ms() {
   const timespec now = kvrn::monotonic();

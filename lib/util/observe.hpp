@@ -17,48 +17,40 @@ inline bool observed() { return observers.load(std::memory_order_relaxed) != 0; 
 struct Observed {
   kvrn_observer callback;
   void* context;
-  kvrn_subject subject;
-  int number;
+  std::int32_t subject;
 };
 extern constinit thread_local Observed self;
 
-struct Place {
-  kvrn_source_kind kind;
-  const char* path;
-  int address = -1;
-  int number = -1;
-};
+// What is read, in one word: there are many reads, and little room for what they tell.
+constexpr std::uint32_t reading(kvrn_source_kind kind, kvrn_fact fact) {
+  return static_cast<std::uint32_t>(kind) << 16 | static_cast<std::uint32_t>(fact) << 8;
+}
+// A register or block of a device on a bus, as `where`; such a read needs no path.
+constexpr std::int32_t on_bus(int bus, std::uint32_t address, std::int32_t number) {
+  return bus << 24 | static_cast<std::int32_t>(address << 16) | (number & 0xFFFF);
+}
+// The age of an image that was never refreshed, as `value`.
+inline constexpr std::int32_t never_refreshed = INT32_MAX;
 
-struct Answer {
-  kvrn_outcome outcome;
-  int error = 0;
-  std::int64_t value = 0;
-};
-inline Answer answered(std::int64_t value) { return {KVRN_OUTCOME_ANSWERED, 0, value}; }
-inline Answer failed(int error) { return {KVRN_OUTCOME_FAILED, error, 0}; }
+// Reports how a read ended. The errno of one that failed is the present one.
+// @param where the packed number of a line, or on_bus()
+// @param value what was read; not of a read that failed
+void tell(const char* path, std::uint32_t reading, kvrn_outcome outcome, std::int32_t value, std::int32_t where = -1);
+void tell_failed(const char* path, std::uint32_t reading, std::int32_t where = -1);
 
-// Reports a read of the present subject.
-void tell(const Place& place, kvrn_fact fact, const Answer& answer);
+constexpr std::int32_t of_psu(int number) { return KVRN_SUBJECT_PSU << 16 | (number & 0xFFFF); }
+constexpr std::int32_t of_output(int number) { return KVRN_SUBJECT_OUTPUT << 16 | (number & 0xFFFF); }
 
-// While it lives, reads of this thread are of this subject.
+// While it lives, reads of this thread are of that subject.
 class About {
  public:
-  About(kvrn_subject subject, int number) {
-    if (observed()) enter(subject, number);
-  }
-  ~About() {
-    if (entered_) leave();
-  }
+  explicit About(std::int32_t subject);
+  ~About();
   About(const About&) = delete;
   About& operator=(const About&) = delete;
 
  private:
-  void enter(kvrn_subject subject, int number);
-  void leave();
-
-  kvrn_subject subject_ = KVRN_SUBJECT_DEVICE;  // the one before
-  int number_ = 0;
-  bool entered_ = false;
+  std::int32_t before_;
 };
 
 }  // namespace kvrn

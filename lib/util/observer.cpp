@@ -4,6 +4,6 @@
 
 void kvrn_observe(kvrn_observer callback, void* context) {
   const bool before = kvrn::self.callback != nullptr;
-  kvrn::self = {callback, context, KVRN_SUBJECT_DEVICE, 0};
+  kvrn::self = {callback, context, 0};
   kvrn::observers += (callback != nullptr ? 1 : 0) - (before ? 1 : 0);
 }

@@ -22,11 +22,12 @@ FileText read_file(const char* path, std::span<char> buffer) {
   return {true, 0, std::string_view(buffer.data(), static_cast<std::size_t>(got))};
 }
 
-void tell_file(const char* path, const FileText& file, std::optional<std::int64_t> value, kvrn_fact fact,
-               kvrn_source_kind kind) {
-  if (!observed()) return;
-  const Answer refused{KVRN_OUTCOME_REFUSED};
-  tell({.kind = kind, .path = path}, fact, file.error != 0 ? failed(file.error) : value ? answered(*value) : refused);
+void tell_file(const char* path, const FileText& file, std::uint32_t what, bool useful, std::int32_t value) {
+  tell(path, what,
+       file.error != 0 ? KVRN_OUTCOME_FAILED
+       : useful        ? KVRN_OUTCOME_ANSWERED
+                       : KVRN_OUTCOME_REFUSED,
+       file.error != 0 ? file.error : value);
 }
 
 Stream open_stream(const char* path, int flags) {

@@ -3,8 +3,6 @@
 // read, and a file that another process replaces is either the old one or the new one.
 #pragma once
 
-#include <kvrn/observe.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -13,6 +11,7 @@
 
 #include "util/handle.hpp"
 #include "util/number.hpp"
+#include "util/observe.hpp"
 
 namespace kvrn {
 
@@ -37,16 +36,15 @@ struct FileNumber {
 };
 
 // Reports what a file answered; a text that was of use has a value.
-void tell_file(const char* path, const FileText& file, std::optional<std::int64_t> value, kvrn_fact fact,
-               kvrn_source_kind kind = KVRN_SOURCE_FILE);
+void tell_file(const char* path, const FileText& file, std::uint32_t what, bool useful, std::int32_t value);
 
 template <typename T>
 FileNumber<T> read_number(const char* path, std::optional<T> (*parse)(std::string_view),
-                          kvrn_fact fact = KVRN_FACT_NONE, kvrn_source_kind kind = KVRN_SOURCE_FILE) {
+                          std::uint32_t what = reading(KVRN_SOURCE_FILE, KVRN_FACT_NONE)) {
   char buffer[512];
   const FileText file = read_file(path, buffer);
   const std::optional<T> value = parse(file.text);
-  tell_file(path, file, value, fact, kind);
+  tell_file(path, file, what, value.has_value(), static_cast<std::int32_t>(value.value_or(0)));
   return {file.opened, value};
 }
 

@@ -17,7 +17,7 @@ namespace monitord {
 namespace {
 
 constexpr kvrn::WriterSpec battery_file{{kvrn::raw_battery_file.path, kvrn::raw_battery_file.size, "Battery data",
-                                         kvrn::raw_battery_file.ages, kvrn::raw_battery_file.fact},
+                                         kvrn::raw_battery_file.ages, kvrn::raw_battery_file.what},
                                         "file",
                                         sizeof(kvrn_sbs_battery_info)};
 
