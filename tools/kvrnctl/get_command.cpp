@@ -55,10 +55,10 @@ json capacity(Result& result, Errors& errors) {
 json sensors(Result& result, Errors& errors) {
   const SensorReading reading = read_sensors();
   errors = reading.errors;
-  if (!reading.output_source.is_null())
+  if (!reading.section["outputs"].empty())
     fail_unless_fresh(result, reading.output_source);
   else
-    errors.push_back("no readings of the outputs: " + reading.output_reason);
+    errors.push_back("no readings of the outputs: " + reason_of(reading.output_source));
   return reading.section;
 }
 
@@ -110,7 +110,8 @@ void flatten(const std::string& path, const json& value, std::string& text) {
     text += fmt::format("{}={}\n", path, bare(value));
     return;
   }
-  for (const auto& [key, member] : value.items()) flatten(path + '.' + name_of(value, key, member), member, text);
+  const json known = without_absent(value);
+  for (const auto& [key, member] : known.items()) flatten(path + '.' + name_of(known, key, member), member, text);
 }
 
 std::string names(const json& from) {
@@ -187,6 +188,7 @@ Result get(const std::string& path) {
   const json root = section->make(result, errors);
   if (result.exit == Exit::not_on_this_board) return result;
   const json* at = &root;
+  bool absent = false;
   for (std::string_view rest = std::string_view(path).substr(first.size()); !rest.empty();) {
     if (rest[0] == '.' && at == &root) rest.remove_prefix(1);
     const std::string_view walked = std::string_view(path).substr(0, path.size() - rest.size() - 1);
@@ -198,9 +200,14 @@ Result get(const std::string& path) {
                   fmt::format("no '{}' in {}: there is {}", rest, walked, names(*at)));
       return result;
     }
+    absent = absent || is_absent(*at);
     at = next;
   }
   result.data["value"] = *at;
+  if (absent && at->is_null()) {
+    result.fail(Exit::not_on_this_board, fmt::format("no '{}': what it belongs to is not there", path));
+    return result;
+  }
   if (at->is_structured())
     flatten(path, *at, result.text);
   else
