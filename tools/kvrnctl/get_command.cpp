@@ -104,14 +104,15 @@ std::string bare(const json& value) {
   return value.dump();
 }
 
-// An object or array as lines "path=value".
-void flatten(const std::string& path, const json& value, std::string& text) {
+// An object or array as lines "path=value". Of what is absent nothing is unknown.
+void flatten(const std::string& path, const json& value, bool absent, std::string& text) {
   if (!value.is_structured()) {
-    text += fmt::format("{}={}\n", path, bare(value));
+    text += fmt::format("{}={}\n", path, absent && value.is_null() ? "-" : bare(value));
     return;
   }
-  const json known = without_absent(value);
-  for (const auto& [key, member] : known.items()) flatten(path + '.' + name_of(known, key, member), member, text);
+  absent = absent || is_absent(value);
+  for (const auto& [key, member] : value.items())
+    flatten(path + '.' + name_of(value, key, member), member, absent, text);
 }
 
 std::string names(const json& from) {
@@ -209,7 +210,7 @@ Result get(const std::string& path) {
     return result;
   }
   if (at->is_structured())
-    flatten(path, *at, result.text);
+    flatten(path, *at, absent, result.text);
   else
     result.text = bare(*at) + '\n';
   if (at->is_null()) {
