@@ -1,11 +1,15 @@
 # SPDX-License-Identifier: MIT
-"""Layers run between files: docs/architecture.md lists them, lowest first, and every include points down or sideways."""
+"""Layers run between files: docs/architecture.md lists them, lowest first, and every include points down or sideways.
+The pages that say which files to touch name files that exist."""
+import os
 import re
 import subprocess
 import sys
 
 DOCUMENT = "docs/architecture.md"
 LIBRARY = "lib/"
+PAGES = ("docs/extending.md", "docs/board.md", "README.md")
+TOP = {"cmake", "docs", "examples", "include", "lib", "mibs", "sim", "tests", "tools"}
 FOLDERS = (LIBRARY, "tools/", "sim/")
 
 
@@ -54,6 +58,10 @@ def main():
     for name in levels:
         if not name.endswith("/") and name not in source:
             faults.append(f"{DOCUMENT}: lists {name}, which does not exist")
+    for page in PAGES:
+        for name in re.findall(r"`((?:[\w.-]+/)+[\w.-]*)`", open(page, encoding="utf-8").read()):
+            if name.split("/")[0] in TOP and "NAME" not in name and not os.path.exists(name):
+                faults.append(f"{page}: names {name}, which does not exist")
     if faults:
         sys.exit("\n".join(faults))
     print(f"{len(files)} files keep {max(levels.values()) + 1} layers")

@@ -42,7 +42,7 @@ class Showing(Case):
         self.assertEqual(self.cfg("show", "--reveal").out, SAMPLE)
         document = self.cfg("show", "users.", "--json").json()
         self.assertEqual([entry["value"] for entry in document["entries"]], ["anna", "********"])
-        self.assertEqual([entry["id"] for entry in document["entries"]], [2, 3])
+        self.assertEqual([entry["id"] for entry in document["entries"]], [1, 2])
 
     def test_get_types_defaults_and_missing_keys(self):
         self.write("n=0x1F\nbig=5000000000\nflag= Enabled \nt=12abc\nempty=\nusers.1.password=p\n")
@@ -74,7 +74,7 @@ class Showing(Case):
         self.assertEqual(run.out, f"--- {self.path}\n+++ {other}\n-radio.1.mode=ap\n+radio.1.mode=sta\n"
                                   "-users.1.password=********\n+users.1.password=********\n-x.note=a = b\n+y=1\n")
         changes = self.cfg("diff", self.path, other, "--json").json()["changes"]
-        self.assertEqual(changes[2], {"id": 3, "key": "x.note", "old": "a = b", "new": None})
+        self.assertEqual(changes[2], {"id": 2, "key": "x.note", "old": "a = b", "new": None})
         self.assertEqual(self.cfg("diff", self.path, self.path).out, "")
 
     def test_interface_and_check(self):

@@ -7,11 +7,24 @@ import os
 import shutil
 import socket
 import subprocess
+import sys
 import tempfile
 import unittest
 
+try:
+    import jsonschema
+except ImportError:
+    if os.environ.get("CI"):
+        raise
+    print("NOT TESTED: documents against their schema, which takes python3-jsonschema", file=sys.stderr)
+    jsonschema = None
+
 BIN = os.environ["KVRN_BIN"]
 SOURCE = os.environ["KVRN_SOURCE"]
+if jsonschema:
+    with open(SOURCE + "/docs/kvrnctl.schema.json", encoding="utf-8") as file:
+        SCHEMA = jsonschema.Draft202012Validator(json.load(file))
+    SCHEMA.check_schema(SCHEMA.schema)
 
 
 class Run:
@@ -19,7 +32,12 @@ class Run:
         self.status, self.out, self.err = done.returncode, done.stdout, done.stderr
 
     def json(self):
-        return json.loads(self.out)
+        document = json.loads(self.out)
+        if jsonschema:
+            wrong = jsonschema.exceptions.best_match(SCHEMA.iter_errors(document))
+            if wrong:
+                raise AssertionError(f"not as docs/kvrnctl.schema.json has it: {wrong.json_path}: {wrong.message}")
+        return document
 
 
 def new_folder():

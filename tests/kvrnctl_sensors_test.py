@@ -74,7 +74,7 @@ class Sensors(unittest.TestCase):
         start = time.monotonic()
         document = device.run("sensors", "--json").json()
         self.assertLess(time.monotonic() - start, 1.1)  # 1.2 s when each missing file is tried three times
-        self.assertEqual((document["sensors"]["outputs"], document["source"]["outputs"]), ([], None))
+        self.assertEqual((document["sensors"]["outputs"], document["outputs_source"]["reason"]), ([], "no such file"))
         battery = document["sensors"]["psus"][2]
         self.assertEqual([battery[key] for key in ("estimated_charge_pct", "estimated_time_s", "error")], [None] * 3)
         run = device.run("sensors")
@@ -115,7 +115,7 @@ class Sensors(unittest.TestCase):
                 self.assertRegex(run.out, rf"Source: cache /tmp/.output_cache, {words}\n")
                 self.assertRegex(run.err, rf"not fresh \({words}\)")
             run = device.run("sensors", "--json")
-            source = run.json()["source"]["outputs"]
+            source = run.json()["outputs_source"]
             self.assertEqual((run.status, source["fresh"], source["age_s"] is None), (3, False, age is None))
             run = device.run("sensors", "--format", "prometheus")
             self.assertEqual((run.status, run.err), (0, ""))
@@ -132,7 +132,7 @@ class Sensors(unittest.TestCase):
         self.assertRegex(run.out, r"Source: cache /tmp/.psu_info_cache, stamped \d+ s in the future\n")
         self.assertNotIn("kvrn_psu_readings_age", device.run("sensors", "--format", "prometheus").out)
         probes = device.run("doctor", "--json").json()["probes"]
-        self.assertEqual([probe["stands_in"] for probe in probes if probe["source"] == "/tmp/.psu_info_cache"],
+        self.assertEqual([probe["stands_in"] for probe in probes if probe["where"] == "/tmp/.psu_info_cache"],
                          ["none: the library takes it as fresh"])
 
 

@@ -34,7 +34,10 @@ class Documents(unittest.TestCase):
                 os.remove(device.path("/dev/i2c-2"))
                 device.set("gpio", "211", "busy")
             for words in (["board"], ["psu"], ["psu", "3"], ["battery"], ["gpio", "get", "211"], ["doctor"],
-                          ["get", "psu.2.voltage_mv"], ["psu", "--source", "cache"]):
+                          ["get", "psu.2.voltage_mv"], ["psu", "--source", "cache"], ["get"], ["gpio", "list"],
+                          ["gpio", "set", "1:dc-out-1", "0", "--dry-run"], ["charge", "enable", "on"],
+                          ["charge", "current", "334", "--dry-run"], ["cfg", "interface", "br0"], ["cfg", "check"],
+                          ["cfg", "set", "a", "1", "--dry-run"]):
                 run = device.run(*words, "--json")
                 document = run.json()
                 self.assertEqual(document["schema_version"], 2)
@@ -86,7 +89,7 @@ class Documents(unittest.TestCase):
                 ("four-source", ["gpio", "211", "busy"], ["budget"], "budget.inputs_with_mains"),
                 ("four-source", ["gpio", "211", "busy"], ["state"], "state.code"),
                 ("four-source", ["gpio", "111", "busy"], ["outputs"], "outputs.0.enabled"),
-                ("generic", ["hwmon", "mon-dc-out-1", "in0_input", "--missing"], ["outputs"], "outputs.0.voltage_mv"),
+                ("four-source", ["hwmon", "mon-dc-out-1", "in0_input", "--missing"], ["outputs"], "outputs.0.voltage_mv"),
                 ("three-source", ["hwmon", "mon-dc-out-3", "curr1_input", "--missing"], ["budget"], "budget.drawn_mw"),
         ):
             device = Device(board)
@@ -175,6 +178,11 @@ class Statuses(unittest.TestCase):
         self.assertEqual(device.run("get", "psu.2.voltage_mv").out, "25901\n")
         self.assertEqual(device.run("get", "psu.2.voltage_mv", "--json").json()["value"], 25901)
         self.assertEqual(device.run("get", "psu.2.charge_pct").status, 4)  # nothing measures it
+        device.set("i2c", "2-0b", "absent")  # of which nothing is unknown
+        run = device.run("get", "psu.3.voltage_mv")
+        self.assertEqual((run.out, run.status), ("", 4))
+        self.assertNotIn("unknown", device.run("get", "psu.3").out)
+        device.set("i2c", "2-0b", "present")
         device.set("gpio", "211", "busy")
         run = device.run("get", "psu.0.state")
         self.assertEqual((run.out, run.status), ("unknown\n", 1))
@@ -208,7 +216,7 @@ class Gpio(unittest.TestCase):
         self.assertEqual(device.run("gpio", "set", "211", "1", "--force").status, 0)
         device.set("gpio", "212", "busy")
         lines = {entry["line"]: entry for entry in device.run("gpio", "list", "--json").json()["lines"]}
-        self.assertEqual([(lines[id]["direction"], lines[id]["held"], lines[id]["use"]) for id in ("211", "212")],
+        self.assertEqual([(lines[id]["direction"], lines[id]["held"], lines[id]["use"]) for id in (211, 212)],
                          [("output", False, "PSU 0 mains, 0 = on"), ("input", True, "PSU 1 mains, 0 = on")])
 
 
@@ -223,7 +231,7 @@ class Doctor(unittest.TestCase):
         os.remove(device.path("/var/run/hwmon/mon-battery/in0_input"))
         os.remove(device.path("/dev/mem"))
         run = device.run("doctor", "--json")
-        failed = {probe["source"]: probe for probe in run.json()["probes"] if probe["status"] == "failed"}
+        failed = {probe["where"]: probe for probe in run.json()["probes"] if probe["status"] == "failed"}
         self.assertEqual(run.status, 1)
         self.assertIn("busy", failed["GPIO 211"]["answer"])
         self.assertEqual(failed["GPIO 211"]["stands_in"], "no mains")

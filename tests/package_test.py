@@ -122,8 +122,8 @@ class Installed(unittest.TestCase):
             run(folder + "/build/user")
             agent = os.path.exists(BUILD + "/bin/kvrn-agentd")
             completions = "share/bash-completion/completions/"
-            for path in ("share/doc/kvrn/power.md", "bin/kvrnctl", "sbin/kvrn-monitord", "share/snmp/mibs/KVRN-Quorvex-MIB",
-                         "share/man/man1/kvrnctl.1",
+            for path in ("share/doc/kvrn/kvrnctl.schema.json", "bin/kvrnctl", "sbin/kvrn-monitord", "share/snmp/mibs/KVRN-Quorvex-MIB",
+                         "share/man/man1/kvrnctl.1", "share/doc/kvrn/power.md",
                          "bin/kvrn-sim", "share/man/man1/kvrn-sim.1", completions + "kvrn-sim",
                          "lib/systemd/system/kvrn-monitord.service", completions + "kvrn-monitord",
                          "lib/sysusers.d/kvrn.conf", "lib/udev/rules.d/60-kvrn.rules", "share/kvrn/account.conf",

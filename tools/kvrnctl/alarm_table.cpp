@@ -94,7 +94,7 @@ json alarm_list(std::vector<std::string>& errors) {
       const bool known = unread.empty();
       errors.insert(errors.end(), unread.begin(), unread.end());
       list.push_back({{"name", alarm.index == Index::none ? std::string(alarm.name)
-                                                        : std::string(alarm.name) + '.' + std::to_string(index)},
+                                                          : std::string(alarm.name) + '.' + std::to_string(index)},
                       {"value", known ? json(value) : json(nullptr)},
                       {"raised", known ? json(alarm.raised(value)) : json(nullptr)},
                       {"settable", alarm.set != nullptr},

@@ -23,9 +23,9 @@ json entries_of(const cfg_entry* cfg, const std::string& prefix, bool reveal) {
   json list = json::array();
   int id = 0;
   for (const cfg_entry* entry = cfg; entry != nullptr; entry = entry->next) {
-    ++id;
+    const int place = id++;
     if (!std::string_view(entry->key).starts_with(prefix)) continue;
-    list.push_back({{"id", id}, {"key", entry->key}, {"value", shown(entry->key, entry->value, reveal)}});
+    list.push_back({{"id", place}, {"key", entry->key}, {"value", shown(entry->key, entry->value, reveal)}});
   }
   return list;
 }
@@ -119,7 +119,7 @@ Result diff(const Context& context, const CfgOptions& options, const std::string
     if (was != nullptr) lines += fmt::format("-{}={}\n", entry->key, old_value);
     if (entry->value != nullptr) lines += fmt::format("+{}={}\n", entry->key, new_value);
     if (!context.json) continue;
-    result.data["changes"].push_back({{"id", ++id},
+    result.data["changes"].push_back({{"id", id++},
                                       {"key", entry->key},
                                       {"old", was == nullptr ? json() : json(old_value)},
                                       {"new", entry->value == nullptr ? json() : json(new_value)}});

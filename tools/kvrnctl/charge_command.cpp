@@ -74,9 +74,9 @@ Result show(const Options& options) {
   const json charger{{"charger_enabled", battery.value("charger_enabled", unknown)},
                      {"charging", battery.value("charging", unknown)}};
   result.data["source"] = reading.source;
-  result.data["psu"] = options.psu;
-  result.data["charging_currents"] = std::move(list);
-  result.data.update(charger);
+  result.data["charge"] = {{"id", options.psu}};
+  result.data["charge"].update(charger);
+  result.data["charge"]["currents"] = std::move(list);
   result.text = table.text() + '\n' + fields(charger, "") + '\n' + source_line(reading.source);
   return result;
 }
@@ -93,8 +93,7 @@ Result set_current(const Options& options) {
     return result;
   }
   const int index = static_cast<int>(found - list.begin());
-  result.data["charge"] = {
-      {"psu", options.psu}, {"current_ma", options.current_ma}, {"index", index}, {"dry_run", options.dry_run}};
+  result.data["charge"] = {{"id", options.psu}, {"current_ma", options.current_ma}, {"dry_run", options.dry_run}};
   if (options.dry_run) {
     for (const kvrn::LineLevel& line : row_of(options.psu, index).lines)
       if (line.line != 0) result.text += fmt::format("would drive line {} to {}\n", line.line, line.level);
@@ -114,7 +113,7 @@ Result enable(const Options& options) {
   Result result;
   if (!has_battery(options, result)) return result;
   const bool on = options.on == "on";
-  result.data["charge"] = {{"psu", options.psu}, {"enabled", on}, {"dry_run", options.dry_run}};
+  result.data["charge"] = {{"id", options.psu}, {"charger_enabled", on}, {"dry_run", options.dry_run}};
   if (options.dry_run)
     result.text = fmt::format("would switch the charger of battery {} {}\n", options.psu, options.on);
   else if (::psu_set_charge(options.psu, on ? 1 : 0) != 0)

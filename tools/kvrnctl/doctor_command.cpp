@@ -116,7 +116,7 @@ json probe(std::size_t id, const observe::Seen& read) {
   const std::string advice = failure ? hint(read) : "";
   return {{"id", id},
           {"fact", read.fact()},
-          {"source", read.source()},
+          {"where", read.source()},
           {"status", failure ? "failed"
                      : ok    ? "ok"
                              : "absent"},
@@ -163,7 +163,7 @@ Result doctor(const Context& context) {
     const Color color = status == "ok" ? Color::good : status == "failed" ? Color::bad : Color::dim;
     std::string answer = entry["answer"];
     if (!entry["stands_in"].is_null()) answer += "; " + entry["stands_in"].get<std::string>();
-    table.add({painted(context, color, status), entry["fact"], entry["source"], answer});
+    table.add({painted(context, color, status), entry["fact"], entry["where"], answer});
     if (!entry["hint"].is_null())
       hints += folded(fmt::format("{}: {}", entry["fact"].get<std::string>(), entry["hint"].get<std::string>()), 2);
   }

@@ -55,10 +55,10 @@ json capacity(Result& result, Errors& errors) {
 json sensors(Result& result, Errors& errors) {
   const SensorReading reading = read_sensors();
   errors = reading.errors;
-  if (!reading.output_source.is_null())
+  if (!reading.section["outputs"].empty())
     fail_unless_fresh(result, reading.output_source);
   else
-    errors.push_back("no readings of the outputs: " + reading.output_reason);
+    errors.push_back("no readings of the outputs: " + reason_of(reading.output_source));
   return reading.section;
 }
 
@@ -104,13 +104,15 @@ std::string bare(const json& value) {
   return value.dump();
 }
 
-// An object or array as lines "path=value".
-void flatten(const std::string& path, const json& value, std::string& text) {
+// An object or array as lines "path=value". Of what is absent nothing is unknown.
+void flatten(const std::string& path, const json& value, bool absent, std::string& text) {
   if (!value.is_structured()) {
-    text += fmt::format("{}={}\n", path, bare(value));
+    text += fmt::format("{}={}\n", path, absent && value.is_null() ? "-" : bare(value));
     return;
   }
-  for (const auto& [key, member] : value.items()) flatten(path + '.' + name_of(value, key, member), member, text);
+  absent = absent || is_absent(value);
+  for (const auto& [key, member] : value.items())
+    flatten(path + '.' + name_of(value, key, member), member, absent, text);
 }
 
 std::string names(const json& from) {
@@ -187,6 +189,7 @@ Result get(const std::string& path) {
   const json root = section->make(result, errors);
   if (result.exit == Exit::not_on_this_board) return result;
   const json* at = &root;
+  bool absent = false;
   for (std::string_view rest = std::string_view(path).substr(first.size()); !rest.empty();) {
     if (rest[0] == '.' && at == &root) rest.remove_prefix(1);
     const std::string_view walked = std::string_view(path).substr(0, path.size() - rest.size() - 1);
@@ -198,11 +201,16 @@ Result get(const std::string& path) {
                   fmt::format("no '{}' in {}: there is {}", rest, walked, names(*at)));
       return result;
     }
+    absent = absent || is_absent(*at);
     at = next;
   }
   result.data["value"] = *at;
+  if (absent && at->is_null()) {
+    result.fail(Exit::not_on_this_board, fmt::format("no '{}': what it belongs to is not there", path));
+    return result;
+  }
   if (at->is_structured())
-    flatten(path, *at, result.text);
+    flatten(path, *at, absent, result.text);
   else
     result.text = bare(*at) + '\n';
   if (at->is_null()) {

@@ -69,11 +69,11 @@ int write(const LineName& line, std::uint32_t value) {
 }
 
 json describe(const LineName& line) {
-  json out{{"line", line.text}, {"chip", ::get_chip_path(line.chip)}};
-  if (line.number)
-    out["offset"] = kvrn::gpio_offset(*line.number);
-  else
-    out["name"] = line.name;
+  const auto number = line.number ? line.number : find_line(line.chip, line.name);
+  json out{{"line", number ? json(*number) : json(nullptr)},
+           {"chip", ::get_chip_path(line.chip)},
+           {"offset", number ? json(kvrn::gpio_offset(*number)) : json(nullptr)}};
+  if (!line.name.empty()) out["name"] = line.name;
   return out;
 }
 
@@ -91,7 +91,7 @@ Result get(const Options& options) {
   entry["value"] = value == KVRN_GPIO_FAILED ? json(nullptr) : json(value);
   result.text = humanize("value", entry["value"]) + '\n';
   if (value == KVRN_GPIO_FAILED) fail(result, line, observer);
-  result.data["gpio"] = json::array({std::move(entry)});
+  result.data["gpio"] = std::move(entry);
   return result;
 }
 
@@ -137,7 +137,7 @@ Result set(const Context& context, const Options& options) {
   } else {
     context.note(needed ? "the line was driven; nothing holds it now" : "the line had that level already");
   }
-  result.data["gpio"] = json::array({std::move(entry)});
+  result.data["gpio"] = std::move(entry);
   return result;
 }
 
@@ -165,12 +165,9 @@ Result list(const Context&) {
       const char* holder = !info.held ? "-" : info.consumer.empty() ? "no name given" : info.consumer.c_str();
       table.add({std::to_string(number), info.name.empty() ? "-" : info.name, info.output ? "output" : "input", holder,
                  use.empty() ? "-" : use});
-      json entry{{"line", std::to_string(number)},
-                 {"chip", ::get_chip_path(chip)},
-                 {"offset", info.offset},
-                 {"direction", info.output ? "output" : "input"},
-                 {"held", info.held},
-                 {"board_input", input_among(known, number) != nullptr}};
+      json entry{{"line", number},        {"chip", ::get_chip_path(chip)},
+                 {"offset", info.offset}, {"direction", info.output ? "output" : "input"},
+                 {"held", info.held},     {"board_input", input_among(known, number) != nullptr}};
       if (!info.name.empty()) entry["name"] = info.name;
       if (!info.consumer.empty()) entry["consumer"] = info.consumer;
       if (!use.empty()) entry["use"] = use;

@@ -23,7 +23,7 @@ _kvrnctl_flags() {
 # The lines, by number and by CHIP:NAME; with "set" those that may be driven without --force.
 _kvrnctl_lines() {
   kvrnctl gpio list --json 2>/dev/null | awk -F'"' -v set="$1" '
-    $2 == "line" { id = $4; name = ""; skip = 0 }
+    $2 == "line" { id = $3; gsub(/[^0-9]/, "", id); name = ""; skip = 0 }
     $2 == "name" { name = $4 }
     $2 == "board_input" && $3 ~ /true/ { skip = set == "set" }
     /^    }/ && !skip { print id; if (name != "") print int(id / 100) ":" name }'

@@ -17,8 +17,7 @@ namespace {
 
 using Reads = std::vector<observe::Seen>;
 
-constexpr std::array<const char*, 6> state_names{"normal",        "shed", "overload", "protected", "idle, below 0.9 W",
-                                                 "configured off"};
+constexpr std::array<const char*, 6> state_names{"normal", "shed", "overload", "protected", "idle", "configured off"};
 
 // The monitor tells by the load, 0 or 4, also of an output that is switched off.
 json output_state_name(std::int32_t state, bool enabled) {

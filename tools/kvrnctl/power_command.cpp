@@ -31,8 +31,7 @@ Result budget(const Context&) {
   result.data["budget"] = budget_section(psus, outputs, errors);
   result.text =
       fields(result.data["budget"], "") + '\n' + source_line(psus.source) + source_line(result.data["outputs_source"]);
-  if (!result.data["budget"].contains("available_mw"))
-    result.fail(Exit::not_on_this_board, no_budget);
+  if (!result.data["budget"].contains("available_mw")) result.fail(Exit::not_on_this_board, no_budget);
   result.fail_for(errors);
   fail_unless_fresh(result, result.data["outputs_source"]);
   return result;

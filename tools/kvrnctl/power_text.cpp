@@ -3,6 +3,7 @@
 
 #include <fmt/core.h>
 
+#include "tools/kvrnctl/sections.hpp"
 namespace kvrnctl {
 namespace {
 
@@ -18,13 +19,16 @@ Color color_of_output(const std::string& state) {
   return Color::none;
 }
 
+// The words of the document, but for the one that needs a figure beside it.
+std::string output_state(const json& state) { return state == "idle" ? "idle, below 0.9 W" : humanize("state", state); }
+
 // A value that this source does not have is no unknown value.
 std::string cell(const json& entry, const char* key) { return entry.contains(key) ? humanize(key, entry[key]) : "-"; }
 
 }  // namespace
 
 json without_absent(json psu) {
-  if (psu.value("present", json(true)) != false) return psu;
+  if (!is_absent(psu)) return psu;
   for (json& value : psu)
     if (value.is_null()) value = "-";
   return psu;
@@ -33,7 +37,7 @@ json without_absent(json psu) {
 std::string outputs_text(const Context& context, const json& outputs) {
   Table table({"OUTPUT", "SWITCHED", "STATE            ", "CONFIGURED", "VOLTAGE", "CURRENT", "POWER"});
   for (const json& output : outputs) {
-    const std::string state = humanize("state", output["state"]);
+    const std::string state = output_state(output["state"]);
     table.add({output["id"].dump(), output["enabled"] == true ? "on" : "off",
                painted(context, color_of_output(state), state), output["configured"], cell(output, "voltage_mv"),
                cell(output, "current_ma"), cell(output, "power_mw")});
@@ -61,6 +65,11 @@ std::string source_line(const json& source) {
                               reason.empty() ? source["age_s"].dump() + " s old" : reason),
                   8);
   return folded(reason.empty() ? "Source: direct readout" : fmt::format("Source: direct readout ({})", reason), 8);
+}
+
+std::string reason_of(const json& source) {
+  return fmt::format("{}: {}", source["path"].get<std::string>(),
+                     source["reason"].is_null() ? "cut short while it was read" : source["reason"].get<std::string>());
 }
 
 void fail_unless_fresh(Result& result, const json& output_source) {

@@ -198,6 +198,10 @@ void read_cache(PsuReading& reading) {
 
 }  // namespace
 
+bool is_absent(const json& psu) {
+  return psu.is_object() && (psu.value("present", json(true)) == false || psu.value("type", json("")) == "empty");
+}
+
 PsuReading read_psus(kvrnctl::Source source) {
   PsuReading reading;
   if (source == kvrnctl::Source::cache) {

@@ -35,6 +35,9 @@ PsuReading read_psus(Source source);
 // The sections of a reading. What was not read is null, and the reason goes into `errors`.
 json psu_list(const PsuReading& reading, bool batteries_only, Errors& errors);
 
+// Whether a source is known not to be there, battery or supply: its nulls are no failed readings.
+bool is_absent(const json& psu);
+
 // What was seen of an image; null when nobody asked for it.
 const observe::Seen* image_of(const std::vector<observe::Seen>& seen, kvrn_fact records);
 

@@ -9,8 +9,7 @@ namespace kvrnctl {
 struct SensorReading {
   json section;        // "psus", "outputs", ...; null without memory
   json psu_source;     // as PsuReading::source
-  json output_source;  // null: nobody has published outputs, for the `output_reason`
-  std::string output_reason;
+  json output_source;  // the same of the outputs, which are never read directly; none of them where nobody publishes
   std::vector<std::string> errors;
 };
 SensorReading read_sensors();

@@ -28,11 +28,11 @@ std::string people_text(const Context& context, const SensorReading& reading) {
     if (psu["type"] == "battery") text += battery_line(context, psu);
   text += '\n' + source_line(reading.psu_source) + '\n';
   text += section["outputs"].empty()
-              ? folded(fmt::format("Outputs: no readings ({})", reading.output_reason), 9)
+              ? folded(fmt::format("Outputs: no readings ({})", reason_of(reading.output_source)), 9)
               : outputs_text(context, section["outputs"]) + '\n' + source_line(reading.output_source);
   for (const json& board : section["board_temperatures"])
-    text +=
-        fmt::format("\nBoard sensor {}  {}\n", board["sensor"].dump(), humanize("temperature_c", board["temperature_c"]));
+    text += fmt::format("\nBoard sensor {}  {}\n", board["sensor"].dump(),
+                        humanize("temperature_c", board["temperature_c"]));
   return text + '\n' + fields(section, "");
 }
 
@@ -49,10 +49,11 @@ Result sensors(const Context& context, const std::string& format) {
     result.text = metrics_text(reading);
     return result;
   }
-  result.data["source"] = {{"psus", reading.psu_source}, {"outputs", reading.output_source}};
+  result.data["source"] = reading.psu_source;
+  result.data["outputs_source"] = reading.output_source;
   result.data["sensors"] = reading.section;
   result.text = people_text(context, reading);
-  if (!reading.output_source.is_null()) fail_unless_fresh(result, reading.output_source);
+  if (!reading.section["outputs"].empty()) fail_unless_fresh(result, reading.output_source);
   return result;
 }
 

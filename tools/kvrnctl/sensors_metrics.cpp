@@ -122,9 +122,7 @@ std::string metrics_text(const SensorReading& reading) {
   add_list(text, output_metrics, section["outputs"], "output");
   add_list(text, board_metrics, section["board_temperatures"], "sensor");
   add_values(text, device_metrics, section);
-  const json& outputs = reading.output_source;
-  add_values(text, age_metrics,
-             {{"psus", reading.psu_source["age_s"]}, {"outputs", outputs.is_null() ? outputs : outputs["age_s"]}});
+  add_values(text, age_metrics, {{"psus", reading.psu_source["age_s"]}, {"outputs", reading.output_source["age_s"]}});
   return text;
 }
 

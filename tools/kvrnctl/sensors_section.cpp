@@ -80,11 +80,7 @@ SensorReading read_sensors() {
   const observe::Observer observer;
   const kvrnpp::Owned<sensors_info, sensors_info_free> info(::sensors_info_get_ex(1, nullptr, &source));
   if (!info) return reading;
-  const observe::Seen* image = image_of(observer.seen(), KVRN_FACT_OUTPUT_RECORDS);
-  if (info->output_count > 0)
-    reading.output_source = source_of(image, false);
-  else
-    reading.output_reason = image->path + ": " + image->answer();
+  reading.output_source = source_of(image_of(observer.seen(), KVRN_FACT_OUTPUT_RECORDS), false);
   reading.section = {{"psus", psu_sections},
                      {"outputs", output_list(*info)},
                      {"board_temperatures", board_temperatures(*info)},
