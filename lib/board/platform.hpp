@@ -164,6 +164,9 @@ constexpr Platform without_power_unit(std::uint16_t system_id, std::int32_t char
 }
 
 inline constexpr auto platforms = std::to_array<Platform>({
+#ifdef KVRN_TRIAL_PLATFORM  // a test shows that one more row is all that a platform needs
+    KVRN_TRIAL_PLATFORM,
+#endif
     {.system_id = 0xEE5A,
      .psu_count = 4,
      .sources = {first_input(0), second_input(0), lead_battery(SourceKind::hwmon_battery, charging_2000),
