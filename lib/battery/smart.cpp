@@ -103,7 +103,8 @@ std::optional<kvrn::SbsBlock> Asked::block(uint16_t subcommand, kvrn_fact fact, 
 }
 
 // Stores a register that passes its limit. @return 1 when stored, for the count of the pass
-[[gnu::noinline]] int store(const Asked& asked, uint8_t reg, kvrn_fact fact, uint32_t limit, int32_t scale, kvrn_be_i32& field) {
+[[gnu::noinline]] int store(const Asked& asked, uint8_t reg, kvrn_fact fact, uint32_t limit, int32_t scale,
+                            kvrn_be_i32& field) {
   const auto raw = asked.word(reg, fact, limit);
   if (!raw) return 0;
   field = *raw * scale;
