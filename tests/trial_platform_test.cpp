@@ -4,13 +4,13 @@
 
 #include "sim/device.hpp"
 
-extern "C" const kvrn_board_record& __wrap_kvrn_inner_board() {  // NOLINT(bugprone-reserved-identifier): the linker's
+extern "C" const kvrn_board_record* __wrap_kvrn_inner_board() {  // NOLINT(bugprone-reserved-identifier): the linker's
   static const kvrn_board_record board = [] {
     kvrn_board_record record{};
     record.system_id = 0xEE7E;
     return record;
   }();
-  return board;
+  return &board;
 }
 
 namespace {

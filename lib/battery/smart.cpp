@@ -103,8 +103,7 @@ std::optional<kvrn::SbsBlock> Asked::block(uint16_t subcommand, kvrn_fact fact, 
 }
 
 // Stores a register that passes its limit. @return 1 when stored, for the count of the pass
-[[gnu::noinline]] int store(const Asked& asked, uint8_t reg, kvrn_fact fact, uint32_t limit, int32_t scale,
-                            kvrn_be_i32& field) {
+int store(const Asked& asked, uint8_t reg, kvrn_fact fact, uint32_t limit, int32_t scale, kvrn_be_i32& field) {
   const auto raw = asked.word(reg, fact, limit);
   if (!raw) return 0;
   field = *raw * scale;
@@ -177,7 +176,7 @@ void read_cells(const Asked& asked, kvrn_sbs_battery_info& out) {
 }
 
 // The value of a block that must be exactly `length` bytes long.
-[[gnu::noinline]] int32_t block_value(const Asked& asked, uint16_t subcommand, kvrn_fact fact, unsigned length) {
+int32_t block_value(const Asked& asked, uint16_t subcommand, kvrn_fact fact, unsigned length) {
   const auto block = asked.block(subcommand, fact, 4);
   if (!block || block->length != length) return unknown;
   return kvrn::wrap_i32(block->low(length));
