@@ -25,12 +25,12 @@ def main(build, readelf="readelf"):
         sys.exit(f"{build}: no objects of the library")
     faults = []
     for object_file in objects:
-        # Relocations name also what is defined in the same object. Debuggers may name anything.
-        used, debug = set(), False
+        # Relocations name also what is defined in the same object. Those of code and data count.
+        used, counts = set(), False
         for row in subprocess.run([readelf, "-rW", object_file], check=True, capture_output=True, text=True).stdout.splitlines():
             if row.startswith("Relocation section"):
-                debug = ".debug" in row
-            elif not debug:
+                counts = ".text" in row or ".data" in row
+            elif counts:
                 used.update(row.split()[4:5])
         faults += [f"{object_file.parent.name}/{object_file.stem}: calls {name}, which is for callers from outside"
                    for name in sorted(exported.intersection(used))]
