@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <memory>
 
 #include "sim/device.hpp"
 #include "snmp/sensors.hpp"
@@ -13,7 +12,7 @@ using kvrn::sim::Device;
 
 namespace {
 
-using Summary = std::unique_ptr<sensors_info, kvrn::FreeSummary>;
+using Summary = kvrn::Heap<sensors_info>;
 
 // A caller's own output cache of `count` entries, each delivering its number in mA.
 struct Outputs {
