@@ -199,7 +199,8 @@ TEST(SmartBattery, PowerSupplyAttributesTakeBasePrefixes) {
   }
   int64_t value = 9;
   EXPECT_EQ(read_sbs_int_value("missing", &value), 0);
-  EXPECT_EQ(read_sbs_int_value(std::string(200, 'x').c_str(), &value), 0);
+  // A path that does not fit is none, not a shorter one.
+  EXPECT_EQ(read_sbs_int_value((std::string(81, '/') + "voltage_now.").c_str(), &value), 0);
   EXPECT_EQ(read_sbs_int_value(nullptr, &value), 0);
   EXPECT_EQ(read_sbs_int_value("voltage_now", nullptr), 0);
 }

@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: MIT
+// What the tests on a simulated device share.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <kvrn/kvrn.h>
+
+#include <climits>
+#include <cstring>
+#include <string>
+#include <tuple>
+
+#include "sim/device.hpp"
+#include "tests/temp_dir.hpp"
+
+using kvrn::sim::Device;
+
+// A record or an image as its file holds it.
+template <typename Record>
+std::string bytes_of(const Record& record) {
+  return {reinterpret_cast<const char*>(&record), sizeof record};
+}
+
+// What the monitor of an output, counted from 1, reads.
+inline void load_output(Device& device, int output, const char* voltage_mv, const char* current_ma) {
+  const std::string monitor = "mon-dc-out-" + std::to_string(output);
+  device.hwmon(monitor, "in0_input", voltage_mv);
+  device.hwmon(monitor, "curr1_input", current_ma);
+}
+
+// Passes in a process of its own where the check is true: the library asks for the board once.
+#define EXPECT_IN_PROCESS(check) EXPECT_EXIT(std::_Exit((check) ? 0 : 1), testing::ExitedWithCode(0), "")
