@@ -1,19 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include <gtest/gtest.h>
-#include <kvrn/kvrn.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <climits>
-#include <cstring>
-#include <filesystem>
 #include <set>
 
-#include "sim/device.hpp"
-#include "tests/temp_dir.hpp"
-
-using kvrn::sim::Device;
+#include "tests/device.hpp"
 
 namespace {
 
@@ -22,7 +14,6 @@ void give_poe(unsigned port, uint8_t line) {
   const_cast<kvrn_board_record*>(board_identify())->eth[port].poe_gpio = line;
 }
 
-// The library asks for the board once, so each has a process of its own.
 bool maps(const char* profile, int output, const uint8_t (&expected)[3]) {
   const Device device(profile);
   uint8_t lines[3] = {9, 9, 9};
@@ -74,8 +65,7 @@ TEST(Outputs, LineMapFollowsTheBoard) {
                {"four-source", 2, {}},
                {"generic", 4000, {111}}};
   for (const auto& entry : cases)
-    EXPECT_EXIT(std::_Exit(maps(entry.profile, entry.output, entry.lines) ? 0 : 1), testing::ExitedWithCode(0), "")
-        << entry.profile << ' ' << entry.output;
+    EXPECT_IN_PROCESS(maps(entry.profile, entry.output, entry.lines)) << entry.profile << ' ' << entry.output;
 }
 
 TEST(Outputs, DcOutputAsksForTheNextNumberAndPoeByBitSeven) {
