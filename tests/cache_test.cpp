@@ -22,14 +22,6 @@ kvrn_psu_info_image fresh_image() {
   return image;
 }
 
-// A caller's own source, which hands out a view or fails.
-psu_info_view handed_out{};
-int get_handed_out(cache_source*, void* view) {
-  *static_cast<psu_info_view*>(view) = handed_out;
-  return handed_out.records != nullptr ? 1 : 0;
-}
-cache_source own_source{nullptr, nullptr, get_handed_out, nullptr};
-
 }  // namespace
 
 TEST(PsuCache, AcceptsTenSecondsAndRefusesElevenSilently) {
@@ -101,11 +93,11 @@ TEST(GetAll, PrefersTheCallersSourceAndReadsDirectlyWhenItFails) {
   EXPECT_EQ(all[3].voltage_mv, 1003);  // four records, whatever the count
   psu_info records[KVRN_PSU_MAX]{};
   records[0].voltage_mv = 777;
-  handed_out = {records, 3, 0};
-  EXPECT_EQ(psu_info_get_all(all, &own_source), 3);
+  OwnSource<psu_info_view> own{.view = {records, 3, 0}};
+  EXPECT_EQ(psu_info_get_all(all, &own.source), 3);
   EXPECT_EQ(all[0].voltage_mv, 777);
-  handed_out = {};
-  EXPECT_EQ(psu_info_get_all(all, &own_source), 2);
+  own.view = {};
+  EXPECT_EQ(psu_info_get_all(all, &own.source), 2);
   EXPECT_EQ(all[0].type, static_cast<uint32_t>(KVRN_PSU_TYPE_INPUT));  // the cache is passed over
 }
 
@@ -117,14 +109,15 @@ TEST(GetAll, LeavesNothingOpenAndNothingHalfRead) {
   for (const int standard : {STDIN_FILENO, STDERR_FILENO}) ::close(standard);
   const auto before = open_descriptors();
   EXPECT_EQ(psu_info_get_all(all, nullptr), 2);
-  EXPECT_EQ(get_psu_info_cache_data(&handed_out), 1);
-  EXPECT_GT(handed_out.fd, 2);  // no message goes into the image
+  OwnSource<psu_info_view> own;
+  EXPECT_EQ(get_psu_info_cache_data(&own.view), 1);
+  EXPECT_GT(own.view.fd, 2);  // no message goes into the image
   // The file is cut short while it is mapped.
   ASSERT_EQ(::truncate(device.path(psu_cache).c_str(), 543), 0);
   all[2] = {};
-  EXPECT_EQ(psu_info_get_all(all, &own_source), 2);
+  EXPECT_EQ(psu_info_get_all(all, &own.source), 2);
   EXPECT_EQ(all[2].id, 0U);  // a part of the file is not delivered
-  psu_info_cache_data_free(&handed_out);
+  psu_info_cache_data_free(&own.view);
   EXPECT_EQ(open_descriptors(), before);
 }
 

@@ -28,5 +28,18 @@ inline void load_output(Device& device, int output, const char* voltage_mv, cons
   device.hwmon(monitor, "curr1_input", current_ma);
 }
 
+// A caller's own source of a cache, which hands out a view; one without records fails.
+template <typename View>
+struct OwnSource {
+  View view{};
+  cache_source source{this, nullptr, get, nullptr};
+
+  static int get(cache_source* self, void* out) {
+    const View& view = static_cast<OwnSource*>(self->state)->view;
+    *static_cast<View*>(out) = view;
+    return view.records != nullptr ? 1 : 0;
+  }
+};
+
 // Passes in a process of its own where the check is true: the library asks for the board once.
 #define EXPECT_IN_PROCESS(check) EXPECT_EXIT(std::_Exit((check) ? 0 : 1), testing::ExitedWithCode(0), "")

@@ -1,19 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include <fcntl.h>
-#include <gtest/gtest.h>
-#include <kvrn/kvrn.h>
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <atomic>
-#include <filesystem>
+#include <memory>
 
-#include "sim/device.hpp"
-#include "tests/temp_dir.hpp"
+#include "tests/device.hpp"
 
 namespace {
 
@@ -22,7 +18,7 @@ struct Destroy {
 };
 using Lock = std::unique_ptr<InterProcessLock, Destroy>;
 
-bool exists(const std::string& path) { return std::filesystem::exists(path); }
+using std::filesystem::exists;
 
 // Makes a lock file whose holder started some seconds ago.
 void make_file(const std::string& path, int64_t age) {
@@ -59,12 +55,18 @@ int count_rounds(const std::string& path, const std::string& counter, std::atomi
   return 0;
 }
 
+class LockFile : public testing::Test {
+ protected:
+  Lock lock_of(int64_t wait_s) const { return Lock(InterProcessLockNew(path.c_str(), wait_s)); }
+
+  const TempDir dir;
+  const std::string path = dir / "lock";
+};
+
 }  // namespace
 
-TEST(Lock, FileExistsWhileHeldAndNestingCounts) {
-  TempDir dir;
-  const std::string path = dir / "lock";
-  const Lock lock(InterProcessLockNew(path.c_str(), 1));
+TEST_F(LockFile, FileExistsWhileHeldAndNestingCounts) {
+  const Lock lock = lock_of(1);
   lock->unlock(lock.get());
   EXPECT_NE(lock->lock(lock.get()), 0);
   struct stat status {};
@@ -77,36 +79,29 @@ TEST(Lock, FileExistsWhileHeldAndNestingCounts) {
   lock->unlock(lock.get());
   EXPECT_FALSE(exists(path));
   EXPECT_EQ(InterProcessLockNew(nullptr, 1), nullptr);
-}
-
-TEST(Lock, DestroyReleases) {
-  kvrn::sim::Device device("generic");
-  InterProcessLock* lock = get_dc_output_lock();
-  EXPECT_NE(lock->lock(lock), 0);
+  Device device("generic");
+  InterProcessLock* outputs = get_dc_output_lock();
+  EXPECT_NE(outputs->lock(outputs), 0);
   EXPECT_TRUE(exists(device.path("/tmp/.dc_out_lock")));
-  lock->destroy(lock);
+  outputs->destroy(outputs);
   EXPECT_FALSE(exists(device.path("/tmp/.dc_out_lock")));
 }
 
-TEST(Lock, AgeDecidesWhetherAFileIsBroken) {
-  TempDir dir;
-  const std::string path = dir / "lock";
+TEST_F(LockFile, AgeDecidesWhetherAFileIsBroken) {
   const std::tuple<int64_t, int64_t, bool> cases[] = {
       {0, 2, true}, {0, -1000, false}, {-1, 0, true}, {-500, -900, true}, {INT64_MAX, 0, true}};
   for (const auto& [wait_s, age, acquired] : cases) {
     make_file(path, age);
-    InterProcessLock* lock = InterProcessLockNew(path.c_str(), wait_s);
-    EXPECT_EQ(lock->lock(lock) != 0, acquired) << wait_s << ' ' << age;
-    lock->destroy(lock);
+    Lock lock = lock_of(wait_s);
+    EXPECT_EQ(lock->lock(lock.get()) != 0, acquired) << wait_s << ' ' << age;
+    lock.reset();
     EXPECT_FALSE(exists(path));  // in any case: a failed lock counts as held
   }
 }
 
-TEST(Lock, AFailedLockCountsAsHeld) {
-  TempDir dir;
-  const std::string path = dir / "lock";
+TEST_F(LockFile, AFailedLockCountsAsHeld) {
   make_file(path, -1000);
-  const Lock lock(InterProcessLockNew(path.c_str(), 0));
+  const Lock lock = lock_of(0);
   EXPECT_EQ(lock->lock(lock.get()), 0);
   const int64_t start = get_timestamp_mono_ms();
   EXPECT_EQ(lock->lock(lock.get()), 0);
@@ -123,10 +118,8 @@ TEST(Lock, AFailedLockCountsAsHeld) {
   EXPECT_LT(get_timestamp_mono_ms() - begin, 1000);  // gives up without waiting
 }
 
-TEST(Lock, CallLockedDoesNotWait) {
-  TempDir dir;
-  const std::string path = dir / "lock";
-  const Lock lock(InterProcessLockNew(path.c_str(), 10));
+TEST_F(LockFile, CallLockedDoesNotWait) {
+  const Lock lock = lock_of(10);
   EXPECT_EQ(lock->call_locked(lock.get(), remember, 7), 42);
   EXPECT_EQ(called_with, 7);
   EXPECT_FALSE(exists(path));
@@ -163,18 +156,15 @@ TEST(Lock, EightProcessesNeverHoldItTogether) {
   ::munmap(shared, sizeof(std::atomic<int>));
 }
 
-TEST(Lock, AKilledHolderIsOvertaken) {
-  TempDir dir;
-  const std::string path = dir / "lock";
+TEST_F(LockFile, AKilledHolderIsOvertaken) {
   const pid_t child = ::fork();
+  const Lock lock = lock_of(1);
   if (child == 0) {
-    InterProcessLock* lock = InterProcessLockNew(path.c_str(), 1);
-    lock->lock(lock);
+    lock->lock(lock.get());
     ::raise(SIGKILL);
   }
   ::waitpid(child, nullptr, 0);
   ASSERT_TRUE(exists(path));
-  const Lock lock(InterProcessLockNew(path.c_str(), 1));
   const int64_t start = get_timestamp_mono_ms();
   EXPECT_NE(lock->lock(lock.get()), 0);
   const int64_t waited = get_timestamp_mono_ms() - start;

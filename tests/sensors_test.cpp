@@ -7,13 +7,6 @@ namespace {
 
 using Summary = kvrn::Heap<sensors_info>;
 
-// A caller's own output cache, each of whose entries delivers its number in mA.
-output_view entries{};
-int get_entries(cache_source*, void* view) {
-  *static_cast<output_view*>(view) = entries;
-  return 1;
-}
-
 }  // namespace
 
 TEST(SensorSummary, FilesAddWhatTheySayToTheReadings) {
@@ -44,9 +37,8 @@ TEST(SensorSummary, AnySourceFitsTheBlock) {
   output_status records[8]{};
   for (int i = 0; i < 8; ++i) records[i].current_ma = i + 1;
   for (const int count : {-3, 0, 2, 3, 8}) {
-    entries = {records, count, 0};
-    cache_source source{nullptr, nullptr, get_entries, nullptr};
-    const Summary info(sensors_info_get_ex(0, &source, nullptr));
+    OwnSource<output_view> own{.view = {records, count, 0}};
+    const Summary info(sensors_info_get_ex(0, &own.source, nullptr));
     EXPECT_EQ(info->output_count, count);
     for (int i = 0; i < KVRN_OUTPUT_MAX; ++i) {
       const bool there = i < count;
