@@ -33,7 +33,7 @@ extern "C" __attribute__((visibility("default"))) size_t fread(void* bytes, size
   return ::fread_unlocked(bytes, size, 4, stream);
 }
 
-TEST(protect, known_line) {
+TEST(CfgProtect, OpensAKnownLine) {
   // "secret" in a blob of salt 0..11, nonce 12..23; ciphertext and tag worked out by the format's definition.
   const Config cfg = config("~META~dXNlcnMuMS5wYXNzd29yZA=="s + "=" + sealed_secret + "\r\n");
   EXPECT_EQ(shown(cfg), "users.1.password=secret");
@@ -45,7 +45,7 @@ TEST(protect, known_line) {
   ::free(late.value);
 }
 
-TEST(protect, passwords_come_back) {
+TEST(CfgProtect, PasswordsComeBack) {
   for (const char* text :
        {"users.1.password=secret", "users.1.password=", "users.password=x", "users.a b.c.password= \"blanks\" "})
     EXPECT_EQ(shown(config(saved(config(text)))), text);
@@ -56,7 +56,7 @@ TEST(protect, passwords_come_back) {
   EXPECT_EQ(shown(config(saved(cleared))), "users.1.password=");
 }
 
-TEST(protect, limits) {
+TEST(CfgProtect, HasLimits) {
   for (const auto& [length, sealed] : {std::pair{478, true}, {479, false}, {480, false}, {481, false}}) {
     const std::string text = "users.1.password=" + std::string(static_cast<size_t>(length), 'v');
     const std::string line = saved(config(text));
@@ -72,7 +72,7 @@ TEST(protect, limits) {
   }
 }
 
-TEST(protect, random_bytes_are_drawn_in_order_and_refused_lines_draw_too) {
+TEST(CfgProtect, DrawsRandomBytesForRefusedLinesToo) {
   const std::string refused(479, 'v');
   const char* key = "users.1.password";
   const char* value = refused.c_str();
@@ -89,7 +89,7 @@ TEST(protect, random_bytes_are_drawn_in_order_and_refused_lines_draw_too) {
   adv_vento_cfg_encrypt(nullptr, nullptr);
 }
 
-TEST(protect, an_altered_line_stays_as_read) {
+TEST(CfgProtect, AnAlteredLineStaysAsRead) {
   const std::string line = saved(config("users.1.password=" + std::string(60, 's')));
   const size_t value = line.find('=') + 1;
   const auto opens = [&](size_t at) {
@@ -111,7 +111,7 @@ TEST(protect, an_altered_line_stays_as_read) {
   adv_vento_cfg_decrypt_entry(nullptr);
 }
 
-TEST(protect, files) {
+TEST(CfgProtect, OfFiles) {
   const TempDir dir;
   const std::string plain = dir / "plain", sealed = dir / "sealed", opened = dir / "opened";
   write_text(plain, "a=1\nusers.1.password=secret\nusers.2.password=other\n");
