@@ -2,7 +2,6 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include "tests/descriptors.hpp"
 #include "tests/device.hpp"
 
 namespace {

@@ -5,7 +5,6 @@
 #include <optional>
 
 #include "tests/board_table.hpp"
-#include "tests/descriptors.hpp"
 #include "tests/device.hpp"
 #include "tests/flash_image.hpp"
 

@@ -2,7 +2,6 @@
 #include <syslog.h>
 #include <unistd.h>
 
-#include "tests/descriptors.hpp"
 #include "tests/device.hpp"
 #include "tests/syslog.hpp"
 

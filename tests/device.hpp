@@ -6,11 +6,13 @@
 #include <kvrn/kvrn.h>
 
 #include <climits>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <tuple>
 
 #include "sim/device.hpp"
+#include "tests/descriptors.hpp"
 #include "tests/temp_dir.hpp"
 
 using kvrn::sim::Device;

@@ -3,7 +3,6 @@
 #include <memory>
 #include <vector>
 
-#include "tests/descriptors.hpp"
 #include "tests/device.hpp"
 #include "tests/flash_image.hpp"
 

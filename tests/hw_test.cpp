@@ -3,7 +3,6 @@
 #include <gpiod.h>
 #include <unistd.h>
 
-#include "tests/descriptors.hpp"
 #include "tests/device.hpp"
 
 TEST(GpioRead, FollowsTheLevelAndFailsWith255) {
@@ -142,34 +141,4 @@ TEST(OutputMonitor, FailedAndNegativeReadingsAreZeroAndPowerWraps) {
   EXPECT_EQ(isl28022_read_power_id_direct(3), 0);
   EXPECT_EQ(isl28022_read_power_id_direct(4294967295U), 0);
   EXPECT_EQ(device.trace(), "");  // beyond the board's outputs no file is touched
-}
-
-TEST(Hardware, HoldsNothingAfterTenThousandMixedCalls) {
-  Device device("four-source");
-  psu_info all[KVRN_PSU_MAX]{};
-  psu_info_get_all(all, nullptr);
-  device.gpio_busy(212, true);
-  device.i2c_refuse(2, 0x0b, 0x09, true);
-  kvrn_raw_battery_image image{};
-  const auto before = open_descriptors();
-  int value = 0;
-  kvrn_sbs_battery_info record{};
-  for (int i = 0; i < 1000; ++i) {
-    gpio_read_force(205);
-    gpio_write(200, static_cast<uint32_t>(i & 1));
-    gpio_read(305);
-    i2c_read_byte(2, 0x33, 0x8B);
-    i2c_hwmon_readint("mon-battery", i % 2 == 0 ? "in0_input" : "none", &value);
-    i2c_sysfs_readint(1, 72, "none", &value);
-    get_battery_info(i % 5, &record);
-    ar7240_eeprom_free(ar7240_eeprom_parse());
-    ar953x_get_cpu_revision();
-    get_psu_temp_info(i & 1, &value);
-    if (i % 100 != 0) continue;
-    gpio_read(212);  // busy: 10 ms each
-    image.stamp = i % 200 == 0 ? get_timestamp_mono() : 0;
-    device.file("/tmp/.raw_battery_data", bytes_of(image));
-    EXPECT_EQ(psu_info_get_all(all, nullptr), 4);
-  }
-  EXPECT_EQ(open_descriptors(), before);
 }

@@ -14,7 +14,6 @@
 #include <memory>
 #include <random>
 
-#include "tests/descriptors.hpp"
 #include "tests/device.hpp"
 #include "tests/syslog.hpp"
 
