@@ -63,39 +63,30 @@ TEST(SmartBattery, ReadsEveryRegisterInOnePass) {
 }
 
 TEST(SmartBattery, RegistersDecideChargingStateTemperatureAndPercentage) {
-  const struct {
-    int reg;
-    unsigned raw;
-    int32_t (*value)(const kvrn_sbs_battery_info&);
-    int32_t expected;
-  } cases[] = {
-      {0x16, 0x0040, [](const kvrn_sbs_battery_info& r) -> int32_t { return r.charging; }, 0},
-      {0x16, 0x0020, [](const kvrn_sbs_battery_info& r) -> int32_t { return r.charging; }, 0},
-      {0x16, 0x0080, [](const kvrn_sbs_battery_info& r) -> int32_t { return r.charging; }, 1},
-      {0x0A, 0xFF38, [](const kvrn_sbs_battery_info& r) -> int32_t { return r.current_ma; }, 200},
-      {0x0A, 0x8000, [](const kvrn_sbs_battery_info& r) -> int32_t { return r.current_ma; }, 32768},
-      {0x0A, 0xFFFF, [](const kvrn_sbs_battery_info& r) -> int32_t { return r.current_ma; }, INT_MIN},
-      {0x09, 0xFFFF, [](const kvrn_sbs_battery_info& r) -> int32_t { return r.voltage_mv; }, INT_MIN},
-      {0x18, 0xFFFF, [](const kvrn_sbs_battery_info& r) -> int32_t { return r.design_capacity_mah; }, INT_MIN},
-      {0x08, 2731, [](const kvrn_sbs_battery_info& r) -> int32_t { return r.temp_c; }, 0},
-      {0x08, 2722, [](const kvrn_sbs_battery_info& r) -> int32_t { return r.temp_c; }, 0},
-      {0x08, 0, [](const kvrn_sbs_battery_info& r) -> int32_t { return r.temp_c; }, -273},
-      {0x00, 0x0000, [](const kvrn_sbs_battery_info& r) -> int32_t { return r.charge_state; }, 4},
-      {0x00, 0x0C00, [](const kvrn_sbs_battery_info& r) -> int32_t { return r.charge_state; }, 7},
-      {0x0F, 1500, [](const kvrn_sbs_battery_info& r) { return static_cast<int32_t>(r.charge_pct); }, 100},
-      {0x0F, 2500, [](const kvrn_sbs_battery_info& r) { return static_cast<int32_t>(r.charge_pct / 1e6F); }, -2147},
-      {0x10, 0, [](const kvrn_sbs_battery_info& r) { return static_cast<int32_t>(r.charge_pct / 1e6F); }, -2147},
-      {0x1B, 0xFFFF, [](const kvrn_sbs_battery_info& r) { return static_cast<int32_t>(r.manufacture_time); }, INT_MIN},
-  };
-  for (const auto& entry : cases) {
+  const auto with = [](int reg, unsigned raw) {
     Device device("four-source");
-    device.i2c(bus, battery, 0x16, 0x0040);
-    device.i2c(bus, battery, 0x0A, 0);
-    device.i2c(bus, battery, 0x10, 1000);
-    device.i2c(bus, battery, 0x0F, 500);
-    device.i2c(bus, battery, entry.reg, entry.raw);
-    EXPECT_EQ(entry.value(read_battery()), entry.expected) << std::hex << entry.reg << ' ' << entry.raw;
-  }
+    for (const auto& [other, value] : {std::pair{0x16, 0x0040}, {0x0A, 0}, {0x10, 1000}, {0x0F, 500}})
+      device.i2c(bus, battery, other, static_cast<unsigned>(value));
+    device.i2c(bus, battery, reg, raw);
+    return read_battery();
+  };
+  EXPECT_EQ(with(0x16, 0x0040).charging, 0);
+  EXPECT_EQ(with(0x16, 0x0020).charging, 0);
+  EXPECT_EQ(with(0x16, 0x0080).charging, 1);
+  EXPECT_EQ(with(0x0A, 0xFF38).current_ma, 200);
+  EXPECT_EQ(with(0x0A, 0x8000).current_ma, 32768);
+  EXPECT_EQ(with(0x0A, 0xFFFF).current_ma, INT_MIN);
+  EXPECT_EQ(with(0x09, 0xFFFF).voltage_mv, INT_MIN);
+  EXPECT_EQ(with(0x18, 0xFFFF).design_capacity_mah, INT_MIN);
+  EXPECT_EQ(with(0x08, 2731).temp_c, 0);
+  EXPECT_EQ(with(0x08, 2722).temp_c, 0);
+  EXPECT_EQ(with(0x08, 0).temp_c, -273);
+  EXPECT_EQ(with(0x00, 0x0000).charge_state, 4);
+  EXPECT_EQ(with(0x00, 0x0C00).charge_state, 7);
+  EXPECT_EQ(with(0x0F, 1500).charge_pct, 100.0F);
+  EXPECT_EQ(with(0x0F, 2500).charge_pct, -2147483648.0F);
+  EXPECT_EQ(with(0x10, 0).charge_pct, -2147483648.0F);
+  EXPECT_EQ(with(0x1B, 0xFFFF).manufacture_time, INT_MIN);
 }
 
 TEST(SmartBattery, SilentBatteryKeepsTheMarkersForFivePasses) {

@@ -2,7 +2,6 @@
 // What identification reads from the unit's calibration partition, and what it writes into the chosen record.
 #include <algorithm>
 #include <fstream>
-#include <optional>
 
 #include "tests/board_table.hpp"
 #include "tests/device.hpp"
@@ -91,50 +90,39 @@ TEST(Ar724xUnit, IdentityComesFromTheRadioDataOrElseFromTheBoardData) {
 }
 
 TEST(Ar724xUnit, CalibrationValueIsTakenWhereItSaysSomething) {
-  const struct {
-    unsigned word;
-    uint32_t cal_power;  // 0: kept
-    uint32_t features;
-  } cases[] = {{0x0348, 0x0348, 0x20000},
-               {0x8001, 1, 0x10000},
-               {0xFFFF, 0x3FFF, 0x10000},
-               {0x3FFF, 0, 0},
-               {0x7FFF, 0, 0},
-               {0xC000, 0, 0}};
+  // The word, its value (0: what the row had is kept) and the flag that says what it is.
+  const std::tuple<unsigned, uint32_t, uint32_t> cases[] = {{0x0348, 0x0348, 0x20000},
+                                                            {0x8001, 1, 0x10000},
+                                                            {0xFFFF, 0x3FFF, 0x10000},
+                                                            {0x3FFF, 0, 0},
+                                                            {0x7FFF, 0, 0},
+                                                            {0xC000, 0, 0}};
   Device device("ar724x");
   std::size_t row = 0;
-  for (const auto& entry : cases) {
+  for (const auto& [word, value, features] : cases) {
     const kvrn_board_record& expected = ar724x_rows()[row++];
     const uint32_t kept = expected.cal_power;
-    device.file("/dev/mtdblock5", radio_image(expected.system_id, 1, entry.word).bytes);
-    const kvrn_board_record* board = ar7240_identify(3);
-    ASSERT_EQ(board, &expected);
-    EXPECT_EQ(board->cal_power, entry.cal_power != 0 ? entry.cal_power : kept) << entry.word;
-    EXPECT_EQ(board->features, entry.features) << entry.word;
+    device.file("/dev/mtdblock5", radio_image(expected.system_id, 1, word).bytes);
+    ASSERT_EQ(ar7240_identify(3), &expected);
+    EXPECT_EQ(expected.cal_power, value != 0 ? value : kept) << word;
+    EXPECT_EQ(expected.features, features) << word;
   }
 }
 
 TEST(Ar724xUnit, MtuLimitsFollowTheSocRevision) {
-  const struct {
-    std::optional<uint32_t> revision;  // none: no /dev/mem
-    int ports;
-    uint32_t written;
-    uint16_t mtu;
-  } cases[] = {{0x00000101, 1, 0x00000101, 2024},
-               {0x000000FF, 1, 0x000000FF, 1524},
-               {0xFFF000FF, 2, 0xFFF000FF, 1524},
-               {0x00080000, 2, 0x00080000, 2024},
-               {{}, 1, 0xFFFFFFFE, 2024}};
+  constexpr uint32_t no_memory = 0xFFFFFFFE;  // what stands there without /dev/mem
+  const std::tuple<uint32_t, int, uint16_t> cases[] = {
+      {0x00000101, 1, 2024}, {0x000000FF, 1, 1524}, {0xFFF000FF, 2, 1524}, {0x00080000, 2, 2024}, {no_memory, 1, 2024}};
   Device device("ar724x");
-  for (const auto& entry : cases) {
-    const kvrn_board_record& row = fresh_gigabit_row(entry.ports);
-    if (!entry.revision) device.remove("/dev/mem");
+  for (const auto& [revision, ports, mtu] : cases) {
+    const kvrn_board_record& row = fresh_gigabit_row(ports);
+    if (revision == no_memory) device.remove("/dev/mem");
     std::fstream memory(device.path("/dev/mem"), std::ios::in | std::ios::out | std::ios::binary);
-    memory.seekp(0x18060090).write(bytes_of(entry.revision.value_or(0)).data(), 4).flush();
+    memory.seekp(0x18060090).write(bytes_of(revision).data(), 4).flush();
     device.file("/dev/mtdblock5", radio_image(row.system_id, 1).bytes);
     ASSERT_EQ(ar7240_identify(3), &row);
-    EXPECT_EQ(row.cpu_revision, entry.written);
-    for (int port = 0; port < entry.ports; ++port) EXPECT_EQ(row.eth[port].max_mtu, entry.mtu) << entry.written;
+    EXPECT_EQ(row.cpu_revision, revision);
+    for (int port = 0; port < ports; ++port) EXPECT_EQ(row.eth[port].max_mtu, mtu) << revision;
   }
 }
 

@@ -44,4 +44,4 @@ struct OwnSource {
 };
 
 // Passes in a process of its own where the check is true: the library asks for the board once.
-#define EXPECT_IN_PROCESS(check) EXPECT_EXIT(std::_Exit((check) ? 0 : 1), testing::ExitedWithCode(0), "")
+#define EXPECT_IN_PROCESS(...) EXPECT_EXIT(std::_Exit((__VA_ARGS__) ? 0 : 1), testing::ExitedWithCode(0), "")

@@ -57,7 +57,7 @@ output_status output_after_update(const Device& device, cache_source* source, in
 }  // namespace
 
 // The library rests between two tries, and where a real battery needs it: nothing for ten thousand updates.
-int nanosleep(const timespec*, timespec*) { return 0; }
+extern "C" __attribute__((visibility("default"))) int nanosleep(const timespec*, timespec*) { return 0; }
 
 TEST(PsuWriter, CreatesTheImageInvalidThenFresh) {
   Device device("three-source");
@@ -190,39 +190,29 @@ TEST(OutputWriter, StateFollowsFlagsAndPower) {
   const int limit = 1000000;
   const Source source(output_cache_new(&limit, 0));
   EXPECT_EQ(image_of<kvrn_output_image>(device, output_cache).stamp, -1);
-  const struct {
-    const char *voltage, *current;
-    const char* file;  // NAME=TEXT of "/tmp/.NAME"
-    int power, enabled, state;
-  } cases[] = {{"50000", "18", "", 900000, 1, 0},
-               {"49999", "18", "", 899982, 1, 4},
-               {"999", "100", "", 0, 1, 4},
-               {"1000", "100", "", 100000, 1, 4},
-               {"50000", "50000", "", 0, 1, 4},
-               {"50000", "1000", "dc-enabled1=1", 50000000, 1, 5},
-               {"50000", "1", "dc-enabled1=0", 0, 1, 5},
-               {"50000", "1000", "overload_check_1=1", 50000000, 1, 2},
-               {"50000", "1000", "overload_check_1=2", 50000000, 1, 3},
-               {"50000", "1000", "overload_check_1=7", 50000000, 1, 0},
-               {"50000", "1000", "dc-problem1=1", 50000000, 0, 3},
-               {"50000", "1000", "overload_charging=1", 50000000, 1, 1},
-               {"50000", "1000", "lv_active=1", 50000000, 1, 1},
-               {"50000", "1000", "lv_active=2", 50000000, 1, 0}};
-  for (const auto& entry : cases) {
-    load_output(device, 2, entry.voltage, entry.current);
-    const std::string file = entry.file;
-    const std::string path = "/tmp/." + file.substr(0, file.find('='));
-    if (!file.empty()) device.file(path, file.substr(file.find('=') + 1));
+  const std::tuple<const char*, const char*, int, int> loads[] = {
+      {"50000", "18", 900000, 0}, {"49999", "18", 899982, 4}, {"999", "100", 0, 4},
+      {"1000", "100", 100000, 4}, {"50000", "50000", 0, 4},   {"50000", "1000", 50000000, 0}};
+  for (const auto& [voltage, current, power, state] : loads) {
+    load_output(device, 2, voltage, current);
     const output_status record = output_after_update(device, source.get(), 1);
-    EXPECT_EQ(record.power_uw, entry.power) << entry.voltage << ' ' << entry.current << ' ' << file;
-    EXPECT_EQ(record.enabled, entry.enabled) << file;
-    EXPECT_EQ(record.state, entry.state) << entry.voltage << ' ' << entry.current << ' ' << file;
-    EXPECT_EQ(record.max_power, 0);
-    if (!file.empty()) device.remove(path);
+    EXPECT_EQ(record.power_uw, power) << voltage << ' ' << current;
+    EXPECT_EQ(record.state, state) << voltage << ' ' << current;
+    EXPECT_EQ(record.enabled << 1 | record.max_power, 2);
   }
-  device.file("/tmp/.overload_charging", "1");
-  device.file("/tmp/.lv_active", "1");
-  device.file("/tmp/.dc-problem1", "1");
+  const std::tuple<std::string, const char*, int, int> flags[] = {
+      {"dc-enabled1", "1", 1, 5},       {"dc-enabled1", "0", 1, 5},      {"overload_check_1", "1", 1, 2},
+      {"overload_check_1", "2", 1, 3},  {"overload_check_1", "7", 1, 0}, {"dc-problem1", "1", 0, 3},
+      {"overload_charging", "1", 1, 1}, {"lv_active", "1", 1, 1},        {"lv_active", "2", 1, 0}};
+  for (const auto& [flag, text, enabled, state] : flags) {
+    device.file("/tmp/." + flag, text);
+    const output_status record = output_after_update(device, source.get(), 1);
+    EXPECT_EQ(record.enabled, enabled) << flag << text;
+    EXPECT_EQ(record.state, state) << flag << text;
+    device.remove("/tmp/." + flag);
+  }
+  for (const char* flag : {"overload_charging", "lv_active", "dc-problem1"})
+    device.file(std::string("/tmp/.") + flag, "1");
   EXPECT_EQ(output_after_update(device, source.get(), 1).state, 1);  // low voltage decides first
   device.gpio(201, 0);
   device.remove("/tmp/.dc-problem1");
@@ -240,28 +230,25 @@ TEST(OutputWriter, ShedsTheHighestOutputsUntilTheRestIsWithinTheLimit) {
   load_output(device, 2, "10000", "500");
   load_output(device, 3, "10000", "400");
   // An output with a state of its own keeps it, and its power counts as removed.
-  const struct {
-    int limit;
-    const char *overload, *file, *states;
-  } cases[] = {{10000, "1", "", "0 1 1"},
-               {11000, "1", "", "0 0 1"},
-               {14999, "1", "", "0 0 1"},
-               {0, "1", "", "1 1 1"},
-               {0, "0", "", "0 0 0"},
-               {10000, "9", "", "0 1 1"},
-               {11000, "1", "/tmp/.overload_check_2", "0 0 2"},
-               {10000, "0", "/tmp/.dc-problem2", "0 1 3"},
-               {6000, "1", "/tmp/.dc-enabled0", "5 1 1"}};
-  for (const auto& entry : cases) {
-    limit = entry.limit;
-    device.file("/tmp/.overload_check", entry.overload);
-    if (*entry.file != '\0') device.file(entry.file, "1");
+  const std::tuple<int, const char*, std::string, const char*> cases[] = {{10000, "1", "none", "011"},
+                                                                          {11000, "1", "none", "001"},
+                                                                          {14999, "1", "none", "001"},
+                                                                          {0, "1", "none", "111"},
+                                                                          {0, "0", "none", "000"},
+                                                                          {10000, "9", "none", "011"},
+                                                                          {11000, "1", "overload_check_2", "002"},
+                                                                          {10000, "0", "dc-problem2", "013"},
+                                                                          {6000, "1", "dc-enabled0", "511"}};
+  for (const auto& [limit_mw, overload, flag, expected] : cases) {
+    limit = limit_mw;
+    device.file("/tmp/.overload_check", overload);
+    device.file("/tmp/." + flag, "1");
     source->update(source.get());
-    const auto image = image_of<kvrn_output_image>(device, output_cache);
     std::string states;
-    for (const auto& record : image.records) states += (states.empty() ? "" : " ") + std::to_string(record.state);
-    EXPECT_EQ(states, entry.states) << entry.limit << ' ' << entry.overload << ' ' << entry.file;
-    if (*entry.file != '\0') device.remove(entry.file);
+    for (const auto& record : image_of<kvrn_output_image>(device, output_cache).records)
+      states += std::to_string(record.state);
+    EXPECT_EQ(states, expected) << limit << ' ' << overload << ' ' << flag;
+    device.remove("/tmp/." + flag);
   }
   const Source unlimited(output_cache_new(nullptr, 0));
   device.file("/tmp/.overload_check", "1");
@@ -285,7 +272,7 @@ bool written(int32_t value) { return value == 0 || value == 0x11111111 || value 
     output_view outputs{};
     (void)get_psu_info_cache_data(&psus);
     (void)get_output_cache_data(&outputs);
-    for (int look = 0; look < 1000; ++look) {
+    for (int look = 0; look < 50000; ++look) {
       std::atomic_signal_fence(std::memory_order_seq_cst);  // another process changes what the mappings hold
       for (int psu = 0; psu < psus.count; ++psu, ++looks) good = good && psus.records[psu].id == unsigned(psu);
       if (psus.count > 2) good = good && written(psus.records[2].voltage_mv) && written(psus.records[2].current_ma);
