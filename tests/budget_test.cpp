@@ -79,28 +79,24 @@ TEST(OutputPower, ComesFromTheSourceThenTheCacheThenTheMonitors) {
 
 TEST(Charging, OptionsAndLinesFollowBoardAndPsu) {
   Device device("four-source");
-  const struct {
-    int psu;
-    uint32_t currents[KVRN_CHARGING_OPTIONS];
-    unsigned line_a, line_b;
-  } cases[] = {{2, {2000, 1000, 334}, 108, 113},
-               {3, {1500, 667, 334}, 207, 213},
-               {0, {1500, 667, 334}, 207, 213},
-               {INT_MIN, {1500, 667, 334}, 207, 213}};
-  for (const auto& entry : cases) {
-    uint32_t currents[KVRN_CHARGING_OPTIONS];
-    std::memset(currents, 0xEE, sizeof currents);
-    psu_get_charging_options(entry.psu, currents);
-    EXPECT_EQ(std::memcmp(currents, entry.currents, sizeof currents), 0) << entry.psu;
+  const std::tuple<int, std::array<uint32_t, KVRN_CHARGING_OPTIONS>, unsigned, unsigned> cases[] = {
+      {2, {2000, 1000, 334}, 108, 113},
+      {3, {1500, 667, 334}, 207, 213},
+      {0, {1500, 667, 334}, 207, 213},
+      {INT_MIN, {1500, 667, 334}, 207, 213}};
+  for (const auto& [psu, expected, line_a, line_b] : cases) {
+    std::array<uint32_t, KVRN_CHARGING_OPTIONS> currents;
+    currents.fill(9);
+    psu_get_charging_options(psu, currents.data());
+    EXPECT_EQ(currents, expected) << psu;
     const int levels[][2] = {{0, 0}, {1, 0}, {0, 1}};
     for (const int index : {1, 2, 0}) {
-      EXPECT_EQ(psu_set_charging_current(entry.psu, index), 0);
-      EXPECT_EQ(device.gpio(entry.line_a), levels[index][0]) << entry.psu << ' ' << index;
-      EXPECT_EQ(device.gpio(entry.line_b), levels[index][1]) << entry.psu << ' ' << index;
+      EXPECT_EQ(psu_set_charging_current(psu, index), 0);
+      EXPECT_EQ(device.gpio(line_a), levels[index][0]) << psu << ' ' << index;
+      EXPECT_EQ(device.gpio(line_b), levels[index][1]) << psu << ' ' << index;
     }
     device.trace(true);
-    for (const int index : {3, 4, 5, 100, -1, INT_MIN, INT_MAX})
-      EXPECT_EQ(psu_set_charging_current(entry.psu, index), 0);
+    for (const int index : {3, 4, 5, 100, -1, INT_MIN, INT_MAX}) EXPECT_EQ(psu_set_charging_current(psu, index), 0);
     EXPECT_EQ(device.trace(), "");
     device.trace(false);
   }

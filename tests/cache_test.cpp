@@ -126,24 +126,23 @@ TEST(RawBatteryFile, GivesTheRecordWhileItIsFreshAndZeroesOtherwise) {
   for (int32_t i = 0; i < 4; ++i) image.records[i].voltage_mv = 100 + i;
   image.stamp = get_timestamp_mono();
   device.file(raw_battery, bytes_of(image));
-  kvrn_sbs_battery_info record{};
-  for (int i = 0; i < 4; ++i) {
-    EXPECT_EQ(get_battery_info(i, &record), 1);
-    EXPECT_EQ(record.voltage_mv, 100 + i);
-  }
-  for (const int bad : {-1, 4, 1 << 30}) {
-    record.voltage_mv = 5;
-    EXPECT_EQ(get_battery_info(bad, &record), 0);
-    EXPECT_EQ(record.voltage_mv, 0);
-  }
+  const auto before = open_descriptors();
+  // The voltage in mV, 0 where there is no record.
+  const auto voltage_of = [](int psu) {
+    kvrn_sbs_battery_info record;
+    std::memset(static_cast<void*>(&record), 5, sizeof record);
+    const int read = get_battery_info(psu, &record);
+    EXPECT_EQ(read != 0, record.voltage_mv != 0) << psu;
+    return int32_t{record.voltage_mv};
+  };
+  for (int i = 0; i < 4; ++i) EXPECT_EQ(voltage_of(i), 100 + i);
+  for (const int bad : {-1, 4, 1 << 30}) EXPECT_EQ(voltage_of(bad), 0);
   EXPECT_EQ(get_battery_info(3, nullptr), 0);
+  device.file(raw_battery, bytes_of(image) + "x");
+  EXPECT_EQ(voltage_of(3), 0);
   image.stamp = get_timestamp_mono() - 11;
   device.file(raw_battery, bytes_of(image));
-  EXPECT_EQ(get_battery_info(3, &record), 0);
-  const auto before = open_descriptors();
-  device.file(raw_battery, bytes_of(image) + "x");
-  EXPECT_EQ(get_battery_info(3, &record), 0);
+  EXPECT_EQ(voltage_of(3), 0);
   EXPECT_EQ(open_descriptors(), before);
-  EXPECT_EQ(record.voltage_mv, 0);
   EXPECT_EQ(logged, "");
 }

@@ -8,9 +8,7 @@
 #include <vector>
 
 #include "cfg/key.hpp"
-#include "cfg/seal.hpp"
 #include "tests/cfg_fixture.hpp"
-#include "tests/cfg_rounds.hpp"
 
 extern "C" int __real__ZN4kvrn11cfg_key_cmpEPKcS1_(const char* a, const char* b);
 static double comparisons = 0;
@@ -73,22 +71,6 @@ TEST(CfgKey, OrderIsThatOfTheRanks) {
   EXPECT_EQ(kvrn::cfg_key_cmp(nullptr, nullptr), 0);
   const std::string ones(500000, '1');
   EXPECT_EQ(kvrn::cfg_key_cmp(("2" + ones).c_str(), ("3" + ones).c_str()), 0) << "equal modulo 2^32, and not slow";
-}
-
-TEST(CfgSeal, IsWhatTheLiteralRoundsYield) {
-  for (int round = 0; round < 200; ++round) {
-    std::vector<uint8_t> blob(kvrn::header_size + below(120));
-    for (auto& byte : blob) byte = static_cast<uint8_t>(below(256));
-    const auto text = std::span(blob).subspan(kvrn::header_size);
-    const auto key = rounds::derive_key(blob.data());
-    std::vector<uint8_t> expected(text.begin(), text.end());
-    for (size_t i = 0; i < expected.size(); ++i) expected[i] ^= rounds::keystream(key, blob.data() + 12, i);
-    uint8_t tag[kvrn::tag_size];
-    kvrn::make_tag(blob, tag);
-    EXPECT_EQ(rounds::tag(key, blob), std::vector<uint8_t>(tag, tag + sizeof tag));
-    kvrn::apply_keystream(blob, text);
-    EXPECT_EQ(std::vector<uint8_t>(text.begin(), text.end()), expected);
-  }
 }
 
 TEST(CfgGrowth, HasNoQuadraticStep) {

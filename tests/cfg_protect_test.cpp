@@ -13,7 +13,14 @@ namespace {
 
 bool reads_fail = false;
 
+// "secret", and the alphabet over and over to 300 letters, in blobs of salt 0..11, nonce 12..23; ciphertext and tag
+// worked out by the format's definition.
 constexpr const char* sealed_secret = "AAECAwQFBgcICQoLDA0ODxAREhMUFRYXS11bSk1cPj4iIiYmIiI";
+constexpr const char* sealed_letters =
+    "AAECAwQFBgcICQoLDA0ODxAREhMUFRYXWVpbXE1OT0BBQkNEIS8tMyU3NTM9Pz0zNTcvLTM1NzVfUFFSQ0RFRkdYWVofNTc1Az0/PSkrKS8pKyk"
+    "nOTs5P1VWV0hZWltcXV5fUHU7IyF3ISMhLyEjISchIyE/ISMhS0xNTl9QUVJJSktMSSclK10vLSslJyU7PT89OyUnJStBQllaS0xNTk9AQUKnLS"
+    "8tuzU3NTs9Pz07NTc1MTMxN11eX1BBQkNERUZHWJ0zMTeBMzE/MTMrKS8pKyk3OTs5U1RVVkdYWVpbXF1e+zk7OfUnJSMtLy0jJSclIz0/PSNJS"
+    "ktMXV5fUFFSSUrPJScl0y0vLSMlJyUjPT89IyUnJU9AQUJJSktMTU5PQCUqKS85Kik3OTs5Pzk7OTcpKzMxW1xdXk9AQUJDREVGRUdfXUNFR0U";
 
 // The line of a configuration's only entry as save_cfg() writes it.
 std::string saved(const Config& cfg) {
@@ -34,9 +41,11 @@ extern "C" __attribute__((visibility("default"))) size_t fread(void* bytes, size
 }
 
 TEST(CfgProtect, OpensAKnownLine) {
-  // "secret" in a blob of salt 0..11, nonce 12..23; ciphertext and tag worked out by the format's definition.
   const Config cfg = config("~META~dXNlcnMuMS5wYXNzd29yZA=="s + "=" + sealed_secret + "\r\n");
   EXPECT_EQ(shown(cfg), "users.1.password=secret");
+  std::string letters;
+  for (int i = 0; i < 300; ++i) letters += static_cast<char>('a' + i % 26);
+  EXPECT_EQ(shown(config("~META~eA="s + sealed_letters)), "x=" + letters);
   cfg_entry late{::strdup("~META~eA"), ::strdup(sealed_secret), nullptr, nullptr};
   EXPECT_EQ(esc_value(&late), late.value);
   adv_vento_cfg_decrypt_entry(&late);
