@@ -81,6 +81,7 @@ int write_word(const Fd& bus, int reg, std::uint16_t word) {
 
 TEST(SimGpio, DirectionsAndLevelsFollowTheRequest) {
   Device device("four-source");
+  device.trace(true);
   const Fd chip = Fd::open(expander, O_RDWR);
   gpiochip_info info{};
   EXPECT_EQ(call(chip, GPIO_GET_CHIPINFO_IOCTL, &info), 0);
@@ -92,7 +93,6 @@ TEST(SimGpio, DirectionsAndLevelsFollowTheRequest) {
   EXPECT_EQ(about.flags, output | GPIO_V2_LINE_FLAG_USED);
   about.offset = 64;
   EXPECT_EQ(call(chip, GPIO_V2_GET_LINEINFO_IOCTL, &about), -EINVAL);
-  EXPECT_FALSE(Fd::open("/dev/gpiochip/by-label/3-0001", O_RDWR));
 
   EXPECT_EQ(level(line), 1);
   EXPECT_EQ(set_level(line, 0), 0);  // it is an output already
@@ -110,6 +110,11 @@ TEST(SimGpio, DirectionsAndLevelsFollowTheRequest) {
   line.reset();
   line = Fd(request(chip, 11, output, true));
   EXPECT_EQ(device.gpio(111), 1);
+  EXPECT_EQ(device.trace(),
+            "open /dev/gpiochip/by-label/1-0075\n"
+            "gpio 111 request as-is\ngpio 111 get 1\ngpio 111 set 0\n"
+            "gpio 111 request in\ngpio 111 get 1\ngpio 111 set 0 EPERM\n"
+            "gpio 111 request out\ngpio 111 request out active\n");
   // A state that cannot be written was not taken.
   ::signal(SIGXFSZ, SIG_IGN);
   const rlimit nothing{0, RLIM_INFINITY};
@@ -212,14 +217,10 @@ TEST(SimPaths, OnlyTheDevicesOwnAreRedirected) {
   Device device("four-source");
   write_text("/tmp/system.cfg", "a=1\n");
   EXPECT_EQ(read_text(device.path("/tmp/system.cfg")), "a=1\n");
-  char name[] = "/tmp/system.cfg.XXXXXX";
-  EXPECT_TRUE(Fd(::mkstemp(name)));
-  EXPECT_TRUE(std::filesystem::exists(device.path(name))) << name;
   EXPECT_EQ(::unlink("/tmp/system.cfg"), 0);
   EXPECT_EQ(::access("/tmp/system.cfg", F_OK), -1);
   char resolved[PATH_MAX];
   EXPECT_STREQ(::realpath(expander, resolved), expander);
-  EXPECT_FALSE(std::filesystem::exists(device.path("/etc/passwd")));
   EXPECT_EQ(::access("/etc/passwd", R_OK), 0);
   ::unsetenv("KVRN_SIM_ROOT");
   EXPECT_EQ(::access(expander, F_OK), -1);
@@ -294,31 +295,4 @@ TEST(SimState, PathsStayInTheFolder) {
   EXPECT_EQ(state.path("/tmp/../etc/./..x"), device.root() / "etc/..x");
   EXPECT_THROW(kvrn::sim::create_root(device.root(), "generic"), std::runtime_error);  // the folder is not empty
   EXPECT_THROW(Device("no such board"), std::runtime_error);
-}
-
-TEST(SimTrace, TellsWhatProgramsDidInHumanTerms) {
-  Device device("four-source");
-  device.trace(true);
-  const Fd chip = Fd::open(expander, O_RDWR);
-  Fd line(request(chip, 11, input));
-  level(line);
-  EXPECT_LT(request(chip, 11, as_is), 0);
-  line.reset();
-  line = Fd(request(chip, 11, output));
-  set_level(line, 1);
-  const Fd bus = Fd::open("/dev/i2c-2", O_RDONLY);
-  EXPECT_EQ(select(bus, 0x0b), 0);
-  read_word(bus, 0x16);
-  device.i2c_refuse(2, 0x0b, 0x16, true);
-  read_word(bus, 0x16);
-  EXPECT_EQ(device.trace(),
-            "open /dev/gpiochip/by-label/1-0075\n"
-            "gpio 111 request in\n"
-            "gpio 111 get 1\n"
-            "gpio 111 request as-is EBUSY\n"
-            "gpio 111 request out\n"
-            "gpio 111 set 1\n"
-            "open /dev/i2c-2\n"
-            "i2c 2-0b read word 0x16 -> 0x0080\n"
-            "i2c 2-0b read word 0x16 EIO\n");
 }

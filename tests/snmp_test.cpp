@@ -31,20 +31,13 @@ std::string oid_text(const kvrn_snmp_oid_word* oid) {
 }
 
 std::string value_text(const kvrn_snmp_value& value) {
-  switch (value.type) {
-    case KVRN_SNMP_TYPE_INTEGER:
-      return "INTEGER " + std::to_string(static_cast<int32_t>(value.as.number));
-    case KVRN_SNMP_TYPE_OCTET_STRING:
-      return "STRING \"" + std::string(value.as.text.bytes, value.as.text.length) + '"';
-    case KVRN_SNMP_TYPE_OBJECT_ID:
-      return "OID " + oid_text(value.as.oid);
-    case KVRN_SNMP_TYPE_GAUGE32:
-      return "Gauge32 " + std::to_string(value.as.number);
-    case KVRN_SNMP_TYPE_TIMETICKS:
-      return "TimeTicks " + std::to_string(value.as.number);
-    default:
-      return "type " + std::to_string(value.type);
-  }
+  if (value.type == KVRN_SNMP_TYPE_OCTET_STRING)
+    return "STRING \"" + std::string(value.as.text.bytes, value.as.text.length) + '"';
+  if (value.type == KVRN_SNMP_TYPE_OBJECT_ID) return "OID " + oid_text(value.as.oid);
+  if (value.type == KVRN_SNMP_TYPE_INTEGER) return "INTEGER " + std::to_string(static_cast<int32_t>(value.as.number));
+  const bool gauge = value.type == KVRN_SNMP_TYPE_GAUGE32;
+  const char* name = gauge ? "Gauge32 " : value.type == KVRN_SNMP_TYPE_TIMETICKS ? "TimeTicks " : "another type ";
+  return name + std::to_string(value.as.number);
 }
 
 std::string listing_of_update() {
