@@ -94,6 +94,7 @@ TEST(SimGpio, DirectionsAndLevelsFollowTheRequest) {
   about.offset = 64;
   EXPECT_EQ(call(chip, GPIO_V2_GET_LINEINFO_IOCTL, &about), -EINVAL);
 
+  EXPECT_EQ(request(chip, 11, input), -EBUSY);
   EXPECT_EQ(level(line), 1);
   EXPECT_EQ(set_level(line, 0), 0);  // it is an output already
   EXPECT_EQ(device.gpio(111), 0);
@@ -112,7 +113,7 @@ TEST(SimGpio, DirectionsAndLevelsFollowTheRequest) {
   EXPECT_EQ(device.gpio(111), 1);
   EXPECT_EQ(device.trace(),
             "open /dev/gpiochip/by-label/1-0075\n"
-            "gpio 111 request as-is\ngpio 111 get 1\ngpio 111 set 0\n"
+            "gpio 111 request as-is\ngpio 111 request in EBUSY\ngpio 111 get 1\ngpio 111 set 0\n"
             "gpio 111 request in\ngpio 111 get 1\ngpio 111 set 0 EPERM\n"
             "gpio 111 request out\ngpio 111 request out active\n");
   // A state that cannot be written was not taken.
@@ -181,7 +182,9 @@ TEST(SimI2c, RegistersAnswerRefuseAndKeepWhatIsWritten) {
   EXPECT_EQ(transfer(bus, I2C_SMBUS_READ, 0x03, I2C_SMBUS_BYTE_DATA, data), 0);
   EXPECT_EQ(data.byte, 0xEF);
   device.i2c_refuse(2, 0x0b, 0x03, true);
+  device.trace(true);
   EXPECT_EQ(read_word(bus, 0x03), -EIO);
+  EXPECT_EQ(device.trace(), "i2c 2-0b read word 0x03 EIO\n");
   device.i2c_refuse(2, 0x0b, 0x03, false);
   EXPECT_EQ(read_word(bus, 0x03), 0xBEEF);
   device.i2c_busy(2, true);
@@ -215,10 +218,10 @@ TEST(SimFlash, PartitionMayClaimMoreThanItHasAndMemoryHoldsTheRevision) {
 
 TEST(SimPaths, OnlyTheDevicesOwnAreRedirected) {
   Device device("four-source");
-  write_text("/tmp/system.cfg", "a=1\n");
-  EXPECT_EQ(read_text(device.path("/tmp/system.cfg")), "a=1\n");
-  EXPECT_EQ(::unlink("/tmp/system.cfg"), 0);
-  EXPECT_EQ(::access("/tmp/system.cfg", F_OK), -1);
+  write_text("/tmp/system.cfg.x", "a=1\n");
+  EXPECT_EQ(read_text(device.path("/tmp/system.cfg.x")), "a=1\n");
+  EXPECT_EQ(::unlink("/tmp/system.cfg.x"), 0);
+  EXPECT_EQ(::access("/tmp/system.cfg.x", F_OK), -1);
   char resolved[PATH_MAX];
   EXPECT_STREQ(::realpath(expander, resolved), expander);
   EXPECT_EQ(::access("/etc/passwd", R_OK), 0);
