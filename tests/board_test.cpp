@@ -8,6 +8,8 @@ TEST(BoardTable, RowsLieInFrontOfTheGenericRecordWithItsFamilysDefaults) {
   EXPECT_EQ(ar7240_identify_system(ar724x_rows().front().system_id), &ar724x_rows().front());
   EXPECT_EQ(ar7240_identify_system(ar724x_rows().back().system_id), &ar724x_rows().back());
   for (const kvrn_board_record& row : qca953x_rows()) EXPECT_EQ(ar953x_identify_system(row.system_id), &row);
+  for (const kvrn_board_record& row : ar724x_rows())
+    EXPECT_TRUE(row.radio_count == 0 || row.radio_subsys_id == row.system_id) << row.system_id;
   EXPECT_EQ(ar7240_identify_system(0xE000), nullptr);
   EXPECT_EQ(ar7240_identify_system(0x1E1C5), nullptr);
   const kvrn_board_record& a = ar724x_generic();
