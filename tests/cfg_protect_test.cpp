@@ -37,7 +37,7 @@ bool is_sealed(const std::string& line) { return line.compare(0, 6, "~META~") ==
 extern "C" __attribute__((visibility("default"))) size_t fread(void* bytes, size_t size, size_t count, FILE* stream) {
   if (!reads_fail) return ::fread_unlocked(bytes, size, count, stream);
   (void)::fputc('x', stream);  // an error on a stream for reading
-  return ::fread_unlocked(bytes, size, 4, stream);
+  return ::fread_unlocked(bytes, size, 24, stream);
 }
 
 TEST(CfgProtect, OpensAKnownLine) {
@@ -56,8 +56,11 @@ TEST(CfgProtect, OpensAKnownLine) {
 
 TEST(CfgProtect, PasswordsComeBack) {
   for (const char* text :
-       {"users.1.password=secret", "users.1.password=", "users.password=x", "users.a b.c.password= \"blanks\" "})
-    EXPECT_EQ(shown(config(saved(config(text)))), text);
+       {"users.1.password=secret", "users.1.password=", "users.password=x", "users.a b.c.password= \"blanks\" "}) {
+    const std::string line = saved(config(text));
+    EXPECT_TRUE(is_sealed(line)) << text;
+    EXPECT_EQ(shown(config(line)), text);
+  }
   for (const char* text : {"users.1.name=a\n", "users.password.x=a\n", "Users.1.password=a\n", "users.1.Password=a\n"})
     EXPECT_EQ(saved(config(text)), text);
   const Config cleared = config("users.1.password=x");
@@ -136,6 +139,7 @@ TEST(CfgProtect, OfFiles) {
   const std::string all = read_text(opened);
   reads_fail = true;
   EXPECT_EQ(crypt_cfg(opened.c_str(), opened.c_str(), 1), -1) << "a part must not replace the whole";
+  EXPECT_EQ(shown(Config(parse(opened.c_str()))), "a=1") << "half a line is none";
   reads_fail = false;
   EXPECT_EQ(read_text(opened), all);
 }

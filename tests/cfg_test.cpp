@@ -95,7 +95,7 @@ TEST(CfgList, MembersLeaveOneByOne) {
 
 TEST(CfgList, SectionsAreInKeyOrder) {
   const Config cfg = config(
-      "netconf.10.devname=ath0\nnetconf.9.devname=eth0\nnetconf.9.x.devname=eth0\nnetconf..devname=q\n"
+      "netconf.10.devname=ath0\nnetconf.9.devname=eth0\nnetconf.9.x.devname=eth0\nnetconf..devname=eth0\n"
       "netconf.3.DEVNAME=eth0\nNetconf.1.devname=z\nnetconf.devname=w\nnetconf.4.devname=\n");
   EXPECT_EQ(taken(get_cfg_section(cfg.get(), ".devname", nullptr, "netconf.")),
             "netconf.3.DEVNAME=eth0,netconf.4.devname=,netconf.9.devname=eth0,netconf.10.devname=ath0");

@@ -87,7 +87,7 @@ TEST(EepromPartition, IsTheFirstOneWithTheName) {
       {"mtd5: 00010000 00010000 \"ART\"", true},
       {"mtd0: 1 1 \"u-boot\"\nmtd5: 1 1 \"ART\"\nmtd6: 1 1 \"EEPROM\"\n", true},
       {"mtd6: 1 1 \"ART\"\nmtd5: 1 1 \"EEPROM\"\n", false},  // the first one is not there
-      {"EEPROM\nmtdEEPROM\nmtd: ART\nmtd5: ART\n", true},
+      {"EEPROM\nabc7: ART\nmtdEEPROM\nmtd: ART\nmtd5: ART\n", true},
       {"mtd5: " + filler + "ART\n", false},             // beyond what is read as one line
       {filler + "mtd5: ART\n", true},                   // the rest of a long line is a line
       {"mtd5:" + std::string(248, ' ') + "ART", true},  // exactly one line

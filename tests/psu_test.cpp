@@ -49,7 +49,7 @@ TEST(Mains, FlagFileWinsOverTheActiveLowLine) {
   Device device("generic");
   const std::tuple<int, const char*, int> cases[] = {{0, nullptr, 1}, {1, nullptr, 0}, {0, "0", 0},
                                                      {1, "1", 1},     {0, "-1", 0},    {1, "2", 1},
-                                                     {0, "", 1},      {1, "abc", 0},   {0, "abc", 1}};
+                                                     {0, "", 1},      {0, "abc", 1},   {1, "abc", 0}};
   for (const auto& [level, flag, expected] : cases) {
     device.gpio(211, level);
     device.gpio(212, 1);
@@ -231,6 +231,9 @@ TEST_P(Trace, OfADirectReadoutIsGolden) {
   device.trace(true);
   for (int psu = 0; psu < count; ++psu) psu_info_get_direct(&all[psu], psu);
   expect_golden(std::string(GetParam()) + ".trace", device.trace());
+  device.trace(true);
+  psu_info_get_all(all, nullptr);
+  EXPECT_EQ(device.trace().find("gpio 211 get"), device.trace().rfind("gpio 211 get")) << "once for all sources";
 }
 
 INSTANTIATE_TEST_SUITE_P(Boards, Trace, testing::Values("four-source", "three-source", "generic"));

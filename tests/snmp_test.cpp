@@ -125,7 +125,10 @@ int odb_add(void* context, const kvrn_snmp_oid_word* oid, const kvrn_snmp_value*
   return ++host.adds == host.fail_at ? refusal : 0;
 }
 
-void odb_destroy(void*) { calls += "destroy\n"; }
+void odb_destroy(void* context) {
+  static_cast<Host*>(context)->listing.clear();
+  calls += "destroy\n";
+}
 
 void abz_clear_error(void*) { calls += "clear\n"; }
 

@@ -137,6 +137,7 @@ TEST(Writers, RetryWhileTheFileCannotBeMapped) {
   EXPECT_NE(psu->get(psu.get(), &view), 0);
   output_view output{};
   EXPECT_NE(outputs->get(outputs.get(), &output), 0);
+  EXPECT_EQ(outputs->get(outputs.get(), nullptr), 0);
   EXPECT_EQ(output.count, 3);
   EXPECT_EQ(output.records[0].voltage_mv, 53900);
 }
