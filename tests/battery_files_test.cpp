@@ -1,18 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <fcntl.h>
-#include <gtest/gtest.h>
-#include <kvrn/kvrn.h>
 #include <sys/stat.h>
-#include <time.h>
 
-#include <climits>
-#include <cstring>
-#include <filesystem>
-
-#include "sim/device.hpp"
-#include "tests/descriptors.hpp"
-
-using kvrn::sim::Device;
+#include "tests/device.hpp"
 
 namespace {
 
@@ -46,10 +36,12 @@ int32_t cut_word(uint32_t word, std::size_t length, std::size_t offset) {
   return static_cast<int32_t>(there == 0 ? 0 : word & ~0U << (32 - 8 * there));
 }
 
-// A file of the configuration with a size of its own, so that the next call sees it changed.
-void configure(Device& device, const std::string& text) {
-  static std::size_t changes = 0;
-  device.file("/tmp/system.cfg", text + '\n' + std::string(++changes, '#') + '\n');
+// The result, the flags, the charge and the current, each 9 where it was not written.
+using Figures = std::tuple<int, uint32_t, int32_t, int32_t>;
+Figures figures(int psu) {
+  Figures read{0, 9, 9, 9};
+  std::get<0>(read) = read_battery_flags_v2(psu, &std::get<1>(read), &std::get<2>(read), &std::get<3>(read));
+  return read;
 }
 
 }  // namespace
@@ -67,23 +59,19 @@ TEST(BatteryFiles, NamesCarryTheBattery) {
 
 TEST(BatteryFiles, ChargeIsReadInUpToThreeTries) {
   Device device("four-source");
-  const std::tuple<const char*, int, int, int, int> cases[] = {
-      {"57 3600 1", 57, 3600, 1, -1},     {"57 3600 1 4", 57, 3600, 1, 4},
-      {" -5\n\t-6 +7 8 9", -5, -6, 7, 8}, {"9999999999 1 2", INT_MAX, 1, 2, -1},
-      {"57 3600", -2, 3600, 99, -1},      {"x", -2, 99, 99, -1},
-      {nullptr, -2, 99, 99, 99}};
-  for (const auto& [text, wanted_charge, wanted_time, wanted_third, wanted_fourth] : cases) {
+  const std::tuple<const char*, int, std::tuple<int, int, int>> cases[] = {
+      {"57 3600 1", 57, {3600, 1, -1}},     {"57 3600 1 4", 57, {3600, 1, 4}},
+      {" -5\n\t-6 +7 8 9", -5, {-6, 7, 8}}, {"9999999999 1 2", INT_MAX, {1, 2, -1}},
+      {"57 3600", -2, {3600, 99, -1}},      {"x", -2, {99, 99, -1}},
+      {nullptr, -2, {99, 99, 99}}};
+  for (const auto& [text, charge, rest] : cases) {
     device.remove("/tmp/.battery_info");
     if (text != nullptr) device.file("/tmp/.battery_info", text);
-    int32_t time = 99;
-    int32_t third = 99;
-    int32_t fourth = 99;
+    int32_t read[3] = {99, 99, 99};
     const int64_t start = get_timestamp_mono_ms();
-    EXPECT_EQ(get_battery_data_v2(2, &time, &third, &fourth), wanted_charge);
-    EXPECT_EQ(get_timestamp_mono_ms() - start >= 599, wanted_charge == -2);
-    EXPECT_EQ(time, wanted_time) << text;
-    EXPECT_EQ(third, wanted_third) << text;
-    EXPECT_EQ(fourth, wanted_fourth) << text;
+    EXPECT_EQ(get_battery_data_v2(2, &read[0], &read[1], &read[2]), charge);
+    EXPECT_EQ(get_timestamp_mono_ms() - start >= 599, charge == -2);
+    EXPECT_EQ(std::tuple(read[0], read[1], read[2]), rest) << text;
   }
   device.file("/tmp/.battery_info_1", "12 1 1");
   EXPECT_EQ(get_battery_data(3, nullptr, nullptr), 12);
@@ -100,13 +88,7 @@ TEST(BatteryFiles, FlagsAndFiguresFollowTheCharger) {
       device.remove(path);
       if (charger != nullptr) device.file(path, charger);
       device.file(record_file + std::string(suffix), record(2, stored, 7000, 900));
-      uint32_t flags = 9;
-      int32_t charge = 9;
-      int32_t current = 9;
-      EXPECT_EQ(read_battery_flags_v2(psu, &flags, &charge, &current), 1);
-      EXPECT_EQ(flags, expected) << psu << ' ' << stored;
-      EXPECT_EQ(charge, wanted_charge) << psu << ' ' << stored;
-      EXPECT_EQ(current, wanted_current) << psu << ' ' << stored;
+      EXPECT_EQ(figures(psu), (Figures{1, expected, wanted_charge, wanted_current})) << psu << ' ' << stored;
     }
   }
   EXPECT_EQ(read_battery_flags(2, nullptr, nullptr), 1);
@@ -119,14 +101,8 @@ TEST(BatteryFiles, ARecordMayBeCutAnywhere) {
   const std::string whole = record(2, 0x04, 0x01020304, 0x05060708);
   for (std::size_t length = 0; length <= whole.size() + 1; ++length) {
     device.file(record_file, (whole + "x").substr(0, length));
-    uint32_t flags = 9;
-    int32_t charge = 9;
-    int32_t current = 9;
-    const bool read = length > 4;
-    ASSERT_EQ(read_battery_flags_v2(2, &flags, &charge, &current), read ? 1 : 0) << length;
-    EXPECT_EQ(flags, read ? length < 12 ? 0U : 4U : 9U) << length;
-    EXPECT_EQ(charge, read ? cut_word(0x01020304, length, 116) : 9) << length;
-    EXPECT_EQ(current, read ? cut_word(0x05060708, length, 120) : 9) << length;
+    const Figures cut{1, length < 12 ? 0 : 4, cut_word(0x01020304, length, 116), cut_word(0x05060708, length, 120)};
+    EXPECT_EQ(figures(2), length > 4 ? cut : Figures(0, 9, 9, 9)) << length;
   }
 }
 
@@ -152,38 +128,34 @@ TEST(BatteryFiles, AtMostOneDescriptorStaysOpen) {
 
 TEST(BatteryFiles, ResistanceIsReadAgainWhenTheFileChanges) {
   Device device("four-source");
-  const auto write = [&device](const std::string& bytes, time_t mtime) {
+  const auto resistance_of = [&device](const std::string& bytes, time_t mtime) {
     device.file(parameter_file, bytes);
     const timespec times[2] = {{mtime, 0}, {mtime, 0}};
     ::utimensat(AT_FDCWD, device.path(parameter_file).c_str(), times, 0);
+    return get_battery_internal_resistance(2);
   };
   EXPECT_EQ(get_battery_internal_resistance(2), 0);
-  write(parameters(1, -77), 1000);
-  EXPECT_EQ(get_battery_internal_resistance(2), -77);
-  write(parameters(1, 88), 1000);
-  EXPECT_EQ(get_battery_internal_resistance(2), -77);
-  write(parameters(1, 88), 1001);
-  EXPECT_EQ(get_battery_internal_resistance(2), 88);
-  EXPECT_EQ(get_battery_internal_resistance(3), 88);  // no file: one value for all batteries
-  write(parameters(1, 99).substr(0, 4), 1002);
-  EXPECT_EQ(get_battery_internal_resistance(2), 0);  // nothing there, and the time is not kept
-  for (std::size_t length = 5; length <= 61; ++length) {
-    write(parameters(1, 0x01020304).substr(0, length), static_cast<time_t>(2000 + length));
-    EXPECT_EQ(get_battery_internal_resistance(2), cut_word(0x01020304, length, 4)) << length;
-  }
-  write(parameters(1, 5).substr(0, 3), 3000);
-  EXPECT_EQ(get_battery_internal_resistance(2), 0);
+  EXPECT_EQ(resistance_of(parameters(1, -77), 1000), -77);
+  EXPECT_EQ(resistance_of(parameters(1, 88), 1000), -77);
+  EXPECT_EQ(resistance_of(parameters(1, 88), 1001), 88);
+  EXPECT_EQ(get_battery_internal_resistance(3), 88);                  // no file: one value for all batteries
+  EXPECT_EQ(resistance_of(parameters(1, 99).substr(0, 4), 1002), 0);  // nothing there, and the time is not kept
+  for (std::size_t length = 5; length <= 61; ++length)
+    EXPECT_EQ(resistance_of(parameters(1, 0x01020304).substr(0, length), static_cast<time_t>(2000 + length)),
+              cut_word(0x01020304, length, 4))
+        << length;
+  EXPECT_EQ(resistance_of(parameters(1, 5).substr(0, 3), 3000), 0);
   EXPECT_FALSE(std::filesystem::exists(device.path(parameter_file)));
 }
 
 TEST(BatteryFiles, CalibrationNeedsBothNumbers) {
   Device device("four-source");
   int32_t percentage = 9;
-  EXPECT_EQ(read_battery_calibrating(2, &percentage), 0);
-  EXPECT_EQ(percentage, 100);
-  device.file("/tmp/.calibrating", "5 -");
-  EXPECT_EQ(read_battery_calibrating(2, &percentage), 0);
-  EXPECT_EQ(percentage, 100);
+  for (const char* text : {"", "5 -", "-"}) {
+    device.file("/tmp/.calibrating", text);
+    EXPECT_EQ(read_battery_calibrating(2, &percentage), 0) << text;
+    EXPECT_EQ(percentage, 100) << text;
+  }
   device.file("/tmp/.calibrating_1", "5 -40");
   EXPECT_EQ(read_battery_calibrating(3, &percentage), 5);
   EXPECT_EQ(percentage, -40);
@@ -215,13 +187,12 @@ TEST(Capacity, PeukertsLawClampsAndTruncates) {
 }
 
 TEST(Capacity, OpenCircuitVoltageByResistanceOrCurve) {
-  EXPECT_EQ(getVoltageOpenCircuit(12000, 1500, 40, 6), 12060);
-  EXPECT_EQ(getVoltageOpenCircuit(12000, -1500, 40, 6), 11940);
-  EXPECT_EQ(getVoltageOpenCircuit(INT_MAX, INT_MAX, INT_MAX, 1), INT_MAX);
-  EXPECT_EQ(getVoltageOpenCircuit(0, 1000, 0, 6), 0);
-  EXPECT_EQ(getVoltageOpenCircuit(-5, 1000, 0, 6), -5);
-  EXPECT_EQ(getVoltageOpenCircuit(12000, 1000, 0, -3), 12200);  // one cell: 1.83 x 1000^0.68
-  EXPECT_EQ(getVoltageOpenCircuit(12000, -1000, 0, 1), 11800);
+  const std::tuple<int, int, int, int, int> cases[] = {
+      {12000, 1500, 40, 6, 12060}, {12000, -1500, 40, 6, 11940}, {INT_MAX, INT_MAX, INT_MAX, 1, INT_MAX},
+      {0, 1000, 0, 6, 0},          {-5, 1000, 0, 6, -5},         {12000, 1000, 0, -3, 12200},  // 1.83 x 1000^0.68
+      {12000, -1000, 0, 1, 11800}};
+  for (const auto& [voltage, current, resistance, cells, expected] : cases)
+    EXPECT_EQ(getVoltageOpenCircuit(voltage, current, resistance, cells), expected) << voltage << ' ' << current;
   EXPECT_NEAR(getVoltageOpenCircuit(12000, 1000, 0, 6), 12000 + 6 * 200, 6);
   EXPECT_EQ(getVoltageOpenCircuitLi(13000, 2000), 13521);
   EXPECT_LT(getVoltageOpenCircuitLi(13000, INT_MIN), -200000000);
@@ -229,27 +200,25 @@ TEST(Capacity, OpenCircuitVoltageByResistanceOrCurve) {
 
 TEST(Capacity, FollowsConfigurationAndRecord) {
   Device device("four-source");
-  for (const char* path : {"/tmp/system.cfg", record_file}) device.remove(path);
-  EXPECT_EQ(read_lcm_battery_capacity_mah(), 20000);
-  configure(device, "psu.monitor.battery.capacity=40");
-  EXPECT_EQ(read_lcm_battery_capacity_mah(), 40000);
-  device.file(record_file, record(2, 0, 30000, 4000));
-  EXPECT_EQ(read_lcm_battery_capacity_mah(), 30000);  // the reference current
-  device.file(record_file, record(2, 0, 30000, 8000));
-  EXPECT_EQ(read_lcm_battery_capacity_mah(), 31273);
-  device.file(record_file, record(2, 0, 30000, 10));
-  EXPECT_EQ(read_lcm_battery_capacity_mah(), 28500);
-  configure(device,
-            "psu.monitor.battery.capacity=40\npsu.monitor.battery.peukert=1500\n"
-            "psu.monitor.battery.capacity_time=20");
-  device.file(record_file, record(2, 0, 30000, 8000));
-  EXPECT_EQ(read_lcm_battery_capacity_mah(), 60000);  // (8 A / 2 A) ^ 0.5
-  configure(device, "psu.monitor.battery.peukert=900");
-  EXPECT_EQ(read_lcm_battery_capacity_mah(), 30000);
-  device.file(record_file, record(2, 1, 30000, 8000));
-  EXPECT_EQ(read_lcm_battery_capacity_mah(), 20000);
-  configure(device, "psu.monitor.battery.capacity=2147484");
-  EXPECT_EQ(read_lcm_battery_capacity_mah(), -2147483296);  // wraps as on the device
-  device.remove("/tmp/system.cfg");
+  const std::tuple<const char*, uint32_t, int32_t, int32_t> cases[] = {
+      {"", 1, 4000, 20000},  // a record with an error does not count
+      {"capacity=40", 1, 4000, 40000},
+      {nullptr, 0, 4000, 30000},  // the reference current
+      {nullptr, 0, 8000, 31273},
+      {nullptr, 0, 10, 28500},
+      {"capacity=40\npsu.monitor.battery.peukert=1500\npsu.monitor.battery.capacity_time=20", 0, 8000,
+       60000},  // (8 A / 2 A) ^ 0.5
+      {"peukert=900", 0, 8000, 30000},
+      {"capacity=2147484", 1, 8000, -2147483296}};  // wraps as on the device
+  std::size_t changes = 0;
+  for (const auto& [settings, flags, current, expected] : cases) {
+    // Each configuration with a size of its own, so that the next call sees it changed.
+    if (settings != nullptr)
+      device.file("/tmp/system.cfg",
+                  "psu.monitor.battery." + std::string(settings) + '\n' + std::string(++changes, '#') + '\n');
+    device.file(record_file, record(2, flags, 30000, current));
+    EXPECT_EQ(read_lcm_battery_capacity_mah(), expected) << expected;
+  }
+  for (const char* path : {record_file, "/tmp/system.cfg"}) device.remove(path);
   EXPECT_EQ(read_lcm_battery_capacity_mah(), 20000);
 }

@@ -5,11 +5,8 @@
 
 #include <dlfcn.h>
 #include <kvrn/board.h>
-#include <link.h>
 
-#include <cstddef>
 #include <span>
-#include <string>
 
 #include "board/models_ar724x.hpp"
 #include "board/models_qca953x.hpp"
@@ -28,13 +25,4 @@ inline std::span<kvrn_board_record> ar724x_rows() {
 }
 inline std::span<kvrn_board_record> qca953x_rows() {
   return {&qca953x_generic() - kvrn::models_qca953x.size(), kvrn::models_qca953x.size()};
-}
-
-// The text of a scrambled field.
-inline std::string plain(const char* field, std::size_t size) {
-  constexpr unsigned char key[] = {0x5A, 0x2C, 0x97, 0x3E};
-  std::string text;
-  for (std::size_t i = 0; i < size && field[i] != '\0'; ++i)
-    text += static_cast<char>(static_cast<unsigned char>(field[i]) ^ key[i % 4]);
-  return text;
 }

@@ -1,19 +1,11 @@
 // SPDX-License-Identifier: MIT
 // What identification reads from the unit's calibration partition, and what it writes into the chosen record.
-#include <gtest/gtest.h>
-#include <kvrn/board.h>
-
 #include <algorithm>
-#include <cstring>
 #include <fstream>
-#include <optional>
 
-#include "sim/device.hpp"
 #include "tests/board_table.hpp"
-#include "tests/descriptors.hpp"
+#include "tests/device.hpp"
 #include "tests/flash_image.hpp"
-
-using kvrn::sim::Device;
 
 namespace {
 
@@ -37,20 +29,6 @@ FlashImage radio_image(unsigned id, uint32_t revision, unsigned calibration = 0x
       .radio_word(19, 0x0777)
       .radio_word(20, id)
       .calibration(256, calibration);
-}
-
-void put_soc_revision(const Device& device, uint32_t revision) {
-  std::fstream memory(device.path("/dev/mem"), std::ios::in | std::ios::out | std::ios::binary);
-  memory.seekp(0x18060090);
-  memory.write(reinterpret_cast<const char*>(&revision), sizeof revision);
-}
-
-// The first row that nobody touched yet, with so many gigabit ports.
-kvrn_board_record& fresh_gigabit_row(int ports) {
-  for (kvrn_board_record& row : ar724x_rows())
-    if (row.eth_count == ports && row.eth[0].max_mtu == 0x4000 && row.radio_count != 0) return row;
-  ADD_FAILURE() << "no such row";
-  return ar724x_generic();
 }
 
 }  // namespace
@@ -104,55 +82,47 @@ TEST(Ar724xUnit, IdentityComesFromTheRadioDataOrElseFromTheBoardData) {
 }
 
 TEST(Ar724xUnit, CalibrationValueIsTakenWhereItSaysSomething) {
-  const struct {
-    unsigned word;
-    uint32_t cal_power;  // 0: kept
-    uint32_t features;
-  } cases[] = {{0x0348, 0x0348, 0x20000},
-               {0x8001, 1, 0x10000},
-               {0xFFFF, 0x3FFF, 0x10000},
-               {0x3FFF, 0, 0},
-               {0x7FFF, 0, 0},
-               {0xC000, 0, 0}};
+  // The word, its value (0: what the row had is kept) and the flag that says what it is.
+  const std::tuple<unsigned, uint32_t, uint32_t> cases[] = {{0x0348, 0x0348, 0x20000},
+                                                            {0x8001, 1, 0x10000},
+                                                            {0xFFFF, 0x3FFF, 0x10000},
+                                                            {0x3FFF, 0, 0},
+                                                            {0x7FFF, 0, 0},
+                                                            {0xC000, 0, 0}};
   Device device("ar724x");
   std::size_t row = 0;
-  for (const auto& entry : cases) {
+  for (const auto& [word, value, features] : cases) {
     const kvrn_board_record& expected = ar724x_rows()[row++];
     const uint32_t kept = expected.cal_power;
-    device.file("/dev/mtdblock5", radio_image(expected.system_id, 1, entry.word).bytes);
-    const kvrn_board_record* board = ar7240_identify(3);
-    ASSERT_EQ(board, &expected);
-    EXPECT_EQ(board->cal_power, entry.cal_power != 0 ? entry.cal_power : kept) << entry.word;
-    EXPECT_EQ(board->features, entry.features) << entry.word;
+    device.file("/dev/mtdblock5", radio_image(expected.system_id, 1, word).bytes);
+    ASSERT_EQ(ar7240_identify(3), &expected);
+    EXPECT_EQ(expected.cal_power, value != 0 ? value : kept) << word;
+    EXPECT_EQ(expected.features, features) << word;
   }
 }
 
 TEST(Ar724xUnit, MtuLimitsFollowTheSocRevision) {
-  const struct {
-    std::optional<uint32_t> revision;  // none: no /dev/mem
-    int ports;
-    uint32_t written;
-    uint16_t mtu;
-  } cases[] = {{0x00000101, 1, 0x00000101, 2024},
-               {0x000000FF, 1, 0x000000FF, 1524},
-               {0xFFF000FF, 2, 0xFFF000FF, 1524},
-               {0x00080000, 2, 0x00080000, 2024},
-               {{}, 1, 0xFFFFFFFE, 2024}};
+  const auto rows = ar724x_rows();
+  constexpr uint32_t no_memory = 0xFFFFFFFE;  // what stands there without /dev/mem
+  const std::tuple<uint32_t, int, uint16_t> cases[] = {
+      {0x00000101, 1, 2024}, {0x000000FF, 1, 1524}, {0xFFF000FF, 2, 1524}, {0x00080000, 2, 2024}, {no_memory, 1, 2024}};
   Device device("ar724x");
-  for (const auto& entry : cases) {
-    const kvrn_board_record& row = fresh_gigabit_row(entry.ports);
-    if (entry.revision)
-      put_soc_revision(device, *entry.revision);
-    else
-      device.remove("/dev/mem");
+  for (const auto& [revision, ports, mtu] : cases) {
+    // The first row that nobody touched yet, with so many gigabit ports.
+    std::size_t at = 0;
+    while (rows[at].eth_count != ports || rows[at].eth[0].max_mtu != 0x4000 || rows[at].radio_count == 0) ++at;
+    const kvrn_board_record& row = rows[at];
+    if (revision == no_memory) device.remove("/dev/mem");
+    std::fstream memory(device.path("/dev/mem"), std::ios::in | std::ios::out | std::ios::binary);
+    memory.seekp(0x18060090).write(bytes_of(revision).data(), 4).flush();
     device.file("/dev/mtdblock5", radio_image(row.system_id, 1).bytes);
     ASSERT_EQ(ar7240_identify(3), &row);
-    EXPECT_EQ(row.cpu_revision, entry.written);
-    for (int port = 0; port < entry.ports; ++port) EXPECT_EQ(row.eth[port].max_mtu, entry.mtu) << entry.written;
+    EXPECT_EQ(row.cpu_revision, revision);
+    for (int port = 0; port < ports; ++port) EXPECT_EQ(row.eth[port].max_mtu, mtu) << revision;
   }
 }
 
-TEST(Qca953xUnit, NeedsTheBoardDatasMagic) {
+TEST(Qca953xUnit, NeedsTheBoardDatasMagicAndIsGenericWithoutData) {
   const struct {
     const char* what;
     FlashImage flash;
@@ -178,16 +148,12 @@ TEST(Qca953xUnit, NeedsTheBoardDatasMagic) {
     EXPECT_EQ(board->features, 0U) << entry.what;
     for (int port = 0; port < board->eth_count; ++port) EXPECT_LE(board->eth[port].max_mtu, 2024) << entry.what;
   }
-}
-
-TEST(Qca953xUnit, WithoutCalibrationDataIsGenericWithoutIds) {
-  Device device("four-source");
   device.remove("/dev/mtdblock5");
   device.file("/dev/mem", "");
   const auto before = open_descriptors();
   const kvrn_board_record* board = board_identify();
   EXPECT_EQ(open_descriptors(), before);
-  EXPECT_STREQ(board->name, "Generic ar953x");
+  EXPECT_EQ(board, &qca953x_generic());
   EXPECT_EQ(board->radio_subsys_id + board->radio_subsys_vendor_id, 0);
   EXPECT_EQ(mac_of(board->eth[0].mac), no_mac);
   EXPECT_EQ(board->cpu_revision, 0xFFFFFFFF) << "a file that ends in front of the register";

@@ -1,13 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include <gtest/gtest.h>
-#include <kvrn/kvrn.h>
-
-#include <climits>
-#include <cstring>
-
-#include "sim/device.hpp"
-
-using kvrn::sim::Device;
+#include "tests/device.hpp"
 
 namespace {
 
@@ -23,14 +15,6 @@ struct Sources {
     psus[3].status = KVRN_PSU_STATUS_USABLE;
   }
 };
-
-output_status output_records[5];
-int output_entries = 0;
-int output_get(cache_source*, void* view) {
-  *static_cast<output_view*>(view) = {output_records, output_entries, 0};
-  return 1;
-}
-int failing_get(cache_source*, void*) { return 0; }
 
 }  // namespace
 
@@ -56,10 +40,7 @@ TEST(Budget, FiguresFollowSourcesAndTheAssistLine) {
   EXPECT_EQ(psu_get_max_power_single_mW(1, 1), 250000);
   EXPECT_EQ(psu_get_max_power_single_mW(1, 0), 240000);
   EXPECT_EQ(get_max_power(nullptr), 480000);
-}
-
-TEST(Budget, UsablePowerReadsTheSuppliesOrIsFixed) {
-  Device device("three-source");
+  // What is usable is read, or fixed.
   EXPECT_EQ(get_max_usable_power(0), 480000);
   device.gpio(211, 1);
   device.gpio(112, 1);
@@ -67,25 +48,10 @@ TEST(Budget, UsablePowerReadsTheSuppliesOrIsFixed) {
   EXPECT_EQ(get_max_usable_power(1), 250000);
 }
 
-TEST(Budget, OtherBoardsHaveTheirRow) {
-  Device device("four-source");
-  EXPECT_EQ(psu_get_max_power_mW(2, 0, 0), 200000);
-  EXPECT_EQ(psu_get_max_power_mW(1, 0, 0), 100000);
-  EXPECT_EQ(get_max_usable_power(-1), 0);
-}
-
-TEST(Budget, AGenericBoardHasNoFigure) {
-  Device device("generic");
-  EXPECT_EQ(psu_get_max_power_mW(0, 0, 0), 0);
-  EXPECT_EQ(get_max_usable_power(0), 0);
-}
-
 TEST(OutputPower, ComesFromTheSourceThenTheCacheThenTheMonitors) {
   Device device("three-source");
-  device.hwmon("mon-dc-out-1", "in0_input", "50000");
-  device.hwmon("mon-dc-out-1", "curr1_input", "1000");
-  device.hwmon("mon-dc-out-2", "in0_input", "60000");
-  device.hwmon("mon-dc-out-2", "curr1_input", "1000");
+  load_output(device, 1, "50000", "1000");
+  load_output(device, 2, "60000", "1000");
   EXPECT_EQ(get_output_power(1), 50000);
   EXPECT_EQ(get_output_power(2), 60000);
   EXPECT_EQ(get_output_power(0), 110000);
@@ -94,47 +60,43 @@ TEST(OutputPower, ComesFromTheSourceThenTheCacheThenTheMonitors) {
   kvrn_output_image image{};
   image.records[0].power_uw = 1234567;
   image.records[2].power_uw = -1999;
-  device.file("/tmp/.output_cache", {reinterpret_cast<const char*>(&image), sizeof image});
+  device.file("/tmp/.output_cache", bytes_of(image));
   EXPECT_EQ(get_output_power(0), 1232);
   EXPECT_EQ(get_output_power(3), -1);  // truncated towards zero
   for (const int none : {4, INT_MAX, -1, INT_MIN}) EXPECT_EQ(get_output_power(none), 0) << none;
 
-  cache_source source{nullptr, nullptr, output_get, nullptr};
-  output_entries = 2;
-  for (auto& record : output_records) record.power_uw = 2000000000;
-  EXPECT_EQ(get_output_power_ex(3, &source), 0);
-  EXPECT_EQ(get_output_power_ex(2, &source), 2000000);
-  EXPECT_EQ(get_output_power_ex(0, &source), -294967);  // the sum wraps
-  output_entries = 5;
-  EXPECT_EQ(get_output_power_ex(5, &source), 2000000);
-  source.get = failing_get;
-  EXPECT_EQ(get_output_power_ex(1, &source), 50000);  // the cache is passed over
+  output_status records[5];
+  for (auto& record : records) record.power_uw = 2000000000;
+  OwnSource<output_view> own{.view = {records, 2, 0}};
+  EXPECT_EQ(get_output_power_ex(3, &own.source), 0);
+  EXPECT_EQ(get_output_power_ex(2, &own.source), 2000000);
+  EXPECT_EQ(get_output_power_ex(0, &own.source), -294967);  // the sum wraps
+  own.view.count = 5;
+  EXPECT_EQ(get_output_power_ex(5, &own.source), 2000000);
+  own.view = {};
+  EXPECT_EQ(get_output_power_ex(1, &own.source), 50000);  // the cache is passed over
 }
 
 TEST(Charging, OptionsAndLinesFollowBoardAndPsu) {
   Device device("four-source");
-  const struct {
-    int psu;
-    uint32_t currents[KVRN_CHARGING_OPTIONS];
-    unsigned line_a, line_b;
-  } cases[] = {{2, {2000, 1000, 334}, 108, 113},
-               {3, {1500, 667, 334}, 207, 213},
-               {0, {1500, 667, 334}, 207, 213},
-               {INT_MIN, {1500, 667, 334}, 207, 213}};
-  for (const auto& entry : cases) {
-    uint32_t currents[KVRN_CHARGING_OPTIONS];
-    std::memset(currents, 0xEE, sizeof currents);
-    psu_get_charging_options(entry.psu, currents);
-    EXPECT_EQ(std::memcmp(currents, entry.currents, sizeof currents), 0) << entry.psu;
+  const std::tuple<int, std::array<uint32_t, KVRN_CHARGING_OPTIONS>, unsigned, unsigned> cases[] = {
+      {2, {2000, 1000, 334}, 108, 113},
+      {3, {1500, 667, 334}, 207, 213},
+      {0, {1500, 667, 334}, 207, 213},
+      {INT_MIN, {1500, 667, 334}, 207, 213}};
+  for (const auto& [psu, expected, line_a, line_b] : cases) {
+    std::array<uint32_t, KVRN_CHARGING_OPTIONS> currents;
+    currents.fill(9);
+    psu_get_charging_options(psu, currents.data());
+    EXPECT_EQ(currents, expected) << psu;
     const int levels[][2] = {{0, 0}, {1, 0}, {0, 1}};
     for (const int index : {1, 2, 0}) {
-      EXPECT_EQ(psu_set_charging_current(entry.psu, index), 0);
-      EXPECT_EQ(device.gpio(entry.line_a), levels[index][0]) << entry.psu << ' ' << index;
-      EXPECT_EQ(device.gpio(entry.line_b), levels[index][1]) << entry.psu << ' ' << index;
+      EXPECT_EQ(psu_set_charging_current(psu, index), 0);
+      EXPECT_EQ(device.gpio(line_a), levels[index][0]) << psu << ' ' << index;
+      EXPECT_EQ(device.gpio(line_b), levels[index][1]) << psu << ' ' << index;
     }
     device.trace(true);
-    for (const int index : {3, 4, 5, 100, -1, INT_MIN, INT_MAX})
-      EXPECT_EQ(psu_set_charging_current(entry.psu, index), 0);
+    for (const int index : {3, 4, 5, 100, -1, INT_MIN, INT_MAX}) EXPECT_EQ(psu_set_charging_current(psu, index), 0);
     EXPECT_EQ(device.trace(), "");
     device.trace(false);
   }
@@ -144,16 +106,6 @@ TEST(Charging, OptionsAndLinesFollowBoardAndPsu) {
   device.gpio_busy(207, true);
   EXPECT_EQ(psu_set_charging_current(3, 0), 0);
   psu_get_charging_options(2, nullptr);
-}
-
-TEST(Charging, ThreeSourceBoardHasOneTable) {
-  Device device("three-source");
-  for (const int psu : {0, 2, 3}) {
-    uint32_t currents[KVRN_CHARGING_OPTIONS];
-    psu_get_charging_options(psu, currents);
-    EXPECT_EQ(currents[0], 3000U);
-    EXPECT_EQ(currents[4], 0U);
-  }
 }
 
 TEST(Charging, EnableDrivesTheDisableLine) {

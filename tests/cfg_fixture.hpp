@@ -30,4 +30,5 @@ inline std::string shown(const cfg_entry* record) {
   return text;
 }
 inline std::string shown(const Config& cfg) { return shown(cfg.get()); }
-inline std::string shown(const ResultList& list) { return shown(list.get()); }
+// Of a list of results, which is freed.
+inline std::string taken(cfg_entry* list) { return shown(ResultList(list).get()); }

@@ -13,7 +13,14 @@ namespace {
 
 bool reads_fail = false;
 
+// "secret", and the alphabet over and over to 300 letters, in blobs of salt 0..11, nonce 12..23; ciphertext and tag
+// worked out by the format's definition.
 constexpr const char* sealed_secret = "AAECAwQFBgcICQoLDA0ODxAREhMUFRYXS11bSk1cPj4iIiYmIiI";
+constexpr const char* sealed_letters =
+    "AAECAwQFBgcICQoLDA0ODxAREhMUFRYXWVpbXE1OT0BBQkNEIS8tMyU3NTM9Pz0zNTcvLTM1NzVfUFFSQ0RFRkdYWVofNTc1Az0/PSkrKS8pKyk"
+    "nOTs5P1VWV0hZWltcXV5fUHU7IyF3ISMhLyEjISchIyE/ISMhS0xNTl9QUVJJSktMSSclK10vLSslJyU7PT89OyUnJStBQllaS0xNTk9AQUKnLS"
+    "8tuzU3NTs9Pz07NTc1MTMxN11eX1BBQkNERUZHWJ0zMTeBMzE/MTMrKS8pKyk3OTs5U1RVVkdYWVpbXF1e+zk7OfUnJSMtLy0jJSclIz0/PSNJS"
+    "ktMXV5fUFFSSUrPJScl0y0vLSMlJyUjPT89IyUnJU9AQUJJSktMTU5PQCUqKS85Kik3OTs5Pzk7OTcpKzMxW1xdXk9AQUJDREVGRUdfXUNFR0U";
 
 // The line of a configuration's only entry as save_cfg() writes it.
 std::string saved(const Config& cfg) {
@@ -30,13 +37,15 @@ bool is_sealed(const std::string& line) { return line.compare(0, 6, "~META~") ==
 extern "C" __attribute__((visibility("default"))) size_t fread(void* bytes, size_t size, size_t count, FILE* stream) {
   if (!reads_fail) return ::fread_unlocked(bytes, size, count, stream);
   (void)::fputc('x', stream);  // an error on a stream for reading
-  return ::fread_unlocked(bytes, size, 4, stream);
+  return ::fread_unlocked(bytes, size, 24, stream);
 }
 
-TEST(protect, known_line) {
-  // "secret" in a blob of salt 0..11, nonce 12..23; ciphertext and tag worked out by the format's definition.
+TEST(CfgProtect, OpensAKnownLine) {
   const Config cfg = config("~META~dXNlcnMuMS5wYXNzd29yZA=="s + "=" + sealed_secret + "\r\n");
   EXPECT_EQ(shown(cfg), "users.1.password=secret");
+  std::string letters;
+  for (int i = 0; i < 300; ++i) letters += static_cast<char>('a' + i % 26);
+  EXPECT_EQ(shown(config("~META~eA="s + sealed_letters)), "x=" + letters);
   cfg_entry late{::strdup("~META~eA"), ::strdup(sealed_secret), nullptr, nullptr};
   EXPECT_EQ(esc_value(&late), late.value);
   adv_vento_cfg_decrypt_entry(&late);
@@ -45,10 +54,13 @@ TEST(protect, known_line) {
   ::free(late.value);
 }
 
-TEST(protect, passwords_come_back) {
+TEST(CfgProtect, PasswordsComeBack) {
   for (const char* text :
-       {"users.1.password=secret", "users.1.password=", "users.password=x", "users.a b.c.password= \"blanks\" "})
-    EXPECT_EQ(shown(config(saved(config(text)))), text);
+       {"users.1.password=secret", "users.1.password=", "users.password=x", "users.a b.c.password= \"blanks\" "}) {
+    const std::string line = saved(config(text));
+    EXPECT_TRUE(is_sealed(line)) << text;
+    EXPECT_EQ(shown(config(line)), text);
+  }
   for (const char* text : {"users.1.name=a\n", "users.password.x=a\n", "Users.1.password=a\n", "users.1.Password=a\n"})
     EXPECT_EQ(saved(config(text)), text);
   const Config cleared = config("users.1.password=x");
@@ -56,7 +68,7 @@ TEST(protect, passwords_come_back) {
   EXPECT_EQ(shown(config(saved(cleared))), "users.1.password=");
 }
 
-TEST(protect, limits) {
+TEST(CfgProtect, HasLimits) {
   for (const auto& [length, sealed] : {std::pair{478, true}, {479, false}, {480, false}, {481, false}}) {
     const std::string text = "users.1.password=" + std::string(static_cast<size_t>(length), 'v');
     const std::string line = saved(config(text));
@@ -72,7 +84,7 @@ TEST(protect, limits) {
   }
 }
 
-TEST(protect, random_bytes_are_drawn_in_order_and_refused_lines_draw_too) {
+TEST(CfgProtect, DrawsRandomBytesForRefusedLinesToo) {
   const std::string refused(479, 'v');
   const char* key = "users.1.password";
   const char* value = refused.c_str();
@@ -89,7 +101,7 @@ TEST(protect, random_bytes_are_drawn_in_order_and_refused_lines_draw_too) {
   adv_vento_cfg_encrypt(nullptr, nullptr);
 }
 
-TEST(protect, an_altered_line_stays_as_read) {
+TEST(CfgProtect, AnAlteredLineStaysAsRead) {
   const std::string line = saved(config("users.1.password=" + std::string(60, 's')));
   const size_t value = line.find('=') + 1;
   const auto opens = [&](size_t at) {
@@ -111,7 +123,7 @@ TEST(protect, an_altered_line_stays_as_read) {
   adv_vento_cfg_decrypt_entry(nullptr);
 }
 
-TEST(protect, files) {
+TEST(CfgProtect, OfFiles) {
   const TempDir dir;
   const std::string plain = dir / "plain", sealed = dir / "sealed", opened = dir / "opened";
   write_text(plain, "a=1\nusers.1.password=secret\nusers.2.password=other\n");
@@ -127,6 +139,7 @@ TEST(protect, files) {
   const std::string all = read_text(opened);
   reads_fail = true;
   EXPECT_EQ(crypt_cfg(opened.c_str(), opened.c_str(), 1), -1) << "a part must not replace the whole";
+  EXPECT_EQ(shown(Config(parse(opened.c_str()))), "a=1") << "half a line is none";
   reads_fail = false;
   EXPECT_EQ(read_text(opened), all);
 }

@@ -1,14 +1,9 @@
 // SPDX-License-Identifier: MIT
-#include <gtest/gtest.h>
-#include <kvrn/kvrn.h>
-
 #include <fstream>
 #include <set>
 #include <sstream>
 
-#include "sim/device.hpp"
-
-using kvrn::sim::Device;
+#include "tests/device.hpp"
 
 namespace {
 

@@ -1,25 +1,22 @@
 // SPDX-License-Identifier: MIT
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
-#include <time.h>
 #include <unistd.h>
 #include <kvrn/kvrn.hpp>
 
 #include <atomic>
-#include <filesystem>
+#include <memory>
 
-#include "sim/device.hpp"
-#include "tests/temp_dir.hpp"
+#include "tests/device.hpp"
 
 namespace {
 
 using Lock = kvrnpp::RawLock;
 
-bool exists(const std::string& path) { return std::filesystem::exists(path); }
+using std::filesystem::exists;
 
 // Makes a lock file whose holder started some seconds ago.
 void make_file(const std::string& path, int64_t age) {
@@ -40,28 +37,29 @@ int remember(uintptr_t word) {
   return 42;
 }
 
-// Rounds of reading, adding and writing a counter that only a lock keeps whole.
-int count_rounds(const std::string& path, const std::string& counter, std::atomic<int>& holders, int rounds) {
-  InterProcessLock* lock = InterProcessLockNew(path.c_str(), 1);
+// Whether nobody else held the lock in any round.
+bool held_alone(InterProcessLock* lock, std::atomic<int>& holders, int rounds) {
   for (int round = 0; round < rounds; ++round) {
-    if (lock->lock(lock) == 0) return 2;
-    if (holders.fetch_add(1) != 0) return 3;
-    const int value = std::stoi(read_text(counter));
+    if (lock->lock(lock) == 0 || holders.fetch_add(1) != 0) return false;
     if (round % 50 == 0) ::usleep(500);
-    write_text(counter, std::to_string(value + 1));
     holders.fetch_sub(1);
     lock->unlock(lock);
   }
-  lock->destroy(lock);
-  return 0;
+  return true;
 }
+
+class LockFile : public testing::Test {
+ protected:
+  Lock lock_of(int64_t wait_s) const { return Lock(InterProcessLockNew(path.c_str(), wait_s)); }
+
+  const TempDir dir;
+  const std::string path = dir / "lock";
+};
 
 }  // namespace
 
-TEST(Lock, FileExistsWhileHeldAndNestingCounts) {
-  TempDir dir;
-  const std::string path = dir / "lock";
-  const Lock lock(InterProcessLockNew(path.c_str(), 1));
+TEST_F(LockFile, FileExistsWhileHeldAndNestingCounts) {
+  const Lock lock = lock_of(1);
   lock->unlock(lock.get());
   EXPECT_NE(lock->lock(lock.get()), 0);
   struct stat status {};
@@ -74,36 +72,29 @@ TEST(Lock, FileExistsWhileHeldAndNestingCounts) {
   lock->unlock(lock.get());
   EXPECT_FALSE(exists(path));
   EXPECT_EQ(InterProcessLockNew(nullptr, 1), nullptr);
-}
-
-TEST(Lock, DestroyReleases) {
-  kvrn::sim::Device device("generic");
-  InterProcessLock* lock = get_dc_output_lock();
-  EXPECT_NE(lock->lock(lock), 0);
+  Device device("generic");
+  InterProcessLock* outputs = get_dc_output_lock();
+  EXPECT_NE(outputs->lock(outputs), 0);
   EXPECT_TRUE(exists(device.path("/tmp/.dc_out_lock")));
-  lock->destroy(lock);
+  outputs->destroy(outputs);
   EXPECT_FALSE(exists(device.path("/tmp/.dc_out_lock")));
 }
 
-TEST(Lock, AgeDecidesWhetherAFileIsBroken) {
-  TempDir dir;
-  const std::string path = dir / "lock";
+TEST_F(LockFile, AgeDecidesWhetherAFileIsBroken) {
   const std::tuple<int64_t, int64_t, bool> cases[] = {
       {0, 2, true}, {0, -1000, false}, {-1, 0, true}, {-500, -900, true}, {INT64_MAX, 0, true}};
   for (const auto& [wait_s, age, acquired] : cases) {
     make_file(path, age);
-    InterProcessLock* lock = InterProcessLockNew(path.c_str(), wait_s);
-    EXPECT_EQ(lock->lock(lock) != 0, acquired) << wait_s << ' ' << age;
-    lock->destroy(lock);
+    Lock lock = lock_of(wait_s);
+    EXPECT_EQ(lock->lock(lock.get()) != 0, acquired) << wait_s << ' ' << age;
+    lock.reset();
     EXPECT_FALSE(exists(path));  // in any case: a failed lock counts as held
   }
 }
 
-TEST(Lock, AFailedLockCountsAsHeld) {
-  TempDir dir;
-  const std::string path = dir / "lock";
+TEST_F(LockFile, AFailedLockCountsAsHeld) {
   make_file(path, -1000);
-  const Lock lock(InterProcessLockNew(path.c_str(), 0));
+  const Lock lock = lock_of(0);
   EXPECT_EQ(lock->lock(lock.get()), 0);
   const int64_t start = get_timestamp_mono_ms();
   EXPECT_EQ(lock->lock(lock.get()), 0);
@@ -120,10 +111,8 @@ TEST(Lock, AFailedLockCountsAsHeld) {
   EXPECT_LT(get_timestamp_mono_ms() - begin, 1000);  // gives up without waiting
 }
 
-TEST(Lock, CallLockedDoesNotWait) {
-  TempDir dir;
-  const std::string path = dir / "lock";
-  const Lock lock(InterProcessLockNew(path.c_str(), 10));
+TEST_F(LockFile, CallLockedDoesNotWait) {
+  const Lock lock = lock_of(10);
   EXPECT_EQ(lock->call_locked(lock.get(), remember, 7), 42);
   EXPECT_EQ(called_with, 7);
   EXPECT_FALSE(exists(path));
@@ -138,40 +127,33 @@ TEST(Lock, CallLockedDoesNotWait) {
   EXPECT_EQ(lock->call_locked(lock.get(), remember, 10), 42);
 }
 
-TEST(Lock, EightProcessesNeverHoldItTogether) {
-  constexpr int processes = 8;
-  constexpr int rounds = 500;
-  TempDir dir;
-  write_text(dir / "counter", "0");
+TEST_F(LockFile, EightProcessesNeverHoldItTogether) {
+  const Lock lock = lock_of(1);
   void* shared = ::mmap(nullptr, sizeof(std::atomic<int>), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
   auto& holders = *new (shared) std::atomic<int>(0);
-  pid_t children[processes];
+  pid_t children[8];
   for (pid_t& child : children) {
     child = ::fork();
-    if (child == 0) ::_exit(count_rounds(dir / "lock", dir / "counter", holders, rounds));
+    if (child == 0) ::_exit(held_alone(lock.get(), holders, 500) ? 0 : 1);
   }
   for (const pid_t child : children) {
     int status = -1;
     ::waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0) << WEXITSTATUS(status);
+    EXPECT_EQ(status, 0);
   }
-  EXPECT_EQ(read_text(dir / "counter"), std::to_string(processes * rounds));
-  EXPECT_FALSE(exists(dir / "lock"));
+  EXPECT_FALSE(exists(path));
   ::munmap(shared, sizeof(std::atomic<int>));
 }
 
-TEST(Lock, AKilledHolderIsOvertaken) {
-  TempDir dir;
-  const std::string path = dir / "lock";
+TEST_F(LockFile, AKilledHolderIsOvertaken) {
   const pid_t child = ::fork();
+  const Lock lock = lock_of(1);
   if (child == 0) {
-    InterProcessLock* lock = InterProcessLockNew(path.c_str(), 1);
-    lock->lock(lock);
+    lock->lock(lock.get());
     ::raise(SIGKILL);
   }
   ::waitpid(child, nullptr, 0);
   ASSERT_TRUE(exists(path));
-  const Lock lock(InterProcessLockNew(path.c_str(), 1));
   const int64_t start = get_timestamp_mono_ms();
   EXPECT_NE(lock->lock(lock.get()), 0);
   const int64_t waited = get_timestamp_mono_ms() - start;

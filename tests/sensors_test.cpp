@@ -1,39 +1,13 @@
 // SPDX-License-Identifier: MIT
-#include <gtest/gtest.h>
 #include <kvrn/kvrn.hpp>
 
-#include <algorithm>
-#include <cstring>
-
-#include "sim/device.hpp"
 #include "snmp/sensors.hpp"
 
-using kvrn::sim::Device;
+#include "tests/device.hpp"
 
 namespace {
 
 using Summary = kvrnpp::Owned<sensors_info, sensors_info_free>;
-
-// A caller's own output cache of `count` entries, each delivering its number in mA.
-struct Outputs {
-  cache_source source{this, nullptr, get, nullptr};
-  int count;
-  output_status records[8]{};
-
-  explicit Outputs(int entries) : count(entries) {
-    for (int i = 0; i < 8; ++i) records[i].current_ma = i + 1;
-  }
-  static int get(cache_source* self, void* view) {
-    auto* outputs = static_cast<Outputs*>(self->state);
-    *static_cast<output_view*>(view) = {outputs->records, outputs->count, 0};
-    return 1;
-  }
-};
-
-bool is_zero(const output_status& entry) {
-  const output_status zero{};
-  return std::memcmp(&entry, &zero, sizeof entry) == 0;
-}
 
 }  // namespace
 
@@ -48,7 +22,7 @@ TEST(SensorSummary, FilesAddWhatTheySayToTheReadings) {
   EXPECT_EQ(plain->psu[2].voltage_mv, 51900);
   EXPECT_EQ(plain->psu[3].status, 0);
   EXPECT_EQ(plain->output_count, 0);
-  for (const output_status& entry : plain->output) EXPECT_TRUE(is_zero(entry));
+  EXPECT_EQ(bytes_of(plain->output), std::string(sizeof plain->output, '\0'));
   EXPECT_EQ(plain->power_meter + plain->locate_led + plain->psu_data_stable, 0);
   sensors_info_free(nullptr);
   device.file("/tmp/.power_meter", "4294967295\n");
@@ -62,9 +36,11 @@ TEST(SensorSummary, FilesAddWhatTheySayToTheReadings) {
 
 TEST(SensorSummary, AnySourceFitsTheBlock) {
   Device device("three-source");
+  output_status records[8]{};
+  for (int i = 0; i < 8; ++i) records[i].current_ma = i + 1;
   for (const int count : {-3, 0, 2, 3, 8}) {
-    Outputs outputs(count);
-    const Summary info(sensors_info_get_ex(0, &outputs.source, nullptr));
+    OwnSource<output_view> own{.view = {records, count, 0}};
+    const Summary info(sensors_info_get_ex(0, &own.source, nullptr));
     EXPECT_EQ(info->output_count, count);
     for (int i = 0; i < KVRN_OUTPUT_MAX; ++i) {
       const bool there = i < count;
@@ -77,9 +53,7 @@ TEST(SensorSummary, AnySourceFitsTheBlock) {
   const Summary info(sensors_info_get_ex(0, &silent, &silent));
   EXPECT_EQ(info->output_count, 0);
   EXPECT_EQ(info->psu[0].supply_vout_mv, 54000);  // the hardware
-}
-
-TEST(BoardTemperatures, ThereAreNone) {
+  // No board has temperatures of its own.
   int32_t word = 7;
   int32_t* temps = &word;
   int count = 7;

@@ -1,32 +1,22 @@
 // SPDX-License-Identifier: MIT
-#include <fcntl.h>
-#include <gtest/gtest.h>
 #include <malloc.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <syslog.h>
 #include <time.h>
 #include <unistd.h>
 #include <kvrn/kvrn.hpp>
 
 #include <algorithm>
-#include <array>
-#include <cstring>
-#include <filesystem>
-#include <memory_resource>
+#include <atomic>
+#include <memory>
 #include <random>
-#include <set>
-#include <span>
-#include <vector>
 
-#include "sim/device.hpp"
-#include "tests/descriptors.hpp"
+#include "tests/device.hpp"
 #include "tests/syslog.hpp"
-#include "tests/temp_dir.hpp"
-
-using kvrn::sim::Device;
 
 namespace {
 
@@ -46,16 +36,14 @@ Image image_of(const Device& device, const char* path) {
 
 std::string line(int priority, const std::string& text) { return std::to_string(priority) + ' ' + text + '\n'; }
 
-bool all_zero(const void* record, std::size_t size) {
-  const auto* bytes = static_cast<const unsigned char*>(record);
-  return std::all_of(bytes, bytes + size, [](unsigned char byte) { return byte == 0; });
-}
+bool all_zero(const psu_info& record) { return bytes_of(record) == std::string(sizeof record, '\0'); }
 
-std::size_t mappings_of_caches() {
+// Of this process: of all files, or of the caches.
+long mappings(bool of_caches) {
   std::istringstream maps(read_text("/proc/self/maps"));
-  std::size_t count = 0;
+  long count = 0;
   for (std::string entry; std::getline(maps, entry);)
-    if (entry.find("_cache") != std::string::npos && entry.find("/tmp/.") != std::string::npos) ++count;
+    if (!of_caches || (entry.find("_cache") != std::string::npos && entry.find("/tmp/.") != std::string::npos)) ++count;
   return count;
 }
 
@@ -67,7 +55,7 @@ output_status output_after_update(const Device& device, cache_source* source, in
 }  // namespace
 
 // The library rests between two tries, and where a real battery needs it: nothing for ten thousand updates.
-int nanosleep(const timespec*, timespec*) { return 0; }
+extern "C" __attribute__((visibility("default"))) int nanosleep(const timespec*, timespec*) { return 0; }
 
 TEST(PsuWriter, CreatesTheImageInvalidThenFresh) {
   Device device("three-source");
@@ -79,14 +67,14 @@ TEST(PsuWriter, CreatesTheImageInvalidThenFresh) {
   EXPECT_EQ(status.st_mode & 07777, 0640U);
   auto image = image_of<kvrn_psu_info_image>(device, psu_cache);
   EXPECT_EQ(image.stamp, -1);
-  EXPECT_TRUE(all_zero(&image.records[0], sizeof(psu_info)));
+  EXPECT_TRUE(all_zero(image.records[0]));
   EXPECT_EQ(image.records[1].id, 1U);
   EXPECT_EQ(image.records[2].voltage_mv, 51900);
 
   source->update(source.get());
   image = image_of<kvrn_psu_info_image>(device, psu_cache);
   EXPECT_NEAR(static_cast<double>(image.stamp), static_cast<double>(get_timestamp_mono()), 2);
-  EXPECT_TRUE(all_zero(&image.records[3], sizeof(psu_info)));  // the board has three
+  EXPECT_TRUE(all_zero(image.records[3]));  // the board has three
   psu_info all[KVRN_PSU_MAX]{};
   device.hwmon("mon-battery", "in0_input", "1");
   EXPECT_EQ(psu_info_get_all(all, nullptr), 3);
@@ -104,7 +92,7 @@ TEST(PsuWriter, InvalidatesAnExistingImageByStampAndFirstRecord) {
   kvrn_psu_info_image image{};
   for (auto& record : image.records) record.voltage_mv = 5;
   image.stamp = get_timestamp_mono();
-  device.file(psu_cache, {reinterpret_cast<const char*>(&image), sizeof image});
+  device.file(psu_cache, bytes_of(image));
   const Source source(psu_info_cache_new());
   image = image_of<kvrn_psu_info_image>(device, psu_cache);
   EXPECT_EQ(image.stamp, -1);
@@ -147,6 +135,7 @@ TEST(Writers, RetryWhileTheFileCannotBeMapped) {
   EXPECT_NE(psu->get(psu.get(), &view), 0);
   output_view output{};
   EXPECT_NE(outputs->get(outputs.get(), &output), 0);
+  EXPECT_EQ(outputs->get(outputs.get(), nullptr), 0);
   EXPECT_EQ(output.count, 3);
   EXPECT_EQ(output.records[0].voltage_mv, 53900);
 }
@@ -170,7 +159,7 @@ TEST(Writers, AFileThatIsCutRemovedOrReplacedIsWholeAtTheNextUpdate) {
     psu_info_cache_data_free(&view);
     EXPECT_EQ(image_of<kvrn_output_image>(device, output_cache).records[1].voltage_mv, 53850) << what;
     EXPECT_EQ(open_descriptors(), descriptors) << what;
-    EXPECT_EQ(mappings_of_caches(), 2U) << what;
+    EXPECT_EQ(mappings(true), 2) << what;
   };
   for (const char* path : {psu_cache, output_cache}) {
     for (const off_t size : {0, 1, 24, 79, 544, 551}) {
@@ -195,56 +184,34 @@ TEST(Writers, AFileThatIsCutRemovedOrReplacedIsWholeAtTheNextUpdate) {
   }
 }
 
-TEST(Readers, AStampHalfWrittenIsNotFresh) {
-  Device device("three-source");
-  kvrn_psu_info_image image{};
-  for (const int64_t stamp : {INT64_C(0xFFFFFFFF), get_timestamp_mono() | INT64_C(-1) << 32}) {
-    image.stamp = stamp;
-    device.file(psu_cache, {reinterpret_cast<const char*>(&image), sizeof image});
-    psu_info_view view{};
-    EXPECT_EQ(get_psu_info_cache_data(&view), 0) << stamp;
-  }
-}
-
 TEST(OutputWriter, StateFollowsFlagsAndPower) {
   Device device("three-source");
   const int limit = 1000000;
   const Source source(output_cache_new(&limit, 0));
   EXPECT_EQ(image_of<kvrn_output_image>(device, output_cache).stamp, -1);
-  const struct {
-    const char *voltage, *current;
-    const char* file;  // NAME=TEXT of "/tmp/.NAME"
-    int power, enabled, state;
-  } cases[] = {{"50000", "18", "", 900000, 1, 0},
-               {"49999", "18", "", 899982, 1, 4},
-               {"999", "100", "", 0, 1, 4},
-               {"1000", "100", "", 100000, 1, 4},
-               {"50000", "50000", "", 0, 1, 4},
-               {"50000", "1000", "dc-enabled1=1", 50000000, 1, 5},
-               {"50000", "1", "dc-enabled1=0", 0, 1, 5},
-               {"50000", "1000", "overload_check_1=1", 50000000, 1, 2},
-               {"50000", "1000", "overload_check_1=2", 50000000, 1, 3},
-               {"50000", "1000", "overload_check_1=7", 50000000, 1, 0},
-               {"50000", "1000", "dc-problem1=1", 50000000, 0, 3},
-               {"50000", "1000", "overload_charging=1", 50000000, 1, 1},
-               {"50000", "1000", "lv_active=1", 50000000, 1, 1},
-               {"50000", "1000", "lv_active=2", 50000000, 1, 0}};
-  for (const auto& entry : cases) {
-    device.hwmon("mon-dc-out-2", "in0_input", entry.voltage);
-    device.hwmon("mon-dc-out-2", "curr1_input", entry.current);
-    const std::string file = entry.file;
-    const std::string path = "/tmp/." + file.substr(0, file.find('='));
-    if (!file.empty()) device.file(path, file.substr(file.find('=') + 1));
+  const std::tuple<const char*, const char*, int, int> loads[] = {
+      {"50000", "18", 900000, 0}, {"49999", "18", 899982, 4}, {"999", "100", 0, 4},
+      {"1000", "100", 100000, 4}, {"50000", "50000", 0, 4},   {"50000", "1000", 50000000, 0}};
+  for (const auto& [voltage, current, power, state] : loads) {
+    load_output(device, 2, voltage, current);
     const output_status record = output_after_update(device, source.get(), 1);
-    EXPECT_EQ(record.power_uw, entry.power) << entry.voltage << ' ' << entry.current << ' ' << file;
-    EXPECT_EQ(record.enabled, entry.enabled) << file;
-    EXPECT_EQ(record.state, entry.state) << entry.voltage << ' ' << entry.current << ' ' << file;
-    EXPECT_EQ(record.max_power, 0);
-    if (!file.empty()) device.remove(path);
+    EXPECT_EQ(record.power_uw, power) << voltage << ' ' << current;
+    EXPECT_EQ(record.state, state) << voltage << ' ' << current;
+    EXPECT_EQ(record.enabled << 1 | record.max_power, 2);
   }
-  device.file("/tmp/.overload_charging", "1");
-  device.file("/tmp/.lv_active", "1");
-  device.file("/tmp/.dc-problem1", "1");
+  const std::tuple<std::string, const char*, int, int> flags[] = {
+      {"dc-enabled1", "1", 1, 5},       {"dc-enabled1", "0", 1, 5},      {"overload_check_1", "1", 1, 2},
+      {"overload_check_1", "2", 1, 3},  {"overload_check_1", "7", 1, 0}, {"dc-problem1", "1", 0, 3},
+      {"overload_charging", "1", 1, 1}, {"lv_active", "1", 1, 1},        {"lv_active", "2", 1, 0}};
+  for (const auto& [flag, text, enabled, state] : flags) {
+    device.file("/tmp/." + flag, text);
+    const output_status record = output_after_update(device, source.get(), 1);
+    EXPECT_EQ(record.enabled, enabled) << flag << text;
+    EXPECT_EQ(record.state, state) << flag << text;
+    device.remove("/tmp/." + flag);
+  }
+  for (const char* flag : {"overload_charging", "lv_active", "dc-problem1"})
+    device.file(std::string("/tmp/.") + flag, "1");
   EXPECT_EQ(output_after_update(device, source.get(), 1).state, 1);  // low voltage decides first
   device.gpio(201, 0);
   device.remove("/tmp/.dc-problem1");
@@ -258,35 +225,29 @@ TEST(OutputWriter, ShedsTheHighestOutputsUntilTheRestIsWithinTheLimit) {
   Device device("three-source");
   int limit = 10000;
   const Source source(output_cache_new(&limit, 0));
-  const char* currents[] = {"600", "500", "400"};  // 6, 5 and 4 W
-  for (int i = 0; i < 3; ++i) {
-    const std::string monitor = "mon-dc-out-" + std::to_string(i + 1);
-    device.hwmon(monitor, "in0_input", "10000");
-    device.hwmon(monitor, "curr1_input", currents[i]);
-  }
+  load_output(device, 1, "10000", "600");
+  load_output(device, 2, "10000", "500");
+  load_output(device, 3, "10000", "400");
   // An output with a state of its own keeps it, and its power counts as removed.
-  const struct {
-    int limit;
-    const char *overload, *file, *states;
-  } cases[] = {{10000, "1", "", "0 1 1"},
-               {11000, "1", "", "0 0 1"},
-               {14999, "1", "", "0 0 1"},
-               {0, "1", "", "1 1 1"},
-               {0, "0", "", "0 0 0"},
-               {10000, "9", "", "0 1 1"},
-               {11000, "1", "/tmp/.overload_check_2", "0 0 2"},
-               {10000, "0", "/tmp/.dc-problem2", "0 1 3"},
-               {6000, "1", "/tmp/.dc-enabled0", "5 1 1"}};
-  for (const auto& entry : cases) {
-    limit = entry.limit;
-    device.file("/tmp/.overload_check", entry.overload);
-    if (*entry.file != '\0') device.file(entry.file, "1");
+  const std::tuple<int, const char*, std::string, const char*> cases[] = {{10000, "1", "none", "011"},
+                                                                          {11000, "1", "none", "001"},
+                                                                          {14999, "1", "none", "001"},
+                                                                          {0, "1", "none", "111"},
+                                                                          {0, "0", "none", "000"},
+                                                                          {10000, "9", "none", "011"},
+                                                                          {11000, "1", "overload_check_2", "002"},
+                                                                          {10000, "0", "dc-problem2", "013"},
+                                                                          {6000, "1", "dc-enabled0", "511"}};
+  for (const auto& [limit_mw, overload, flag, expected] : cases) {
+    limit = limit_mw;
+    device.file("/tmp/.overload_check", overload);
+    device.file("/tmp/." + flag, "1");
     source->update(source.get());
-    const auto image = image_of<kvrn_output_image>(device, output_cache);
     std::string states;
-    for (const auto& record : image.records) states += (states.empty() ? "" : " ") + std::to_string(record.state);
-    EXPECT_EQ(states, entry.states) << entry.limit << ' ' << entry.overload << ' ' << entry.file;
-    if (*entry.file != '\0') device.remove(entry.file);
+    for (const auto& record : image_of<kvrn_output_image>(device, output_cache).records)
+      states += std::to_string(record.state);
+    EXPECT_EQ(states, expected) << limit << ' ' << overload << ' ' << flag;
+    device.remove("/tmp/." + flag);
   }
   const Source unlimited(output_cache_new(nullptr, 0));
   device.file("/tmp/.overload_check", "1");
@@ -295,98 +256,65 @@ TEST(OutputWriter, ShedsTheHighestOutputsUntilTheRestIsWithinTheLimit) {
 
 namespace {
 
-// The 32-bit words of both images, by their place, with the values that were met there. A word is never torn, so what a
-// reader meets must have been written as it stands. Kept off the heap, which is measured.
-class Words {
- public:
-  void add(std::span<const psu_info> psus, std::span<const output_status> outputs) {
-    add(0, std::as_bytes(psus));
-    add(sizeof(kvrn_psu_info_image), std::as_bytes(outputs));
-  }
-  void add(std::size_t place, std::span<const std::byte> bytes) {
-    for (std::size_t at = 0; at + sizeof(std::uint32_t) <= bytes.size(); at += sizeof(std::uint32_t)) {
-      std::uint32_t word = 0;
-      std::memcpy(&word, &bytes[at], sizeof word);
-      std::uint32_t& last = last_[(place + at) / sizeof word];
-      if (word != last || word == 0) seen_.insert((static_cast<std::uint64_t>(place + at) << 32) + word);
-      last = word;
-    }
-  }
-  const std::pmr::set<std::uint64_t>& all() const { return seen_; }
+// What a monitor reads: a torn or cleared word would be another value.
+constexpr const char* readings[] = {"286331153", "572662306"};  // 0x11111111 and 0x22222222
+bool written(int32_t value) { return value == 0 || value == 0x11111111 || value == 0x22222222; }
 
- private:
-  std::array<std::byte, 1 << 20> room_;
-  std::array<std::uint32_t, (sizeof(kvrn_psu_info_image) + sizeof(kvrn_output_image)) / sizeof(std::uint32_t)> last_{};
-  std::pmr::monotonic_buffer_resource pool_{room_.data(), room_.size(), std::pmr::null_memory_resource()};
-  std::pmr::set<std::uint64_t> seen_{&pool_};
-};
-
-// Reads through the mappings until somebody writes to `stop`, then tells what it met.
-[[noreturn]] void read_until(int stop, int report) {
-  static Words met;
+// Looks at the images through their mappings until somebody writes to `stop`. Ends with 0 when it saw nothing but what
+// was written.
+[[noreturn]] void look_until(int stop) {
   (void)!::nice(19);  // it never rests; the writer must not wait for it
+  bool good = true;
+  long looks = 0;
   for (pollfd wait{stop, POLLIN, 0}; ::poll(&wait, 1, 0) == 0;) {
     psu_info_view psus{};
     output_view outputs{};
     (void)get_psu_info_cache_data(&psus);
     (void)get_output_cache_data(&outputs);
-    for (int look = 0; look < 1000; ++look)
-      met.add({psus.records, static_cast<std::size_t>(psus.count)},
-              {outputs.records, static_cast<std::size_t>(outputs.count)});
+    for (int look = 0; look < 50000; ++look) {
+      std::atomic_signal_fence(std::memory_order_seq_cst);  // another process changes what the mappings hold
+      for (int psu = 0; psu < psus.count; ++psu, ++looks) good = good && psus.records[psu].id == unsigned(psu);
+      if (psus.count > 2) good = good && written(psus.records[2].voltage_mv) && written(psus.records[2].current_ma);
+      for (int output = 0; output < outputs.count; ++output) good = good && written(outputs.records[output].voltage_mv);
+    }
     psu_info_cache_data_free(&psus);
     output_cache_data_free(&outputs);
   }
-  for (const std::uint64_t word : met.all())
-    if (::write(report, &word, sizeof word) != sizeof word) break;
-  ::_exit(0);
+  ::_exit(good && looks > 0 ? 0 : 1);
 }
 
-struct Board {
-  const char* name;
-  std::vector<unsigned> lines;
-  int address;  // of a device on bus 2
-  std::vector<int> registers;
-};
-const Board boards[] = {{"three-source", {100, 109, 111, 160, 201, 205, 211, 212}, 0x58, {0x8B, 0x8C, 0x8D}},
-                        {"four-source", {100, 109, 111, 112, 115, 207, 211, 212}, 0x0B, {0x09, 0x0A, 0x0F, 0x16}}};
-
-void PrintTo(const Board& board, std::ostream* out) { *out << board.name; }
-
 // Makes one thing of the device fail, work or change. At most one line is busy, and until the next time.
-void disturb(Device& device, const Board& board, std::mt19937& random) {
+void disturb(Device& device, std::mt19937& random) {
+  static constexpr unsigned lines[] = {100, 109, 111, 112, 115, 160, 201, 205, 207, 211, 212};
+  static constexpr int registers[][2] = {{0x58, 0x8B}, {0x58, 0x8C}, {0x58, 0x8D}, {0x0B, 0x09},
+                                         {0x0B, 0x0A}, {0x0B, 0x0F}, {0x0B, 0x16}};
   static unsigned busy = 0;
   if (busy != 0) device.gpio_busy(busy, false);
   busy = 0;
-  const auto any = [&random](const auto& list) { return list[random() % list.size()]; };
   const bool coin = (random() & 1) != 0;
-  const char* value = coin ? "286331153" : "572662306";  // 0x11111111 and 0x22222222: a torn word would mix them
+  const unsigned line = lines[random() % std::size(lines)];
+  const auto& [address, reg] = registers[random() % std::size(registers)];
   switch (random() % 8) {
     case 0:
-      busy = any(board.lines);
-      return device.gpio_busy(busy, true);
+      return device.gpio_busy(busy = line, true);
     case 1:
-      return device.i2c_refuse(2, board.address, any(board.registers), coin);
+      return device.i2c_refuse(2, address, reg, coin);
     case 2:
-      return device.i2c_byte(2, board.address, any(board.registers), coin ? 17 : 200);
+      return device.i2c_byte(2, address, reg, coin ? 17 : 200);
     case 3:
-      return device.gpio(any(board.lines), coin ? 1 : 0);
+      return device.gpio(line, coin ? 1 : 0);
     case 4:
-      return device.hwmon("mon-battery", coin ? "in0_input" : "curr1_input", value);
+      return device.hwmon("mon-battery", coin ? "in0_input" : "curr1_input", readings[random() % 2]);
     case 5:
       return device.file("/tmp/.overload_check", coin ? "1" : "");
     case 6:
-      return device.hwmon("mon-dc-out-" + std::to_string(1 + random() % 3), "in0_input", value);
+      return device.hwmon("mon-dc-out-" + std::to_string(1 + random() % 3), "in0_input", readings[coin ? 1 : 0]);
     default:
       return device.remove("/var/run/hwmon/mon-battery/in0_input");
   }
 }
 
-int mappings() {
-  const std::string maps = read_text("/proc/self/maps");
-  return static_cast<int>(std::count(maps.begin(), maps.end(), '\n'));
-}
-
-class ManyUpdates : public testing::TestWithParam<Board> {};
+class ManyUpdates : public testing::TestWithParam<const char*> {};
 
 }  // namespace
 
@@ -395,49 +323,37 @@ TEST_P(ManyUpdates, OfFailingHardwareKeepNothingAndShowOnlyWhatWasWritten) {
   const int updates = wanted == nullptr ? KVRN_WRITER_UPDATES : std::atoi(wanted);
   // The images are written through to the disk, which is another test's affair.
   if (::access("/dev/shm", W_OK) == 0) ::setenv("TMPDIR", "/dev/shm", 1);
-  Device device(GetParam().name);
+  Device device(GetParam());
+  for (const char* attribute : {"in0_input", "curr1_input"}) device.hwmon("mon-battery", attribute, readings[0]);
+  for (int output = 1; output <= 3; ++output) load_output(device, output, readings[0], "1");
   std::mt19937 random(7);
   const int limit = 1;
   const Source psu(psu_info_cache_new());
   const Source outputs(output_cache_new(&limit, 0));
-  psu_info_view psu_now{};
-  output_view output_now{};
-  ASSERT_NE(psu->get(psu.get(), &psu_now), 0);
-  ASSERT_NE(outputs->get(outputs.get(), &output_now), 0);
-  static Words written;
-  const auto note = [&] { written.add({psu_now.records, KVRN_PSU_MAX}, {output_now.records, KVRN_OUTPUT_MAX}); };
-  note();  // a new image: the first record cleared, the others filled
   const auto update = [&] {
-    disturb(device, GetParam(), random);
+    disturb(device, random);
     psu->update(psu.get());
     outputs->update(outputs.get());
-    note();
   };
   update();
   int stop[2];
-  int report[2];
-  ASSERT_EQ(::pipe(stop) + ::pipe(report), 0);
+  ASSERT_EQ(::pipe(stop), 0);
   const pid_t reader = ::fork();
-  if (reader == 0) read_until(stop[0], report[1]);
-  ::close(report[1]);
+  if (reader == 0) look_until(stop[0]);
   const auto descriptors = open_descriptors();
-  const auto maps = mappings();
+  const auto maps = mappings(false);
   const auto heap = ::mallinfo2().uordblks;
   for (int i = 1; i < updates; ++i) update();
   EXPECT_EQ(open_descriptors(), descriptors);
-  EXPECT_NEAR(mappings(), maps, updates / 20.0);  // an allocator may map more; of the caches the count is exact
-  EXPECT_EQ(mappings_of_caches(), 2U);
+  EXPECT_NEAR(mappings(false), maps, updates / 20.0);  // an allocator may map more; of the caches the count is exact
+  EXPECT_EQ(mappings(true), 2);
   // Freed blocks that the allocator keeps at hand count as used: a few of each size. A block lost at one update of
   // twenty would be more.
   EXPECT_NEAR(static_cast<double>(::mallinfo2().uordblks), static_cast<double>(heap), updates * 16.0 / 20);
   ASSERT_EQ(::write(stop[1], "x", 1), 1);
-  std::size_t met = 0;
-  for (std::uint64_t word = 0; ::read(report[0], &word, sizeof word) == sizeof word; ++met)
-    EXPECT_TRUE(written.all().contains(word)) << "at " << (word >> 32) << ": " << std::hex << (word & 0xFFFFFFFF);
-  EXPECT_GT(met, written.all().size() / 2);
-  ::waitpid(reader, nullptr, 0);
+  int status = -1;
+  ::waitpid(reader, &status, 0);
+  EXPECT_EQ(status, 0) << "something else was seen";
 }
 
-INSTANTIATE_TEST_SUITE_P(Boards, ManyUpdates, testing::ValuesIn(boards), [](const auto& entry) {
-  return std::string(entry.param.name, entry.param.name[0] == 't' ? 5 : 4);
-});
+INSTANTIATE_TEST_SUITE_P(Boards, ManyUpdates, testing::Values("three-source", "four-source"));

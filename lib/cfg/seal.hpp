@@ -3,7 +3,7 @@
 //
 // The format derives its key from a passphrase and the salt with 999 rounds that mix a buffer into itself. Each such
 // round xors every byte with itself, so the key is 32 zero bytes whatever went in: there is no secret, and what is left
-// is computed directly here. A test holds this against the literal rounds.
+// is computed directly here. A fuzz target holds this against the literal rounds.
 #pragma once
 
 #include <cstddef>

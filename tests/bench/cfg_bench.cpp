@@ -15,7 +15,7 @@
 #include "cfg/base64.hpp"
 #include "tests/bench/ratio.hpp"
 #include "tests/cfg_fixture.hpp"
-#include "tests/cfg_rounds.hpp"
+#include "tests/fuzz/cfg_rounds.hpp"
 #include "tests/temp_dir.hpp"
 
 namespace {

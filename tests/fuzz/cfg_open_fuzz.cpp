@@ -4,7 +4,7 @@
 
 #include "cfg/base64.hpp"
 #include "cfg/seal.hpp"
-#include "tests/cfg_rounds.hpp"
+#include "tests/fuzz/cfg_rounds.hpp"
 #include "tests/fuzz/cfg_fuzz.hpp"
 
 namespace {
