@@ -55,6 +55,7 @@ std::string ids_of(const Alarm& alarm) {
 // The alarm that is meant, or where they are.
 std::string meant_by(const std::string& name) {
   std::vector<std::string> known;
+  known.reserve(alarms.size());
   for (const Alarm& alarm : alarms) known.emplace_back(alarm.name);
   const std::string meant = cli::meant(name.substr(0, name.find('.')), known);
   return meant.empty() ? "; \"kvrnctl alarms\" lists them" : meant;
