@@ -32,7 +32,7 @@ json outputs(Result& result, Errors& errors) {
 json budget(Result& result, Errors& errors) {
   const OutputReading reading = read_outputs();
   fail_unless_fresh(result, reading.source);
-  const json section = budget_section(read_psus(Source::automatic), reading, errors);
+  json section = budget_section(read_psus(Source::automatic), reading, errors);
   if (!section.contains("available_mw")) result.fail(Exit::not_on_this_board, no_budget);
   return section;
 }
