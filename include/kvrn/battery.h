@@ -5,7 +5,8 @@
  *
  * The functions that take a PSU number mean a battery's: 2 or 3. They read the files of battery (PSU number - 2):
  * "/tmp/.battery_info" belongs to PSU 2, "/tmp/.battery_info_1" to PSU 3. Several threads may call them at once, but
- * for get_filename_bat_psu_id(), get_battery_internal_resistance() and the capacity estimate, which keep something.
+ * for get_filename_bat_psu_id(), get_battery_internal_resistance() and the capacity estimate, which keep something, and
+ * for the first read_battery_flags() or read_battery_flags_v2(), which identifies the board.
  */
 #ifndef KVRN_BATTERY_H
 #define KVRN_BATTERY_H

@@ -22,8 +22,8 @@ KVRN_BEGIN_DECLS
 
 /**
  * Whether a DC output is switched on. Output 0 counts as on when one of the board's PoE lines is. A line that cannot be
- * read counts as on, and so does an output that no board has. The PoE lines are collected at the first call for output
- * 0; one thread at a time.
+ * read counts as on, and so does an output that no board has. The first call identifies the board, and the first for
+ * output 0 collects the PoE lines; one thread at a time.
  * @param output 0 to 2
  * @return 1 or 0
  */
