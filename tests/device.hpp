@@ -6,6 +6,7 @@
 #include <kvrn/kvrn.h>
 
 #include <climits>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -43,5 +44,7 @@ struct OwnSource {
   }
 };
 
-// Passes in a process of its own where the check is true: the library asks for the board once.
-#define EXPECT_IN_PROCESS(...) EXPECT_EXIT(std::_Exit((__VA_ARGS__) ? 0 : 1), testing::ExitedWithCode(0), "")
+// Makes a check in a process of its own: the library asks for the board once. After a failed one the next fail, too.
+#define EXPECT_IN_PROCESS(check)          \
+  EXPECT_EXIT(check; std::fflush(stdout); \
+              std::_Exit(testing::Test::HasFailure() ? 1 : 0), testing::ExitedWithCode(0), "")
