@@ -56,13 +56,13 @@ TEST(Outputs, APoeLineKeepsOutputZeroOn) {
 }
 
 TEST(Outputs, LineMapFollowsTheBoard) {
-  EXPECT_IN_PROCESS(check_lines("three-source", 0, {111, 201, 202}));
-  EXPECT_IN_PROCESS(check_lines("three-source", 3, {202}));
-  EXPECT_IN_PROCESS(check_lines("three-source", 4, {}));
-  EXPECT_IN_PROCESS(check_lines("three-source", -1, {}));
-  EXPECT_IN_PROCESS(check_lines("four-source", 1, {111}));
-  EXPECT_IN_PROCESS(check_lines("four-source", 2, {}));
-  EXPECT_IN_PROCESS(check_lines("generic", 4000, {111}));
+  in_process([] { check_lines("three-source", 0, {111, 201, 202}); });
+  in_process([] { check_lines("three-source", 3, {202}); });
+  in_process([] { check_lines("three-source", 4, {}); });
+  in_process([] { check_lines("three-source", -1, {}); });
+  in_process([] { check_lines("four-source", 1, {111}); });
+  in_process([] { check_lines("four-source", 2, {}); });
+  in_process([] { check_lines("generic", 4000, {111}); });
 }
 
 TEST(Outputs, DcOutputAsksForTheNextNumberAndPoeByBitSeven) {

@@ -45,10 +45,10 @@ void check_rules(const char* profile, const Rules& rules) {
 }  // namespace
 
 TEST(Platform, RulesFollowTheBoard) {
-  EXPECT_IN_PROCESS(check_rules("four-source", {4, 1, 200000, 100000, 0, {2000, 1500}}));
-  EXPECT_IN_PROCESS(check_rules("three-source", {3, 3, 480000, 240000, 250000, {3000, 3000}}));
-  EXPECT_IN_PROCESS(check_rules("generic", {2, 1, 0, 0, 0, {2000, 1500}}));
-  EXPECT_IN_PROCESS(check_rules("ar724x", {2, 1, 0, 0, 0, {2000, 1500}}));
+  in_process([] { check_rules("four-source", {4, 1, 200000, 100000, 0, {2000, 1500}}); });
+  in_process([] { check_rules("three-source", {3, 3, 480000, 240000, 250000, {3000, 3000}}); });
+  in_process([] { check_rules("generic", {2, 1, 0, 0, 0, {2000, 1500}}); });
+  in_process([] { check_rules("ar724x", {2, 1, 0, 0, 0, {2000, 1500}}); });
 }
 
 TEST(Mains, FlagFileWinsOverTheActiveLowLine) {
