@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 // What identification reads from the unit's calibration partition, and what it writes into the chosen record.
-#include <algorithm>
 #include <fstream>
 
 #include "tests/board_table.hpp"
@@ -9,17 +8,10 @@
 
 namespace {
 
-using Mac = std::array<uint8_t, 6>;
-constexpr Mac no_mac{};
-constexpr Mac first_mac{0x02, 0x11, 0x12, 0x13, 0x14, 0x15};
-constexpr Mac second_mac{0x02, 0x17, 0x18, 0x19, 0x1A, 0x1B};
-constexpr Mac calibration_mac{0x02, 0xA1, 0xA2, 0xA3, 0xA4, 0xA5};
-
-Mac mac_of(const uint8_t (&bytes)[6]) {
-  Mac mac;
-  std::ranges::copy(bytes, mac.begin());
-  return mac;
-}
+const std::string no_mac(6, '\0');
+const std::string first_mac = "\x02\x11\x12\x13\x14\x15";
+const std::string second_mac = "\x02\x17\x18\x19\x1A\x1B";
+const std::string calibration_mac = "\x02\xA1\xA2\xA3\xA4\xA5";
 
 FlashImage radio_image(unsigned id, uint32_t revision, unsigned calibration = 0x0348) {
   return FlashImage()
@@ -49,8 +41,8 @@ TEST(Ar724xUnit, RevisionChoosesBetweenRowsOfOneId) {
 TEST(Ar724xUnit, IdentityComesFromTheRadioDataOrElseFromTheBoardData) {
   constexpr unsigned nobody = 0x1234;
   const auto image = [] { return FlashImage().macs().revision(1).radio_word(0, 0xA55A).calibration(256, 0); };
-  const Mac &cal = calibration_mac, &first = first_mac;
-  const std::tuple<const char*, FlashImage, uint16_t, uint16_t, uint16_t, Mac> cases[] = {
+  const std::string &cal = calibration_mac, &first = first_mac;
+  const std::tuple<const char*, FlashImage, uint16_t, uint16_t, uint16_t, std::string> cases[] = {
       // row 0: the generic record
       {"words 19 and 20", image().radio_word(19, 0xAAAA).radio_word(20, 0xE205), 0xE205, 0xE205, 0xAAAA, cal},
       {"nothing is swapped", image().radio_word(0, 0x5AA5).radio_word(20, 0xE205), 0xE205, 0xE205, 0xFFFF, cal},
@@ -72,13 +64,13 @@ TEST(Ar724xUnit, IdentityComesFromTheRadioDataOrElseFromTheBoardData) {
     EXPECT_EQ(row != 0 ? board->system_id : board == &ar724x_generic() ? 0 : -1, row) << what;
     EXPECT_EQ(board->radio_subsys_id, id) << what;
     EXPECT_EQ(board->radio_subsys_vendor_id, vendor) << what;
-    EXPECT_EQ(mac_of(board->base_mac), base_mac) << what;
-    EXPECT_EQ(mac_of(board->eth[0].mac), first_mac) << what;
-    EXPECT_EQ(mac_of(board->eth[1].mac), second_mac) << what;
+    EXPECT_EQ(bytes_of(board->base_mac), base_mac) << what;
+    EXPECT_EQ(bytes_of(board->eth[0].mac), first_mac) << what;
+    EXPECT_EQ(bytes_of(board->eth[1].mac), second_mac) << what;
   }
   device.remove("/proc/mtd");
   EXPECT_EQ(ar7240_identify(3), &ar724x_generic());
-  EXPECT_EQ(mac_of(ar724x_generic().eth[1].mac), no_mac);
+  EXPECT_EQ(bytes_of(ar724x_generic().eth[1].mac), no_mac);
 }
 
 TEST(Ar724xUnit, CalibrationValueIsTakenWhereItSaysSomething) {
@@ -128,7 +120,7 @@ TEST(Qca953xUnit, NeedsTheBoardDatasMagicAndIsGenericWithoutData) {
     FlashImage flash;
     const kvrn_board_record* row;
     uint16_t id, vendor;
-    Mac base_mac;
+    std::string base_mac;
   } cases[] = {
       {"three-source", FlashImage().macs().board_id(0xEE5B), ar953x_identify_system(0xEE5B), 0xEE5B, 0x0777, first_mac},
       {"unknown id", FlashImage().macs().board_id(0x1234), &qca953x_generic(), 0x1234, 0x0777, first_mac},
@@ -142,9 +134,9 @@ TEST(Qca953xUnit, NeedsTheBoardDatasMagicAndIsGenericWithoutData) {
     EXPECT_EQ(board, entry.row) << entry.what;
     EXPECT_EQ(board->radio_subsys_id, entry.id) << entry.what;
     EXPECT_EQ(board->radio_subsys_vendor_id, entry.vendor) << entry.what;
-    EXPECT_EQ(mac_of(board->base_mac), entry.base_mac) << entry.what;
-    EXPECT_EQ(mac_of(board->eth[0].mac), first_mac) << entry.what;
-    EXPECT_EQ(mac_of(board->eth[1].mac), second_mac) << entry.what;
+    EXPECT_EQ(bytes_of(board->base_mac), entry.base_mac) << entry.what;
+    EXPECT_EQ(bytes_of(board->eth[0].mac), first_mac) << entry.what;
+    EXPECT_EQ(bytes_of(board->eth[1].mac), second_mac) << entry.what;
     EXPECT_EQ(board->features, 0U) << entry.what;
     for (int port = 0; port < board->eth_count; ++port) EXPECT_LE(board->eth[port].max_mtu, 2024) << entry.what;
   }
@@ -155,6 +147,6 @@ TEST(Qca953xUnit, NeedsTheBoardDatasMagicAndIsGenericWithoutData) {
   EXPECT_EQ(open_descriptors(), before);
   EXPECT_EQ(board, &qca953x_generic());
   EXPECT_EQ(board->radio_subsys_id + board->radio_subsys_vendor_id, 0);
-  EXPECT_EQ(mac_of(board->eth[0].mac), no_mac);
+  EXPECT_EQ(bytes_of(board->eth[0].mac), no_mac);
   EXPECT_EQ(board->cpu_revision, 0xFFFFFFFF) << "a file that ends in front of the register";
 }

@@ -4,7 +4,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <set>
 
@@ -17,13 +16,14 @@ void give_poe(unsigned port, uint8_t line) {
   const_cast<kvrn_board_record*>(board_identify())->eth[port].poe_gpio = line;
 }
 
-bool maps(const char* profile, int output, const std::array<uint8_t, 3>& expected) {
+void check_lines(const char* profile, int output, const std::array<uint8_t, 3>& expected) {
   const Device device(profile);
-  uint8_t lines[3] = {9, 9, 9};
+  std::array<uint8_t, 3> lines{9, 9, 9};
   uint32_t level = 9;
-  get_dc_gpio(output, lines, &level);
+  get_dc_gpio(output, lines.data(), &level);
   get_dc_gpio(output, nullptr, nullptr);
-  return std::equal(expected.begin(), expected.end(), lines) && level == 0;
+  EXPECT_EQ(lines, expected) << profile << ' ' << output;
+  EXPECT_EQ(level, 0U);
 }
 
 }  // namespace
@@ -56,13 +56,13 @@ TEST(Outputs, APoeLineKeepsOutputZeroOn) {
 }
 
 TEST(Outputs, LineMapFollowsTheBoard) {
-  EXPECT_IN_PROCESS(maps("three-source", 0, {111, 201, 202}));
-  EXPECT_IN_PROCESS(maps("three-source", 3, {202}));
-  EXPECT_IN_PROCESS(maps("three-source", 4, {}));
-  EXPECT_IN_PROCESS(maps("three-source", -1, {}));
-  EXPECT_IN_PROCESS(maps("four-source", 1, {111}));
-  EXPECT_IN_PROCESS(maps("four-source", 2, {}));
-  EXPECT_IN_PROCESS(maps("generic", 4000, {111}));
+  in_process([] { check_lines("three-source", 0, {111, 201, 202}); });
+  in_process([] { check_lines("three-source", 3, {202}); });
+  in_process([] { check_lines("three-source", 4, {}); });
+  in_process([] { check_lines("three-source", -1, {}); });
+  in_process([] { check_lines("four-source", 1, {111}); });
+  in_process([] { check_lines("four-source", 2, {}); });
+  in_process([] { check_lines("generic", 4000, {111}); });
 }
 
 TEST(Outputs, DcOutputAsksForTheNextNumberAndPoeByBitSeven) {

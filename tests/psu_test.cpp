@@ -20,29 +20,35 @@ struct Rules {
   int full_mw, reduced_mw, fixed_mw;
   uint32_t charging_ma[2];  // the highest current of PSU 2 and of PSU 3
 };
-bool hold(const char* profile, const Rules& rules) {
+void check_rules(const char* profile, const Rules& rules) {
   const Device device(profile);
   int outputs = 0;
   const char* const* names = get_dc_out_addrs(&outputs);
-  bool good = get_psu_count() == rules.psus && outputs == rules.outputs && names[outputs] == nullptr;
-  good = good && psu_id_valid(rules.psus - 1) == 1 && psu_id_valid(rules.psus) + psu_id_valid(-1) == 0;
-  good = good && psu_get_type(1) == 1 && psu_get_type(7) == 2 && get_max_charging_power(2) == 10000;
-  good = good && psu_get_max_power_mW(2, 0, 0) == rules.full_mw && psu_get_max_power_mW(1, 0, 0) == rules.reduced_mw;
+  EXPECT_EQ(outputs, rules.outputs);
+  EXPECT_EQ(names[outputs], nullptr);
+  EXPECT_EQ(get_psu_count(), rules.psus);
+  EXPECT_EQ(psu_id_valid(rules.psus - 1), 1);
+  EXPECT_EQ(psu_id_valid(rules.psus) + psu_id_valid(-1), 0);
+  EXPECT_EQ(psu_get_type(1) * 10 + psu_get_type(7), 12);
+  EXPECT_EQ(get_max_charging_power(2), 10000);
+  EXPECT_EQ(psu_get_max_power_mW(2, 0, 0), rules.full_mw);
+  EXPECT_EQ(psu_get_max_power_mW(1, 0, 0), rules.reduced_mw);
+  EXPECT_EQ(get_max_usable_power(-1), rules.fixed_mw);
   for (const int psu : {2, 3}) {
     uint32_t currents[KVRN_CHARGING_OPTIONS] = {9, 9, 9, 9, 9};
     psu_get_charging_options(psu, currents);
-    good = good && currents[0] == rules.charging_ma[psu - 2] && currents[4] == 0;
+    EXPECT_EQ(currents[0], rules.charging_ma[psu - 2]);
+    EXPECT_EQ(currents[4], 0U);
   }
-  return good && get_max_usable_power(-1) == rules.fixed_mw;
 }
 
 }  // namespace
 
 TEST(Platform, RulesFollowTheBoard) {
-  EXPECT_IN_PROCESS(hold("four-source", {4, 1, 200000, 100000, 0, {2000, 1500}}));
-  EXPECT_IN_PROCESS(hold("three-source", {3, 3, 480000, 240000, 250000, {3000, 3000}}));
-  EXPECT_IN_PROCESS(hold("generic", {2, 1, 0, 0, 0, {2000, 1500}}));
-  EXPECT_IN_PROCESS(hold("ar724x", {2, 1, 0, 0, 0, {2000, 1500}}));
+  in_process([] { check_rules("four-source", {4, 1, 200000, 100000, 0, {2000, 1500}}); });
+  in_process([] { check_rules("three-source", {3, 3, 480000, 240000, 250000, {3000, 3000}}); });
+  in_process([] { check_rules("generic", {2, 1, 0, 0, 0, {2000, 1500}}); });
+  in_process([] { check_rules("ar724x", {2, 1, 0, 0, 0, {2000, 1500}}); });
 }
 
 TEST(Mains, FlagFileWinsOverTheActiveLowLine) {
