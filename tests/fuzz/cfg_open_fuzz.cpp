@@ -4,8 +4,8 @@
 
 #include "cfg/base64.hpp"
 #include "cfg/seal.hpp"
-#include "tests/fuzz/cfg_rounds.hpp"
 #include "tests/fuzz/cfg_fuzz.hpp"
+#include "tests/fuzz/cfg_rounds.hpp"
 
 namespace {
 
