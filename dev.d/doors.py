@@ -6,7 +6,7 @@ import sys
 from pathlib import Path
 
 MAP = "cmake/libkvrn.map"
-# What the module imports from its host, and the boards' records, which are data.
+# What the module imports from its host.
 HOST = {"odb_add", "odb_destroy", "abz_clear_error"}
 
 

@@ -246,11 +246,9 @@ int sbs_battery_get_direct(kvrn_sbs_battery_info* out) {
 }
 
 int kvrn_smart_battery_read(int psu, kvrn_sbs_battery_info* out) {
-  const kvrn::Platform& platform = kvrn::platform();
-  if (out == nullptr || psu < 0 || psu >= platform.psu_count) return 0;
-  const kvrn::PowerSource& source = platform.sources[static_cast<std::size_t>(psu)];
-  if (source.kind != kvrn::SourceKind::smart_battery) return 0;
-  return kvrn::read_battery(source.battery.smart, *out) ? 1 : 0;
+  const kvrn::PowerSource* source = kvrn::platform().source(psu);
+  if (out == nullptr || source == nullptr || source->kind != kvrn::SourceKind::smart_battery) return 0;
+  return kvrn::read_battery(source->battery.smart, *out) ? 1 : 0;
 }
 
 int sbs_battery_shutdown() {

@@ -36,10 +36,9 @@ int get_psu_count() KVRN_DOOR(source_count);
 int psu_id_valid(int psu) { return psu >= 0 && psu < kvrn::source_count() ? 1 : 0; }
 
 int psu_get_type(int psu) {
-  const auto present = platform().present();
-  const auto row = static_cast<std::size_t>(psu);
+  const kvrn::PowerSource* source = platform().source(psu);
   // Numbers beyond the board's: 0 and 1 are inputs anywhere.
-  const bool input = psu >= 0 && row < present.size() ? present[row].is_input() : psu < 2;
+  const bool input = source != nullptr ? source->is_input() : psu < 2;
   return input ? KVRN_PSU_TYPE_INPUT : KVRN_PSU_TYPE_BATTERY;
 }
 

@@ -131,6 +131,10 @@ struct Platform {
   constexpr std::span<const PowerSource> present() const {
     return std::span(sources).first(static_cast<std::size_t>(psu_count));
   }
+  // A source of the board; null for a number beyond them.
+  constexpr const PowerSource* source(int psu) const {
+    return psu >= 0 && psu < psu_count ? &sources[static_cast<std::size_t>(psu)] : nullptr;
+  }
   // The numbers of inputs and batteries that programs ask for need not be on the board. Inputs: 0 is the first, any
   // other the last.
   constexpr int input_number(int input) const {

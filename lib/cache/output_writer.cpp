@@ -50,13 +50,7 @@ int update(cache_source* self) {
 }
 
 int get(cache_source* self, void* view) {
-  const Writer& writer = writer_of(self);
-  if (view == nullptr) return 0;
-  auto& out = *static_cast<output_view*>(view);
-  out = {};
-  if (writer.image.start == nullptr) return 0;
-  out = {static_cast<const output_status*>(writer.image.start), kvrn::output_count(), writer.image.fd};
-  return 1;
+  return kvrn::hand_out<output_view>(writer_of(self).image, view, kvrn::output_count);
 }
 
 void destroy(cache_source* self) {

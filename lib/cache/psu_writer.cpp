@@ -42,13 +42,7 @@ int update(cache_source* self) {
 }
 
 int get(cache_source* self, void* view) {
-  const Writer& writer = writer_of(self);
-  if (view == nullptr) return 0;
-  auto& out = *static_cast<psu_info_view*>(view);
-  out = {};
-  if (writer.image.start == nullptr) return 0;
-  out = {static_cast<const psu_info*>(writer.image.start), kvrn::source_count(), writer.image.fd};
-  return 1;
+  return kvrn::hand_out<psu_info_view>(writer_of(self).image, view, kvrn::source_count);
 }
 
 void destroy(cache_source* self) { ::free(self); }

@@ -32,6 +32,17 @@ bool map_for_writing(const WriterSpec& spec, Fd fd, WriterImage& image);
 // Lets go of an image whose file was removed or replaced, so that it is mapped anew.
 void drop_if_replaced(const WriterSpec& spec, WriterImage& image);
 
+// Fills a caller's view of the image, as a source's `get` does; the count is asked for only while there is one.
+template <typename View>
+int hand_out(const WriterImage& image, void* view, int (*count)()) {
+  if (view == nullptr) return 0;
+  auto& out = *static_cast<View*>(view);
+  out = {};
+  if (image.start == nullptr) return 0;
+  out = {static_cast<decltype(out.records)>(image.start), count(), image.fd};
+  return 1;
+}
+
 // Writes the records, then the stamp. @return the upper half of the stamp, which callers do not test
 int publish(const WriterSpec& spec, const WriterImage& image, std::span<const std::byte> records);
 

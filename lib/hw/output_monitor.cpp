@@ -31,13 +31,19 @@ Load read_load(int output) {
   return {voltage, kvrn::current_ma(output)};
 }
 
+std::int32_t read_power_uw(std::uint32_t output) {
+  std::int32_t sum = 0;
+  const auto count = static_cast<std::uint32_t>(output_monitors().size());
+  for (std::uint32_t i = 0; i < count; ++i)
+    if (output == all_outputs || output == i) sum = add_i32(sum, read_load(static_cast<int>(i)).power_uw());
+  return sum;
+}
+
 }  // namespace kvrn
 
 namespace {
 
 bool on_board(uint32_t output) { return output < kvrn::output_monitors().size(); }
-
-int power_uw(int output) { return kvrn::read_load(output).power_uw(); }
 
 }  // namespace
 
@@ -49,10 +55,8 @@ int isl28022_read_current_id_direct(uint32_t output) {
   return on_board(output) ? kvrn::current_ma(static_cast<int>(output)) : 0;
 }
 
-int isl28022_read_power_id_direct(uint32_t output) { return on_board(output) ? power_uw(static_cast<int>(output)) : 0; }
-
-int isl28022_read_power_out_direct() {
-  int sum = 0;
-  for (int i = 0; i < static_cast<int>(kvrn::output_monitors().size()); ++i) sum = kvrn::add_i32(sum, power_uw(i));
-  return sum;
+int isl28022_read_power_id_direct(uint32_t output) {
+  return output == kvrn::all_outputs ? 0 : kvrn::read_power_uw(output);
 }
+
+int isl28022_read_power_out_direct() { return kvrn::read_power_uw(kvrn::all_outputs); }

@@ -16,4 +16,8 @@ struct Load {
 // Of an output that the board has.
 Load read_load(int output);
 
+// The power of an output, 0 of one that the board has not, or the sum of all; wraps as on the target.
+inline constexpr std::uint32_t all_outputs = UINT32_MAX;
+std::int32_t read_power_uw(std::uint32_t output);
+
 }  // namespace kvrn

@@ -40,14 +40,6 @@ std::optional<int> shared_power_uw(int output, cache_source* source) {
   return power;
 }
 
-int direct_power_uw(int output) {
-  int sum = 0;
-  const auto count = static_cast<int>(kvrn::output_monitors().size());
-  for (int i = 0; i < count; ++i)
-    if (output == 0 || output == i + 1) sum = kvrn::add_i32(sum, kvrn::read_load(i).power_uw());
-  return sum;
-}
-
 int max_power_mw(int inputs, int batteries, int count_battery) KVRN_INNER(max_power_mw);
 int max_power_mw(int inputs, int batteries, int count_battery) {
   const kvrn::PowerLimits& limits = kvrn::platform().power;
@@ -70,7 +62,9 @@ int output_power_mw(int output, cache_source* source) KVRN_INNER(output_power_mw
 int output_power_mw(int output, cache_source* source) {
   if (output < 0) return 0;
   const auto shared = shared_power_uw(output, source);
-  return (shared ? *shared : direct_power_uw(output)) / uw_per_mw;
+  // Output 0 are all of them.
+  const std::uint32_t monitor = output == 0 ? kvrn::all_outputs : static_cast<std::uint32_t>(output - 1);
+  return (shared ? *shared : kvrn::read_power_uw(monitor)) / uw_per_mw;
 }
 
 }  // namespace

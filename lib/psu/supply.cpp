@@ -30,7 +30,6 @@ class Supply {
   explicit Supply(const I2cDevice& device) : at_(device), device_(i2c::open(device.bus, device.address)) {
     if (!device_) open_error_ = errno;
   }
-  explicit operator bool() const { return static_cast<bool>(device_); }
 
   // A register's count; 255 is the supply's "no data".
   std::optional<int> count(SupplyRegister reg, kvrn_fact fact) const {
@@ -58,7 +57,6 @@ class Supply {
 
 void read_telemetry(const Input& input, psu_info& out) {
   const Supply supply(input.supply);
-  if (!supply && !observed()) return;
   if (const auto count = supply.count(vout, KVRN_FACT_OUTPUT_VOLTAGE)) {
     out.supply_vout_mv = *count * mv_per_count;
     out.supply_status = KVRN_PSU_SUPPLY_TELEMETRY;

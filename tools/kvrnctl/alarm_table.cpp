@@ -67,11 +67,9 @@ const std::array<Alarm, 11> alarms{{
 int alarm_first(const Alarm& alarm) { return alarm.index == Index::battery ? 2 : 0; }
 
 int alarm_count(const Alarm& alarm) {
-  int outputs = 0;
   switch (alarm.index) {
     case Index::output:
-      (void)::get_dc_out_addrs(&outputs);
-      return outputs;
+      return output_count();
     case Index::request:
       return 2;
     case Index::battery:

@@ -131,14 +131,11 @@ void read_everything() {
   psu_info_view shared{};
   if (::get_psu_info_cache_data(&shared) != 0) ::psu_info_cache_data_free(&shared);
   psu_info psus[KVRN_PSU_MAX]{};
-  cache_source hardware{nullptr, nullptr, [](cache_source*, void*) { return 0; }, nullptr};
-  (void)::psu_info_get_all(psus, &hardware);
+  (void)read_hardware(psus);
   (void)::get_max_power(psus);
   output_view outputs{};
   if (::get_output_cache_data(&outputs) != 0) ::output_cache_data_free(&outputs);
-  int count = 0;
-  (void)::get_dc_out_addrs(&count);
-  for (int id = 0; id < count; ++id) {
+  for (int id = 0; id < output_count(); ++id) {
     (void)::is_dc_out_enabled(id);
     (void)::get_dc_hwprotect_error(id);
     (void)::is_dc_out_cfg_enabled(id);

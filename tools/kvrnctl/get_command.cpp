@@ -37,19 +37,12 @@ json budget(Result& result, Errors& errors) {
   return section;
 }
 
-// Of a board without batteries there is nothing to say.
-bool has_battery(Result& result) {
-  if (::get_psu_count() > 2) return true;
-  result.fail(Exit::not_on_this_board, "this board has no battery");
-  return false;
-}
-
 json batteries(Result& result, Errors& errors) {
-  return has_battery(result) ? psu_list(read_psus(Source::automatic), true, errors) : json::array();
+  return has_batteries(result) ? psu_list(read_psus(Source::automatic), true, errors) : json::array();
 }
 
 json capacity(Result& result, Errors& errors) {
-  return has_battery(result) ? capacity_section(errors) : json::object();
+  return has_batteries(result) ? capacity_section(errors) : json::object();
 }
 
 json sensors(Result& result, Errors& errors) {

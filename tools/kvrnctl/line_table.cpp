@@ -7,6 +7,7 @@
 #include <algorithm>
 
 #include "board/platform.hpp"
+#include "tools/kvrnctl/sections.hpp"
 
 namespace kvrnctl {
 namespace {
@@ -32,9 +33,7 @@ void add_battery(Lines& lines, const kvrn::Battery& battery, int psu) {
 }
 
 void add_outputs(Lines& lines, const kvrn::Platform& platform) {
-  int count = 0;
-  (void)::get_dc_out_addrs(&count);
-  for (std::size_t output = 0; output < static_cast<std::size_t>(count); ++output) {
+  for (std::size_t output = 0; output < static_cast<std::size_t>(output_count()); ++output) {
     const std::uint32_t sense = platform.sense_lines[output];
     bool switches = false;
     for (const std::uint32_t line : platform.output_lines[output + 1]) {

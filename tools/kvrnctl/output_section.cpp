@@ -53,9 +53,7 @@ void add_drawn(OutputReading& reading, const json& output, std::int64_t microwat
 }
 
 void read_direct(OutputReading& reading) {
-  int count = 0;
-  (void)::get_dc_out_addrs(&count);
-  for (int id = 0; id < count; ++id) {
+  for (int id = 0; id < output_count(); ++id) {
     const auto output = static_cast<std::uint32_t>(id);
     const observe::Observer observer;
     const bool on = ::is_dc_out_enabled(id) != 0;
@@ -97,9 +95,7 @@ OutputReading read_outputs() {
     }
     seen = observer.seen();
   }
-  int count = 0;
-  (void)::get_dc_out_addrs(&count);
-  for (int id = 0; whole && id < count; ++id) {
+  for (int id = 0; whole && id < output_count(); ++id) {
     const output_status& record = records[static_cast<std::size_t>(id)];
     reading.list.push_back(output_section(record, id));
     add_drawn(reading, reading.list.back(), record.power_uw);

@@ -54,11 +54,8 @@ Result state(const Context&) {
 
 Result capacity(const Context&) {
   Result result;
-  if (::get_psu_count() <= 2) {
-    result.data["capacity"] = nullptr;
-    result.fail(Exit::not_on_this_board, "this board has no battery");
-    return result;
-  }
+  result.data["capacity"] = nullptr;
+  if (!has_batteries(result)) return result;
   Errors errors;
   result.data["capacity"] = capacity_section(errors);
   result.fail_for(errors);

@@ -57,8 +57,8 @@ Result show(const Context& context, const Options& options, bool batteries_only)
     return result;
   }
   if (list.empty()) {
-    result.fail(Exit::not_on_this_board, options.psu ? fmt::format("PSU {} is no battery", *options.psu)
-                                                     : std::string("this board has no battery"));
+    result.fail(Exit::not_on_this_board,
+                options.psu ? fmt::format("PSU {} is no battery", *options.psu) : std::string(no_battery));
     return result;
   }
   if (options.psu || batteries_only) {

@@ -42,7 +42,7 @@ const kvrn::PowerSource& row_of(const psu_info& psu) {
 }
 
 // A source, and what was read for it.
-struct Source {
+struct SourceReads {
   const psu_info& psu;
   const Reads& seen;
 
@@ -62,11 +62,7 @@ struct Source {
   bool presence_unknown() const {
     if (psu.battery_kind != KVRN_PSU_BATTERY_SMART) return unknown(KVRN_FACT_PRESENT);
     if (has(psu.battery_status, KVRN_PSU_BATTERY_PRESENT)) return false;
-    return std::ranges::any_of(seen, [&](const observe::Seen& read) {
-      const bool bus = read.what.kind == KVRN_SOURCE_I2C || read.what.kind == KVRN_SOURCE_BLOCK;
-      const bool mine = read.what.subject == KVRN_SUBJECT_PSU && read.what.subject_number == static_cast<int>(psu.id);
-      return bus && mine && (read.answered() || read.what.error != ENXIO);
-    });
+    return !is_silent(seen, static_cast<int>(psu.id));
   }
 
   bool mains_unknown() const {
@@ -84,7 +80,7 @@ struct Source {
   }
 };
 
-json battery_state(const Source& source, const json& charging) {
+json battery_state(const SourceReads& source, const json& charging) {
   const psu_info& psu = source.psu;
   if (source.presence_unknown()) return nullptr;
   if (!has(psu.battery_status, KVRN_PSU_BATTERY_PRESENT)) return "absent";
@@ -96,14 +92,14 @@ json battery_state(const Source& source, const json& charging) {
   return "not charging";
 }
 
-json input_state(const Source& source) {
+json input_state(const SourceReads& source) {
   if (source.psu.type == KVRN_PSU_TYPE_EMPTY) return "empty slot";
   if (has(source.psu.status, KVRN_PSU_STATUS_USABLE)) return "mains on";
   return source.unknown(KVRN_FACT_MAINS) ? json(nullptr) : json("no mains");
 }
 
 // Only some boards' supplies tell anything.
-void add_supply(json& out, const Source& source) {
+void add_supply(json& out, const SourceReads& source) {
   const psu_info& psu = source.psu;
   out["state"] = input_state(source);
   out["usable"] = source.flag(KVRN_PSU_STATUS_USABLE, psu.status, out["state"].is_null());
@@ -132,7 +128,7 @@ void add_smart_battery(json& out, const psu_info& psu) {
   out["cells"] = std::move(cells);
 }
 
-void add_battery(json& out, const Source& source) {
+void add_battery(json& out, const SourceReads& source) {
   const psu_info& psu = source.psu;
   const bool present = has(psu.battery_status, KVRN_PSU_BATTERY_PRESENT);
   const bool smart = psu.battery_kind == KVRN_PSU_BATTERY_SMART;
@@ -157,7 +153,7 @@ void add_battery(json& out, const Source& source) {
   if (smart) add_smart_battery(out, psu);  // nothing measures the rest of the other
 }
 
-json psu_section(const Source& source, std::size_t id) {
+json psu_section(const SourceReads& source, std::size_t id) {
   static constexpr std::array<const char*, 3> types{"empty", "input", "battery"};
   const std::uint32_t type = source.psu.type;
   json out{{"id", id}, {"type", type < types.size() ? types[type] : "unknown"}};
@@ -167,9 +163,6 @@ json psu_section(const Source& source, std::size_t id) {
     add_supply(out, source);
   return out;
 }
-
-// A source that never has anything: the library goes to the hardware.
-int nothing(cache_source*, void*) { return 0; }
 
 void read_cache(PsuReading& reading) {
   psu_info_view view{};
@@ -202,16 +195,22 @@ bool is_absent(const json& psu) {
   return psu.is_object() && (psu.value("present", json(true)) == false || psu.value("type", json("")) == "empty");
 }
 
-PsuReading read_psus(kvrnctl::Source source) {
+int read_hardware(psu_info* psus) {
+  // A source that never has anything sends the library to the hardware.
+  cache_source nothing{nullptr, nullptr, [](cache_source*, void*) { return 0; }, nullptr};
+  return ::psu_info_get_all(psus, &nothing);
+}
+
+PsuReading read_psus(Source source) {
   PsuReading reading;
-  if (source == kvrnctl::Source::cache) {
+  if (source == Source::cache) {
     read_cache(reading);
     return reading;
   }
   std::array<psu_info, KVRN_PSU_MAX> records{};
-  cache_source hardware{nullptr, nullptr, nothing, nullptr};
   const observe::Observer observer;
-  const int count = ::psu_info_get_all(records.data(), source == kvrnctl::Source::direct ? &hardware : nullptr);
+  const int count =
+      source == Source::direct ? read_hardware(records.data()) : ::psu_info_get_all(records.data(), nullptr);
   reading.seen = observer.seen();
   reading.records.assign(records.begin(), records.begin() + count);
   // Every readout asks for the mains.

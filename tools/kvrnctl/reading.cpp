@@ -15,16 +15,16 @@ using Reads = std::vector<observe::Seen>;
 
 bool is_file(const observe::Seen& read) { return read.what.kind == KVRN_SOURCE_FILE; }
 
-// Of a battery that is not there no register answers: that is what tells so.
-bool is_silence(const Reads& seen, const observe::Seen& read) {
-  const auto same_device = [&](const observe::Seen& other) {
-    return other.path == read.path && other.what.address == read.what.address;
-  };
-  const bool battery = std::ranges::any_of(
-      seen, [&](const observe::Seen& other) { return other.what.kind == KVRN_SOURCE_BLOCK && same_device(other); });
-  return battery && std::ranges::all_of(seen, [&](const observe::Seen& other) {
-           return !same_device(other) || other.what.error == ENXIO;
-         });
+bool is_bus(const observe::Seen& read) {
+  return read.what.kind == KVRN_SOURCE_I2C || read.what.kind == KVRN_SOURCE_BLOCK;
+}
+
+// Of a battery that is not there no register answers. Only batteries have blocks.
+bool is_absent_battery(const Reads& seen, const observe::Seen& read) {
+  const bool battery = std::ranges::any_of(seen, [&](const observe::Seen& other) {
+    return other.what.kind == KVRN_SOURCE_BLOCK && other.what.subject_number == read.what.subject_number;
+  });
+  return is_bus(read) && battery && is_silent(seen, read.what.subject_number);
 }
 
 }  // namespace
@@ -66,12 +66,31 @@ bool is_unknown(const Reads& seen, kvrn_subject subject, int number, kvrn_fact f
   return failed;
 }
 
+bool is_silent(const Reads& seen, int psu) {
+  return std::ranges::none_of(seen, [psu](const observe::Seen& read) {
+    const bool mine = read.what.subject == KVRN_SUBJECT_PSU && read.what.subject_number == psu;
+    return is_bus(read) && mine && (read.answered() || read.what.error != ENXIO);
+  });
+}
+
+int output_count() {
+  int count = 0;
+  (void)::get_dc_out_addrs(&count);
+  return count;
+}
+
+bool has_batteries(Result& result) {
+  if (::get_psu_count() > 2) return true;
+  result.fail(Exit::not_on_this_board, no_battery);
+  return false;
+}
+
 void note_failures(const Reads& seen, Errors& errors) {
   for (const observe::Seen& read : seen) {
     if (!read.failed() || read.what.kind == KVRN_SOURCE_IMAGE || read.what.kind == KVRN_SOURCE_BOARD) continue;
     const bool overridden =
         !is_file(read) && !is_unknown(seen, read.what.subject, read.what.subject_number, read.what.fact);
-    if (overridden || is_silence(seen, read)) continue;
+    if (overridden || is_absent_battery(seen, read)) continue;
     const std::string line = fmt::format("{}: {}: {}", read.fact(), read.source(), read.answer());
     if (std::ranges::find(errors, line) == errors.end()) errors.push_back(line);
   }

@@ -32,6 +32,16 @@ struct PsuReading {
 };
 PsuReading read_psus(Source source);
 
+// Reads every source from the hardware, whatever is published. @return how many there are
+int read_hardware(psu_info* psus);
+
+// The DC outputs of this board.
+int output_count();
+
+// Whether this board has one; it fails the result of a command that is about batteries if not.
+bool has_batteries(Result& result);
+inline constexpr const char* no_battery = "this board has no battery";
+
 // The sections of a reading. What was not read is null, and the reason goes into `errors`.
 json psu_list(const PsuReading& reading, bool batteries_only, Errors& errors);
 
@@ -47,6 +57,9 @@ json source_of(const observe::Seen* image, bool direct);
 
 // Whether a fact stayed unknown: its line, register or attribute did not answer, and no file overrides it.
 bool is_unknown(const std::vector<observe::Seen>& seen, kvrn_subject subject, int number, kvrn_fact fact);
+
+// Whether nothing but silence came from a source's bus: a battery that is not there does not acknowledge its address.
+bool is_silent(const std::vector<observe::Seen>& seen, int psu);
 
 // A line for each source of these facts that failed: "PSU 0 mains: GPIO 211: Device or resource busy". Once a source.
 void note_failures(const std::vector<observe::Seen>& seen, Errors& errors);
