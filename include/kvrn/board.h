@@ -2,9 +2,9 @@
 /**
  * @file board.h  Which board this is: the board record, identification, lookups, calibration EEPROM, SoC revision.
  *
- * The board is identified once per process, at the first call of board_identify(); the record is patched in place
- * with the unit's own facts and kept until the process ends. None of the functions here is thread-safe at that first
- * call. The integers of these records are native.
+ * The board is identified once per process, by the first call of board_identify(). This call also writes the data of
+ * the unit into the chosen record. The record is kept until the process ends. No function here is thread-safe during
+ * that first call. The integers of these records are in host byte order.
  */
 #ifndef KVRN_BOARD_H
 #define KVRN_BOARD_H
@@ -34,15 +34,15 @@ enum kvrn_soc_type {
 
 /** One Ethernet port of a board. */
 typedef struct kvrn_board_eth {
-  uint8_t present;      /**< non-zero: the port exists */
-  uint8_t constants[5]; /**< port constants, not interpreted here */
+  uint8_t present;      /**< non-zero when the port exists */
+  uint8_t constants[5]; /**< constants of the port, not used by the library */
   uint8_t poe_gpio;     /**< packed number of the line that powers PoE on this port; 0 = none */
   uint8_t reserved[125];
-  uint16_t max_mtu; /**< largest MTU in bytes; clamped at identification */
-  uint8_t mac[6];   /**< port MAC address; zero until identification */
+  uint16_t max_mtu; /**< largest MTU in bytes; limited by identification */
+  uint8_t mac[6];   /**< MAC address of the port; zero before identification */
 } kvrn_board_eth;
 
-/** One LED of a board. `role` packs the LED's place in up to six roles; ask led_idx() and led_cnt(). */
+/** One LED of a board. `role` holds the number of the LED in up to six roles; read it with led_idx() and led_cnt(). */
 typedef struct kvrn_board_led {
   uint32_t role;
   uint32_t constant;
@@ -50,22 +50,22 @@ typedef struct kvrn_board_led {
 
 /** One board model. The layout is fixed: 1408 bytes, records contiguous. */
 typedef struct kvrn_board_record {
-  char name[32];          /**< display name, NUL-padded; scrambled in table rows until `decoded` */
+  char name[32];          /**< display name, NUL-padded; scrambled while `decoded` is 0 */
   char platform_code[16]; /**< up to 5 characters, NUL-padded; scrambled like `name` */
   uint8_t reserved0[8];
   uint32_t soc_type;   /**< enum kvrn_soc_type */
-  uint8_t base_mac[6]; /**< zero until identification */
+  uint8_t base_mac[6]; /**< zero before identification */
   uint16_t param_a;
   uint16_t param_b;
-  uint8_t eth_count; /**< entries of `eth` in use, 0 to 2 */
+  uint8_t eth_count; /**< number of used entries of `eth`, 0 to 2 */
   uint8_t reserved1;
   kvrn_board_eth eth[KVRN_BOARD_ETH_MAX];
-  uint8_t radio_count; /**< 0: no radio, and no matching on the radio identity */
+  uint8_t radio_count; /**< 0: no radio, and no match by the id of the radio */
   uint8_t reserved2;
   uint16_t radio_index;
   uint16_t radio_vendor_id;        /**< PCI vendor id */
-  uint16_t radio_subsys_id;        /**< second key of the row; the detected id after identification */
-  uint16_t radio_subsys_vendor_id; /**< the detected vendor after identification */
+  uint16_t radio_subsys_id;        /**< second key of the row; after identification, the detected id */
+  uint16_t radio_subsys_vendor_id; /**< after identification, the detected vendor */
   uint8_t reserved3[2];
   uint32_t min_revision; /**< lowest board hardware revision of this row; 0 = any */
   uint32_t constant_a;
@@ -77,9 +77,9 @@ typedef struct kvrn_board_record {
   uint8_t reserved5[676];
   uint8_t decoded; /**< 1: `name` and `platform_code` are plain text */
   uint8_t reserved6[3];
-  uint32_t cpu_revision; /**< SoC revision register, or (uint32_t)-1 / -2; written at identification */
+  uint32_t cpu_revision; /**< SoC revision register, or (uint32_t)-1 / -2; set by identification */
   uint32_t constant_b;
-  char uuid_a[40]; /**< 36-character UUID text or empty; not interpreted here */
+  char uuid_a[40]; /**< UUID text of 36 characters, or empty; not used by the library */
   char uuid_b[40];
 } kvrn_board_record;
 
@@ -110,35 +110,36 @@ KVRN_STATIC_ASSERT(offsetof(kvrn_board_record, constant_b) == 1324, "kvrn_board_
 KVRN_STATIC_ASSERT(offsetof(kvrn_board_record, uuid_a) == 1328, "kvrn_board_record.uuid_a");
 KVRN_STATIC_ASSERT(offsetof(kvrn_board_record, uuid_b) == 1368, "kvrn_board_record.uuid_b");
 
-/** Bytes of the calibration partition's two data blocks. */
+/** Sizes of the two data blocks in the calibration partition. */
 #define KVRN_EEPROM_BOARD_SIZE 20
 #define KVRN_EEPROM_RADIO_WORDS 2048
 
 /**
- * A parsed calibration image: copies of the partition's board and radio data, and pointers into those copies.
- * Words are big-endian as in flash. Released with ar7240_eeprom_free().
+ * A parsed calibration image: copies of the partition's board and radio data, and pointers into these copies. Words are
+ * big-endian as in flash. Free it with ar7240_eeprom_free().
  */
 typedef struct ar7240_eeprom {
   uint8_t board_copy[KVRN_EEPROM_BOARD_SIZE];
   kvrn_be_u16 radio_copy[KVRN_EEPROM_RADIO_WORDS];
   const uint8_t* board;     /**< 20 bytes: two MACs, system id, magic, revision */
   const kvrn_be_u16* radio; /**< radio data, 2048 words */
-  const kvrn_be_u16* cal;   /**< chosen calibration block, inside the radio data; word 0 is its length in bytes */
+  const kvrn_be_u16* cal;   /**< chosen calibration block in the radio data; word 0 is its length in bytes */
 } ar7240_eeprom;
 
 KVRN_STATIC_ASSERT(sizeof(void*) != 4 || sizeof(ar7240_eeprom) == 4128, "EEPROM image on the 32-bit target");
 
 /**
- * The generic record of the AR724x family, chosen when no row matches. It lies directly behind the family's table and
- * marks the table's end. In a program linked at a fixed address the linker copies exported data into the program, and
- * the copy never sees what identification writes: use board_identify() to read the chosen board.
+ * The generic record of the AR724x family. Identification chooses it when no row matches. It lies directly behind the
+ * table of the family and marks the end of the table. Trap: when a program is linked at a fixed address, the linker
+ * copies exported data into the program, and identification does not change this copy. Read the chosen board with
+ * board_identify().
  */
 extern KVRN_API kvrn_board_record ar7240_board;
 
-/** The generic record of the QCA953x family; otherwise as `ar7240_board`. */
+/** The generic record of the QCA953x family, with the same properties as `ar7240_board`. */
 extern KVRN_API kvrn_board_record ar953x_board;
 
-/* Antenna names, for people. */
+/* Antenna names for display. */
 extern KVRN_API const char ANTENNA_NONE[];       /**< "Not specified" */
 extern KVRN_API const char ANTENNA_DIVERSITY[];  /**< "Diversity" */
 extern KVRN_API const char ANTENNA_2[];          /**< "Antenna 2" */
@@ -158,105 +159,108 @@ extern KVRN_API const char ANTENNA_300[4];       /**< "300" */
 extern KVRN_API const char ANTENNA_400[4];       /**< "400" */
 
 /**
- * The board this process runs on. The first call reads /proc/cpuinfo, the calibration partition (/proc/mtd,
- * /dev/mtd%d, /dev/mtdblock%d) and the SoC revision (/dev/mem), and patches the chosen record; later calls return it.
- * @return the chosen record, never null: a table row, the family's generic record when the EEPROM is unreadable or
- *         names no row, or the "Unknown" record on another SoC. Shared, read-only for callers, never freed.
- * Not thread-safe at the first call.
+ * The board on which this process runs. The first call reads /proc/cpuinfo, the calibration partition (/proc/mtd,
+ * /dev/mtd%d, /dev/mtdblock%d) and the SoC revision (/dev/mem), and writes the data of the unit into the chosen record.
+ * Later calls return the same record.
+ * @return the chosen record, never null: a table row, or the generic record of the family when the EEPROM is unreadable
+ *         or matches no row, or the "Unknown" record on another SoC. Shared, read-only for callers, never freed.
+ * Not thread-safe during the first call.
  */
 KVRN_API const kvrn_board_record* board_identify(void);
 
 /**
- * Looks up a row of this SoC's family by platform code. Reads /proc/cpuinfo. Does not change the board of
- * board_identify(). Only the first 5 characters count against a row that was never returned before; a row that was
- * returned before is compared with the whole code.
+ * Looks up a row of this SoC's family by platform code. Reads /proc/cpuinfo. Does not change the result of
+ * board_identify(). A row that was never returned before is compared only with the first 5 characters of the code. A
+ * row that was returned before is compared with the whole code.
  * @param code platform code; null finds nothing
  * @return the row, decoded, or null. Not thread-safe: a row is decoded in place.
  */
 KVRN_API const kvrn_board_record* board_identify_platform(const char* code);
 
 /**
- * Looks up a row by system id: among the QCA953x rows on that family, among the AR724x rows on every other SoC.
- * Reads /proc/cpuinfo.
- * @return the first row with that id, decoded, or null. Not thread-safe: a row is decoded in place.
+ * Looks up a row by system id. On a QCA953x SoC it searches the QCA953x rows, on every other SoC the AR724x rows. Reads
+ * /proc/cpuinfo.
+ * @return the first row with the id, decoded, or null. Not thread-safe: a row is decoded in place.
  */
 KVRN_API const kvrn_board_record* board_identify_system(uint32_t system_id);
 
 /**
- * SoC family code of a family name, upper or lower case.
+ * SoC family code of a family name. The case of letters is ignored.
  * @param name   at least `length` characters
  * @param length must be 6
- * @return 3 "ar7240", 0 "ar2313", 1 "ar2316", 2 "ar7100"; 7 for anything else and for null
+ * @return 3 for "ar7240", 0 for "ar2313", 1 for "ar2316", 2 for "ar7100"; 7 for any other name and for null
  */
 KVRN_API uint32_t arch_name_to_type(const char* name, uint32_t length);
 
 /**
- * Display name of a board: the record's `name`, except for two boards that are told apart by their radio.
- * @return text that lives as long as the record; null for a null board
+ * Display name of a board. It is the record's `name`, except for two boards that differ only in their radio.
+ * @return a text that lives as long as the record; null for a null board
  */
 KVRN_API const char* map_board_name(const kvrn_board_record* board);
 
 /**
- * The LED that is number `ordinal` in a role.
+ * The LED with number `ordinal` in a role.
  * @param role    0 to 5
  * @param ordinal 1 to 15 in roles 0 and 1; 1 in roles 2 to 5
  * @return index 0 to 31 of the first such LED entry, or -1
  */
 KVRN_API int led_idx(const kvrn_board_record* board, int role, int ordinal);
 
-/** Number of LED entries in a role, 0 to 32; 0 for an unknown role. */
+/** Number of LED entries with a role, 0 to 32; 0 for an unknown role. */
 KVRN_API int led_cnt(const kvrn_board_record* board, int role);
 
 /**
  * Identification among the AR724x rows: reads the calibration partition and the SoC revision, chooses a row (or the
- * family's generic record) and patches it. board_identify() does the same; each call patches again.
+ * generic record of the family) and writes the data of the unit into it. board_identify() uses the same steps, but only
+ * once; this function repeats them in every call.
  * @param arch family code that a row must have
- * @return the record, never null, never freed; its name is still scrambled if the row was never decoded
+ * @return the record, never null, never freed. Its name is still scrambled if the row was never decoded.
  * Not thread-safe.
  */
 KVRN_API const kvrn_board_record* ar7240_identify(uint32_t arch);
 
-/** ar7240_identify() among the QCA953x rows. */
+/** ar7240_identify() for the QCA953x rows. */
 KVRN_API const kvrn_board_record* ar953x_identify(uint32_t arch);
 
 /**
- * AR724x row by platform code. Reads no file; nothing is decoded.
+ * Looks up an AR724x row by platform code. Reads no file and decodes nothing.
  * @param scrambled the first 5 characters of the code, scrambled as in the table, NUL-terminated
  * @param plain     the whole code, compared with rows that are decoded
  * @return the first matching row, or null (also for a null text)
  */
 KVRN_API const kvrn_board_record* ar7240_identify_platform(const char* scrambled, const char* plain);
 
-/** ar7240_identify_platform() among the QCA953x rows. */
+/** ar7240_identify_platform() for the QCA953x rows. */
 KVRN_API const kvrn_board_record* ar953x_identify_platform(const char* scrambled, const char* plain);
 
-/** First AR724x row with that system id, or null. Reads no file; nothing is decoded. */
+/** The first AR724x row with a system id, or null. Reads no file and decodes nothing. */
 KVRN_API const kvrn_board_record* ar7240_identify_system(uint32_t system_id);
 
-/** ar7240_identify_system() among the QCA953x rows. */
+/** ar7240_identify_system() for the QCA953x rows. */
 KVRN_API const kvrn_board_record* ar953x_identify_system(uint32_t system_id);
 
 /**
- * Reads and parses the unit's calibration partition: the first line of /proc/mtd that names "EEPROM" or "ART", its
- * size from /dev/mtd%d, its content from /dev/mtdblock%d.
+ * Reads and parses the calibration partition of the unit. The partition is the first line of /proc/mtd that contains
+ * "EEPROM" or "ART". Its size comes from /dev/mtd%d, its content from /dev/mtdblock%d.
  * @return the image (free with ar7240_eeprom_free()), or null on any failure
  */
 KVRN_API ar7240_eeprom* ar7240_eeprom_parse(void);
 
 /**
- * Parses a calibration image in memory. Bytes past `size` read as 0.
- * @param flash image; @param size bytes, at least 4096
- * @return the image (free with ar7240_eeprom_free()), or null (too short, null, out of memory)
+ * Parses a calibration image in memory. Bytes behind `size` read as 0.
+ * @param flash the image
+ * @param size  its size in bytes, at least 4096
+ * @return the parsed image (free with ar7240_eeprom_free()), or null (too short, null, out of memory)
  */
 KVRN_API ar7240_eeprom* ar7240_eeprom_parsemem(const uint8_t* flash, int size);
 
-/** Releases an image; null is accepted. */
+/** Frees an image. Null is accepted. */
 KVRN_API void ar7240_eeprom_free(ar7240_eeprom* image);
 
-/** Word `index` of the radio data; 0 past its end or for a null image. */
+/** Word `index` of the radio data; 0 behind its end or for a null image. */
 KVRN_API uint16_t ar7240_rd_get(const ar7240_eeprom* image, uint32_t index);
 
-/** Word `index` of the chosen calibration block; 0 past the end of the radio data or for a null image. */
+/** Word `index` of the chosen calibration block; 0 behind the end of the radio data or for a null image. */
 KVRN_API uint16_t ar7240_rd_base_get(const ar7240_eeprom* image, uint32_t index);
 
 /**

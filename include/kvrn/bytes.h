@@ -5,12 +5,13 @@
  * Records that are shared with other programs (cache images, battery records) are big-endian on every host. Their
  * fields have the types below:
  *
- *  - In C++ a field is a `kvrn::be<T>`: it converts to and from `T`, so `rec.voltage_mv` reads and assigns as a number.
- *  - In C it is the plain integer on a big-endian host and a one-member struct elsewhere. Read and write it with the
- *    accessors, which compile on both: `kvrn_i32(rec.voltage_mv)`, `rec.voltage_mv = kvrn_to_i32(12000)`.
+ * - In C++ a field is a `kvrn::be<T>`. It converts to and from `T`, so `rec.voltage_mv` reads and assigns as a number.
+ * - In C a field is a plain integer on a big-endian host, and a struct with one member on any other host. Read and
+ *    write it with the accessors, which compile on both: `kvrn_i32(rec.voltage_mv)`,
+ *    `rec.voltage_mv = kvrn_to_i32(12000)`.
  *
- * C callers need C11, C++ callers C++17 and g++ 11, clang 9 or newer. Compute in native locals and assign to the record
- * once.
+ * C callers need C11. C++ callers need C++17 and g++ 11, clang 9 or newer. Compute in local variables of plain types,
+ * and assign the result to the record once.
  */
 #ifndef KVRN_BYTES_H
 #define KVRN_BYTES_H
@@ -43,14 +44,17 @@ constexpr U byte_swapped(U value) {
   return value;
 }
 
-/** A number stored big-endian, naturally aligned, on every host. Trivial: records of it can be copied and zeroed. */
+/**
+ * A number that is stored big-endian on every host, with natural alignment. The type is trivial: a record with such
+ * fields can be copied and zeroed as bytes.
+ */
 template <typename T>
 class be {
   static_assert(std::is_arithmetic_v<T>, "a field holds a number");
 
  public:
   be() = default;
-  // A field reads and assigns as a number.  NOLINTBEGIN(google-explicit-constructor)
+  // A field converts to and from a number without a cast.  NOLINTBEGIN(google-explicit-constructor)
   constexpr be(T value) : stored_(swap(__builtin_bit_cast(bits_of<T>, value))) {}
   constexpr operator T() const { return __builtin_bit_cast(T, swap(stored_)); }
   // NOLINTEND(google-explicit-constructor)
@@ -78,7 +82,7 @@ class be {
 
 #else
 
-/* The union carries a float's bits; for integers it is the conversion that gcc and clang define. */
+/* The union reinterprets the bits of a float. For integers it gives the conversion that gcc and clang define. */
 #define KVRN_BE_FIELD(name, type, bits)                          \
   typedef struct kvrn_be_##name {                                \
     uint##bits##_t stored;                                       \

@@ -1,12 +1,12 @@
 /* SPDX-License-Identifier: MIT */
 /**
- * @file cache.h  The status caches: readings that one monitoring process shares with every other through mapped files;
- * and the lock of the processes that switch the DC outputs.
+ * @file cache.h  The status caches: one monitoring process shares its readings with all other processes through mapped
+ * files. Also the lock of the processes that switch the DC outputs.
  *
- * An image is fixed in size and big-endian; its last 8 bytes are the monotonic time in seconds of the last refresh,
- * -1 when it was not refreshed since its writer mapped it. No lock protects it: a reader may meet a record in the
- * middle of a copy. Readers and writers open regular files only, and through no link, for everybody may put one into
- * /tmp.
+ * An image has a fixed size and is big-endian. Its last 8 bytes are the stamp: the monotonic time of the last refresh
+ * in seconds, or -1 when there was no refresh since the writer mapped the file. No lock protects an image: a reader may
+ * see a record that is only partly written. Readers and writers open only regular files and follow no symbolic link,
+ * because every user can create a link in /tmp.
  */
 #ifndef KVRN_CACHE_H
 #define KVRN_CACHE_H
@@ -20,16 +20,16 @@ KVRN_BEGIN_DECLS
 
 struct psu_info;
 
-/** DC outputs in the output cache. */
+/** Number of DC outputs in the output cache. */
 #define KVRN_OUTPUT_MAX 3
 
-/** `output_status.state` */
+/** Values of `output_status.state`. */
 enum kvrn_output_state {
-  KVRN_OUTPUT_NORMAL = 0, /**< on, drawing at least 900000 uW, no overload */
-  KVRN_OUTPUT_SHED = 1,   /**< dropped: low voltage, insufficient power, or shed for overload */
+  KVRN_OUTPUT_NORMAL = 0, /**< on, at least 900000 uW, no overload */
+  KVRN_OUTPUT_SHED = 1,   /**< shed because of low voltage, insufficient power or overload */
   KVRN_OUTPUT_OVERLOAD = 2,
-  KVRN_OUTPUT_PROTECTED = 3, /**< hardware protection, or overload flag 2 */
-  KVRN_OUTPUT_IDLE = 4,      /**< on, drawing less than 900000 uW */
+  KVRN_OUTPUT_PROTECTED = 3, /**< the hardware protection tripped, or the overload flag is 2 */
+  KVRN_OUTPUT_IDLE = 4,      /**< on, less than 900000 uW */
   KVRN_OUTPUT_CONFIGURED_OFF = 5
 };
 
@@ -37,9 +37,9 @@ enum kvrn_output_state {
 typedef struct output_status {
   kvrn_be_i32 voltage_mv;
   kvrn_be_i32 current_ma;
-  kvrn_be_i32 power_uw;  /**< below 100000 is stored as 0 */
-  kvrn_be_i32 enabled;   /**< 1: switched on and not stopped by its protection */
-  kvrn_be_i32 max_power; /**< 0 in the cache */
+  kvrn_be_i32 power_uw;  /**< a value below 100000 is stored as 0 */
+  kvrn_be_i32 enabled;   /**< 1: switched on, and its protection did not trip */
+  kvrn_be_i32 max_power; /**< always 0 in the cache */
   kvrn_be_i32 state;     /**< enum kvrn_output_state */
 } output_status;
 
@@ -57,11 +57,11 @@ KVRN_STATIC_ASSERT(sizeof(kvrn_output_image) == 80, "the output cache is 80 byte
 KVRN_STATIC_ASSERT(offsetof(kvrn_output_image, stamp) == 72, "kvrn_output_image.stamp");
 
 /**
- * What a reader hands out: the mapped records, their number and the descriptor behind the mapping (0 = none).
+ * A view of a cache: the mapped records, their number, and the descriptor of the mapped file (0 = none).
  *
- * The mapping is live. If another program cuts the file short while the view is held, touching the records ends the
- * process with SIGBUS; a reader that must survive that copies them with pread() from `fd` instead (the records begin
- * at offset 0).
+ * The mapping is live. If another program truncates the file while a caller holds the view, an access to the records
+ * ends the process with SIGBUS. A reader that must survive this copies the records with pread() from `fd` instead (the
+ * records begin at offset 0).
  */
 typedef struct psu_info_view {
   const struct psu_info* records;
@@ -79,108 +79,113 @@ KVRN_STATIC_ASSERT(sizeof(psu_info_view) == sizeof(void*) + 2 * sizeof(int), "a 
 KVRN_STATIC_ASSERT(sizeof(output_view) == sizeof(psu_info_view), "both views are alike");
 
 /**
- * The writer object of a cache, and the stand-in for a cache that callers may pass to a readout. `view` is a
- * psu_info_view or an output_view, by the object's kind. What `get` puts into the view's `fd` must be 0, or the
- * descriptor of the file that `records` maps from offset 0: the library reads the records through it.
+ * The writer object of a cache. A caller may also pass such an object to a readout, which then uses it in place of the
+ * cache. `view` is a psu_info_view or an output_view, depending on the kind of the object. `get` must set the view's
+ * `fd` to 0, or to the descriptor of the file that `records` maps from offset 0: the library reads the records through
+ * this descriptor.
  */
 typedef struct cache_source cache_source;
 struct cache_source {
-  void* state;                                /**< the object's own */
+  void* state;                                /**< private data of the object */
   int (*update)(cache_source* self);          /**< refreshes the file */
-  int (*get)(cache_source* self, void* view); /**< non-zero: filled the view from the object's own mapping */
-  void (*destroy)(cache_source* self);        /**< frees the object; mapping and descriptor stay open */
+  int (*get)(cache_source* self, void* view); /**< fills the view from the mapping; non-zero on success */
+  void (*destroy)(cache_source* self);        /**< frees the object; its mapping and descriptor stay open */
 };
 
 KVRN_STATIC_ASSERT(sizeof(cache_source) == 4 * sizeof(void*), "four members, the private state follows them");
 
 /**
- * Maps "/tmp/.psu_info_cache". A missing or old cache (more than 10 seconds) is refused silently; a file of another
- * size, or one that cannot be mapped, is logged at LOG_INFO ("PSU cache: ..."). The stamp -1 is a time as well: in the
- * first nine seconds after the start of the system it is not old, and an image without a refresh is handed out.
+ * Maps "/tmp/.psu_info_cache". A missing cache, or a cache older than 10 seconds, fails without a message. A file with
+ * another size, or a file that cannot be mapped, is logged at LOG_INFO ("PSU cache: ..."). Trap: the stamp -1 counts as
+ * a time. In the first nine seconds after system start it is not too old, and the call succeeds with an image that was
+ * never refreshed.
  * @param view zeroed first; release it with psu_info_cache_data_free()
  * @return 1 when the view was filled, else 0
  */
 KVRN_API int get_psu_info_cache_data(psu_info_view* view);
 
-/** Unmaps, closes and zeroes a view of get_psu_info_cache_data(). Harmless on a zeroed view and on null. */
+/** Unmaps, closes and zeroes a view of get_psu_info_cache_data(). Does nothing for a zeroed view or null. */
 KVRN_API void psu_info_cache_data_free(psu_info_view* view);
 
 /**
- * Maps "/tmp/.output_cache", whatever its age. Otherwise as get_psu_info_cache_data() ("Output cache: ...").
+ * Maps "/tmp/.output_cache" with any age. Otherwise it works like get_psu_info_cache_data() ("Output cache: ...").
  * @return 1 when the view was filled, else 0
  */
 KVRN_API int get_output_cache_data(output_view* view);
 
-/** Unmaps, closes and zeroes a view of get_output_cache_data(). Harmless on a zeroed view and on null. */
+/** Unmaps, closes and zeroes a view of get_output_cache_data(). Does nothing for a zeroed view or null. */
 KVRN_API void output_cache_data_free(output_view* view);
 
 /* ---- Writers: one process on the device owns both and calls their `update` periodically ---- */
 
 /*
- * An update reads the hardware and writes the records, then the stamp. It maps the file first when that is not done
- * yet, and anew when the file was removed or replaced; a file that was cut short is whole again. Its result tells
- * nothing (the upper half of the stamp; 0 when the file cannot be mapped, which is logged at LOG_WARNING). A file is
- * created with mode 0640; a longer file is used as it is, but readers refuse it. Mapping a file invalidates the image:
- * its stamp becomes -1 and its first record zero until the update ends.
+ * An update reads the hardware, writes the records, and then writes the stamp. It first maps the file if the file is
+ * not mapped yet. It maps the file again after the file was removed or replaced. A file that was truncated becomes
+ * complete again. The result of an update has no meaning for callers: it is the upper half of the stamp, or 0 when the
+ * file cannot be mapped, which is logged at LOG_WARNING. A new file has mode 0640. A file that is too long is used
+ * unchanged, but readers refuse it. Mapping a file invalidates the image: its stamp becomes -1 and its first record
+ * zero until the update ends.
  *
- * The view that `get` fills lives until the next update and is not released; 0, and a zeroed view, while the file is
- * not mapped. `destroy` frees the object alone: mapping and descriptor stay open until the process ends, so an object
- * lives as long as its process. One thread at a time.
+ * `get` fills a view that is valid until the next update; do not release it. While the file is not mapped, `get`
+ * returns 0 and a zeroed view. `destroy` frees only the object: mapping and descriptor stay open until the process
+ * ends. A process should therefore create its object once and keep it. Only one thread at a time may use an object.
  */
 
-/** A writer of "/tmp/.psu_info_cache"; its `get` fills a psu_info_view. @return null without memory */
+/** Creates a writer of "/tmp/.psu_info_cache". Its `get` fills a psu_info_view. @return null when out of memory */
 KVRN_API cache_source* psu_info_cache_new(void);
 
 /**
- * A writer of "/tmp/.output_cache"; its `get` fills an output_view. While get_overload_status() is not 0, an update
- * sheds outputs, the highest number first, until what the others draw is within the limit.
- * @param limit_mw what the outputs may draw together, read at every update; must outlive the object. Null: no shedding.
- * @param word     kept, never used
- * @return null without memory
+ * Creates a writer of "/tmp/.output_cache". Its `get` fills an output_view. While get_overload_status() is not 0, an
+ * update sheds outputs, starting with the highest number, until the power of the other outputs is within the limit.
+ * @param limit_mw limit for the power of all outputs together; read at every update, must outlive the object. Null: no
+ *                 shedding.
+ * @param word     stored, never used
+ * @return null when out of memory
  */
 KVRN_API cache_source* output_cache_new(const int* limit_mw, uintptr_t word);
 
 /* ---- The lock of the processes that switch the DC outputs ---- */
 
 /**
- * A lock between processes: whoever creates the file holds it. Free it with its `destroy`. One object serves one thread
- * of one process.
+ * A lock between processes: the process that creates the lock file holds the lock. Free the object with its `destroy`.
+ * Use one object only in one thread of one process.
  *
- * Warning. These habits are part of the contract:
- * - A lock file older than twice the waiting time is taken for a dead holder's and broken. Whoever holds the lock
- * longer than that loses it, and its unlock removes the next holder's file. Breaking is not atomic.
- * - `lock` on a held object counts, but returns 0; it needs one more `unlock`.
- * - `lock` that fails leaves the object as if held: another `lock` returns 0 at once, and `unlock` (or `destroy`)
- *   removes the file of whoever holds the lock.
- * - `call_locked` does not wait. It breaks a lock file that is older than the current second, after 20 ms, so it
- *   excludes only its like, for a second.
+ * Warning. This behaviour is part of the contract:
+ * - A lock file older than twice the waiting time counts as the file of a dead process, and a waiting process breaks
+ *   the lock. A process that holds the lock longer than this time loses the lock, and its unlock then removes the file
+ *   of the next holder. Breaking a lock is not atomic.
+ * - `lock` on an object that is already held returns 0, but increments a count: one more `unlock` is needed.
+ * - A failed `lock` leaves the object as if it held the lock: another `lock` returns 0 at once, and `unlock` (or
+ *   `destroy`) removes the file of the real holder.
+ * - `call_locked` does not wait. After 20 ms it breaks a lock file that is older than the current second. It therefore
+ *   excludes only other calls of `call_locked`, and only for a second.
  */
 typedef struct InterProcessLock InterProcessLock;
 struct InterProcessLock {
-  void* state; /**< the object's own */
+  void* state; /**< private data of the object */
   /**
-   * Tries for 10 times the waiting time, every 20 ms; gives up without waiting when the file cannot be created for any
-   * other reason than that it exists. A negative waiting time breaks or fails at once.
-   * @return non-zero: acquired; 0: not, or held already
+   * Tries every 20 ms for 10 times the waiting time. It fails without waiting when the file cannot be created for a
+   * reason other than that it exists. With a negative waiting time it breaks the lock or fails at once.
+   * @return non-zero: acquired; 0: not acquired, or already held
    */
   int (*lock)(InterProcessLock* self);
-  void (*unlock)(InterProcessLock* self); /**< the last one removes the file; nothing when not held */
-  /** Calls a function with the lock held. @return its result; 0 when it was not called */
+  void (*unlock)(InterProcessLock* self); /**< the last unlock removes the file; no effect when not held */
+  /** Calls a function while it holds the lock. @return the function's result; 0 when it was not called */
   int (*call_locked)(InterProcessLock* self, int (*function)(uintptr_t word), uintptr_t word);
-  void (*destroy)(InterProcessLock* self); /**< unlocks once and frees the object, not the path */
+  void (*destroy)(InterProcessLock* self); /**< unlocks once, then frees the object, but not the path */
 };
 
 KVRN_STATIC_ASSERT(sizeof(InterProcessLock) == 5 * sizeof(void*), "five members");
 
 /**
- * A lock by any file.
+ * Creates a lock on a file.
  * @param path   must outlive the object; null gives null
  * @param wait_s waiting time in seconds
- * @return null without memory
+ * @return null when out of memory
  */
 KVRN_API InterProcessLock* InterProcessLockNew(const char* path, int64_t wait_s);
 
-/** InterProcessLockNew() by "/tmp/.dc_out_lock" with 10 seconds. */
+/** InterProcessLockNew() for "/tmp/.dc_out_lock" with a waiting time of 10 seconds. */
 KVRN_API InterProcessLock* get_dc_output_lock(void);
 
 KVRN_END_DECLS

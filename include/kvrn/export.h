@@ -1,11 +1,11 @@
 /* SPDX-License-Identifier: MIT */
-/** @file export.h  What every public header needs: symbol visibility and the C linkage brackets. */
+/** @file export.h  What every public header needs: symbol visibility and the macros for C linkage. */
 #ifndef KVRN_EXPORT_H
 #define KVRN_EXPORT_H
 
 #include <stdint.h>
 
-/** Marks a symbol of the library's interface; everything else is hidden. */
+/** Marks a symbol of the library's interface. Every other symbol is hidden. */
 #define KVRN_API __attribute__((visibility("default")))
 
 #ifdef __cplusplus

@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: MIT */
-/** @file kvrn.h  Everything. */
+/** @file kvrn.h  Includes every C header of the library. */
 #ifndef KVRN_KVRN_H
 #define KVRN_KVRN_H
 

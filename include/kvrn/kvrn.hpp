@@ -2,15 +2,16 @@
 /**
  * @file kvrn.hpp  The interface for C++17 and newer: owners, ranges, and optional values in place of markers.
  *
- * Each class holds one C object, which get() gives; what has no face here is called by its C name. Nothing throws (it
- * works with -fno-exceptions), and nothing of the C++ run time is needed. Files, threads and costs are those of the C
- * functions: see their headers.
+ * Each class holds one C object, and get() returns it. Functions without a class here are called by their C names.
+ * Nothing throws: the header works with -fno-exceptions and needs nothing of the C++ run time. For files, threads and
+ * costs see the headers of the C functions.
  *
  * Units are in the names: mv, ma, mw, uw, mah, s, c (degrees Celsius), pct. An empty optional means unknown: the
  * reading failed, or there is nothing to read.
  *
- * The namespace is not `kvrn`: the library's inside has it (Sources, Battery, ...), and the programs of its own tree
- * see both. Two classes of one name in one program are undefined behaviour that no linker reports.
+ * The namespace is not `kvrn`, because the internal code of the library uses that name (Sources, Battery, ...), and the
+ * programs of this repository see both. Two classes with the same name in one program are undefined behaviour, which no
+ * linker reports.
  */
 #ifndef KVRN_KVRN_HPP
 #define KVRN_KVRN_HPP
@@ -32,7 +33,7 @@ namespace kvrnpp {
 
 /* ---- Owners ---- */
 
-/** A C object that `Free` releases: `Owned<cfg_entry, free_cfg_it>`. */
+/** The owner of a C object that `Free` releases: `Owned<cfg_entry, free_cfg_it>`. */
 template <auto Free>
 struct Release {
   template <typename T>
@@ -43,7 +44,7 @@ struct Release {
 template <typename T, auto Free>
 using Owned = std::unique_ptr<T, Release<Free>>;
 
-/** A C object with a `destroy` of its own. */
+/** Releases a C object that has its own `destroy`. */
 struct Destroy {
   template <typename T>
   void operator()(T* object) const {
@@ -51,23 +52,28 @@ struct Destroy {
   }
 };
 
-/** A writer of a cache: `source->update(source.get())`. Null without memory. Mapping and descriptor outlive it. */
+/**
+ * A writer of a cache: `source->update(source.get())`. Null when out of memory. Its mapping and descriptor stay open
+ * after it is destroyed.
+ */
 using CacheSource = std::unique_ptr<cache_source, Destroy>;
 
-/** A calibration image; null when it cannot be had. */
+/** A calibration image; null when it cannot be read. */
 using EepromImage = Owned<ar7240_eeprom, ar7240_eeprom_free>;
 
-/** A lock between processes, with the habits that cache.h warns of; Lock below is without them. */
+/**
+ * A lock between processes. cache.h warns about its behaviour. The class Lock below avoids the trap of a failed lock.
+ */
 using RawLock = std::unique_ptr<InterProcessLock, Destroy>;
 
 /* ---- Unknown values ---- */
 
-/** A number of a record; INT32_MIN is unknown. */
+/** A number in a record; INT32_MIN is unknown. */
 inline std::optional<std::int32_t> known(std::int32_t value) {
   return value == KVRN_PSU_UNKNOWN_I32 ? std::nullopt : std::optional(value);
 }
 
-/** A temperature in degrees Celsius; -127 is unknown, and so is the smart battery's 129. */
+/** A temperature in degrees Celsius; -127 and the smart battery's 129 are unknown. */
 inline std::optional<int> known_temp(int celsius) {
   return celsius == KVRN_PSU_UNKNOWN_TEMP || celsius == 129 ? std::nullopt : std::optional(celsius);
 }
@@ -77,7 +83,10 @@ inline std::optional<float> known_pct(float percent) {
   return percent <= KVRN_PSU_UNKNOWN_PCT ? std::nullopt : std::optional(percent);
 }
 
-/** Seconds that are left; unknown is INT32_MIN, or 65535 minutes: a battery's "does not apply". */
+/**
+ * A remaining time in seconds. Unknown is INT32_MIN, or 65535 minutes: a battery sends this value when the time does
+ * not apply.
+ */
 inline std::optional<std::int32_t> known_left(std::int32_t seconds) {
   return seconds == 65535 * 60 ? std::nullopt : known(seconds);
 }
@@ -89,7 +98,10 @@ inline std::optional<std::int64_t> known_date(std::int64_t seconds) {
 
 /* ---- Records ---- */
 
-/** One power source: a view of a record that lives elsewhere. Voltage and current are those of its kind. */
+/**
+ * One power source: a view of a record, which must outlive it. Voltage and current are those of the battery or of the
+ * supply.
+ */
 class Psu {
  public:
   Psu(const psu_info& record, int number) : record_(&record), number_(number) {}
@@ -104,7 +116,7 @@ class Psu {
     if (is_battery()) return present() ? known(record_->voltage_mv) : std::nullopt;
     return measured() ? known(record_->supply_vout_mv) : std::nullopt;
   }
-  /** A battery's is negative while it charges. */
+  /** The current of a battery is negative while it charges. */
   std::optional<std::int32_t> current_ma() const {
     if (is_battery()) return present() ? known(record_->current_ma) : std::nullopt;
     return measured() ? known(record_->supply_iout_ma) : std::nullopt;
@@ -114,7 +126,7 @@ class Psu {
     return measured() ? known_temp(record_->supply_temp_c) : std::nullopt;
   }
 
-  /** Of a battery; what an input has not is unknown, or false. */
+  /** The values of a battery. For an input they are unknown or false. */
   bool present() const { return is_battery() && (record_->battery_status & KVRN_PSU_BATTERY_PRESENT) != 0; }
   std::optional<bool> charging() const {
     if (!is_battery() || (record_->battery_status & KVRN_PSU_BATTERY_CHARGE_UNKNOWN) != 0) return std::nullopt;
@@ -144,7 +156,7 @@ class Psu {
   int number_;
 };
 
-/** One DC output: a view of a record that lives elsewhere. A reading that failed is 0, as in the record. */
+/** One DC output: a view of a record, which must outlive it. A reading that failed is 0, as in the record. */
 class Output {
  public:
   Output(const output_status& record, int number) : record_(&record), number_(number) {}
@@ -155,7 +167,7 @@ class Output {
   std::int32_t voltage_mv() const { return record_->voltage_mv; }
   std::int32_t current_ma() const { return record_->current_ma; }
   std::int32_t power_uw() const { return record_->power_uw; }
-  /** Empty for a number that is no state. */
+  /** Empty when the number is not a valid state. */
   std::optional<kvrn_output_state> state() const {
     const std::int32_t state = record_->state;
     if (state < KVRN_OUTPUT_NORMAL || state > KVRN_OUTPUT_CONFIGURED_OFF) return std::nullopt;
@@ -167,7 +179,7 @@ class Output {
   int number_;
 };
 
-/** Records in a row, for a range-for: each element is a `Face` of one. */
+/** Consecutive records, for a range-for. Each element is a `Face` of one record. */
 template <typename Record, typename Face>
 class Records {
  public:
@@ -203,11 +215,11 @@ class Records {
 using PsuRange = Records<psu_info, Psu>;
 using OutputRange = Records<output_status, Output>;
 
-/** All power sources at one moment, by psu_info_get_all(): from the source if given, the cache, or the hardware. */
+/** All power sources at one moment, from psu_info_get_all(): the source if it is given, the cache, or the hardware. */
 class Psus {
  public:
   explicit Psus(cache_source* source = nullptr) : count_(psu_info_get_all(records_.data(), source)) {}
-  /** Four records, zero beyond the count: what get_device_state() and the power budget take. */
+  /** Four records, as get_device_state() and the power budget take them. Records after the count are zero. */
   const psu_info* get() const { return records_.data(); }
   PsuRange range() const { return {records_.data(), count_, KVRN_PSU_MAX}; }
   auto begin() const { return range().begin(); }
@@ -220,7 +232,10 @@ class Psus {
   int count_;
 };
 
-/** A cache as a reader maps it; false when there is none. A file that is cut short kills who touches the records. */
+/**
+ * A mapped cache; false when there is none. If another program truncates the file, an access to the records ends the
+ * process.
+ */
 template <typename View, auto Open, auto Close, typename Range, int Most>
 class CacheView {
  public:
@@ -243,10 +258,10 @@ class CacheView {
 };
 /** "/tmp/.psu_info_cache", when it is at most 10 seconds old. */
 using PsuCache = CacheView<psu_info_view, get_psu_info_cache_data, psu_info_cache_data_free, PsuRange, KVRN_PSU_MAX>;
-/** "/tmp/.output_cache", whatever its age. */
+/** "/tmp/.output_cache" with any age. */
 using OutputCache = CacheView<output_view, get_output_cache_data, output_cache_data_free, OutputRange, KVRN_OUTPUT_MAX>;
 
-/** The sensor summary, by sensors_info_get_ex(); false without memory. */
+/** The sensor summary from sensors_info_get_ex(); false when out of memory. */
 class Summary {
  public:
   explicit Summary(bool with_board_temps = false, cache_source* outputs = nullptr, cache_source* psus = nullptr)
@@ -263,13 +278,16 @@ class Summary {
 
 /* ---- Configuration ---- */
 
-/** An entry of a configuration or of a list. Its texts live until the entry is changed, or the configuration freed. */
+/**
+ * An entry of a configuration or of a list. Its texts are valid until the entry is changed or the configuration is
+ * freed.
+ */
 class Entry {
  public:
   explicit Entry(const cfg_entry* entry) : entry_(entry) {}
   const cfg_entry* get() const { return entry_; }
   std::string_view key() const { return entry_->key; }
-  /** Empty for a cleared entry; in changes(): the key is gone. */
+  /** Empty for a cleared entry. In changes() empty means that the key was removed. */
   std::optional<std::string_view> value() const {
     return entry_->value == nullptr ? std::nullopt : std::optional<std::string_view>(entry_->value);
   }
@@ -283,7 +301,7 @@ class Entry {
   const cfg_entry* entry_;
 };
 
-/** A chain of entries that it owns, for a range-for over Entry. */
+/** A chain of entries, which it owns. A range-for over it gives objects of class Entry. */
 template <auto Free>
 class Chain {
  public:
@@ -302,7 +320,7 @@ class Chain {
   };
 
   explicit Chain(cfg_entry* first = nullptr) : first_(first) {}
-  explicit operator bool() const { return first_ != nullptr; } /**< false: it is empty */
+  explicit operator bool() const { return first_ != nullptr; } /**< false when it is empty */
   cfg_entry* get() const { return first_.get(); }
   cfg_entry* release() { return first_.release(); }
   Iterator begin() const { return Iterator(first_.get()); }
@@ -312,10 +330,13 @@ class Chain {
   Owned<cfg_entry, Free> first_;
 };
 
-/** A list of entries of a configuration, which must live longer. */
+/** A list of entries of a configuration. The configuration must outlive the list. */
 using Matches = Chain<free_cfg_it>;
 
-/** A configuration. A key is a text here, no pattern; it is cut to 255 characters. Empty: there is no such value. */
+/**
+ * A configuration. A key here is a plain text, not a pattern; it is truncated to 255 characters. An empty result means
+ * that there is no such value.
+ */
 class Configuration : public Chain<free_cfg> {
  public:
   using Chain::Chain;
@@ -336,34 +357,34 @@ class Configuration : public Chain<free_cfg> {
   Matches below(std::string_view prefix) const {
     return Matches(get_cfg_it(get(), 0, "%.*s", length(prefix), start(prefix)));
   }
-  /** i where "<prefix>i.devname" is the device: `index_of("netconf.", "eth0")`. */
+  /** The index i for which "<prefix>i.devname" is the device: `index_of("netconf.", "eth0")`. */
   std::optional<std::int32_t> index_of(const char* prefix, const char* device) const {
     const std::int32_t index = get_cfg_idx_by_devname(get(), prefix, device);
     return index == -1 ? std::nullopt : std::optional(index);
   }
 
-  /** Changes a value, or appends the key. @return false without memory, and for the empty configuration */
+  /** Changes a value, or adds the key. @return false when out of memory, and for the empty configuration */
   bool set(std::string_view key, const char* value) {
     return get() != nullptr && value != nullptr && update_value(get(), value, "%.*s", length(key), start(key)) >= 0;
   }
-  /** Takes the value away; the key stays. @return whether there was one */
+  /** Removes the value; the key stays. @return whether there was a value */
   bool clear(std::string_view key) { return update_value(get(), nullptr, "%.*s", length(key), start(key)) == -1; }
-  /** Deletes every entry of the key. @return how many there were */
+  /** Deletes every entry with the key. @return the number of deleted entries */
   int erase(std::string_view key) {
     cfg_entry* first = first_.release();
     const int count = cfg_del_key(&first, 1, "%.*s", length(key), start(key));
     first_.reset(first);
     return count;
   }
-  /** save_cfg(): rewrites the file in place, passwords protected. @return false: the file cannot be opened */
+  /** save_cfg(): rewrites the file in place, with passwords protected. @return false when the file cannot be opened */
   bool save(const char* path) const { return save_cfg(get(), path) == 0; }
-  /** The entries that are new, changed or gone after `old`. Both must outlive the list. */
+  /** The entries that are new, changed or missing compared with `old`. Both configurations must outlive the list. */
   Matches changes(const Configuration& old) const { return Matches(get_cfg_diff_it(old.get(), get())); }
 
  private:
   static int length(std::string_view text) { return static_cast<int>(text.size()); }
   static const char* start(std::string_view text) { return text.data() == nullptr ? "" : text.data(); }
-  // A fallback that comes back is a value only when another fallback does not.
+  // A result that equals the fallback may be a real value. A second call with another fallback shows which one it is.
   template <typename T>
   std::optional<T> either(T (*getter)(const cfg_entry*, T, const char*, ...), std::string_view key) const {
     const T value = getter(get(), 0, "%.*s", length(key), start(key));
@@ -374,11 +395,11 @@ class Configuration : public Chain<free_cfg> {
 
 /* ---- Board ---- */
 
-/** A board, by a record that lives as long as the process. */
+/** A board. Its record lives as long as the process. */
 class Board {
  public:
   explicit Board(const kvrn_board_record* record) : record_(record) {}
-  /** The board this process runs on. */
+  /** The board on which this process runs. */
   static Board identify() { return Board(board_identify()); }
   static std::optional<Board> by_code(const char* code) { return found(board_identify_platform(code)); }
   static std::optional<Board> by_system_id(std::uint32_t id) { return found(board_identify_system(id)); }
@@ -391,7 +412,7 @@ class Board {
     const std::uint32_t revision = record_->cpu_revision;
     return revision >= std::uint32_t{0} - 2 ? std::nullopt : std::optional(revision);
   }
-  /** Place of the LED that is number `ordinal` in a role. */
+  /** Index of the LED with number `ordinal` in a role. */
   std::optional<int> led(int role, int ordinal) const {
     const int place = led_idx(record_, role, ordinal);
     return place < 0 ? std::nullopt : std::optional(place);
@@ -406,7 +427,7 @@ class Board {
 
 /* ---- Single readings; empty when they fail ---- */
 
-/** A GPIO line by its packed number, and by chip path and name. */
+/** Reads a GPIO line by its packed number, or by chip path and line name. */
 inline std::optional<bool> read_line(std::uint32_t line) {
   const int level = gpio_read(line);
   return level == KVRN_GPIO_FAILED ? std::nullopt : std::optional(level != 0);
@@ -416,7 +437,7 @@ inline std::optional<bool> read_line(const char* chip_path, const char* name) {
   return level == KVRN_GPIO_FAILED ? std::nullopt : std::optional(level != 0);
 }
 
-/** An integer attribute of a monitor, in its own unit. */
+/** Reads an integer attribute of a monitor. Its unit depends on the attribute. */
 inline std::optional<int> read_hwmon(const char* device, const char* attribute) {
   int value = 0;
   return i2c_hwmon_readint(device, attribute, &value) == 0 ? std::optional(value) : std::nullopt;
@@ -428,13 +449,13 @@ inline std::optional<int> supply_temp_c(int input) {
   return get_psu_temp_info(input, &celsius) != 0 ? std::optional(celsius) : std::nullopt;
 }
 
-/** Whether PoE is on at a configured interface, from 1 to 128; empty also when it has none. */
+/** Whether PoE is on at a configured interface, 1 to 128. Also empty when the interface has no PoE line. */
 inline std::optional<bool> poe_on(int interface_index) {
   const int level = dc_get_output(static_cast<std::int8_t>((interface_index - 1) - 128));
   return level == KVRN_GPIO_FAILED || level < 0 ? std::nullopt : std::optional(level != 0);
 }
 
-/** The published estimate of a battery, PSU 2 or 3; a missing one takes 600 ms. */
+/** The published estimate for a battery, PSU 2 or 3. When it is missing, the call takes 600 ms. */
 struct BatteryEstimate {
   std::int32_t charge_pct;
   std::int32_t time_s;
@@ -446,7 +467,10 @@ inline std::optional<BatteryEstimate> read_estimate(int psu) {
   return charge == -2 ? std::nullopt : std::optional(BatteryEstimate{charge, time_s});
 }
 
-/** The record of a battery, PSU 2 or 3. Its figures are unknown while the charger is idle; the charge on an error. */
+/**
+ * The record of a battery, PSU 2 or 3. Charge and current are unknown while the charger is idle. The charge is also
+ * unknown when the flags contain an error.
+ */
 struct BatteryFlags {
   std::uint32_t flags;
   std::optional<std::int32_t> charge_mah;
@@ -463,7 +487,7 @@ inline std::optional<BatteryFlags> read_flags(int psu) {
 
 /* ---- Tools ---- */
 
-/** An averaging buffer; false without memory, and for a capacity of 0. */
+/** An averaging buffer; false when out of memory, and for a capacity of 0. */
 class Average {
  public:
   explicit Average(std::uint32_t capacity) {
@@ -477,7 +501,7 @@ class Average {
   ~Average() { avg_value_buff_clean(&buffer_); }
   explicit operator bool() const { return buffer_.samples != nullptr; }
   const avg_value_buff& get() const { return buffer_; }
-  /** @return the new average of the samples held */
+  /** @return the new average of the samples in the buffer */
   std::int64_t add(std::int64_t value) { return avg_value_buff_add(&buffer_, value); }
   void reset() { avg_value_buff_reset(&buffer_); }
 
@@ -486,8 +510,10 @@ class Average {
 };
 
 /**
- * Holds a lock between processes while it lives; false: not acquired. `if (const Lock lock = Lock::outputs()) ...`
- * A C lock that failed counts as held, and removes the file of whoever holds it; this one leaves that file alone.
+ * Holds a lock between processes as long as the object lives; false: not acquired.
+ * `if (const Lock lock = Lock::outputs()) ...`
+ * After a failure, a C lock counts as held, and its unlock removes the file of the real holder. This class leaves that
+ * file alone.
  */
 class Lock {
  public:
@@ -495,7 +521,8 @@ class Lock {
   Lock(const char* path, std::int64_t wait_s)
       : path_(path == nullptr ? nullptr : ::strdup(path)), lock_(InterProcessLockNew(path_.get(), wait_s)) {
     if (!lock_ || lock_->lock(lock_.get()) != 0) return;
-    *path_ = '\0';  // nothing to remove
+    // With an empty path the destructor of the C lock removes no file.
+    *path_ = '\0';
     lock_.reset();
   }
   Lock(Lock&&) = default;
@@ -505,14 +532,15 @@ class Lock {
   InterProcessLock* get() const { return lock_.get(); }
 
  private:
-  Owned<char, std::free> path_;  // which the lock keeps a pointer to
+  Owned<char, std::free> path_;  // the lock keeps a pointer to this text
   RawLock lock_;
 };
 
 /**
- * Observes what the calls of this thread read, while it lives: `const Observer watch([&](const kvrn_observation& read)
- * { ... });`. The callable must not call the library; an exception in it ends the program. One observer a thread, ended
- * by the thread that made it.
+ * Reports to a callable what the library calls of this thread read, as long as the object lives:
+ * `const Observer watch([&](const kvrn_observation& read) { ... });`
+ * The callable must not call the library. An exception in the callable ends the program. A thread can have one
+ * observer, and the same thread must destroy it.
  */
 template <typename Callable>
 class Observer {

@@ -1,11 +1,11 @@
 /* SPDX-License-Identifier: MIT */
 /**
- * @file observe.h  What a call reads, and what each source answered.
+ * @file observe.h  Reports what a call reads, and what each source answered.
  *
- * A failed reading has a default, so a value alone does not tell whether it was read. A program that wants to know sets
- * a callback and calls the library as usual: every source that the call asks is reported once, in the order of asking,
- * from the very read whose value is used. Nothing is read for the report. A line that could not be driven is reported
- * too.
+ * A failed reading has a default value, so the value alone does not show whether it was read. To know this, a program
+ * sets a callback and calls the library as usual. Each source that the call reads is reported once, in the order of the
+ * reads. The report describes the same read that gives the value: nothing is read only for a report. A GPIO line that
+ * could not be driven is also reported.
  */
 #ifndef KVRN_OBSERVE_H
 #define KVRN_OBSERVE_H
@@ -21,25 +21,25 @@ enum kvrn_source_kind {
   KVRN_SOURCE_I2C = 1,   /**< a register of an I2C device */
   KVRN_SOURCE_BLOCK = 2, /**< a block of an I2C device that has block reads */
   KVRN_SOURCE_HWMON = 3, /**< an attribute of a monitor */
-  KVRN_SOURCE_FILE = 4,  /**< a file that another program writes: a flag, a battery's data; it may well be missing */
-  KVRN_SOURCE_IMAGE = 5, /**< a shared image; it may well be missing */
-  KVRN_SOURCE_BOARD = 6  /**< what tells the board: a file of /proc, the flash, the SoC's registers */
+  KVRN_SOURCE_FILE = 4,  /**< a flag or battery data that another program writes; often missing */
+  KVRN_SOURCE_IMAGE = 5, /**< a shared image; often missing */
+  KVRN_SOURCE_BOARD = 6  /**< identifies the board: a file in /proc, the flash, an SoC register */
 };
 
-/** Whom a value tells of; sources and outputs have a number. */
+/** What a value belongs to. Power sources and outputs also have a number. */
 enum kvrn_subject {
   KVRN_SUBJECT_DEVICE = 0,
   KVRN_SUBJECT_PSU = 1,
   KVRN_SUBJECT_OUTPUT = 2,
 };
 
-/** What a value tells. */
+/** The meaning of a value. */
 enum kvrn_fact {
-  KVRN_FACT_NONE = 0, /**< asked by number, name or path: the caller knows what for */
+  KVRN_FACT_NONE = 0, /**< read by number, name or path: only the caller knows the meaning */
   KVRN_FACT_FAMILY,
   KVRN_FACT_CALIBRATION,
   KVRN_FACT_REVISION,
-  KVRN_FACT_RECORDS, /**< all values of the subject; of the device: of all its sources */
+  KVRN_FACT_RECORDS, /**< all values of the subject; for the device: of all its power sources */
   KVRN_FACT_OUTPUT_RECORDS,
   KVRN_FACT_MAINS,
   KVRN_FACT_SLOT,
@@ -63,7 +63,7 @@ enum kvrn_fact {
   KVRN_FACT_FULL_CAPACITY,
   KVRN_FACT_REMAINING_CAPACITY,
   KVRN_FACT_DESIGN_CAPACITY,
-  KVRN_FACT_CELLS, /**< of the upper cells; of the lower, KVRN_FACT_LOWER_CELLS */
+  KVRN_FACT_CELLS, /**< the upper cells; the lower cells have KVRN_FACT_LOWER_CELLS */
   KVRN_FACT_LOWER_CELLS,
   KVRN_FACT_BLOCK_51,
   KVRN_FACT_BLOCK_55,
@@ -71,7 +71,7 @@ enum kvrn_fact {
   KVRN_FACT_BATTERY_DATA,
   KVRN_FACT_RESISTANCE,
   KVRN_FACT_CALIBRATING,
-  KVRN_FACT_ASSIST, /**< a battery can help a single supply */
+  KVRN_FACT_ASSIST, /**< whether a battery can support a single supply */
   KVRN_FACT_SWITCHED,
   KVRN_FACT_CONFIGURED,
   KVRN_FACT_PROTECTION,
@@ -90,37 +90,37 @@ enum kvrn_fact {
 /** How a read ended. */
 enum kvrn_outcome {
   KVRN_OUTCOME_ANSWERED = 0,
-  KVRN_OUTCOME_FAILED = 1,     /**< `error` is the errno */
-  KVRN_OUTCOME_REFUSED = 2,    /**< it was read, but is no use: no number, a supply's "no data", a cut file */
-  KVRN_OUTCOME_STALE = 3,      /**< an image that nobody refreshes */
-  KVRN_OUTCOME_WRONG_SIZE = 4, /**< an image of another size */
+  KVRN_OUTCOME_FAILED = 1,     /**< `error` has the errno */
+  KVRN_OUTCOME_REFUSED = 2,    /**< read, but not usable: no number, a supply's "no data", a truncated file */
+  KVRN_OUTCOME_STALE = 3,      /**< an image that is too old */
+  KVRN_OUTCOME_WRONG_SIZE = 4, /**< an image with a wrong size */
 };
 
-/** An image that was never refreshed has this age. */
+/** The age of an image that was never refreshed. */
 #define KVRN_NEVER_REFRESHED INT64_MAX
 
-/** One read. Texts are valid during the callback. */
+/** One read. The texts are valid only during the callback. */
 typedef struct kvrn_observation {
   enum kvrn_source_kind kind;
   enum kvrn_subject subject;
-  int subject_number; /**< of the source from 0, of the output from 0; else 0 */
+  int subject_number; /**< number of the power source or output, from 0; else 0 */
   enum kvrn_fact fact;
   enum kvrn_outcome outcome;
-  int error;        /**< errno where the outcome is KVRN_OUTCOME_FAILED, else 0 */
-  const char* path; /**< the file or character device; NULL: there is none of that number */
-  int address;      /**< of the device on an I2C bus, else -1 */
-  int number;       /**< a line: its packed number, -1 when asked by name; an I2C register or block; else -1 */
-  int64_t value;    /**< what was read; an image's age in s (negative: stamped in the future), or its wrong size */
+  int error;        /**< errno when the outcome is KVRN_OUTCOME_FAILED, else 0 */
+  const char* path; /**< the file or character device; NULL when no device has the given number */
+  int address;      /**< address of a device on an I2C bus, else -1 */
+  int number;       /**< packed number of a line (-1 when read by name), or I2C register or block; else -1 */
+  int64_t value;    /**< the value; for an image its age in s (negative: stamp in the future) or wrong size */
 } kvrn_observation;
 
 typedef void (*kvrn_observer)(const kvrn_observation* observation, void* context);
 
 /**
- * Sets the calling thread's callback. What is remembered for the life of the process (the board, its output count) is
- * reported only when it is read. Without a callback in any thread a read costs one test more.
- * @param callback called from within the library's calls of this thread; it must not call the library and not throw;
- *                 NULL: none any more
- * @param context handed to the callback; the caller keeps it alive
+ * Sets the callback of the calling thread. A value that the process keeps (the board, its number of outputs) is
+ * reported only when it is read. When no thread has a callback, each read costs one additional test.
+ * @param callback called inside library calls of this thread. It must not call the library and must not throw. NULL
+ *                 removes the callback.
+ * @param context passed to the callback; the caller keeps it alive
  */
 KVRN_API void kvrn_observe(kvrn_observer callback, void* context);
 
