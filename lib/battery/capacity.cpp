@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Capacity of the lead-acid battery by Peukert's law, and open-circuit voltages. The battery monitor compares results
-// across devices: the precision of each step is part of them.
+// Capacity of the lead-acid battery by Peukert's law, and open-circuit voltages. The battery monitor compares the
+// results of different devices. The precision of each step affects the results and must not change.
 #include <kvrn/battery.h>
 #include <sys/stat.h>
 
@@ -18,7 +18,7 @@ namespace {
 constexpr int lead_acid_psu = 2;
 constexpr int32_t default_capacity_ah = 20;
 
-// The integers of "psu.monitor.battery."; the file is read at the first question.
+// The integers below "psu.monitor.battery.". The file is read when the first of them is needed.
 class Settings {
  public:
   int32_t number(const char* name, int32_t fallback) {
@@ -32,7 +32,7 @@ class Settings {
   bool parsed_ = false;
 };
 
-// Kept for the life of the process; 0 is not loaded.
+// The settings, which the process keeps. 0 means that a setting is not loaded.
 struct Loaded {
   int32_t capacity_mah;
   float exponent;
@@ -56,8 +56,8 @@ bool configuration_changed() {
 double peukert_of(uint32_t capacity_ah, int fixed) KVRN_INNER(peukert_of);
 double peukert_of(uint32_t capacity_ah, int fixed) {
   if (fixed != 0) return 1.01;
-  // The first line starts at 7 although it serves from 8 on, so the exponent drops between the two. Kept: the
-  // capacities that devices reported were computed with it.
+  // The first line starts at 7, but is used only from 8 on. The exponent therefore drops between 7 and 8. This stays
+  // so, because devices already reported capacities that were computed with it.
   if (capacity_ah < 8) return 1.21;
   if (capacity_ah < 40) return 1.21 + (1.06 - 1.21) * (static_cast<double>(capacity_ah) - 7) / (40 - 7);
   if (capacity_ah < 150) return 1.06 + (1.04 - 1.06) * (static_cast<double>(capacity_ah) - 40) / (150 - 40);
@@ -92,7 +92,8 @@ float exponent_of(Settings& settings, uint32_t capacity_ah) {
 
 uint64_t sign_extended(int32_t value) { return static_cast<uint64_t>(int64_t{value}); }
 
-// The voltage without load by a battery's curve. The constants are of single precision, the steps of double.
+// The voltage without load, from the curve of a battery. The constants have single precision, the calculation has
+// double.
 int on_curve(int voltage, int current, int cells, float power, float scale) {
   if (voltage < 1) return voltage;
   const double factor = std::max(cells, 1);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What the battery monitoring process keeps about each battery in files. Fields that no name is given to are that
-// process's own.
+// The files that the battery monitoring process keeps for each battery. Fields without a name here are used only by
+// that process.
 #include <kvrn/battery.h>
 #include <stdio.h>
 #include <sys/stat.h>
@@ -27,10 +27,10 @@ namespace {
 using kvrn::Fd;
 
 constexpr uint32_t informational_bits = 0x1B4;
-constexpr uint32_t charger_bits = 0x30;  // mean nothing while the charger is idle
+constexpr uint32_t charger_bits = 0x30;  // have no meaning while the charger is idle
 constexpr int no_charge = -2;
 
-// "/etc/persistent/battery_data"; what a short file lacks keeps these values.
+// "/etc/persistent/battery_data". The fields that a short file does not have keep these values.
 struct RecordFile {
   kvrn_be_i32 version = 0;
   kvrn_be_i32 word_0 = -1;
@@ -43,7 +43,7 @@ struct RecordFile {
 };
 static_assert(sizeof(RecordFile) == 132 && offsetof(RecordFile, charge) == 116);
 
-// "/etc/persistent/battery_data2" as far as it is used here.
+// The fields of "/etc/persistent/battery_data2" that are used here.
 struct ParameterFile {
   kvrn_be_i32 version = 0;
   kvrn_be_i32 resistance = 0;
@@ -52,13 +52,14 @@ static_assert(sizeof(ParameterFile) == 8);
 
 using FileName = kvrn::Text<64>;
 
-// As get_filename_bat_psu_id() names it, without its buffer: threads may ask for different batteries.
+// The name from get_filename_bat_psu_id(), but without its static buffer: threads may ask for different batteries.
 FileName file_of(const char* base, int psu) {
   const int battery = kvrn::wrap_i32(int64_t{psu} - 2);
   return battery < 1 ? FileName("%s", base) : FileName("%s_%d", base, battery);
 }
 
-// A file of another version stays open. One at a time: a process that polls must not run out of descriptors.
+// A file with another version stays open. Only one such descriptor is kept, because a process that polls the file must
+// not run out of descriptors.
 void leave_open(Fd fd) {
   static std::atomic<int> left_open = -1;
   const Fd earlier(left_open.exchange(fd.release()));
@@ -66,11 +67,11 @@ void leave_open(Fd fd) {
 
 enum class Content { missing, wrong_version, version_alone, record };
 
-// Reads what there is of a file, which begins with its version, over the preset values. The file is closed unless its
-// version is wrong.
+// Reads a file, which begins with its version, over the preset values. A short file replaces only some of them. The
+// file is closed unless its version is wrong.
 Content read_versioned(const char* path, int32_t version, kvrn_fact fact, kvrn_be_i32* out, std::size_t size) {
   const uint32_t what = kvrn::reading(KVRN_SOURCE_FILE, fact);
-  // A FIFO in place of a file must not block.
+  // Without O_NONBLOCK a FIFO in place of the file would block.
   Fd fd = Fd::open(path, O_RDONLY | O_NONBLOCK);
   ssize_t got = -1;
   if (fd) do {
@@ -101,8 +102,8 @@ bool charger_active(int psu) {
              .value.value_or(1) > 0;
 }
 
-// Stores the integers at the start of a file, in order, and reports it when there are enough.
-// @return how many there are, or -1 without a file
+// Stores the integers at the start of a file, in order. Reports the read when there are at least `enough` integers.
+// @return the number of integers, or -1 without a file
 int scan_file(const char* path, std::span<int32_t* const> out, kvrn_fact fact, int enough) {
   char buffer[512];
   kvrn::FileText file = kvrn::read_file(path, buffer);
@@ -141,7 +142,7 @@ int read_estimate(int psu, int32_t* time_s, int32_t* third, int32_t* fourth) {
     const int count = scan_file(path.c_str(), slots, KVRN_FACT_ESTIMATE, attempt < tries ? needed : -1);
     if (count >= 0 && fourth != nullptr) *fourth = last;
     if (count >= needed && charge != no_charge) return charge;
-    pause_us(rest_us);  // the writer may have been at it
+    pause_us(rest_us);  // the writer may have been writing the file
   }
   return no_charge;
 }
@@ -222,7 +223,7 @@ int get_battery_internal_resistance(int psu) {
     case Content::missing:
       return 0;
     case Content::wrong_version:
-      (void)::unlink(path);  // what cannot be deleted is met again at the next call
+      (void)::unlink(path);  // if this fails, the next call tries again
       return 0;
     case Content::version_alone:
       return 0;

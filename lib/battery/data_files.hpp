@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the battery monitoring process keeps about each battery in files.
+// The files that the battery monitoring process keeps for each battery.
 #pragma once
 
 #include <cstdint>
@@ -9,19 +9,20 @@
 
 namespace kvrn {
 
-// The estimated charge in percent, -2 when there is none: then the values are as far as they were read. Waits for a
-// writer that is at it, 600 ms at most.
+// The estimated charge in percent, or -2 when there is none. The other values are set as far as they could be read.
+// Waits up to 600 ms for a process that is writing the file.
 int read_estimate(int psu, std::int32_t* time_s, std::int32_t* third, std::int32_t* fourth) KVRN_INNER(read_estimate);
 
 struct BatteryData {
   std::uint32_t flags;
-  std::int32_t charge_mah;  // -1: none, as the current
+  std::int32_t charge_mah;  // -1 when unknown, as `current_ma`
   std::int32_t current_ma;
 };
-// @param known_active what the charger's file says (true where it is missing), if the caller has read it
+// @param known_active the state in the charger's file (true when the file is missing), if the caller has already read
+//                     it
 std::optional<BatteryData> read_battery_data(int psu, std::optional<bool> known_active = std::nullopt);
 
-// The state of the calibration, 0 when there is none, and its percentage.
+// The state of the calibration (0 when there is none) and its percentage.
 struct Calibration {
   std::int32_t state;
   std::int32_t percentage;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The smart-battery records that the monitoring process publishes.
+// Reads the smart-battery records that the monitoring process publishes.
 #include "battery/smart.hpp"
 #include "cache/image.hpp"
 

@@ -11,7 +11,7 @@
 namespace kvrn {
 namespace {
 
-// The battery's controller needs a rest after every request.
+// The controller of the battery needs a pause after every request.
 constexpr unsigned rest_us = 100;
 
 }  // namespace
@@ -19,7 +19,7 @@ constexpr unsigned rest_us = 100;
 SbsBus::SbsBus(const I2cDevice& device)
     : fd_(Fd::open(Text<32>("/dev/i2c-%d", device.bus).c_str(), O_RDONLY)), address_(device.address) {}
 
-// Other processes use the bus too, so the slave is selected anew for every transfer.
+// Other processes use the bus too, so the slave is selected again for every transfer.
 bool SbsBus::transfer(char direction, std::uint8_t reg, std::uint32_t size, i2c_smbus_data& data) const {
   const bool selected = i2c_select(fd_.get(), address_) >= 0;
   pause_us(rest_us);

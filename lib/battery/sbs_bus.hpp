@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The smart battery's bus: one descriptor and the three kinds of transfer.
+// The bus of the smart battery: one descriptor and the three kinds of transfer.
 #pragma once
 
 #include <array>
@@ -13,7 +13,7 @@ union i2c_smbus_data;
 
 namespace kvrn {
 
-// Command codes, by their names in the Smart Battery Data set.
+// Command codes, with the names of the Smart Battery Data set.
 namespace sbs {
 enum Register : std::uint8_t {
   manufacturer_access = 0x00,
@@ -49,7 +49,7 @@ class SbsBus {
   explicit operator bool() const { return static_cast<bool>(fd_); }
   bool write_word(std::uint8_t reg, std::uint16_t value) const;
   std::optional<std::uint16_t> read_word(std::uint8_t reg) const;
-  // At most `capacity` bytes of the block.
+  // Reads at most `capacity` bytes of a block.
   std::optional<SbsBlock> read_block(std::uint16_t subcommand, unsigned capacity) const;
 
  private:

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The smart battery's readout: up to five passes over its registers into one record.
+// The readout of the smart battery: reads its registers in up to five passes into one record.
 #include "battery/smart.hpp"
 
 #include <time.h>
@@ -23,7 +23,7 @@ namespace sbs = kvrn::sbs;
 constexpr int passes = 5;
 constexpr int32_t unknown = INT32_MIN;
 constexpr int32_t unknown_temp_c = 129;  // becomes -127 in the 8-bit field of a PSU record
-constexpr int full_pass = 9;             // counted readings of a complete pass, BatteryStatus apart
+constexpr int full_pass = 9;             // number of counted readings in a complete pass, without BatteryStatus
 constexpr uint16_t discharging_or_full = 0x60;
 
 void preset(kvrn_sbs_battery_info& out) {
@@ -38,16 +38,16 @@ void preset(kvrn_sbs_battery_info& out) {
   out.manufacture_time = int64_t{unknown};
 }
 
-// The battery, and what it answered, for programs that observe: of each fact the read whose value is used, which is the
-// last one that was of use.
+// The battery and notes about its answers, for programs that observe. For each fact the notes keep the read whose value
+// is used. This is the last read that was useful.
 class Asked {
  public:
   Asked(const SbsBus& battery, struct Notes& kept) : bus(battery), notes_(kept) {}
   const SbsBus& bus;
 
-  // A register whose values above the limit are none.
+  // Reads a register. A value above the limit is not accepted.
   std::optional<uint16_t> word(uint8_t reg, kvrn_fact fact, uint32_t limit = UINT16_MAX) const;
-  // At most `capacity` bytes of a block.
+  // Reads at most `capacity` bytes of a block.
   std::optional<kvrn::SbsBlock> block(uint16_t subcommand, kvrn_fact fact, unsigned capacity) const;
 
  private:
@@ -62,7 +62,7 @@ struct Note {
   int32_t value;
 };
 
-// By their facts, which are in the order of asking.
+// One note for each fact. The order of the facts is the order of the reads.
 struct Notes {
   static constexpr kvrn_fact first = KVRN_FACT_STATUS;
   std::array<Note, KVRN_FACT_BLOCK_55 - first + 1> of{};
@@ -102,7 +102,7 @@ std::optional<kvrn::SbsBlock> Asked::block(uint16_t subcommand, kvrn_fact fact, 
   return data;
 }
 
-// Stores a register that passes its limit. @return 1 when stored, for the count of the pass
+// Stores the value of a register if it is within its limit. @return 1 when stored, for the count of the pass
 int store(const Asked& asked, uint8_t reg, kvrn_fact fact, uint32_t limit, int32_t scale, kvrn_be_i32& field) {
   const auto raw = asked.word(reg, fact, limit);
   if (!raw) return 0;
@@ -145,7 +145,8 @@ void read_manufacture_date(const Asked& asked, kvrn_sbs_battery_info& out) {
   out.manufacture_time = int64_t{::timegm(&date)};
 }
 
-// Bit 15 of BatteryMode makes the battery report capacities in 10 mWh instead of mAh: clear it.
+// When bit 15 of BatteryMode is set, the battery reports capacities in 10 mWh and not in mAh. This function clears the
+// bit.
 void select_mah(const Asked& asked) {
   constexpr uint16_t capacity_mode = 0x8000;
   const auto mode = asked.word(sbs::battery_mode, KVRN_FACT_CAPACITY_MODE);
@@ -155,13 +156,13 @@ void select_mah(const Asked& asked) {
 
 int read_charge(const Asked& asked, kvrn_sbs_battery_info& out) {
   (void)store(asked, sbs::full_charge_capacity, KVRN_FACT_FULL_CAPACITY, UINT16_MAX, 1,
-              out.full_capacity_mah);  // not counted
+              out.full_capacity_mah);  // not counted in the pass
   const auto remaining = asked.word(sbs::remaining_capacity, KVRN_FACT_REMAINING_CAPACITY);
   if (!remaining) return 0;
-  const int32_t full = out.full_capacity_mah;  // perhaps an earlier pass's
+  const int32_t full = out.full_capacity_mah;  // may be from an earlier pass
   if (full == unknown || full == 0) return 1;
   const float pct = static_cast<float>(*remaining) / static_cast<float>(full) * 100.0F;
-  if (pct < 200.0F) out.charge_pct = pct < 100.0F ? pct : 100.0F;  // twice the capacity is no reading
+  if (pct < 200.0F) out.charge_pct = pct < 100.0F ? pct : 100.0F;  // 200 % or more is not a valid reading
   return 1;
 }
 
@@ -175,14 +176,14 @@ void read_cells(const Asked& asked, kvrn_sbs_battery_info& out) {
   for (unsigned i = 0; i < 4; ++i) out.cell_mv[i] = lower->i16(2 * i);
 }
 
-// The value of a block that must be exactly `length` bytes long.
+// The value of a block. The block must have exactly `length` bytes.
 int32_t block_value(const Asked& asked, uint16_t subcommand, kvrn_fact fact, unsigned length) {
   const auto block = asked.block(subcommand, fact, 4);
   if (!block || block->length != length) return unknown;
   return kvrn::wrap_i32(block->low(length));
 }
 
-// One pass over the registers, in the battery's order. @return every counted reading succeeded
+// Reads the registers once, in the order of the battery. @return whether every counted reading succeeded
 bool read_pass(const Asked& asked, kvrn_sbs_battery_info& out) {
   const auto status = asked.word(sbs::battery_status, KVRN_FACT_STATUS);
   if (status) out.charging = (*status & discharging_or_full) == 0 ? 1 : 0;
@@ -200,7 +201,7 @@ bool read_pass(const Asked& asked, kvrn_sbs_battery_info& out) {
   read_cells(asked, out);
   out.block_51 = block_value(asked, 0x51, KVRN_FACT_BLOCK_51, 4);
   out.block_55 = block_value(asked, 0x55, KVRN_FACT_BLOCK_55, 3);
-  // Without BatteryStatus one reading more would be needed than there are: such a pass never completes.
+  // A pass without BatteryStatus would need one more reading than there are, so such a pass is never complete.
   return status && counted == full_pass;
 }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The calibration partition: the unit's MAC addresses, board id and revision, and the radio's calibration.
+// Reads the calibration partition: the unit's MAC addresses, board id and revision, and the calibration of the radio.
 #include "board/eeprom.hpp"
 
 #include <mtd/mtd-user.h>
@@ -20,7 +20,7 @@ namespace {
 constexpr std::size_t smallest_image = 4096;
 constexpr std::size_t radio_offset = 4096;
 
-// Where a calibration block may lie in the radio data, in words; the last is taken unchecked.
+// Possible positions of a calibration block in the radio data, in words. The last one is used without a check.
 constexpr std::uint32_t checked_blocks[]{256 / 2, 128 / 2};
 constexpr std::uint32_t fallback_block = 512 / 2;
 constexpr std::uint32_t longest_block = 4096;  // bytes
@@ -63,7 +63,7 @@ Eeprom read_eeprom() {
   const Fd fd = Fd::open(block_path.c_str(), O_RDONLY);
   const Mapping flash = fd ? Mapping(fd.get(), info.size) : Mapping();
   if (!flash) return not_readable(block_path.c_str());
-  // A partition may be smaller than it claims; a page behind its end must not be touched.
+  // A partition may be smaller than its reported size. A page behind its end must not be accessed.
   const off_t end = std::max<off_t>(::lseek(fd.get(), 0, SEEK_END), 0);
   const auto available = std::min<std::uint64_t>(info.size, static_cast<std::uint64_t>(end));
   Eeprom image = parse_eeprom({static_cast<const std::uint8_t*>(flash.get()), static_cast<std::size_t>(available)});

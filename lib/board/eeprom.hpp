@@ -11,13 +11,13 @@ namespace kvrn {
 
 using Eeprom = Heap<ar7240_eeprom>;
 
-// The unit's calibration partition; null on any failure.
+// Reads the calibration partition of the unit; null on any failure.
 Eeprom read_eeprom();
 
-// A calibration image in memory; null when it is too short and without memory.
+// Parses a calibration image in memory; null when it is too short or memory is exhausted.
 Eeprom parse_eeprom(std::span<const std::uint8_t> flash);
 
-// A word of the radio data, and of the chosen calibration block; 0 past the end of the radio data.
+// A word of the radio data, or of the chosen calibration block; 0 behind the end of the radio data.
 std::uint16_t radio_word(const ar7240_eeprom& image, std::uint32_t index);
 std::uint16_t calibration_word(const ar7240_eeprom& image, std::uint32_t index);
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Identification on one SoC family: which row, and the unit's own facts that go into it.
+// Identification within one SoC family: chooses the row, and writes the data of the unit into it.
 #include "board/family.hpp"
 
 #include <string.h>
@@ -32,7 +32,7 @@ BoardData board_data(const ar7240_eeprom& image) {
   return data;
 }
 
-// What was found out about this unit; zero where it was not.
+// What is known about this unit. Unknown values are zero.
 struct Unit {
   kvrn_board_record* row = nullptr;
   std::uint16_t id = 0;
@@ -51,8 +51,8 @@ bool has_id(const kvrn_board_record& row, std::uint32_t arch, std::uint16_t id) 
   return row.soc_type == arch && (row.system_id == id || (row.radio_count != 0 && row.radio_subsys_id == id));
 }
 
-// The best row: without a revision, or with the highest that the board's revision reaches. An erased revision word
-// (0xFFFFFFFF) reaches none.
+// The best row: the row with the highest minimum revision that the board's revision reaches, else a row without a
+// minimum. An erased revision word (0xFFFFFFFF) reaches no minimum.
 kvrn_board_record* match_ar724x(std::uint32_t arch, std::uint16_t id, std::uint32_t revision) {
   kvrn_board_record* best = nullptr;
   for (kvrn_board_record& row : ar724x_table()) {
@@ -76,7 +76,7 @@ void put_word(std::uint8_t* mac, std::uint16_t word) {
   mac[1] = static_cast<std::uint8_t>(word);
 }
 
-// Radio data words that hold the id and the vendor in front of it.
+// The words of the radio data that may hold the id. The vendor is the word before the id.
 constexpr std::uint32_t id_words[]{20, 11};
 
 void identify_by_radio(Unit& unit, const ar7240_eeprom& image, const BoardData& data, std::uint32_t arch) {
@@ -95,7 +95,7 @@ void identify_by_radio(Unit& unit, const ar7240_eeprom& image, const BoardData& 
   }
 }
 
-// The board data names the board itself. @return its magic is there
+// Identifies the board by the board data. @return whether the magic number is right
 bool identify_by_board_data(Unit& unit, const BoardData& data) {
   if (data.magic != board_data_magic) return false;
   set_id(unit, data.system_id, board_data_magic);
@@ -143,7 +143,7 @@ void put_mtu_limits(kvrn_board_record& record) {
     clamp_mtu(record.eth[0], 9192);
     if (record.eth_count > 1) clamp_mtu(record.eth[1], highest_mtu);
   }
-  // Overrides the 9192 above: drivers size their buffers by what comes out here.
+  // This lowers the 9192 above. Drivers size their buffers by the result.
   clamp_all(record, highest_mtu);
 }
 

@@ -7,7 +7,7 @@
 
 namespace kvrn {
 
-// Identification on one family, every time anew; see ar7240_identify(). The row may still be scrambled.
+// Identifies the board within one family, again at every call; see ar7240_identify(). The row may still be scrambled.
 const kvrn_board_record& identify_ar724x(std::uint32_t arch) KVRN_INNER(identify_ar724x);
 const kvrn_board_record& identify_qca953x(std::uint32_t arch) KVRN_INNER(identify_qca953x);
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Chooses the board of this process, once, and looks rows up.
+// Identifies the board of this process once, and looks up rows.
 #include "board/identify.hpp"
 
 #include <string.h>
@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::size_t code_length = 5;
 
-// The record of boards that are not ours.
+// The record for a board that is not in the tables.
 consteval kvrn_board_record unknown() {
   kvrn_board_record record{};
   put_text(record.name, "Unknown");
@@ -28,16 +28,16 @@ consteval kvrn_board_record unknown() {
 }
 constinit kvrn_board_record unknown_board = unknown();
 
-// Boards that are told apart by their radio alone.
+// Boards that differ only in their radio.
 struct NameOverride {
   char display_name[32];
   std::uint16_t system_id;
   std::uint16_t radio_subsys_id;
 };
-// No shipped board has system id 1; the comparison stays for boards that programs describe themselves.
+// No board in the tables has system id 1. The comparison is for records that programs fill themselves.
 constexpr NameOverride name_overrides[]{{"Cellbank9", 0x0001, 0x3009}, {"Cellbank5", 0x0001, 0x3005}};
 
-// A row is decoded in place when it is first handed out.
+// Decodes a row in place when it is returned for the first time.
 const kvrn_board_record* decoded(const kvrn_board_record* found) {
   if (found == nullptr || found->decoded != 0) return found;
   auto* row = const_cast<kvrn_board_record*>(found);
@@ -50,8 +50,9 @@ const kvrn_board_record* decoded(const kvrn_board_record* found) {
 const kvrn_board_record* find_code(std::span<const kvrn_board_record> rows, const char* scrambled, const char* plain) {
   if (scrambled == nullptr || plain == nullptr) return nullptr;
   for (const kvrn_board_record& row : rows) {
-    // A scrambled row is compared with the code's first five characters, a decoded one with the whole code: what a
-    // longer code finds depends on what was handed out before. Kept, because programs pass such codes.
+    // A scrambled row is compared with the first five characters of the code, a decoded row with the whole code. The
+    // result for a longer code therefore depends on which rows were returned before. This stays so because programs
+    // pass such codes.
     const char* wanted = row.decoded != 0 ? plain : scrambled;
     if (::strncmp(row.platform_code, wanted, sizeof row.platform_code) == 0) return &row;
   }
@@ -64,7 +65,7 @@ const kvrn_board_record* find_id(std::span<const kvrn_board_record> rows, uint32
   return nullptr;
 }
 
-// The rows of this SoC's family; none on another SoC.
+// The rows of this SoC's family. Another SoC has no rows.
 std::span<const kvrn_board_record> family_rows() {
   switch (detect_soc()) {
     case KVRN_SOC_AR724X:
@@ -94,7 +95,7 @@ struct Role {
 };
 constexpr Role roles[]{{0, 15}, {4, 15}, {28, 1}, {29, 1}, {30, 1}, {31, 1}};
 
-// The role of that number, or null.
+// The role with this number, or null.
 const Role* find_role(int role) { return role >= 0 && role < 6 ? &roles[role] : nullptr; }
 
 uint32_t ordinal_in(const kvrn_board_led& led, const Role& role) { return led.role >> role.shift & role.mask; }

@@ -7,7 +7,7 @@
 
 namespace kvrn {
 
-// The board this process runs on, identified at the first call; see board_identify().
+// The board on which this process runs. The first call identifies it; see board_identify().
 const kvrn_board_record& board() KVRN_INNER(board);
 
 }  // namespace kvrn

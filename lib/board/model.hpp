@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A board model as one readable line, and its expansion into the record that programs link against.
+// A board model as one readable line, and its conversion into the record that programs use.
 #pragma once
 
 #include <kvrn/board.h>
@@ -11,7 +11,7 @@
 
 namespace kvrn {
 
-// Ethernet ports: how many, and whether they are gigabit ports (which pass larger frames).
+// Number and type of the Ethernet ports. Gigabit ports (ge) pass larger frames.
 enum class Ports : std::uint8_t { fe1, fe2, ge1, ge2 };
 
 // LED layouts: four or six signal bars, link LEDs, or power and status only.
@@ -23,7 +23,7 @@ struct Model {
   std::uint16_t id;
   Ports ports;
   Leds leds;
-  std::uint8_t poe_gpio = 0;  // line that powers PoE on the last port
+  std::uint8_t poe_gpio = 0;  // packed number of the line that powers PoE on the last port
   std::uint32_t min_revision = 0;
   bool radio = true;
   std::string_view uuid_a = {};
@@ -37,7 +37,7 @@ inline constexpr std::uint32_t default_cal_power = 840;
 
 template <std::size_t Size>
 constexpr void put_text(char (&field)[Size], std::string_view text) {
-  // A text that is too long is out of range here, which is an error at compile time.
+  // A text that is too long writes out of range, which is an error at compile time.
   for (std::size_t i = 0; i < text.size(); ++i) field[i] = text[i];
 }
 
@@ -48,7 +48,8 @@ constexpr void put_port(kvrn_board_eth& port, bool present, std::uint16_t max_mt
   port.max_mtu = max_mtu;
 }
 
-// Role words: bits 0-3 the ordinal of a signal bar, 4-7 of a link LED, 28 power, 29 status.
+// Role words: bits 0-3 are the number of a signal bar, bits 4-7 the number of a link LED, bit 28 is power, bit 29 is
+// status.
 constexpr void put_leds(kvrn_board_record& record, Leds leds, unsigned ports) {
   unsigned next = 0;
   record.leds[next++].role = 1U << 28;
@@ -69,7 +70,7 @@ constexpr kvrn_board_record common_record(std::uint32_t soc_type, std::uint16_t 
   return record;
 }
 
-// A radio answers to its board's id.
+// The radio has the id of its board.
 constexpr void put_radio(kvrn_board_record& record) {
   record.radio_count = 1;
   record.radio_index = 1;
@@ -96,7 +97,7 @@ constexpr kvrn_board_record expand(const Model& model, std::uint32_t soc_type) {
   return record;
 }
 
-// A record that matches no model: the family's own.
+// The generic record of a family, for boards that match no model.
 constexpr kvrn_board_record generic_record(std::uint32_t soc_type, std::string_view name) {
   kvrn_board_record record = common_record(soc_type, 0xE000);
   put_text(record.name, name);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The AR724x models, a line each. A new model is a new line.
+// The AR724x models, one line for each. A new model needs only a new line.
 #pragma once
 
 #include <array>

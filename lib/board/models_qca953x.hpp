@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The QCA953x models, a line each: power units without a radio.
+// The QCA953x models, one line for each. They are power units without a radio.
 #pragma once
 
 #include <array>

@@ -10,7 +10,8 @@
 
 namespace kvrn {
 
-// The number of the flash partition with the calibration data, by /proc/mtd; the devices are named after it.
+// The number of the flash partition with the calibration data, from /proc/mtd. The names of the devices contain this
+// number.
 inline constexpr const char* partitions_file = "/proc/mtd";
 inline std::optional<int> find_calibration_partition(int* error = nullptr) {
   Lines<257> lines(partitions_file);

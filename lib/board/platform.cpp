@@ -37,7 +37,7 @@ int psu_id_valid(int psu) { return psu >= 0 && psu < kvrn::source_count() ? 1 : 
 
 int psu_get_type(int psu) {
   const kvrn::PowerSource* source = platform().source(psu);
-  // Numbers beyond the board's: 0 and 1 are inputs anywhere.
+  // For a number that the board does not have: 0 and 1 are inputs on every board.
   const bool input = source != nullptr ? source->is_input() : psu < 2;
   return input ? KVRN_PSU_TYPE_INPUT : KVRN_PSU_TYPE_BATTERY;
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The SoC: its family from /proc/cpuinfo, its revision from the reset block.
+// The SoC: reads its family from /proc/cpuinfo and its revision from the reset block.
 #include "board/soc.hpp"
 
 #include <kvrn/board.h>
@@ -18,7 +18,7 @@
 
 namespace {
 
-// What a line of /proc/cpuinfo may name; longer texts are cut.
+// A name from a line of /proc/cpuinfo. A longer text is truncated.
 template <std::size_t Size>
 class Name {
  public:
@@ -56,7 +56,7 @@ CpuInfo read_cpu_info() {
     std::string_view key = trimmed({line.data(), colon});
     key.remove_suffix(key.size() - std::min(key.size(), longest_key));
     std::string_view value = line;
-    value.remove_prefix(std::min(line.size(), colon + 2));  // one blank behind the colon
+    value.remove_prefix(std::min(line.size(), colon + 2));  // one blank after the colon
     value = trimmed(value);
     if (kvrn::has_prefix(key, "system type") || kvrn::has_prefix(key, "Hardware")) info.system.assign(value);
     if (kvrn::has_prefix(key, "cpu model") || kvrn::has_prefix(key, "Processor")) info.cpu.assign(value);
@@ -69,7 +69,7 @@ struct Family {
   std::string_view prefix;
   uint32_t type;
 };
-// In this order: "Atheros AR7" would swallow the longer names behind it.
+// The order matters: "Atheros AR7" would also match the longer names and must come after them.
 constexpr Family families[]{{"Atheros AR5", KVRN_SOC_AR2316},   {"Atheros AR724", KVRN_SOC_AR724X},
                             {"Atheros AR933", KVRN_SOC_AR933X}, {"Atheros AR934", KVRN_SOC_AR934X},
                             {"Atheros AR7", KVRN_SOC_AR7100},   {"Qualcomm Atheros QCA953", KVRN_SOC_QCA953X}};
@@ -112,7 +112,7 @@ std::uint32_t cpu_revision() {
     tell_failed(memory, what);
     return cannot_open;
   }
-  // A regular file in place of the device must reach up to the register.
+  // If a regular file stands in place of the device, it must be long enough to contain the register.
   struct stat status {};
   const bool reaches = ::fstat(fd.get(), &status) != 0 || !S_ISREG(status.st_mode) ||
                        status.st_size >= reset_block + static_cast<off_t>(reset_block_size);

@@ -7,10 +7,10 @@
 
 namespace kvrn {
 
-// SoC family code by what the kernel says of the CPU; asked anew at every call.
+// The SoC family code, from what the kernel reports about the CPU. Every call reads it again.
 std::uint32_t detect_soc();
 
-// The SoC's revision register; (uint32_t)-2 when memory cannot be opened, -1 when it cannot be mapped.
+// The revision register of the SoC; (uint32_t)-2 when /dev/mem cannot be opened, (uint32_t)-1 when it cannot be mapped.
 std::uint32_t cpu_revision() KVRN_INNER(cpu_revision);
 
 }  // namespace kvrn

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A family's table: its models expanded at compile time, the generic record behind them.
+// The table of a family: its models, expanded at compile time, and after them the generic record.
 #pragma once
 
 #include <array>
@@ -25,7 +25,7 @@ consteval BoardTable<Rows> make_table(const std::array<Model, Rows>& models, std
   return table;
 }
 
-// A text whose scrambled form holds a NUL would be cut there.
+// A text whose scrambled form contains a NUL would end there.
 constexpr bool survives_scrambling(std::string_view text) {
   for (std::size_t i = 0; i < text.size(); ++i)
     if (static_cast<std::uint8_t>(text[i]) == scramble_key[i % scramble_key.size()]) return false;
@@ -51,7 +51,7 @@ consteval bool distinct(const std::array<Model, Rows>& models) {
     const Model& model = models[i];
     for (std::size_t other = 0; other < i; ++other) {
       if (models[other].code == model.code || models[other].name == model.name) return false;
-      // One id twice only where the hardware revision tells the rows apart.
+      // Two rows may have the same id only when their minimum hardware revision differs.
       if (models[other].id == model.id && models[other].min_revision == model.min_revision) return false;
     }
   }
@@ -66,9 +66,9 @@ consteval bool distinct(const std::array<Model, Rows>& models) {
       "a name has 1 to 31 characters, a code 1 to 5, and 'Z', ',' or '>' may not stand where the key has it"); \
   static_assert(kvrn::distinct(models), "a name, a code, or an id with its min_revision stands in two rows")
 
-// Exports `symbol` as the generic record of `table`, with a record's own size: an alias in C++ can only name a whole
-// object. The function is never called; it gives the assembler text its numbers, negated because %n is what every
-// target prints as a plain number. Not with link-time optimisation: the text must stay with the table.
+// Exports `symbol` as the generic record of `table`, with the size of a record. C++ cannot do this: its aliases name a
+// whole object. The function is never called. It passes the numbers to the assembler text. They are negated because
+// only %n prints a plain number on every target. Link-time optimisation must be off: the text must stay with the table.
 #define KVRN_EXPORT_GENERIC(symbol, table)                                                                     \
   __attribute__((used)) static void export_##symbol() {                                                        \
     constexpr int size = sizeof((table).generic);                                                              \

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The board tables. Each is one object, so that the exported generic record lies directly behind the rows.
+// The board tables. Each table is one object, so the exported generic record lies directly behind the rows.
 #pragma once
 
 #include <kvrn/board.h>
@@ -11,7 +11,7 @@ namespace kvrn {
 std::span<kvrn_board_record> ar724x_table();
 std::span<kvrn_board_record> qca953x_table();
 
-// Their generic records.
+// The generic records of the tables.
 kvrn_board_record& ar724x_generic();
 kvrn_board_record& qca953x_generic();
 

@@ -18,11 +18,11 @@ std::int64_t size_of(int fd) {
   return ::fstat(fd, &status) == 0 ? std::int64_t{status.st_size} : -1;
 }
 
-// The stamp is two words on a 32-bit device: read while it changes from "never" to a time, it may have the low word of
-// the one and the high word of the other. That is no time of this century, and must not look fresh.
+// On a 32-bit device the stamp is two words. A reader that reads it while it changes from -1 to a time may get the low
+// word of -1 and the high word of the time. This value is far in the future and must not look fresh.
 constexpr std::int64_t torn = INT64_C(0xFFFFFFFF);
 
-// Seconds since the last refresh, negative for a stamp in the future.
+// Seconds since the last refresh; negative for a stamp in the future.
 std::int32_t age(std::int64_t stamp) {
   if (stamp < 0 || stamp == torn) return never_refreshed;
   if (stamp > INT32_MAX) return INT32_MIN;
@@ -42,7 +42,7 @@ bool usable(int fd, const ImageSpec& spec) {
   return good;
 }
 
-// Nothing, and why.
+// Reports the errno and returns an empty image.
 OpenImage unusable(const ImageSpec& spec) {
   tell_failed(spec.path, spec.what);
   return {};
@@ -66,8 +66,8 @@ Fd above_standard(Fd fd) {
 }
 
 OpenImage open_image(const ImageSpec& spec) {
-  // Read-write and synchronous, although nothing is written: only programs that may write the image share it. Only a
-  // regular file has the size.
+  // The file is opened read-write and synchronously, although nothing is written: only programs that may write the
+  // image share it. Only a regular file passes the size check below.
   Fd fd = above_standard(Fd::open(spec.path, O_RDWR | O_SYNC | O_NOFOLLOW | O_NONBLOCK));
   if (!fd) return unusable(spec);
   if (!has_size(fd.get(), spec.size)) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The mechanism of the shared images, which knows no record: a file of one exact size whose last 8 bytes are the
-// monotonic time in seconds of its last refresh.
+// The mechanism of the shared images, independent of the records in them. An image is a file of one exact size. Its
+// last 8 bytes are the monotonic time of its last refresh in seconds.
 #pragma once
 
 #include <kvrn/battery.h>
@@ -20,8 +20,8 @@ struct ImageSpec {
   const char* path;
   std::size_t size;
   const char* log_prefix;  // null: nothing is logged
-  bool ages;               // refused when older than image_max_age_s
-  std::uint32_t what;      // as tell() has it
+  bool ages;               // whether the image is refused when it is older than image_max_age_s
+  std::uint32_t what;      // argument `reading` of tell()
 };
 
 inline constexpr std::int64_t image_max_age_s = 10;
@@ -33,22 +33,23 @@ inline constexpr ImageSpec output_cache_file{"/tmp/.output_cache", sizeof(kvrn_o
 inline constexpr ImageSpec raw_battery_file{"/tmp/.raw_battery_data", sizeof(kvrn_raw_battery_image), nullptr, true,
                                             reading(KVRN_SOURCE_IMAGE, KVRN_FACT_RECORDS)};
 
-// An image that was opened, found whole and, where that counts, fresh. Closed and unmapped unless released.
+// An open image with the right size and, if its age matters, with a fresh stamp. The destructor closes and unmaps it
+// unless it is released.
 struct OpenImage {
   Fd fd;
   Mapping mapping;
   explicit operator bool() const { return static_cast<bool>(mapping); }
 };
-// The same file above the standard descriptors: in a process without them no message must go into an image, and a
-// view's descriptor 0 means none.
+// Returns a descriptor for the same file above the standard descriptors. In a process without standard descriptors a
+// message could otherwise be written into the image. Also, the descriptor 0 in a view means no descriptor.
 Fd above_standard(Fd fd);
 
 OpenImage open_image(const ImageSpec& spec);
 
 bool has_size(int fd, std::size_t size);
 
-// Copies bytes of an image through its descriptor: a file that another program cuts short while it is mapped would
-// kill a reader that touches the mapping. False when not all bytes were there.
+// Copies bytes of an image through its descriptor. If another program truncates the mapped file, an access to the
+// mapping would kill the reader. False when not all bytes could be read.
 bool read_image(int fd, std::span<std::byte> out, std::size_t offset);
 
 }  // namespace kvrn

@@ -31,9 +31,10 @@ bool create(const char* path) {
 
 int64_t twice(int64_t value) { return kvrn::wrap_add(value, value); }
 
-// Clears a dead holder's file away: one that has outlived twice the waiting time, or whose status cannot be read. False
-// when its holder may be alive. A file that is gone by now is not removed: the next holder may be creating its own. A
-// link that leads nowhere looks gone too, and nobody could ever create the file in its place.
+// Removes the lock file of a dead holder: a file that is older than twice the waiting time, or whose status cannot be
+// read. Returns false when its holder may be alive. A file that no longer exists is not removed, because the next
+// holder may be creating its own. A symbolic link without a target also looks missing, but nobody can create the file
+// in its place, so the link is removed.
 bool clear_stale(const char* path, int64_t wait_s) {
   struct stat status {};
   if (::stat(path, &status) != 0 && ::lstat(path, &status) != 0) {
@@ -41,12 +42,13 @@ bool clear_stale(const char* path, int64_t wait_s) {
   } else if (!S_ISLNK(status.st_mode) && kvrn::wrap_add(status.st_mtime, twice(wait_s)) >= ::time(nullptr)) {
     return false;
   }
-  (void)::unlink(path);  // if it stays, creating fails
+  (void)::unlink(path);  // if this fails, creating the file fails too
   return true;
 }
 
-// One pass: tries for about the waiting time, then breaks a stale lock. Removing and creating are two steps: of two
-// waiters that break the same lock one fails its pass, and a third may lose a lock that it has just taken.
+// One pass: tries for about the waiting time, then breaks a stale lock. Removing and creating the file are two steps.
+// When two waiters break the same lock, one of them fails its pass, and a third process may lose a lock that it has
+// just acquired.
 bool acquire(const char* path, int64_t wait_s) {
   const auto budget = static_cast<int64_t>(static_cast<uint64_t>(wait_s) * tries_per_second);
   for (int64_t tries = 0; tries <= budget; ++tries) {
@@ -62,14 +64,15 @@ int lock(InterProcessLock* self) {
   if (++state.depth >= 2) return 0;
   for (int pass = 0; pass < passes; ++pass)
     if (acquire(state.path, state.wait_s)) return 1;
-  // The depth stays at 1: programs unlock after a failed lock, and so clear away a lock that nobody gives back.
+  // The depth stays at 1. Programs call unlock after a failed lock, and so remove a lock that its holder never
+  // releases.
   return 0;
 }
 
 void unlock(InterProcessLock* self) {
   State& state = state_of(self);
   if (state.depth == 0 || --state.depth > 0) return;
-  (void)::unlink(state.path);  // whoever created it; it may be gone
+  (void)::unlink(state.path);  // for any creator of the file; it may be missing
 }
 
 int call_locked(InterProcessLock* self, int (*function)(uintptr_t), uintptr_t word) {

@@ -18,8 +18,8 @@ constexpr kvrn::WriterSpec file{kvrn::output_cache_file, "output file", sizeof(o
 struct Writer {
   cache_source source;
   int count;
-  const int* limit_mw;  // the caller's
-  uintptr_t word;       // the caller's, not used
+  const int* limit_mw;  // owned by the caller
+  uintptr_t word;       // given by the caller, not used
   output_status* records;
   kvrn::WriterImage image;
 };
@@ -66,6 +66,6 @@ cache_source* output_cache_new(const int* limit_mw, uintptr_t word) {
   if (writer == nullptr) return nullptr;
   const int count = std::min(static_cast<int>(kvrn::output_monitors().size()), KVRN_OUTPUT_MAX);
   *writer = {{writer, update, get, destroy}, count, limit_mw, word, nullptr, {}};
-  (void)mapped(*writer);  // an update tries again
+  (void)mapped(*writer);  // on failure the next update tries again
   return &writer->source;
 }

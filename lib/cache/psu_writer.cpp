@@ -19,7 +19,7 @@ struct Writer {
 
 Writer& writer_of(cache_source* self) { return *static_cast<Writer*>(self->state); }
 
-// The content of a new file.
+// Fills the content of a new file.
 void fill(std::span<std::byte> image) {
   psu_info records[KVRN_PSU_MAX]{};
   (void)kvrn::Readout().read_all(records);  // records beyond the board's count stay zero
@@ -53,6 +53,6 @@ cache_source* psu_info_cache_new() {
   auto* writer = static_cast<Writer*>(::calloc(1, sizeof(Writer)));
   if (writer == nullptr) return nullptr;
   *writer = {{writer, update, get, destroy}, {}};
-  (void)mapped(*writer);  // an update tries again
+  (void)mapped(*writer);  // on failure the next update tries again
   return &writer->source;
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What readers and writers of the caches share about views.
+// Functions for views that the readers and writers of the caches share.
 #pragma once
 
 #include <kvrn/cache.h>
@@ -14,12 +14,12 @@
 
 namespace kvrn {
 
-// Number of DC outputs, counted once per process (a count of 0 is counted again).
+// Number of DC outputs. It is counted once per process, and again while it is 0.
 int output_count();
 
-// Copies records out of a caller's view, from `offset` bytes on. A view whose descriptor is a file is read through it,
-// so that a file that was cut short makes this false instead of killing the process; a caller's own source may have no
-// descriptor.
+// Copies records from a view of a caller, beginning at `offset` bytes. If the view's descriptor is a regular file, the
+// records are read through it. When the file was truncated, the function then returns false, and the process is not
+// killed. The view of a caller's own source may have no descriptor.
 template <typename View>
 bool copy_records(const View& view, std::span<std::byte> out, std::size_t offset = 0) {
   if (view.records == nullptr) return false;
@@ -29,13 +29,14 @@ bool copy_records(const View& view, std::span<std::byte> out, std::size_t offset
   return true;
 }
 
-// The images as views, which the functions of the interface fill and release.
+// Open and close the images as views. The functions of the interface are doors to these functions.
 int open_sources(psu_info_view* view) KVRN_INNER(open_sources);
 void close_sources(psu_info_view* view) KVRN_INNER(close_sources);
 int open_outputs(output_view* view) KVRN_INNER(open_outputs);
 void close_outputs(output_view* view) KVRN_INNER(close_outputs);
 
-// Hands `use` the view of a caller's source if there is one, else of an image. False: there is none.
+// Calls `use` with the view of the caller's source if there is one, else with the view of an image. False when there is
+// no view.
 template <typename View, typename Use>
 bool with_view(cache_source* source, int (*open)(View*), void (*close)(View*), Use use) {
   View view{};

@@ -47,7 +47,7 @@ Fd open_for_writing(const WriterSpec& spec, void (*fill)(std::span<std::byte> im
     return {};
   }
   if (has_size(fd.get(), file.size)) return fd;
-  // A longer file counts too and keeps its length, so that readers go on refusing it until somebody removes it.
+  // A file that is too long is used too and keeps its length. Readers refuse it until somebody removes it.
   ::syslog(LOG_DEBUG, "%s: Cache file %s is too short. Creating new", file.log_prefix, file.path);
   if (initialize(file, fd.get(), fill)) return fd;
   ::syslog(LOG_WARNING, "%s: Unable to initialize cache file %s (%d)", file.log_prefix, file.path, errno);
@@ -61,9 +61,9 @@ bool map_for_writing(const WriterSpec& spec, Fd fd, WriterImage& image) {
     ::syslog(LOG_WARNING, "%s: Unable to prepare memory from file %s (%d)", file.log_prefix, file.path, errno);
     return false;
   }
-  // The stamp first, and without it nothing, so that no reader takes the cleared record for a fresh one. The first
-  // record only: programs show the others' last values until the first refresh. An image that cannot be written ages by
-  // itself.
+  // The stamp is written first. When this fails, nothing is cleared, so no reader takes the cleared record for a fresh
+  // one. Only the first record is cleared: programs show the last values of the other records until the first refresh.
+  // If the file cannot be written, the image becomes too old by itself.
   const std::byte zero[largest_record]{};
   if (write_stamp(fd.get(), file, never)) (void)write_image(fd.get(), {zero, spec.record_size}, 0);
   image = {start, fd.release()};
@@ -80,17 +80,17 @@ void drop_if_replaced(const WriterSpec& spec, WriterImage& image) {
   } else if (held.st_dev == named.st_dev && held.st_ino == named.st_ino) {
     return;
   }
-  (void)::munmap(image.start, spec.image.size);  // fails for bad arguments only
+  (void)::munmap(image.start, spec.image.size);  // fails only for wrong arguments
   const Fd closed(image.fd);
   image = {};
 }
 
 int publish(const WriterSpec& spec, const WriterImage& image, std::span<const std::byte> records) {
-  // Each is one write at its place, so a file that was cut short is whole again. Without the records no stamp: what
-  // did not arrive must not look fresh.
+  // Records and stamp are each one write at a fixed position, so a file that was truncated becomes complete again. When
+  // writing the records fails, the stamp is not written: old records must not look fresh.
   if (!write_image(image.fd, records, 0)) return 0;
   const std::int64_t now = monotonic_s();
-  (void)write_stamp(image.fd, spec.image, now);  // an old stamp tells readers what a failure here means
+  (void)write_stamp(image.fd, spec.image, now);  // after a failure readers still see the old stamp
   return static_cast<int>(now >> 32);
 }
 

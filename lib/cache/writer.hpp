@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The writing side of an image, which knows no record either. The image is written through the descriptor, never the
-// mapping: another program may cut the file short at any time.
+// The writer side of an image, independent of the records in it. The image is written through the descriptor and never
+// through the mapping, because another program may truncate the file at any time.
 #pragma once
 
 #include <cstddef>
@@ -13,26 +13,27 @@ namespace kvrn {
 
 struct WriterSpec {
   ImageSpec image;
-  const char* file_kind;    // as the log names it
-  std::size_t record_size;  // of the one record that mapping clears
+  const char* file_kind;    // name of the file in log messages
+  std::size_t record_size;  // size of the record that map_for_writing() clears
 };
 
-// What a writer holds; plain, because it outlives its object.
+// The mapping and descriptor of a writer. They outlive the writer object, so this type has no destructor.
 struct WriterImage {
   void* start = nullptr;  // null: not mapped
   int fd = -1;
 };
 
-// The two halves of mapping a file. The file, created or filled when it has not the image's size: `fill` prepares the
-// zeroed content. Logs and is empty on failure.
+// The first half of mapping a file: opens the file and creates it if needed. A file with a wrong size is filled: `fill`
+// writes into the zeroed content. On failure the function logs and returns no descriptor.
 Fd open_for_writing(const WriterSpec& spec, void (*fill)(std::span<std::byte> image));
-// Maps the file and invalidates it for every reader. Logs and returns false on failure.
+// The second half: maps the file and invalidates the image for every reader. On failure the function logs and returns
+// false.
 bool map_for_writing(const WriterSpec& spec, Fd fd, WriterImage& image);
 
-// Lets go of an image whose file was removed or replaced, so that it is mapped anew.
+// Unmaps an image whose file was removed or replaced, so that the next update maps it again.
 void drop_if_replaced(const WriterSpec& spec, WriterImage& image);
 
-// Fills a caller's view of the image, as a source's `get` does; the count is asked for only while there is one.
+// Fills a caller's view of the image, as the `get` of a source does. `count` is called only when there is an image.
 template <typename View>
 int hand_out(const WriterImage& image, void* view, int (*count)()) {
   if (view == nullptr) return 0;

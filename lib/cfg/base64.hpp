@@ -10,11 +10,12 @@
 
 namespace kvrn {
 
-// Writes the terminated text of the bytes; false when the room is below what padded groups and the end would take.
+// Writes the text of the bytes with a terminator. False when the room is smaller than the text would need with padding
+// and terminator.
 bool base64_encode(std::span<const std::uint8_t> bytes, std::span<char> text);
 
-// Decodes into the bytes and returns how many there are; nullopt when they do not fit. Characters outside the alphabet
-// are skipped, and left-over bits dropped.
+// Decodes a text into the bytes and returns their number; nullopt when they do not fit. Characters outside the alphabet
+// are skipped. Bits at the end that do not fill a byte are dropped.
 std::optional<std::size_t> base64_decode(std::string_view text, std::span<std::uint8_t> bytes);
 
 }  // namespace kvrn

@@ -8,14 +8,14 @@
 namespace kvrn {
 namespace {
 
-// Comments differ without changing anything.
+// A different comment is not a change.
 bool is_compared(const char* key) {
   if (key == nullptr) return false;
   const char* dot = ::strrchr(key, '.');
   return dot == nullptr || ::strcmp(dot + 1, "comment") != 0;
 }
 
-// The record that a key of the other side is compared with.
+// The record with which an entry of the other configuration is compared.
 const cfg_entry* counterpart(const KeyIndex& index, const cfg_entry& entry) {
   return index.find(Pattern(std::string_view(entry.key)).c_str());
 }

@@ -19,7 +19,7 @@ void replace_value(cfg_entry& entry, char* value) {
   ::free(std::exchange(entry.value, value));
 }
 
-// The new value may be a text of the configuration: it is copied before anything is freed.
+// The new value may be a text of the configuration, so it is copied before anything is freed.
 Updated set_value(cfg_entry* cfg, std::string_view value, const Pattern& pattern) {
   const Heap<char> wanted(copy_text(trimmed(value, false)));
   if (!wanted) return cleared;
@@ -45,7 +45,7 @@ Updated clear_value(cfg_entry* cfg, const Pattern& pattern) {
   return result;
 }
 
-// The formatted text, of any length; null without memory or when it cannot be formatted.
+// Formats a text of any length; null when out of memory or when it cannot be formatted.
 __attribute__((format(printf, 1, 0))) Heap<char> format_text(const char* format, va_list args) {
   char* text = nullptr;
   if (format == nullptr || ::vasprintf(&text, format, args) < 0) return nullptr;
@@ -58,7 +58,8 @@ int append(cfg_entry* cfg, const char* key, const char* value) {
   cfg_entry* tail = last_of(cfg);
   tail->next = new_entry(key, value);
   if (tail->next == nullptr) return -1;
-  // The former tail is trimmed, not the new entry: what a program added last keeps its blanks until the next one.
+  // The former tail is trimmed, not the new entry. The entry that was added last therefore keeps its blanks until the
+  // next one is added.
   cfg_trim(tail->key, true);
   cfg_trim(tail->value, false);
   return 0;

@@ -7,7 +7,8 @@
 
 namespace kvrn {
 
-// The value of a record, or null, for a shell command's double quotes, kept in the record; see esc_value().
+// The value of a record, escaped for double quotes in a shell command and kept in the record; may be null. See
+// esc_value().
 const char* escaped(cfg_entry* record) KVRN_INNER(escaped);
 
 }  // namespace kvrn

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A chain's records in key order, for work that would otherwise compare every key with every other.
+// The records of a chain in key order, for code that would otherwise compare each key with every other key.
 #pragma once
 
 #include <kvrn/cfg.h>
@@ -10,21 +10,21 @@
 
 namespace kvrn {
 
-// A reference to a record, linked for sorting.
+// A reference to a record. The references are linked for sorting.
 struct KeyNode {
   cfg_entry* record;
   KeyNode* next;
 };
 
-// Stable sort of linked nodes by the records' keys.
+// Sorts linked nodes by the keys of their records. Equal keys keep their order.
 KeyNode* sort_by_key(KeyNode* first);
 
-// Looks keys up in a chain. Without memory for the index every look-up walks the chain.
+// Looks up keys in a chain. When there is no memory for the index, every look-up searches the chain.
 class KeyIndex {
  public:
   explicit KeyIndex(const cfg_entry* chain);
 
-  // The first record of the chain whose key equals this one; null if none.
+  // The first record in the chain whose key equals `key`; null if none.
   const cfg_entry* find(const char* key) const;
 
  private:

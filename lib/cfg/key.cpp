@@ -11,7 +11,7 @@
 namespace kvrn {
 namespace {
 
-// 10 to the power of n, modulo 2^32; 0 from 10^32 on.
+// 10 to the power of n, modulo 2^32. The result is 0 from 10^32 on.
 constexpr auto powers_of_ten = [] {
   std::array<std::uint32_t, 32> powers{};
   std::uint32_t power = 1;
@@ -19,9 +19,10 @@ constexpr auto powers_of_ten = [] {
   return powers;
 }();
 
-// A text as the sequence of its ranks, one a character: the lower-case byte, or for a digit 256 plus the number that
-// begins at that digit, modulo 2^32. Leading zeros of a number are no part of the sequence. The number of the next
-// digit follows from the last one's, so that a long run of digits costs no more than other text.
+// Reads a text as a sequence of ranks, one for each character. The rank of a digit is 256 plus the number that begins
+// at this digit, modulo 2^32. The rank of any other character is its lower-case byte. Leading zeros of a number have no
+// rank. The number at the next digit is computed from the number at this one, so a long run of digits costs no more
+// than other text.
 class Ranks {
  public:
   explicit Ranks(const char* text) : at_(text) { enter(); }
@@ -51,11 +52,11 @@ class Ranks {
   }
 
   const char* at_;
-  std::size_t digits_ = 0;  // left of the number here
+  std::size_t digits_ = 0;  // remaining digits of the current number
   std::uint32_t number_ = 0;
 };
 
-// Kept apart, so that the usual comparison needs few registers.
+// A separate function, so that the common comparison needs few registers.
 [[gnu::noinline]] int compare_ranks(const char* a_text, const char* b_text) {
   Ranks a(a_text);
   Ranks b(b_text);
@@ -72,17 +73,17 @@ std::size_t digits_at(const char* text) {
   return count;
 }
 
-// Numbers that begin like this are below 10^9 and have no leading zeros: they are equal when their digits are, and the
-// longer one is greater.
+// Whether two numbers are below 10^9 and have no leading zeros. Then they are equal when their digits are equal, and
+// the longer number is greater.
 constexpr bool is_plain(char a, char b, std::size_t digits) { return digits < 10 && a != '0' && b != '0'; }
 
-// Where the number of a place begins.
+// The position where the number at `at` begins.
 std::size_t number_start(const char* text, std::size_t at) {
   while (at > 0 && is_digit(text[at - 1])) --at;
   return at;
 }
 
-// Two texts that are equal, but for the case of letters, up to a place where they part.
+// Compares two texts that differ at `at`, but are equal before it, apart from the case of letters.
 [[gnu::noinline]] int compare_from(const char* a, const char* b, std::size_t at) {
   const int order = static_cast<int>(lower(a[at])) - static_cast<int>(lower(b[at]));
   if (!is_digit(a[at]) && !is_digit(b[at])) return order;
@@ -95,7 +96,7 @@ std::size_t number_start(const char* text, std::size_t at) {
   return order;
 }
 
-// The number of characters, in the same case, that a text begins with of another, which has `size`.
+// The number of characters at the start of two texts that are exactly equal. `size` is the length of `other`.
 std::size_t common_start(const char* text, const char* other, std::size_t size) {
   std::size_t at = 0;
   for (; at + 4 <= size; at += 4) {
@@ -108,7 +109,7 @@ std::size_t common_start(const char* text, const char* other, std::size_t size) 
   return at;
 }
 
-// Whether two texts that are the same up to a place are unequal for what stands there, by a cheap look.
+// A cheap test of two texts that are exactly equal before `at`: true when they are surely not equal as keys.
 bool surely_part(const char* a, const char* b, std::size_t at) {
   constexpr int letter_case = 'a' ^ 'A';
   if (((a[at] ^ b[at]) & ~letter_case) == 0) return false;
@@ -123,7 +124,7 @@ std::size_t parting(const char* a, const char* b, std::size_t at) {
   return at;
 }
 
-// A look-up compares with every key before the one it finds, and most have the same beginning.
+// A look-up compares every key before the one it finds, and most keys begin with the same characters.
 [[gnu::always_inline]] inline bool is_equal(const char* key, std::string_view wanted) {
   if (key == nullptr) return false;
   const std::size_t at = common_start(key, wanted.data(), wanted.size());

@@ -7,14 +7,15 @@
 
 namespace kvrn {
 
-// ASCII's lower case, whatever the locale, as an unsigned byte.
+// The ASCII lower case of a character as an unsigned byte, independent of the locale.
 constexpr unsigned lower(char c) {
   const auto code = static_cast<unsigned char>(c);
   return code >= 'A' && code <= 'Z' ? code + ('a' - 'A') : code;
 }
 
-// Natural order of keys: negative, 0 or positive. Letters of both cases are equal, numbers compare by value ("a.9"
-// before "a.10", "a.01" equals "a.1") and rank above every other character. Null is before every text.
+// Compares keys in natural order. The result is negative, 0 or positive. The case of letters is ignored. Numbers
+// compare by value ("a.9" is before "a.10", "a.01" equals "a.1") and come after every other character. Null comes
+// before every text.
 int cfg_key_cmp(const char* a, const char* b);
 
 // Whether a key equals a terminated text; a null key equals none.

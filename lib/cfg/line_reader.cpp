@@ -33,7 +33,7 @@ void LineReader::fill() {
   if (got == room) return;
   ended_ = true;
   if (::feof(stream_) != 0) return;
-  // A read error: what follows the last line feed is half a line.
+  // After a read error the text behind the last line feed is an incomplete line.
   while (end_ > 0 && buffer_[end_ - 1] != '\n') --end_;
 }
 

@@ -8,13 +8,13 @@
 
 namespace kvrn {
 
-// The lines of a stream, each with its line feed. A line above 1024 characters comes in pieces of that length, each a
-// line of its own. A last line without line feed counts, unless a read error cut it.
+// Reads the lines of a stream, each with its line feed. A line longer than 1024 characters is split into pieces of this
+// length, and each piece counts as a line. A last line without a line feed counts, unless a read error cut it.
 class LineReader {
  public:
   explicit LineReader(FILE* stream) : stream_(stream) {}
 
-  // False at the end; a line has at least one character and lives until the next call.
+  // False at the end. A line has at least one character and is valid until the next call.
   bool next(std::string_view& line);
 
  private:

@@ -23,7 +23,7 @@ bool has_value(const cfg_entry& record, const char* value) {
   return record.value != nullptr && ::strcmp(record.value, value) == 0;
 }
 
-// Links the records anew in key order.
+// Sorts the records by key. Only the links change.
 cfg_entry* sorted(cfg_entry* first) {
   return sort_chain(first, [](const cfg_entry& a, const cfg_entry& b) { return cfg_key_cmp(a.key, b.key) < 0; });
 }

@@ -9,7 +9,7 @@
 
 namespace kvrn {
 
-// A result list: the texts belong to the configuration.
+// A result list. Its texts belong to the configuration.
 struct FreeList {
   void operator()(cfg_entry* first) const;
 };
@@ -17,7 +17,7 @@ using List = std::unique_ptr<cfg_entry, FreeList>;
 
 List matching(const cfg_entry* cfg, bool exact, const Pattern& pattern);
 
-// Keys of prefix + middle + suffix, sorted; the middle is one component, or anything.
+// The entries whose key is prefix + middle + suffix, sorted by key. The middle is one component, or any text.
 enum class Middle : bool { anything, component };
 List section(const cfg_entry* cfg, const Pattern& prefix, Middle middle, const char* suffix, const char* value);
 

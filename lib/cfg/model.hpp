@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Records and their texts. Callers free keys, values and records one by one, so each is a block of its own.
+// Records and their texts. Callers free keys, values and records one by one, so each of them is a separate block.
 #pragma once
 
 #include <kvrn/cfg.h>
@@ -10,29 +10,29 @@
 
 namespace kvrn {
 
-// A terminated copy for free(); null without memory.
+// A terminated copy, to be freed with free(); null when out of memory.
 char* copy_text(std::string_view text);
 
-// A record that refers to the texts given; null without memory.
+// A record that points to the given texts; null when out of memory.
 cfg_entry* new_record(char* key, char* value);
 
-// A record that owns copies of both texts; null without memory.
+// A record that owns copies of both texts; null when out of memory.
 cfg_entry* new_entry(std::string_view key, std::string_view value);
 
-// Frees the escaped copy, unless it is the value itself, and forgets it.
+// Frees the escaped copy, unless it is the value itself, and clears its pointer.
 void drop_escaped(cfg_entry& record);
 
-void free_record(cfg_entry* record);  // a result list's record: the texts belong to the configuration
-void free_entry(cfg_entry* entry);    // a configuration's entry, texts included
+void free_record(cfg_entry* record);  // a record of a result list: the texts are not freed
+void free_entry(cfg_entry* entry);    // an entry of a configuration: the texts are freed too
 
-// A configuration: its entries are the owner's.
+// A configuration. It owns its entries.
 struct FreeConfig {
   void operator()(cfg_entry* first) const;
 };
 using Config = std::unique_ptr<cfg_entry, FreeConfig>;
 
-// A chain as parsing and searching build it: the first record heads the list and every later one goes directly behind
-// it. Everything that lists or saves a configuration shows this order, and programs rely on it.
+// The order of a chain from parsing or searching: the first record is the head, and each later record goes directly
+// behind the head. All code that lists or saves a configuration shows this order, and programs rely on it.
 class Chain {
  public:
   void add(cfg_entry* record) {

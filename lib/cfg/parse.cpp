@@ -12,7 +12,7 @@
 namespace kvrn {
 namespace {
 
-// The entry of a line; null for a comment, for a line without "=" and without memory.
+// Makes the entry of a line; null for a comment, for a line without "=", and when out of memory.
 cfg_entry* parse_line(std::string_view line) {
   const char first = line.front();
   if (first == '\n' || first == '\r' || first == '#') return nullptr;

@@ -8,11 +8,10 @@
 
 namespace kvrn {
 
-// The running device's configuration.
+// The configuration file of the running device.
 inline constexpr const char* device_config = "/tmp/system.cfg";
 
-// The configuration of a stream or file; empty as parse_stream() and parse() say. Whoever
-// calls owns it: Config(load(path)).
+// Reads the configuration of a stream or file; see parse_stream() and parse(). The caller owns it: Config(load(path)).
 cfg_entry* load(FILE* stream) KVRN_INNER(load_stream);
 cfg_entry* load(const char* path) KVRN_INNER(load_path);
 

@@ -12,7 +12,7 @@
 
 namespace kvrn {
 
-// A key text to look for, cut to the buffer's size.
+// A key text to search for, truncated to the size of the buffer.
 template <std::size_t Size>
 class PatternOf {
  public:
@@ -22,15 +22,15 @@ class PatternOf {
     const int length = std::vsnprintf(text_, Size, format, args);
     if (length < 0) return;
     valid_ = true;
-    length_ = ::strlen(text_);  // not what was formatted: a "%c" of NUL ends the text
+    length_ = ::strlen(text_);  // not `length`: a NUL from "%c" ends the text
   }
-  // A text of a file: data, never a format.
+  // A pattern from plain text, such as a key of a file. It is never used as a format.
   explicit PatternOf(std::string_view text) : valid_(true), length_(text.size() < Size ? text.size() : Size - 1) {
     ::memcpy(text_, text.data(), length_);
     text_[length_] = '\0';
   }
 
-  // A text that could not be formatted matches nothing (as an empty prefix it would match every key).
+  // A text that could not be formatted matches nothing. As an empty prefix it would match every key.
   bool equals(const char* key) const { return valid_ && cfg_key_equal(key, {text_, length_}); }
   bool begins(const char* key) const { return valid_ && key != nullptr && ::strncmp(key, text_, length_) == 0; }
   bool matches(const char* key, bool exact) const { return exact ? equals(key) : begins(key); }
@@ -57,7 +57,7 @@ __attribute__((format(printf, 1, 2))) inline Pattern pattern_of(const char* form
 
 }  // namespace kvrn
 
-// The pattern that a function's variable arguments, after `last`, give.
+// Makes a pattern from the variable arguments of a function; `last` is the argument before them.
 #define KVRN_PATTERN(type, name, format, last) \
   va_list args;                                \
   va_start(args, last);                        \

@@ -18,8 +18,8 @@ namespace {
 
 constexpr std::string_view mark = "~META~";
 constexpr std::size_t blob_room = 512;
-constexpr std::size_t key_text_room = 685;    // base64 of a key, terminator included
-constexpr std::size_t value_text_room = 684;  // of a blob
+constexpr std::size_t key_text_room = 685;    // base64 of a key with terminator
+constexpr std::size_t value_text_room = 684;  // base64 of a blob with terminator
 
 struct ProtectedKey {
   std::string_view prefix;
@@ -35,7 +35,7 @@ bool ends_with(std::string_view text, std::string_view end) {
   return text.size() >= end.size() && ::memcmp(text.data() + text.size() - end.size(), end.data(), end.size()) == 0;
 }
 
-// Prefix and suffix may share characters: "users.password" is protected.
+// Prefix and suffix may overlap: "users.password" is protected.
 bool is_protected(std::string_view key) {
   return std::any_of(protected_keys.begin(), protected_keys.end(), [key](const ProtectedKey& row) {
     return begins_with(key, row.prefix) && ends_with(key, row.suffix);
@@ -46,7 +46,7 @@ std::span<const std::uint8_t> bytes_of(std::string_view text) {
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
 
-// Salt, nonce, ciphertext and tag in `blob`, which has room for them.
+// Writes salt, nonce, ciphertext and tag into `blob`, which has the room for them.
 void seal(std::string_view value, std::span<std::uint8_t> blob) {
   for (std::uint8_t& byte : blob.first(header_size)) byte = static_cast<std::uint8_t>(::rand());
   const auto text = blob.subspan(header_size, value.size());
@@ -56,7 +56,7 @@ void seal(std::string_view value, std::span<std::uint8_t> blob) {
   make_tag(sealed, blob.subspan(sealed.size()).first<tag_size>());
 }
 
-// Whether the last bytes are the tag of the others.
+// Whether the last bytes of a blob are the right tag for the other bytes.
 bool checks_out(std::span<const std::uint8_t> blob) {
   std::uint8_t tag[tag_size];
   make_tag(blob.first(blob.size() - tag_size), tag);
@@ -86,7 +86,7 @@ void seal_line(const char*& key, const char*& value) {
   std::uint8_t room[blob_room];
   const auto blob = std::span(room).first(plain_value.size() + seal_size);
   seal(plain_value, blob);
-  // A value of 479 or 480 characters fails here and stays plain.
+  // A value of 479 or 480 characters does not fit here and stays plain text.
   if (!base64_encode(blob, value_line)) return;
   key = key_line;
   value = value_line;
@@ -114,7 +114,7 @@ void open_entry(cfg_entry& entry) {
     ::free(plain_key);
     return;
   }
-  // A cache that is the value itself would outlive it.
+  // When the escaped text is the value itself, its pointer would dangle.
   if (entry.escaped == entry.value) entry.escaped = nullptr;
   ::free(std::exchange(entry.key, plain_key));
   ::free(std::exchange(entry.value, plain_value.release()));

@@ -19,10 +19,10 @@ namespace {
 
 struct Index {
   std::int32_t number;
-  const char* component;  // its text in the key
+  const char* component;  // start of the index in the key
 };
 
-// The number at the start of a component. Only the component is looked at: no number goes beyond the next ".".
+// The number at the start of a component, up to the next "."; 0 when there is none.
 std::int32_t number_at(const char* component) {
   const std::string_view text(component, ::strcspn(component, "."));
   return fitting_i32(text).value_or(0);
@@ -37,7 +37,7 @@ std::optional<Index> find_index(const char* key, int n) {
   return std::nullopt;
 }
 
-// Writes a number in place of the index component; the key stays as it was without memory.
+// Replaces the index component with a number. When out of memory the key stays unchanged.
 void rename_key(cfg_entry& entry, const Index& index, std::int32_t number) {
   const char* end = ::strchr(index.component, '.');
   if (end == nullptr || number == index.number) return;
@@ -56,8 +56,8 @@ void rename_key(cfg_entry& entry, const Index& index, std::int32_t number) {
   ::memcpy(at, digits.c_str(), wanted);
 }
 
-// References to the entries under a prefix, linked in the order of a result list. The entries themselves are needed: a
-// key that grows may move.
+// References to the entries with a prefix, linked in the order of a result list. A result list itself is not enough:
+// renaming may move a key, so the entry must be changed.
 Heap<KeyNode> entries_under(cfg_entry* cfg, const Pattern& prefix) {
   std::size_t count = 0;
   for (const cfg_entry* entry = cfg; entry != nullptr; entry = entry->next) count += prefix.begins(entry->key) ? 1 : 0;

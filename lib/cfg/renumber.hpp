@@ -7,7 +7,7 @@
 
 namespace kvrn {
 
-// The n-th index number of a key, n from 1; -1 when there are fewer or the key is null.
+// The n-th index number of a key, with n from 1; -1 when the key has fewer indexes or is null.
 std::int32_t index_number(const char* key, int n) KVRN_INNER(index_number);
 
 }  // namespace kvrn

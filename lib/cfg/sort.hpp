@@ -5,7 +5,7 @@
 
 namespace kvrn {
 
-// Takes the two chains together; of equal nodes those of `a` come first.
+// Merges two sorted chains. Of equal nodes, those of `a` come first.
 template <typename Node, typename Less>
 Node* merge_chains(Node* a, Node* b, Less less) {
   Node* first = nullptr;
@@ -20,7 +20,7 @@ Node* merge_chains(Node* a, Node* b, Less less) {
   return first;
 }
 
-// Sorts the first `count` (at least 1) nodes of a chain; `rest` becomes what follows them.
+// Sorts the first `count` (at least 1) nodes of a chain. `rest` receives the node after them.
 template <typename Node, typename Less>
 Node* sort_part(Node* first, std::size_t count, Node*& rest, Less less) {
   if (count == 1) {
@@ -34,7 +34,8 @@ Node* sort_part(Node* first, std::size_t count, Node*& rest, Less less) {
   return merge_chains(lower, upper, less);
 }
 
-// Stable merge sort of any chain linked by `next`: at most n log2 n + n comparisons, no allocation.
+// Stable merge sort of a chain that is linked by `next`. It needs at most n log2 n + n comparisons and allocates
+// nothing.
 template <typename Node, typename Less>
 Node* sort_chain(Node* first, Less less) {
   std::size_t count = 0;

@@ -11,7 +11,7 @@ namespace kvrn {
 namespace {
 
 void write_line(FILE* stream, const char* key, const char* value) {
-  // Results are not looked at: programs take the 0 of a save as "the file could be opened".
+  // Results are not checked: for programs the 0 of a save means only that the file could be opened.
   (void)::fputs(key, stream);
   (void)::fputc('=', stream);
   (void)::fputs(value, stream);
@@ -46,7 +46,7 @@ void print_cfg(const cfg_entry* cfg) {
 int crypt_cfg(const char* input, const char* output, int protect) {
   const kvrn::Stream stream = kvrn::open_stream(input, O_RDONLY);
   const kvrn::Config cfg(kvrn::load(stream.get()));
-  // What a read error cut short must not take the place of the whole: the output may be the input.
+  // The output may be the input. After a read error an incomplete text must not replace the complete file.
   if (!cfg || ::ferror(stream.get()) != 0) return -1;
   return kvrn::write_cfg(cfg.get(), output, protect != 0);
 }

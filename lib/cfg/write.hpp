@@ -5,7 +5,8 @@
 
 namespace kvrn {
 
-// Rewrites the file in place, user passwords protected when `protect`. 0, or -1 when it cannot be opened.
+// Truncates the file and writes it again, with user passwords protected if `protect` is set. 0, or -1 when the file
+// cannot be opened.
 int write_cfg(const cfg_entry* cfg, const char* path, bool protect);
 
 }  // namespace kvrn

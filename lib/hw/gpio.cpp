@@ -27,10 +27,10 @@ enum Direction : int { as_is = -1, input = 0, output = 1 };
 
 // A line by its name on the chip, or by its offset where `name` is null.
 struct Line {
-  const char* chip_path;  // null: no such chip
+  const char* chip_path;  // null: the chip does not exist
   unsigned offset;
   const char* name;
-  int number = -1;  // packed, where it was asked by that
+  int number = -1;  // packed number, if the caller gave one
 };
 
 Line numbered(uint32_t number) {
@@ -50,12 +50,12 @@ struct Requested {
 };
 
 gpiod_line_request* request_offset(gpiod_chip* chip, uint32_t offset, int direction) {
-  constexpr int attempts = 10;  // a line that another process holds is free again within a few milliseconds
+  constexpr int attempts = 10;  // another process holds a line only for a few milliseconds
   const Owned<gpiod_line_settings> settings(::gpiod_line_settings_new());
   if (!settings) return nullptr;
   if (direction >= 0) {
     const auto wanted = direction == 0 ? GPIOD_LINE_DIRECTION_INPUT : GPIOD_LINE_DIRECTION_OUTPUT;
-    (void)::gpiod_line_settings_set_direction(settings.get(), wanted);  // fails for unknown directions only
+    (void)::gpiod_line_settings_set_direction(settings.get(), wanted);  // fails only for unknown directions
   }
   const Owned<gpiod_line_config> config(::gpiod_line_config_new());
   if (!config) return nullptr;
@@ -70,8 +70,8 @@ gpiod_line_request* request_offset(gpiod_chip* chip, uint32_t offset, int direct
 
 Requested request(const Line& line, Direction direction) {
   Requested result{nullptr, nullptr, line.offset};
-  errno = ENODEV;  // what is said when nothing fails by itself
-  // The empty name would find the first line that the device tree left unnamed.
+  errno = ENODEV;  // the error to report when no system call sets one
+  // An empty name would match the first line that the device tree leaves unnamed.
   const bool nameless = line.name != nullptr && *line.name == '\0';
   if (line.chip_path != nullptr && !nameless) result.chip.reset(::gpiod_chip_open(line.chip_path));
   if (!result.chip) return result;
@@ -98,10 +98,12 @@ std::optional<bool> read_line(const Line& line, Direction direction, kvrn_fact f
 int code(std::optional<bool> value) { return value ? *value : KVRN_GPIO_FAILED; }
 
 int drive(const Line& line, uint32_t value) {
-  // Only 0 and 1 can match a level; any other value always drives the line, 255 too, which is a failed read.
+  // Only 0 and 1 can match a level. Any other value always drives the line. This includes 255, although the read
+  // functions use 255 for a failed read.
   const std::optional<bool> now = read_line(line, as_is);
   if (value <= 1 && now && *now == (value == 1)) return 0;
-  // No initial value: the line goes inactive first, then to its level. The chargers rely on that order.
+  // The request has no initial value: the line first becomes inactive and then gets its level. The chargers rely on
+  // this order.
   const Requested requested = request(line, output);
   const auto refused = [&line] {
     kvrn::tell_failed(line.chip_path, kvrn::reading(KVRN_SOURCE_GPIO, KVRN_FACT_NONE), line.number);

@@ -11,7 +11,7 @@ namespace {
 
 using kvrn::Path;
 
-// The device's start-up scripts name the folder with the address in decimal, as a signed byte.
+// The start-up scripts of the device name the folder with the address as a signed decimal byte.
 Path i2c_path(int bus, int address, const char* attribute) {
   return Path("/sys/devices/platform/i2c/i2c-0/i2c-%d/%d-%04d/%s", bus, bus, int{kvrn::wrap_i8(address)}, attribute);
 }

@@ -8,7 +8,7 @@
 
 namespace kvrn::hwmon {
 
-// An attribute of a monitor, by the monitor's name; nothing when it cannot be read.
+// Reads an attribute of a monitor by the monitor's name; nullopt when it cannot be read.
 std::optional<int> read(const char* device, const char* attribute, kvrn_fact fact);
 
 }  // namespace kvrn::hwmon

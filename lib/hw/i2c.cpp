@@ -26,7 +26,7 @@ int read_word(int fd, uint32_t reg, uint16_t* out) {
   return result;
 }
 
-// A word, as it comes over the bus. A failure is documented as 0.
+// Reads a word in the byte order of the bus. The documented result of a failure is 0.
 uint16_t word_of(uint32_t bus, uint32_t address, uint32_t reg) KVRN_INNER(word_of);
 uint16_t word_of(uint32_t bus, uint32_t address, uint32_t reg) {
   const kvrn::Fd fd = kvrn::i2c::open(kvrn::wrap_i32(bus), address & 0xFF);
@@ -86,5 +86,5 @@ uint16_t i2c_read_word_swapped(uint32_t bus, uint32_t address, uint32_t reg) {
 
 uint8_t i2c_read_byte(uint32_t bus, uint32_t address, uint32_t reg) {
   const kvrn::Fd fd = kvrn::i2c::open(kvrn::wrap_i32(bus), address & 0xFF);
-  return fd ? kvrn::i2c::read_byte(fd, reg & 0xFF).value_or(0) : 0;  // a failure is documented as 0
+  return fd ? kvrn::i2c::read_byte(fd, reg & 0xFF).value_or(0) : 0;  // the documented result of a failure is 0
 }

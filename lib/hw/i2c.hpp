@@ -8,10 +8,10 @@
 
 namespace kvrn::i2c {
 
-// A device on a bus; no descriptor, and errno, when it cannot be opened or addressed.
+// Opens a device on a bus. On failure there is no descriptor, and errno is set.
 Fd open(int bus, std::uint32_t address);
 
-// A register of it; nothing, and errno, when it does not answer.
+// Reads a register of the device. When the device does not answer, the result is nullopt, and errno is set.
 std::optional<std::uint8_t> read_byte(const Fd& device, std::uint32_t reg);
 
 }  // namespace kvrn::i2c

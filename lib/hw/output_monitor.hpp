@@ -6,17 +6,17 @@
 
 namespace kvrn {
 
-// What a monitor measures. A failed or negative reading is 0.
+// The readings of a monitor. A failed or negative reading is 0.
 struct Load {
   std::int32_t voltage_mv;
   std::int32_t current_ma;
-  std::int32_t power_uw() const;  // wraps as on the target
+  std::int32_t power_uw() const;  // wraps at 32 bits
 };
 
-// Of an output that the board has.
+// Reads the monitor of an output. The board must have this output.
 Load read_load(int output);
 
-// The power of an output, 0 of one that the board has not, or the sum of all; wraps as on the target.
+// The power of one output (0 if the board does not have it), or the sum of all outputs. Wraps at 32 bits.
 inline constexpr std::uint32_t all_outputs = UINT32_MAX;
 std::int32_t read_power_uw(std::uint32_t output);
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// One SMBus request. The two requests are the only ones that the library sends to an I2C device.
+// One SMBus request. The library sends no other requests to an I2C device than these two.
 #pragma once
 
 #include <linux/i2c-dev.h>
@@ -10,7 +10,7 @@
 
 namespace kvrn {
 
-// Negative on failure, as ioctl.
+// The result of the ioctl, negative on failure.
 inline int i2c_select(int fd, std::uint32_t address) {
   return ::ioctl(fd, I2C_SLAVE, static_cast<unsigned long>(address));
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The batteries: the smart one over I2C, the other through its hwmon monitor.
+// Reads the batteries: the smart battery over I2C, the other battery through its hwmon monitor.
 #include <kvrn/psu.h>
 #include <syslog.h>
 
@@ -17,14 +17,16 @@
 namespace kvrn {
 namespace {
 
-// Whether the lines select the highest charging current. The first line that does not decides: the rest is not read.
+// Whether the lines select the highest charging current. The first line with another level decides, and the lines after
+// it are not read.
 bool high_current(const Charger& charger) {
   return std::ranges::all_of((*charger.currents)[0].lines, [](const LineLevel& wanted) {
     return wanted.line == 0 || gpio::read(wanted.line, KVRN_FACT_CHARGING_CURRENT) == (wanted.level != 0);
   });
 }
 
-// What both kinds of battery have in common; @return the charge-disable line is 0 (also when it cannot be read).
+// Reads what both kinds of battery have. @return whether the charge-disable line is inactive (also when it cannot be
+// read)
 bool read_charger(Readout& readout, const Charger& charger, psu_info& out) {
   const bool enabled_by_line = gpio::read(charger.disable_line, KVRN_FACT_CHARGE_DISABLE) != true;
   out.status = KVRN_PSU_STATUS_FILLED;
@@ -36,7 +38,8 @@ bool read_charger(Readout& readout, const Charger& charger, psu_info& out) {
   return enabled_by_line;
 }
 
-// The last step: a present battery is usable, and it charges when mains, charger and the battery itself say so.
+// The last step. A present battery is usable. It charges when there is mains, the line enables the charger, and the
+// battery reports that it charges.
 void conclude(psu_info& out, bool enabled_by_line, bool charging) {
   if ((out.battery_status & KVRN_PSU_BATTERY_PRESENT) == 0) return;
   out.status |= KVRN_PSU_STATUS_USABLE;
@@ -63,7 +66,7 @@ void copy_readings(const kvrn_sbs_battery_info& battery, psu_info& out) {
   out.manufacture_time = battery.manufacture_time;
 }
 
-// Whether the hwmon battery charges: what the file says, else the direction of the current.
+// Whether the hwmon battery charges: decided by the file, else by the direction of the current.
 bool hwmon_charging(const char* path, psu_info& out) {
   const bool by_current = out.current_ma < charging_threshold_ma;
   const auto file = read_number(path, parse_d, reading(KVRN_SOURCE_FILE, KVRN_FACT_CHARGING));
@@ -82,7 +85,7 @@ void read_smart_battery(Readout& readout, const Battery& battery, psu_info& out)
   const bool enabled_by_line = read_charger(readout, battery.charger, out);
   out.smart_battery = 1;
   kvrn_sbs_battery_info readings;
-  // Without a bus the markers stay.
+  // When the bus cannot be opened, the record keeps its unknown markers.
   if (published_battery(static_cast<int>(out.id), &readings) == 0) (void)read_battery(battery.smart, readings);
   copy_readings(readings, out);
   if ((readings.complete & 1) != 0) out.battery_status |= KVRN_PSU_BATTERY_PRESENT;
@@ -97,7 +100,7 @@ void read_hwmon_battery(Readout& readout, const Battery& battery, psu_info& out)
   const bool present = gpio::read(battery.present_line, KVRN_FACT_PRESENT) == false;
   if (flag_file(battery.present_flag, present, KVRN_FACT_PRESENT)) {
     out.battery_status |= KVRN_PSU_BATTERY_PRESENT;
-    out.voltage_mv = voltage_mv;  // an absent battery has no voltage, whatever floats on its terminals
+    out.voltage_mv = voltage_mv;  // without a battery the monitor measures a meaningless voltage
   }
   out.manufacture_time = KVRN_PSU_UNKNOWN_TIME;
   out.charge_pct = KVRN_PSU_UNKNOWN_PCT;
@@ -107,7 +110,7 @@ void read_hwmon_battery(Readout& readout, const Battery& battery, psu_info& out)
   const bool charging = hwmon_charging(battery.charging_file, out);
   conclude(out, enabled_by_line, charging);
   out.battery_kind = KVRN_PSU_BATTERY_HWMON;
-  out.battery_temp_c = KVRN_PSU_UNKNOWN_TEMP;  // this path has no temperature
+  out.battery_temp_c = KVRN_PSU_UNKNOWN_TEMP;  // the monitor measures no temperature
 }
 
 }  // namespace kvrn

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// How much power may be drawn, and how much the outputs deliver.
+// Computes how much power the board may draw, and how much power the outputs deliver.
 #include "psu/budget.hpp"
 
 #include <algorithm>
@@ -18,8 +18,8 @@ constexpr int uw_per_mw = 1000;
 
 int capped(int power_mw) { return std::min(power_mw, KVRN_MAX_SINGLE_POWER_MW); }
 
-// What the entries of a view say: all of them (0), or one. Read one by one, because a caller's own source may have any
-// number. nullopt when the records are not there.
+// The power in the records of a view: all outputs (0) or one output. The records are read one by one, because the view
+// of a caller's own source may have any number of them. nullopt when a record cannot be read.
 std::optional<int> shared_power_uw(const output_view& view, int output) {
   if (output > view.count) return 0;
   const int first = output == 0 ? 0 : output - 1;
@@ -43,7 +43,7 @@ std::optional<int> shared_power_uw(int output, cache_source* source) {
 int max_power_mw(int inputs, int batteries, int count_battery) KVRN_INNER(max_power_mw);
 int max_power_mw(int inputs, int batteries, int count_battery) {
   const kvrn::PowerLimits& limits = kvrn::platform().power;
-  // No usable input still gives the full figure: a battery alone carries the outputs.
+  // Without a usable input the figure is also the full one: a battery alone feeds the outputs.
   if (limits.full == 0 || inputs != 1) return limits.full;
   const bool assisted =
       count_battery != 0 && batteries > 0 && kvrn::gpio::read(kvrn::battery_assist_line, KVRN_FACT_ASSIST) == false;
@@ -54,7 +54,7 @@ int max_usable_mw(int fixed, cache_source* source) KVRN_INNER(max_usable_mw);
 int max_usable_mw(int fixed, cache_source* source) {
   if (fixed != 0) return kvrn::platform().power.fixed;
   psu_info records[KVRN_PSU_MAX]{};
-  (void)kvrn::read_sources(records, source);  // the board's count decides which records count
+  (void)kvrn::read_sources(records, source);  // available_mw() uses the count of the board
   return kvrn::available_mw(records, 1);
 }
 
@@ -62,7 +62,7 @@ int output_power_mw(int output, cache_source* source) KVRN_INNER(output_power_mw
 int output_power_mw(int output, cache_source* source) {
   if (output < 0) return 0;
   const auto shared = shared_power_uw(output, source);
-  // Output 0 are all of them.
+  // Output 0 means all outputs.
   const std::uint32_t monitor = output == 0 ? kvrn::all_outputs : static_cast<std::uint32_t>(output - 1);
   return (shared ? *shared : kvrn::read_power_uw(monitor)) / uw_per_mw;
 }

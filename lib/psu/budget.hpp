@@ -7,10 +7,11 @@
 
 namespace kvrn {
 
-// What the sources of these records may deliver, mW; a battery's help counts only where it is asked for.
+// The power in mW that the sources in these records may deliver. The support of a battery counts only when
+// `count_battery` is not 0.
 int available_mw(const psu_info* records, int count_battery) KVRN_INNER(available_mw);
 
-// The same, of one supply.
+// Like available_mw(), but at most the power of one output.
 int single_supply_mw(const psu_info* records, int count_battery) KVRN_INNER(single_supply_mw);
 
 }  // namespace kvrn

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The battery chargers: which currents there are, and the lines that select and enable them.
+// The battery chargers: their currents, and the lines that select a current and enable a charger.
 #include <kvrn/psu.h>
 
 #include "board/platform.hpp"

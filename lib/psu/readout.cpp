@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// All power sources, from the cache or from the hardware.
+// Reads all power sources, from the cache or from the hardware.
 #include "psu/readout.hpp"
 
 #include <algorithm>
@@ -11,7 +11,7 @@
 namespace kvrn {
 namespace {
 
-// All four records from the caller's source, or from the cache. @return the view's count
+// Copies all four records from the caller's source, or from the cache. @return the count of the view
 std::optional<int> copy_shared(psu_info* out, cache_source* source) {
   const std::span<std::byte> bytes = std::as_writable_bytes(std::span(out, most_sources));
   std::optional<int> count;
@@ -24,7 +24,7 @@ std::optional<int> copy_shared(psu_info* out, cache_source* source) {
 }  // namespace
 
 Sources read_sources(psu_info* out, cache_source* source) {
-  // A file that is cut short while it is read delivers a part, which must not reach the caller.
+  // If the file is truncated during the read, only a part is copied. This part must not reach the caller.
   psu_info records[most_sources];
   if (const auto shared = copy_shared(records, source)) {
     std::copy_n(records, most_sources, out);

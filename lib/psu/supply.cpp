@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The input supplies: mains detection and the telemetry of the supplies that speak PMBus.
+// Reads the input supplies: mains detection, and the measurements of the supplies with a PMBus interface.
 #include <kvrn/psu.h>
 
 #include <algorithm>
@@ -21,17 +21,17 @@ constexpr int mv_per_count = 400;
 constexpr int ma_per_count = 100;
 constexpr int temp_offset_c = 100;
 
-// What a supply tells over PMBus: one byte of each command code, with the supplies' own scale.
+// PMBus registers of a supply. Each has one byte with the supply's own scale, not the PMBus format.
 enum SupplyRegister : std::uint8_t { vout = 0x8B, iout = 0x8C, temperature = 0x8D };
 
-// An opened supply; without one every register fails for the same reason.
+// An open supply. When it cannot be opened, every register read fails with the same error.
 class Supply {
  public:
   explicit Supply(const I2cDevice& device) : at_(device), device_(i2c::open(device.bus, device.address)) {
     if (!device_) open_error_ = errno;
   }
 
-  // A register's count; 255 is the supply's "no data".
+  // The raw count of a register. The supply sends 255 for "no data".
   std::optional<int> count(SupplyRegister reg, kvrn_fact fact) const {
     const auto byte = device_ ? i2c::read_byte(device_, reg) : std::nullopt;
     const int count = byte.value_or(0);
@@ -106,7 +106,7 @@ int Readout::inputs_with_mains() {
 
 void read_supply(Readout& readout, const Input& input, psu_info& out) {
   const bool answers = input.slot_line != 0;
-  // An unreadable slot line counts as a supply in its slot.
+  // When the slot line cannot be read, the slot counts as occupied.
   if (answers && gpio::read(input.slot_line, KVRN_FACT_SLOT) == true) out.type = KVRN_PSU_TYPE_EMPTY;
   out.supply_vout_mv = KVRN_PSU_UNKNOWN_I32;
   out.supply_iout_ma = KVRN_PSU_UNKNOWN_I32;
@@ -134,7 +134,7 @@ int read_lcm_temperature(int* temp) {
   if (temp == nullptr) return 0;
   const auto first = kvrn::temperature_c(0);
   const auto second = kvrn::temperature_c(1);
-  // An input that does not answer is colder than any.
+  // std::max() treats a supply that does not answer as the colder one.
   const auto warmer = std::max(first, second);
   if (warmer) *temp = *warmer;
   return warmer ? 1 : 0;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Name, MAC address and firmware version, as texts for the management station.
+// Reads name, MAC address and firmware version as texts for the management station.
 #include "snmp/identity.hpp"
 
 #include <string_view>
@@ -13,12 +13,13 @@ namespace {
 constexpr const char* board_info = "/etc/board.info";
 constexpr std::size_t text_size = 128;
 
-// Each writes a text into a buffer of text_size characters and tells its length; 0: there is none.
+// Each of these functions writes a text into a buffer of text_size characters and returns its length; 0 when there is
+// no text.
 
 std::size_t board_name(char* out) {
   const int name = kvrn::read_key(board_info, "board.shortname", out, text_size - 1);
   if (name == 0) return 0;
-  // A file without a name may have a subtype, which is then the name.
+  // A file without a name may have a subtype. The subtype is then the name.
   std::size_t length = 0;
   std::size_t dash = 0;
   if (name > 0) {
@@ -31,7 +32,7 @@ std::size_t board_name(char* out) {
   return subtype < 1 ? length : length + dash + static_cast<std::size_t>(subtype);
 }
 
-// Twelve digits become six pairs; what is written in any other way is not published.
+// The twelve digits are written as six pairs. An address in any other form is not published.
 std::size_t mac_address(char* out) {
   constexpr int digits = 12;
   char plain[85];
@@ -44,7 +45,7 @@ std::size_t mac_address(char* out) {
   return static_cast<std::size_t>(end - out);
 }
 
-// At most four fields of the version count; the build's date and time follow them.
+// At most the first four fields of the version are used. The fields after them are the date and time of the build.
 std::size_t firmware_version(char* out) {
   kvrn::Lines<text_size - 1> lines("/etc/version");
   std::string_view line;

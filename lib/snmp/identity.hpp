@@ -5,7 +5,7 @@
 
 namespace kvrn {
 
-// Adds the texts that say what the device is, as far as their files have them. @return as add_object()
+// Adds the texts that identify the device, if their files contain them. @return as add_object()
 int add_identity(void* host);
 
 }  // namespace kvrn

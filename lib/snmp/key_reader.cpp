@@ -36,7 +36,7 @@ int read_key(const char* path, std::string_view key, char* buffer, uint32_t size
       piece.remove_prefix(key.size() + 1);
       return store(piece, buffer, size);
     }
-    line_begins = piece.back() == '\n';  // a long line comes in pieces
+    line_begins = piece.back() == '\n';  // a long line is read in pieces
   }
   return -1;
 }

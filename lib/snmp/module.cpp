@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the host loads: the module's descriptor and its update.
+// The part that the host loads: the descriptor of the module and its update.
 #include "snmp/identity.hpp"
 #include "snmp/object.hpp"
 #include "snmp/sensors.hpp"
@@ -15,7 +15,7 @@ constexpr char mib_name[] = "KVRN-Quorvex-MIB";
 constexpr kvrn::Oid root{};
 constexpr kvrn::Oid tree{1, 5};
 
-// The row by which a host lists its modules.
+// Adds the row with which a host lists the module.
 int add_module(void* host, uint32_t row) {
   if (const int result = kvrn::add_number(host, {1, 1, 1, 1, row}, KVRN_SNMP_TYPE_INTEGER, row); result != 0)
     return result;
@@ -29,7 +29,7 @@ int add_readings(void* host, sensors_info& info) {
   if (const int result = kvrn::add_outputs(host, info); result != 0) return result;
   if (const int result = kvrn::add_psus(host, info); result != 0) return result;
   if (const int result = kvrn::add_temperatures(host); result != 0) return result;
-  return kvrn::add_number(host, {1, 5, 5, 1, 0}, KVRN_SNMP_TYPE_GAUGE32, 0);  // a group that is always empty
+  return kvrn::add_number(host, {1, 5, 5, 1, 0}, KVRN_SNMP_TYPE_GAUGE32, 0);  // this group is always empty
 }
 
 int add_table(void* host, int row) KVRN_INNER(add_table);

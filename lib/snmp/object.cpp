@@ -4,14 +4,14 @@
 namespace kvrn {
 
 int add_object(void* host, const Oid& oid, uint8_t type, const void* value) {
-  kvrn_snmp_value record;  // bytes 1 to 7 are not the host's to read
+  kvrn_snmp_value record;  // the host does not read bytes 1 to 7
   record.type = type;
   if (type == KVRN_SNMP_TYPE_OCTET_STRING) {
     record.as.text = *static_cast<const kvrn_snmp_octets*>(value);
   } else if (type == KVRN_SNMP_TYPE_OBJECT_ID) {
     record.as.oid = static_cast<const kvrn_snmp_oid_word*>(value);
   } else if (type == KVRN_SNMP_TYPE_INTEGER || type >= KVRN_SNMP_TYPE_COUNTER32) {
-    // Every tag above Counter32 is a 32-bit number to the host, also those that the module does not use.
+    // For the host every tag from Counter32 on is a 32-bit number, even a tag that the module does not use.
     record.as.number = *static_cast<const uint32_t*>(value);
   } else {
     if (::abz_set_error != nullptr) ::abz_set_error("invalid type (0x%02x) specified", type);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Objects of the module's tree on their way to the host's database.
+// Adds objects of the module's tree to the database of the host.
 #pragma once
 
 #include <kvrn/snmp.h>
@@ -9,7 +9,7 @@
 #include <initializer_list>
 #include <iterator>
 
-// The host's functions are weak here: the library is loaded by programs that have none.
+// The host's functions are weak here, because programs without these functions load the library too.
 #pragma weak odb_add
 #pragma weak odb_destroy
 #pragma weak abz_set_error
@@ -17,7 +17,7 @@
 
 namespace kvrn {
 
-// An identifier below the module's, in the host's format.
+// An identifier below the module's own identifier, in the format of the host.
 class Oid {
  public:
   static constexpr std::size_t max_arcs = KVRN_SNMP_OID_WORDS - 6;
@@ -32,11 +32,11 @@ class Oid {
   kvrn_snmp_oid_word words_[1 + KVRN_SNMP_OID_WORDS]{6, 43, 6, 1, 4, 1, 47474};
 };
 
-// Adds one object. `value` points to a uint32_t for numbers, a kvrn_snmp_octets for a text, and is the identifier's
-// array for an OBJECT IDENTIFIER. @return odb_add()'s result, or -1 for a type that there is not
+// Adds one object. `value` points to a uint32_t for a number, and to a kvrn_snmp_octets for a text. For an OBJECT
+// IDENTIFIER it is the array of the identifier. @return the result of odb_add(), or -1 for an unknown type
 int add_object(void* host, const Oid& oid, uint8_t type, const void* value);
 
-// The shapes of the tree.
+// The two kinds of values that most objects have.
 inline int add_number(void* host, const Oid& oid, uint8_t type, uint32_t value) {
   return add_object(host, oid, type, &value);
 }

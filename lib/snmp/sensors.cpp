@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The sensor summary: one heap block of everything that a monitoring client shows.
+// The sensor summary: one heap block with all values that a monitoring client shows.
 #include <kvrn/snmp.h>
 #include <sys/stat.h>
 
@@ -47,7 +47,7 @@ sensors_info* read_sensors(int with_board_temps, cache_source* outputs, cache_so
       read_number("/tmp/.power_meter", parse_u, reading(KVRN_SOURCE_FILE, KVRN_FACT_POWER_METER)).value.value_or(0));
   (void)with_outputs(outputs, [&](const output_view& view) { copy_outputs(view, *info); });
   info->locate_led = exists("/tmp/.led-status-loc");
-  (void)read_sources(info->psu, psus);  // records that nobody fills stay zero
+  (void)read_sources(info->psu, psus);  // records that are not filled stay zero
   const int limit_uw = single_supply_mw(info->psu, 0) * uw_per_mw;
   for (output_status& entry : entries(*info)) entry.max_power = limit_uw;
   info->psu_data_stable = exists("/tmp/.psu_data_stable");

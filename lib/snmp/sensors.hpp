@@ -12,12 +12,12 @@
 
 namespace kvrn {
 
-// The outputs of a summary. A cache may report more than the block has room for.
+// The outputs in a summary. A cache may report more outputs than the summary can hold.
 inline std::span<output_status> entries(sensors_info& info) {
   return {info.output, static_cast<std::size_t>(std::clamp(info.output_count, 0, KVRN_OUTPUT_MAX))};
 }
 
-// A summary on the heap, as sensors_info_get_ex() makes it; null without memory.
+// Creates a summary on the heap, as sensors_info_get_ex() does; null when out of memory.
 sensors_info* read_sensors(int with_board_temps, cache_source* outputs, cache_source* psus) KVRN_INNER(read_sensors);
 
 // No board has temperature sensors of its own.

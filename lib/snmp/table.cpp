@@ -20,7 +20,7 @@ namespace {
 
 using kvrn::Oid;
 
-// What add_object() takes a number or a text from.
+// The number or text that add_object() gets.
 union Cell {
   uint32_t number;
   kvrn_snmp_octets text;
@@ -54,11 +54,12 @@ Cell not_negative(int32_t value) { return number(std::max(value, 0)); }
 
 // ---- DC outputs ----
 
-// An output that is off delivers nothing, whatever its monitor says.
+// An output that is off delivers nothing, even when its monitor reports a value.
 int32_t delivered(const output_status& output, int32_t value) { return output.enabled == 0 ? 0 : std::max(value, 0); }
 
 constexpr Column<output_status> output_columns[] = {
-    // Not the row's number as in the other tables: management stations know it as the group's only member.
+    // This is not the number of the row as in the other tables. Management stations expect 1, the only member of the
+    // group.
     {KVRN_SNMP_TYPE_INTEGER, [](const output_status&) { return number(1); }},
     {KVRN_SNMP_TYPE_INTEGER, [](const output_status& row) { return number(delivered(row, row.voltage_mv)); }},
     {KVRN_SNMP_TYPE_INTEGER, [](const output_status& row) { return number(delivered(row, row.current_ma)); }},
@@ -87,7 +88,7 @@ struct PsuRow {
   bool battery;
   int32_t charge_pct = 0;
   int32_t time_s = 0;
-  int32_t health = 0;  // 1 no error, 2 error, 0 unknown
+  int32_t health = 0;  // 1: no error, 2: error, 0: unknown
   char date[16] = "";
   uint32_t date_length = 0;
 };
@@ -99,7 +100,7 @@ void read_battery_files(PsuRow& row) {
   if (const auto data = kvrn::read_battery_data(psu)) row.health = kvrn::is_battery_error(data->flags) ? 2 : 1;
 }
 
-// YYYYMMDD of the configuration becomes MM/DD/YYYY.
+// The configuration has YYYYMMDD; the table has MM/DD/YYYY.
 void read_install_date(PsuRow& row) {
   constexpr int digits = 8;
   char date[15];
@@ -191,7 +192,8 @@ int add_psus(void* host, sensors_info& info) {
 
 int add_temperatures(void* host) {
   const auto boards = board_temperatures();
-  // Read anew: the summary's records are as old as the battery files took.
+  // The sources are read again, because reading the battery files takes time and the records of the summary are old by
+  // now.
   psu_info psus[KVRN_PSU_MAX]{};
   const std::span<psu_info> records(psus, static_cast<std::size_t>(read_sources(psus, nullptr).count));
   const auto warm =

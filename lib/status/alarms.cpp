@@ -30,7 +30,7 @@ int low_voltage(int psu) {
   constexpr int low_charge_pct = 11;
   const int value = read_flag(flags::low_voltage, psu);
   if (value != 0 || psu < 2) return value;
-  // A battery that is nearly empty counts as low voltage even when nobody set its flag.
+  // A nearly empty battery counts as low voltage even when no process has set its flag.
   int32_t time_s = 0;
   int32_t third = 0;
   return read_estimate(psu, &time_s, &third, nullptr) < low_charge_pct ? 2 : 0;
@@ -72,7 +72,7 @@ int set_flag(int port, int value) { return write_flag(flags::output_enabled, val
 char* get_status_file(char* buffer, int index, const char* infix) {
   if (buffer == nullptr) return nullptr;
   const char* text = infix == nullptr ? "" : infix;
-  // The caller's buffer has no stated size: the header names the longest result.
+  // The size of the caller's buffer is unknown. The header states the length of the longest result.
   (void)::sprintf(buffer, index == -1 ? "%s%s_active" : "%s%s_%d_active", flags::low_voltage.base, text, index);
   return buffer;
 }

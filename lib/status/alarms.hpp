@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Alarms that more than a flag decides.
+// Alarms that do not depend on a flag file alone.
 #pragma once
 
 #include <cstdint>
@@ -8,17 +8,18 @@
 
 namespace kvrn {
 
-// Of the whole device: 0 none, 1 too much is drawn, 2 an output's protection tripped.
+// The overload state of the whole device, or of one output. The device has 0 without an overload, 1 when the outputs
+// draw too much power, and 2 when the protection of an output tripped.
 int overload() KVRN_INNER(overload);
 int output_overload(int output) KVRN_INNER(output_overload);
 
-// The hardware protection of an output tripped.
+// Whether the hardware protection of an output tripped.
 bool protection_tripped(int output);
 
-// Of a battery, -1 the device: what its flag says, else 2 for a battery that is nearly empty.
+// The low-voltage state of a PSU, or of the device (-1): the number in its flag file, or 2 for a nearly empty battery.
 int low_voltage(int psu) KVRN_INNER(low_voltage);
 
-// Whether the flags of a battery's data are an error.
+// Whether the flags in a battery's data contain an error.
 bool is_battery_error(std::uint32_t flag_bits);
 
 }  // namespace kvrn

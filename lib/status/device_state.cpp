@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The one code that sums up the device. The order of the checks is the priority of the codes.
+// Computes the code that describes the whole device. The order of the checks is the priority of the codes.
 #include <kvrn/psu.h>
 #include <kvrn/status.h>
 
@@ -17,13 +17,13 @@ namespace {
 
 namespace flags = kvrn::flags;
 
-// What the PSU records say.
+// The summary of the PSU records.
 struct Summary {
-  int8_t calibration = 0;  // highest level of any battery
+  int8_t calibration = 0;  // highest calibration level of all batteries
   int battery_mode = 0;    // 1 charging, 2 charging with the highest current
   bool battery = false;
   int inputs = 0;
-  int mains = 0;  // inputs with mains
+  int mains = 0;  // number of inputs with mains
   bool low_voltage = false;
   bool battery_error = false;
 };
@@ -74,7 +74,7 @@ bool outputs_off() {
   return !unconfigured && !kvrn::is_output_on(0);
 }
 
-// While mains charges a battery; asked only when no outage counts.
+// The code while mains charges a battery. It is used only when no outage counts.
 std::optional<kvrn_device_state> charging_code(const Summary& summary) {
   if (summary.mains == 0 || summary.battery_mode == 0 || summary.calibration >= 2) return std::nullopt;
   return summary.battery_mode == 2 ? KVRN_DEVICE_CHARGING_FAST : KVRN_DEVICE_CHARGING;

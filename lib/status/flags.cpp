@@ -34,7 +34,8 @@ bool write_flag(const Flag& flag, int value, int index) {
   const Fd fd = Fd::open_regular(flag_name(flag, index).c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
   if (!fd) return false;
   const Text<16> text("%d", value);
-  // A full /tmp leaves an empty file, which reads as the flag's default; setters report only the open.
+  // On a full /tmp the file stays empty and reads as a file without an integer. Setters report only a failure to open
+  // the file.
   (void)!::write(fd.get(), text.c_str(), std::strlen(text.c_str()));
   return true;
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The flag files by which processes share alarms and states: one file a flag under /tmp, one "%d" integer in it.
+// The flag files with which processes share alarms and states. Each flag is one file in /tmp with one "%d" integer.
 #pragma once
 
 #include <kvrn/observe.h>
@@ -8,8 +8,8 @@
 
 namespace kvrn {
 
-// Whether and how the index of an output, a request or a PSU is part of the file's name. Within: between the base
-// and "_active".
+// Whether the index of an output, a request or a PSU is part of the file name, and at which position. `within` means
+// between the base and "_active".
 enum class Indexed { no, appended, underscored, within };
 
 struct Flag {
@@ -38,9 +38,9 @@ inline constexpr Flag ac_disabled_overload{"/tmp/.ac_outage_overload_check", Ind
 inline constexpr Flag battery_outage{"/tmp/.battery_outage_check", Indexed::no, 0, 0, KVRN_SUBJECT_DEVICE,
                                      KVRN_FACT_BATTERY_OUTAGE};
 inline constexpr Flag output_enabled{"/tmp/.dc-enabled",  Indexed::appended,   2, 0,
-                                     KVRN_SUBJECT_OUTPUT, KVRN_FACT_CONFIGURED};  // 2 = not configured
-inline constexpr Flag low_voltage{"/tmp/.lv", Indexed::within,  0,
-                                  0,          KVRN_SUBJECT_PSU, KVRN_FACT_LOW_VOLTAGE};  // -1 = the whole device
+                                     KVRN_SUBJECT_OUTPUT, KVRN_FACT_CONFIGURED};  // 2 means not configured
+inline constexpr Flag low_voltage{"/tmp/.lv",       Indexed::within,      0, 0,
+                                  KVRN_SUBJECT_PSU, KVRN_FACT_LOW_VOLTAGE};  // index -1 means the whole device
 }  // namespace flags
 
 using FlagName = Text<64>;
@@ -48,7 +48,7 @@ FlagName flag_name(const Flag& flag, int index = 0);
 
 int read_flag(const Flag& flag, int index = 0);
 
-// Rewrites the file in place, as every writer of a flag does. False when it cannot be opened.
+// Truncates the file and writes it again, as every writer of a flag does. False when the file cannot be opened.
 bool write_flag(const Flag& flag, int value, int index = 0);
 
 }  // namespace kvrn

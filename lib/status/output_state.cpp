@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What state each DC output is in, and which are to be dropped.
+// Determines the state of each DC output, and which outputs are shed.
 #include "hw/output_monitor.hpp"
 #include "status/alarms.hpp"
 #include "status/flags.hpp"
@@ -19,7 +19,7 @@ void measure(output_status& record, int output) {
   const int power_uw = load.power_uw();
   record.voltage_mv = load.voltage_mv;
   record.current_ma = load.current_ma;
-  record.power_uw = power_uw < noise_uw ? 0 : power_uw;  // a product that wraps below 0 as well
+  record.power_uw = power_uw < noise_uw ? 0 : power_uw;  // also for a product that wraps to a negative number
 }
 
 kvrn_output_state alarm_state(int output) {
@@ -35,8 +35,8 @@ kvrn_output_state alarm_state(int output) {
 
 int power_mw(const output_status& record) { return record.power_uw / uw_per_mw; }
 
-// Drops outputs until the rest is within the limit, the highest number first. An output that has a state already keeps
-// it, but draws nothing any more either.
+// Sheds outputs, starting with the highest number, until the power of the other outputs is within the limit. An output
+// that already has another state keeps this state, but its power is subtracted too.
 void shed(std::span<output_status> records, int total_mw, int limit_mw) {
   for (std::size_t i = records.size(); i-- > 0 && total_mw > limit_mw;) {
     total_mw = add_i32(total_mw, -power_mw(records[i]));

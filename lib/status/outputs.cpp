@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// DC outputs and PoE: which are on, and the lines that switch them.
+// DC outputs and PoE: whether they are on, and the lines that switch them.
 #include "status/outputs.hpp"
 
 #include <kvrn/hw.h>
@@ -25,7 +25,7 @@ const kvrn_board_eth* port(unsigned index) {
   return index < count && board.eth[index].present != 0 ? &board.eth[index] : nullptr;
 }
 
-// The board's PoE lines, 0 where a port has none; collected once.
+// The PoE lines of the board, with 0 for a port without one. They are collected once.
 const std::array<uint8_t, KVRN_BOARD_ETH_MAX>& poe_lines() {
   static std::array<uint8_t, KVRN_BOARD_ETH_MAX> lines;
   static bool known = false;
@@ -36,7 +36,7 @@ const std::array<uint8_t, KVRN_BOARD_ETH_MAX>& poe_lines() {
   return lines;
 }
 
-// The index in "eth0" or "eth1"; any other name, "eth0.5" among them, is no port.
+// The port index of the names "eth0" and "eth1". Any other name, for example "eth0.5", is no port.
 int port_index(const char* device) {
   const std::string_view name = device == nullptr ? std::string_view() : device;
   return name == "eth0" ? 0 : name == "eth1" ? 1 : -1;
@@ -60,7 +60,7 @@ int poe_line(int interface_index) {
   return entry == nullptr ? 0 : entry->poe_gpio;
 }
 
-// A line that cannot be read counts as on: an output must not pass for safe because a chip is gone.
+// A line that cannot be read counts as on. Otherwise an output could look safe only because a chip is missing.
 bool is_on(uint32_t line) { return kvrn::gpio::read(line, KVRN_FACT_SWITCHED) != false; }
 
 }  // namespace
@@ -73,7 +73,7 @@ bool is_output_on(int output) {
     for (const uint8_t line : poe_lines())
       if (line != 0 && is_on(line)) return true;
   const SenseLines& lines = platform().sense_lines;
-  if (output < 0 || static_cast<std::size_t>(output) >= lines.size()) return true;  // programs rely on it
+  if (output < 0 || static_cast<std::size_t>(output) >= lines.size()) return true;  // programs rely on this result
   return is_on(lines[static_cast<std::size_t>(output)]);
 }
 

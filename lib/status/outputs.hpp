@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The DC outputs: their switches, and what state each is in.
+// The DC outputs: their switches and states.
 #pragma once
 
 #include <kvrn/cache.h>
@@ -8,10 +8,10 @@
 
 namespace kvrn {
 
-// Whether an output is switched on; one that nobody knows counts as on.
+// Whether an output is switched on. An output that no board has counts as on.
 bool is_output_on(int output);
 
-// Measures the outputs and decides the state of each; with an overload and a limit, which ones are to be dropped.
+// Measures the outputs and determines the state of each. With an overload and a limit it also sheds outputs.
 void read_outputs(std::span<output_status> records, const int* limit_mw);
 
 }  // namespace kvrn

@@ -6,8 +6,8 @@
 
 namespace {
 
-// The low 32 bits of sum / count, cut towards zero. By hand: for the 64-bit division itself a 32-bit device needs a
-// kilobyte of the compiler's own library.
+// The low 32 bits of sum / count, rounded towards zero. A 64-bit division would add a kilobyte of the compiler's own
+// library on a 32-bit device, so this function divides bit by bit.
 std::int32_t average(std::int64_t sum, std::uint32_t count) {
   std::uint64_t left = sum < 0 ? 0 - static_cast<std::uint64_t>(sum) : static_cast<std::uint64_t>(sum);
   std::uint64_t rest = 0;
@@ -27,7 +27,7 @@ std::int32_t average(std::int64_t sum, std::uint32_t count) {
 
 int avg_value_buff_init(avg_value_buff* buffer, uint32_t capacity) {
   if (buffer == nullptr) return 0;
-  // calloc checks the product; the zeroed ring costs nothing that matters.
+  // calloc checks the product for overflow. The cost of zeroing does not matter here.
   buffer->samples = static_cast<int64_t*>(::calloc(capacity == 0 ? 1 : capacity, sizeof(int64_t)));
   if (buffer->samples == nullptr) return 0;
   *buffer = {.samples = buffer->samples, .count = 0, .next = 0, .capacity = capacity, .average = 0};
@@ -48,7 +48,8 @@ int64_t avg_value_buff_add(avg_value_buff* buffer, int64_t value) {
   buffer->next = (buffer->next + 1) % buffer->capacity;
   int64_t sum = 0;
   for (uint32_t i = 0; i < buffer->count; ++i) sum = kvrn::wrap_add(sum, buffer->samples[i]);
-  // Programs compare the result with 32-bit numbers they stored earlier: it stays within 32 bits and wraps.
+  // Programs compare the result with 32-bit numbers that they stored earlier. The result therefore has 32 bits and
+  // wraps.
   buffer->average = average(sum, buffer->count);
   return buffer->average;
 }

@@ -13,12 +13,12 @@
 namespace kvrn {
 namespace {
 
-// Without a monotonic clock a cache cannot be aged, and a stale reading would pass for a fresh one: end the process.
+// Without a monotonic clock the age of a cache is unknown, and an old reading would look fresh. So the process ends.
 timespec monotonic() {
   timespec now{};
   if (::clock_gettime(CLOCK_MONOTONIC, &now) != 0) {
     static constexpr char text[] = "CLOCK_MONOTONIC not supported";
-    // The process ends either way; there is nobody to tell that the message was lost.
+    // The process ends in any case. Nobody can be told that the message was lost.
     [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, text, sizeof text - 1);
     ::abort();
   }
@@ -27,12 +27,12 @@ timespec monotonic() {
 
 timeval wall_clock() {
   timeval now{};
-  (void)::gettimeofday(&now, nullptr);  // a failure is documented as 0
+  (void)::gettimeofday(&now, nullptr);  // on failure the documented result is 0
   return now;
 }
 
-// A fraction of a second is below 10^9: where its type has 64 bits, a 32-bit device would divide it by a kilobyte of
-// the compiler's own library.
+// A fraction of a second is below 10^9, so 32 bits are enough. A 64-bit division would add a kilobyte of the compiler's
+// own library on a 32-bit device.
 constexpr std::int32_t narrow(std::int64_t fraction) { return static_cast<std::int32_t>(fraction); }
 
 }  // namespace

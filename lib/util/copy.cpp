@@ -11,7 +11,7 @@ namespace kvrn {
 namespace {
 
 constexpr size_t chunk_size = 128;
-constexpr int generations = 20;  // the highest number kept
+constexpr int generations = 20;  // highest number of a copy
 
 bool write_all(int fd, const char* data, size_t size) {
   while (size > 0) {
@@ -39,7 +39,7 @@ bool copy_file(const char* source, const char* destination, mode_t mode) {
   if (!from) return false;
   Fd to = Fd::open(destination, O_WRONLY | O_CREAT | O_EXCL, mode);
   if (!to || !copy_all(from.get(), to.get())) return false;
-  // A delayed write error shows here at the latest.
+  // A delayed write error is reported by close() at the latest.
   return ::close(to.release()) == 0;
 }
 
@@ -57,11 +57,11 @@ int fileCopy(const char* source, const char* destination, int mode) {
 void backup_file(const char* directory, const char* name) {
   if (directory == nullptr || name == nullptr) return;
   const kvrn::Path folder("%s/%s_b/", directory, name);
-  (void)::mkdir(folder.c_str(), 0777);  // it may be there already; if it cannot be made, the copy fails
+  (void)::mkdir(folder.c_str(), 0777);  // the folder may exist; if it cannot be created, the copy fails
   for (int number = kvrn::generations - 1; number >= 0; --number) {
     const kvrn::Path older("%s/%s_b/%s.%d", directory, name, name, number + 1);
     const kvrn::Path newer("%s/%s_b/%s.%d", directory, name, name, number);
-    (void)::rename(newer.c_str(), older.c_str());  // a missing generation is skipped
+    (void)::rename(newer.c_str(), older.c_str());  // fails for a missing copy, which is skipped
   }
   const kvrn::Path current("%s/%s", directory, name);
   const kvrn::Path first("%s/%s_b/%s.0", directory, name, name);

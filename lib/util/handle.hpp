@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Move-only owners. Nothing else in the library calls close, fclose, munmap or free on what it opened itself.
+// Move-only owners. No other code in the library calls close, fclose, munmap or free for something that it opened
+// itself.
 #pragma once
 
 #include <fcntl.h>
@@ -16,7 +17,7 @@
 
 namespace kvrn {
 
-// A file descriptor. Closing keeps errno, so that a caller may report the failure that made it leave.
+// A file descriptor. Closing it keeps errno, so a caller can still report the failure that came before.
 class Fd {
  public:
   Fd() = default;
@@ -31,11 +32,11 @@ class Fd {
   }
   ~Fd() { reset(); }
 
-  // Every descriptor is close-on-exec: a program started by the host must not inherit devices.
+  // Every descriptor is close-on-exec: a program that the host starts must not inherit devices.
   static Fd open(const char* path, int flags, mode_t mode = 0) { return Fd(::open(path, flags | O_CLOEXEC, mode)); }
 
-  // For files that are written in folders of everybody, such as /tmp: what stands there may be somebody else's link to
-  // another file, a FIFO or a device. None of them is opened.
+  // For writing files in folders that every user can write to, such as /tmp. The path may be a symbolic link of another
+  // user, a FIFO or a device. None of these is opened.
   static Fd open_regular(const char* path, int flags, mode_t mode = 0) {
     Fd fd = open(path, flags | O_NOFOLLOW | O_NONBLOCK, mode);
     struct stat status {};
@@ -80,7 +81,7 @@ class Mapping {
   Mapping() = default;
   Mapping(int fd, std::size_t size, off_t offset = 0)
       : start_(::mmap(nullptr, size, PROT_READ, MAP_SHARED, fd, offset)), size_(size) {}
-  // Takes over a mapping that was released; null is none.
+  // Takes ownership of a mapping that was released. Null means no mapping.
   static Mapping adopt(const void* start, std::size_t size) {
     Mapping mapping;
     if (start != nullptr) mapping.start_ = const_cast<void*>(start);

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Lines of a text file through a buffer of fixed size; a longer line goes on as a line of its own.
+// Reads the lines of a text file with a buffer of fixed size. The rest of a line that is too long counts as another
+// line.
 #pragma once
 
 #include <cerrno>
@@ -15,10 +16,10 @@ template <std::size_t BufferSize>
 class Lines {
  public:
   explicit Lines(const char* path) : file_(open_stream(path, O_RDONLY)), error_(file_ ? 0 : errno) {}
-  // Why it is not open; 0 when it is.
+  // The errno of opening the file; 0 when the file is open.
   int error() const { return error_; }
 
-  // The next line with its line end, up to a NUL in it. False at the end, and where the file cannot be read.
+  // Reads the next line with its line end, up to a NUL in the line. False at the end, or when the file cannot be read.
   bool next(std::string_view& line) {
     if (file_ == nullptr || ::fgets(buffer_, static_cast<int>(BufferSize), file_.get()) == nullptr) return false;
     line = buffer_;

@@ -7,7 +7,8 @@
 namespace kvrn {
 namespace {
 
-// Sign and magnitude of the number at the start of a text; a magnitude beyond 64 bits stays at the highest.
+// Sign and magnitude of the number at the start of a text. A magnitude above 64 bits is set to the highest 64-bit
+// value.
 struct Scanned {
   bool negative;
   std::uint64_t magnitude;
@@ -21,7 +22,7 @@ constexpr int digit_value(char c) {
   return 16;
 }
 
-// base 0: "0x" means 16, another leading "0" means 8.
+// Base 0: the prefix "0x" means base 16, another leading "0" means base 8, otherwise base 10.
 std::optional<Scanned> scan(std::string_view text, unsigned base) {
   constexpr std::uint64_t highest = std::numeric_limits<std::uint64_t>::max();
   std::size_t at = 0;
@@ -45,7 +46,8 @@ std::optional<Scanned> scan(std::string_view text, unsigned base) {
     const auto digit = static_cast<unsigned>(digit_value(text[at]));
     if (digit >= base) break;
     any = true;
-    // Not by a division, for which a 32-bit device needs a kilobyte of the compiler's own library.
+    // Overflow is not detected by a division: a 64-bit division would add a kilobyte of the compiler's own library on a
+    // 32-bit device.
     std::uint64_t& magnitude = result.magnitude;
     if (__builtin_mul_overflow(magnitude, base, &magnitude) || __builtin_add_overflow(magnitude, digit, &magnitude))
       magnitude = highest;
@@ -55,7 +57,7 @@ std::optional<Scanned> scan(std::string_view text, unsigned base) {
   return result;
 }
 
-// The signed value of sign and magnitude, clamped to T.
+// The signed value of sign and magnitude, clamped to the range of T.
 template <typename T>
 T clamped(const Scanned& scanned) {
   using Limits = std::numeric_limits<T>;
@@ -65,7 +67,7 @@ T clamped(const Scanned& scanned) {
   return static_cast<T>(-static_cast<T>(scanned.magnitude));
 }
 
-// An unsigned number with a minus sign negates modulo 2^32.
+// A minus sign in front of an unsigned number negates modulo 2^32.
 std::uint32_t negated_u32(const Scanned& scanned) {
   const auto value = static_cast<std::uint32_t>(scanned.magnitude);
   return scanned.negative ? 0U - value : value;

@@ -14,7 +14,7 @@ void tell(const char* path, std::uint32_t reading, kvrn_outcome outcome, std::in
   const auto kind = static_cast<kvrn_source_kind>(reading >> 16);
   const bool bus = kind == KVRN_SOURCE_I2C || kind == KVRN_SOURCE_BLOCK;
   const bool failed = outcome == KVRN_OUTCOME_FAILED;
-  char device[] = "/dev/i2c-0";  // no board has more than nine buses
+  char device[] = "/dev/i2c-0";  // one digit is enough for the buses of every board
   device[sizeof device - 2] = static_cast<char>('0' + (where >> 24));
   kvrn_observation observation{};
   observation.kind = kind;

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A file of its own: a program that links with a hidden piece of the library as well must not get the piece's callback.
+// This function has its own file because of programs that link both the shared library and its internal code. Such a
+// program must call the function of the shared library, not the one of the internal code.
 #include "util/observe.hpp"
 
 void kvrn_observe(kvrn_observer callback, void* context) {

@@ -3,7 +3,7 @@
 
 namespace kvrn {
 
-// Sleeps the whole time, signals or not.
+// Sleeps for the whole time, even when signals interrupt the sleep.
 void pause_us(unsigned microseconds);
 
 }  // namespace kvrn

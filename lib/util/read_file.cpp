@@ -11,7 +11,7 @@
 namespace kvrn {
 
 FileText read_file(const char* path, std::span<char> buffer) {
-  // A FIFO in place of a file must not block the reader.
+  // Without O_NONBLOCK a FIFO in place of the file would block the reader.
   const Fd fd = Fd::open(path, O_RDONLY | O_NONBLOCK);
   if (!fd) return {false, errno, {}};
   ssize_t got;

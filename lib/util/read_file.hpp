@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Small files are read with one `read` into a bounded buffer and parsed from there: a sysfs value must come from one
-// read, and a file that another process replaces is either the old one or the new one.
+// Small files are read with one `read` into a bounded buffer and then parsed. A sysfs value must come from one read.
+// When another process replaces the file, the text is completely from the old file or completely from the new one.
 #pragma once
 
 #include <cstddef>
@@ -15,27 +15,27 @@
 
 namespace kvrn {
 
-// The bytes one read delivers; the text lives in `buffer`. `opened` is false when the file cannot be opened; a folder
-// opens, but has no text.
+// The bytes of one read. The text is stored in `buffer`. `opened` is false when the file cannot be opened. A folder can
+// be opened, but has no text.
 struct FileText {
   bool opened = false;
-  int error = 0;  // of opening or reading
+  int error = 0;  // errno of opening or reading
   std::string_view text;
 };
 FileText read_file(const char* path, std::span<char> buffer);
 
-// A stream for the few files that are larger: null unless a regular file opens, so that nothing put in its place blocks
-// its reader or never ends. `flags` as of open(); what is created or truncated may be a character device too.
+// A stream for the few larger files. Null unless a regular file opens: another kind of file could block the reader or
+// never end. `flags` are those of open(). A file opened for writing may also be a character device.
 Stream open_stream(const char* path, int flags);
 
-// What a file with one integer says.
+// The content of a file with one integer.
 template <typename T>
 struct FileNumber {
   bool opened = false;
   std::optional<T> value;
 };
 
-// Reports what a file answered; a text that was of use has a value.
+// Reports the result of reading a file. `value` counts only when the text was useful.
 void tell_file(const char* path, const FileText& file, std::uint32_t what, bool useful, std::int32_t value);
 
 template <typename T>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Bounded text. A path or flag name that does not fit is an error of the caller's input, never a cut path.
+// Bounded text. A path or flag name that is too long is an error in the caller's input. It must never be truncated.
 #pragma once
 
 #include <cstdarg>
@@ -11,7 +11,7 @@ namespace kvrn {
 template <std::size_t Size>
 class Text {
  public:
-  // An empty text when the result does not fit: no path is empty, so opening it fails as it should.
+  // The text is empty when the result does not fit. No file has an empty path, so opening it fails as it should.
   __attribute__((format(printf, 2, 3))) explicit Text(const char* format, ...) {
     va_list args;
     va_start(args, format);
@@ -29,7 +29,7 @@ class Text {
   bool fits_;
 };
 
-// Paths that callers' texts are part of.
+// For paths that contain texts of callers.
 using Path = Text<4096>;
 
 }  // namespace kvrn

@@ -5,7 +5,7 @@
 
 namespace kvrn {
 
-// string_view's own starts_with() takes a substring, which pulls in the C++ run time.
+// string_view::starts_with() calls substr(), which needs the C++ run time.
 constexpr bool has_prefix(std::string_view text, std::string_view prefix) {
   return text.size() >= prefix.size() && std::string_view(text.data(), prefix.size()) == prefix;
 }
