@@ -2,53 +2,18 @@
 # SPDX-License-Identifier: MIT
 # Sourced by cross and check. The parts that the device's build needs from elsewhere: libgpiod, built for MIPS.
 
+# shellcheck source=dev.d/sources.sh
+source dev.d/sources.sh
+
 mips_host=mips-linux-gnu
 mips_prefix=$PWD/build/deps/mips
-cache=${XDG_CACHE_HOME:-${HOME:-$PWD/build}/.cache}/kvrn
-
-# Prints nothing where no package source offers it.
-gpiod_source_uri() {
-  { apt-get source --print-uris libgpiod/trixie || apt-get source --print-uris libgpiod; } 2>/dev/null |
-    grep -E "libgpiod_2\.[0-9.]+\.orig\.tar\.xz " | tail -1 || true
-}
-
-# The source archive, fetched once and checked against the archive's own checksum.
-fetch_gpiod() {
-  local found line uri file sum
-  mkdir -p "$cache"
-  found=$(find "$cache" -name 'libgpiod_2*.orig.tar.xz' 2>/dev/null | sort | tail -1)
-  if [[ -n $found ]] && (cd "$cache" && sha256sum --quiet -c "$(basename "$found").sha256"); then
-    gpiod_archive=$found
-    return
-  fi
-  line=$(gpiod_source_uri)
-  if [[ -z $line ]]; then
-    as_root || die "no source of libgpiod 2 is configured: add a deb-src entry for trixie, or run this command as root once"
-    # Lists may only be absent.
-    update_lists
-    line=$(gpiod_source_uri)
-  fi
-  if [[ -z $line ]]; then
-    add_source trixie-src deb-src trixie
-    update_lists
-    line=$(gpiod_source_uri)
-    [[ -n $line ]] || die "the package sources offer no source archive of libgpiod 2"
-  fi
-  read -r uri file _ sum <<<"$line"
-  mkdir -p "$cache"
-  gpiod_archive=$cache/$file
-  # apt drops its privileges for downloads; root keeps them, so that the file may lie in a home folder.
-  /usr/lib/apt/apt-helper -o APT::Sandbox::User=root download-file "$(tr -d "'" <<<"$uri")" "$gpiod_archive" "$sum" >/dev/null
-  printf '%s  %s\n' "${sum#SHA256:}" "$file" >"$gpiod_archive.sha256"
-}
-
 build_gpiod() {
   [[ -e $mips_prefix/lib/libgpiod.so.3 ]] && return
-  local gpiod_archive source=build/deps/libgpiod
-  fetch_gpiod
+  local archive source=build/deps/libgpiod
+  fetch_source libgpiod
   say "building libgpiod for MIPS"
   rm -rf "$source" && mkdir -p "$source"
-  tar -xf "$gpiod_archive" -C "$source" --strip-components=1
+  tar -xf "$archive" -C "$source" --strip-components=1
   (
     cd "$source"
     ./configure --quiet --host="$mips_host" --prefix="$mips_prefix" --disable-static --disable-tools \

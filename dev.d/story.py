@@ -10,7 +10,7 @@ import sys
 import tempfile
 import time
 
-BIN = os.environ["KVRN_BIN"]
+BIN = os.environ.get("KVRN_BIN", ".")
 os.environ["PATH"] = BIN + ":" + os.environ["PATH"]
 PERIOD = 0.3
 
@@ -124,4 +124,5 @@ def main():
     sys.exit(1 if failures else 0)
 
 
-main()
+if __name__ == "__main__":
+    main()

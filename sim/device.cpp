@@ -40,6 +40,8 @@ Device::~Device() {
   std::filesystem::remove_all(state_.root(), ignored);
 }
 
+std::filesystem::path Device::path(std::string_view device_path) const { return state_.path(device_path); }
+
 void Device::gpio(unsigned packed, int level) {
   LineState line = state_.line(packed).value_or(LineState{});
   line.level = level;
@@ -90,6 +92,10 @@ void Device::i2c_busy(int bus, bool busy) {
   else
     state_.remove(file);
 }
+
+void Device::file(std::string_view device_path, std::string_view text) { state_.file(device_path, text); }
+
+void Device::remove(std::string_view device_path) { (void)state_.remove(device_path); }
 
 void Device::hwmon(std::string_view device, std::string_view attribute, std::string_view text) {
   state_.file("/var/run/hwmon/" + std::string(device) + '/' + std::string(attribute), text);

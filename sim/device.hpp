@@ -14,7 +14,7 @@ class Device {
   Device(const Device&) = delete;
 
   const std::filesystem::path& root() const { return state_.root(); }
-  std::filesystem::path path(std::string_view device_path) const { return state_.path(device_path); }
+  std::filesystem::path path(std::string_view device_path) const;
 
   void gpio(unsigned packed, int level);
   int gpio(unsigned packed) const;
@@ -31,8 +31,8 @@ class Device {
   // No device of the bus answers.
   void i2c_busy(int bus, bool busy);
 
-  void file(std::string_view device_path, std::string_view text) { state_.file(device_path, text); }
-  void remove(std::string_view device_path) { (void)state_.remove(device_path); }
+  void file(std::string_view device_path, std::string_view text);
+  void remove(std::string_view device_path);
   void hwmon(std::string_view device, std::string_view attribute, std::string_view text);
 
   // What programs do with the device, a line an action, from now on.

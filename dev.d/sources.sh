@@ -1,0 +1,40 @@
+# shellcheck shell=bash disable=SC2034,SC2154
+# SPDX-License-Identifier: MIT
+# Sourced by mips.sh and vm.sh. Source archives of Debian, kept in the user's cache folder.
+
+cache=${XDG_CACHE_HOME:-${HOME:-$PWD/build}/.cache}/kvrn
+
+# source_uri PACKAGE: apt's line of the upstream archive; nothing where no package source offers it.
+source_uri() {
+  apt-get source --only-source --print-uris "$1" 2>/dev/null |
+    grep -E " ${1}_[^ ]*\.orig\.tar\.[a-z0-9]+ " | tail -1 || true
+}
+
+# fetch_source PACKAGE: sets `archive` to the upstream archive, fetched once and checked against Debian's checksum.
+fetch_source() {
+  local package=$1 found line uri file sum
+  mkdir -p "$cache"
+  found=$(find "$cache" -maxdepth 1 -name "${package}_*.orig.tar.*" ! -name '*.sha256' 2>/dev/null | sort | tail -1)
+  if [[ -n $found ]] && (cd "$cache" && sha256sum --quiet -c "$(basename "$found").sha256"); then
+    archive=$found
+    return
+  fi
+  line=$(source_uri "$package")
+  if [[ -z $line ]]; then
+    as_root || die "no source of $package is configured: add a deb-src entry for trixie, or run this command as root once"
+    # Lists may only be absent.
+    update_lists
+    line=$(source_uri "$package")
+  fi
+  if [[ -z $line ]]; then
+    add_source trixie-src deb-src trixie
+    update_lists
+    line=$(source_uri "$package")
+    [[ -n $line ]] || die "the package sources offer no source archive of $package"
+  fi
+  read -r uri file _ sum <<<"$line"
+  archive=$cache/$file
+  # apt drops its privileges for downloads; root keeps them, so that the file may lie in a home folder.
+  /usr/lib/apt/apt-helper -o APT::Sandbox::User=root download-file "$(tr -d "'" <<<"$uri")" "$archive" "$sum" >/dev/null
+  printf '%s  %s\n' "${sum#SHA256:}" "$file" >"$archive.sha256"
+}

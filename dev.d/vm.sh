@@ -1,0 +1,104 @@
+# shellcheck shell=bash disable=SC2034,SC2154
+# SPDX-License-Identifier: MIT
+# vm [shell|CHECK...]: the product on a real big-endian kernel, in qemu. Kernel, busybox and net-snmp are built once and
+# kept in the user's cache folder, under a hash of what made them.
+source dev.d/mips.sh
+# shellcheck source=dev.d/net-snmp.sh
+source dev.d/net-snmp.sh
+
+vm_work=build/vm
+
+# Debian 12 has Linux 6.1, which the changes of kernel.patch are made for.
+kernel_archive() { find /usr/src -maxdepth 1 -name 'linux-source-6.*.tar.xz' | sort | head -1; }
+
+build_kernel() {
+  local archive key
+  archive=$(kernel_archive)
+  key=$(cat vm/kernel.config vm/kernel.patch <(basename "$archive") <(dpkg-query -W -f '${Version}' "$(basename "$archive" .tar.xz)") | sha256sum)
+  kernel=$cache/kernel-${key:0:16}
+  [[ ! -e $kernel/vmlinux ]] || return 0
+  say "building the kernel (5 to 15 minutes)"
+  local tree=$cache/kernel-build
+  rm -rf "$tree" && mkdir -p "$tree" "$kernel"
+  (
+    export ARCH=mips CROSS_COMPILE=mips-linux-gnu-
+    root=$PWD
+    tar -xf "$archive" -C "$tree" --strip-components=1
+    cd "$tree"
+    patch -p1 <"$root/vm/kernel.patch"
+    make -s malta_defconfig
+    make -s mod2noconfig
+    scripts/kconfig/merge_config.sh -m .config "$root/vm/kernel.config"
+    make -s olddefconfig
+    make -s -j "$jobs" vmlinux modules
+    cp drivers/i2c/i2c-stub.ko drivers/i2c/i2c-stub-b.ko drivers/mtd/devices/phram.ko "$kernel/"
+    mips-linux-gnu-strip -o "$kernel/vmlinux.new" vmlinux
+    mv "$kernel/vmlinux.new" "$kernel/vmlinux"
+  ) >"$vm_work/kernel.log" 2>&1 || die "building the kernel failed: $vm_work/kernel.log"
+  rm -rf "$tree"
+}
+
+build_busybox() {
+  local archive key line
+  fetch_source busybox
+  key=$(cat vm/busybox.config <(basename "$archive") | sha256sum)
+  busybox=$cache/busybox-${key:0:16}
+  [[ ! -e $busybox ]] || return 0
+  say "building busybox"
+  local tree=$cache/busybox-build
+  rm -rf "$tree" && mkdir -p "$tree"
+  tar -xf "$archive" -C "$tree" --strip-components=1
+  (
+    root=$PWD
+    cd "$tree"
+    make -s allnoconfig
+    # The last word on a name counts, so what the fragment names is taken out first.
+    sed -n 's/^\(CONFIG_[A-Z0-9_]*\)=.*/^# \1 is not set$\n^\1=/p' "$root/vm/busybox.config" >named
+    { grep -v -f named .config && grep '^CONFIG' "$root/vm/busybox.config"; } >merged
+    mv merged .config
+    yes '' | make -s oldconfig
+    make -s -j "$jobs" busybox
+    cp busybox "$busybox"
+  ) >"$vm_work/busybox.log" 2>&1 || die "building busybox failed: $vm_work/busybox.log"
+  rm -rf "$tree"
+}
+
+# What a device has, and what start and checks need; the tests lie in the folder that host and machine share.
+pack_image() {
+  local root=$vm_work/root sysroot=/usr/mips-linux-gnu/lib file
+  rm -rf "$root"
+  mkdir -p "$root"/{bin,dev,etc/init.d,etc/persistent,lib/modules,proc,sys,tmp,run,var,config,host,usr}
+  cp "$busybox" "$root/bin/busybox"
+  for file in $(qemu-mips -L /usr/mips-linux-gnu "$busybox" --list); do ln -s busybox "$root/bin/$file"; done
+  ln -s bin "$root/sbin" && ln -s ../bin "$root/usr/bin" && ln -s ../bin "$root/usr/sbin" && ln -s ../lib "$root/usr/lib"
+  ln -s bin/busybox "$root/init"
+  cp vm/guest/inittab "$root/etc/"
+  cp vm/guest/{rcS,monitor,snmp,jobs,console} "$root/etc/init.d/"
+  printf 'root::0:0:root:/:/bin/sh\nkvrn:x:100:100::/:/bin/false\n' >"$root/etc/passwd"
+  printf 'root:x:0:\nkvrn:x:100:\n' >"$root/etc/group"
+  cp "$kernel"/*.ko "$root/lib/modules/"
+  cp -L "$sysroot"/{ld.so.1,libc.so.6,libm.so.6,libgcc_s.so.1,libstdc++.so.6} "$root/lib/"
+  cp -a build/mips/lib/lib{kvrn,gpiod}.so.* "$mips_prefix"/lib/libnetsnmp*.so.* "$root/lib/"
+  cp build/mips/bin/{kvrnctl,kvrn-monitord,kvrn-agentd,lay-out,time-runs} "$mips_prefix/sbin/snmpd" "$root/bin/"
+  find "$root/bin" "$root/lib" -type f -size +8k ! -name '*.ko' -exec mips-linux-gnu-strip --strip-unneeded {} + 2>/dev/null || true
+  (cd "$root" && find . | cpio -o -H newc --quiet | gzip -1) >"$vm_work/image"
+}
+
+build_vm() {
+  need_packages "${packages_build[@]}" "${packages_test[@]}" "${packages_cross[@]}" "${packages_vm[@]}"
+  mkdir -p "$vm_work"
+  build_kernel
+  build_busybox
+  build_tools
+  build_mips
+  build mips vm
+  python3 dev.d/rpath.py build/mips/bin >/dev/null
+  pack_image
+}
+
+[[ ${1:-} != shell || $# -eq 1 ]] || die_usage "vm shell takes nothing else"
+timed "Kernel, programs and image" build_vm
+if [[ ${1:-} == shell ]]; then
+  exec python3 vm/shell.py "$kernel/vmlinux" "$vm_work/image"
+fi
+PATH=$PWD/build/native/bin:$PATH exec python3 vm/run.py "$kernel/vmlinux" "$vm_work/image" "$@"

@@ -1,0 +1,172 @@
+# SPDX-License-Identifier: MIT
+"""A day of a device in short: start, an outage and its end, a killed monitor, a new snmpd, a full /tmp, a clock that
+jumps. At each stage the whole tree is walked from outside, with SNMPv3, and must be what the device says of itself."""
+import json
+import os
+import re
+import subprocess
+import sys
+import time
+
+sys.path.insert(0, os.path.dirname(__file__) + "/../dev.d")
+from story import parse  # noqa: E402
+
+SCENARIO = "tests/scenarios/outage.txt"
+ROOT = ".1.3.6.1.4.1.47474"
+USER = ["-v3", "-u", "viewer", "-l", "authPriv", "-a", "SHA", "-A", "a day in short", "-x", "AES", "-X", "read by no one"]
+SETTINGS = """agentaddress udp:161
+master agentx
+agentXSocket /run/agentx
+createUser viewer SHA "a day in short" AES "read by no one"
+rouser viewer priv .1.3.6.1
+"""
+PERIOD = 2  # of the monitor
+
+
+def prepare(machine):
+    board, _ = parse(SCENARIO)
+    subprocess.run(["kvrn-sim", "new", machine.share + "/start", "--board", board], check=True)
+    os.remove(machine.share + "/start/dev/mem")
+    with open(machine.share + "/start/revision", "w") as file:
+        file.write("0x160")
+    with open(machine.share + "/snmpd.conf", "w") as file:
+        file.write(SETTINGS)
+
+
+def walk(machine):
+    done = subprocess.run(["snmpwalk", *USER, "-On", "-r3", "-t2", f"127.0.0.1:{machine.port}", ROOT], text=True,
+                          capture_output=True, env={**os.environ, "MIBS": "", "SNMPCONFPATH": "/nonexistent"}, timeout=120)
+    return done.stdout
+
+
+def device(machine, command):
+    job = machine.run(f"kvrnctl {command}")
+    return job.out
+
+
+def until(condition, seconds, pause=0.5):
+    end = time.monotonic() + seconds
+    while True:
+        value = condition()
+        if value or time.monotonic() > end:
+            return value
+        time.sleep(pause)
+
+
+def is_fresh(machine):
+    try:
+        source = json.loads(device(machine, "psu --json"))["source"]
+    except (ValueError, KeyError):
+        return False
+    return source["kind"] == "cache" and source["fresh"]
+
+
+def plain(text):
+    """Ages and what is measured between two looks aside."""
+    return re.sub(r"Timeticks: \(\d+\) \S+", "Timeticks", text)
+
+
+class Day:
+    def __init__(self, machine, check):
+        self.machine, self.check = machine, check
+
+    def stage(self, name):
+        """The monitor publishes, and inside and outside agree."""
+        fresh = until(lambda: is_fresh(self.machine), 20)
+        self.check(f"{name}: the monitor's readings are fresh", fresh)
+        self.check(f"{name}: the tree, from outside, is what the device says", *self.agrees())
+
+    def agrees(self):
+        seen = {}
+
+        def same():
+            seen["outside"], seen["inside"] = plain(walk(self.machine)), plain(device(self.machine, "snmp dump"))
+            return seen["outside"] == seen["inside"] and len(seen["inside"].splitlines()) > 50
+
+        if until(same, 20):
+            return (True,)
+        pairs = zip(seen["outside"].splitlines(), seen["inside"].splitlines())
+        return False, next((f"{a} / {b}" for a, b in pairs if a != b), f"{len(seen['outside'])} bytes outside")
+
+    def start(self):
+        uptime = until(lambda: is_fresh(self.machine) and self.machine.run("cat /proc/uptime").out.split()[0], 60)
+        self.check(f"first readings {uptime} s after the kernel's start, by the monitor that init started", bool(uptime))
+        self.stage("start")
+
+    def outage(self):
+        _, steps = parse(SCENARIO)
+        for step in steps:
+            for words in step["changes"]:
+                self.machine.run(change(words))
+            time.sleep(1.5 * PERIOD)
+            seen = until(lambda step=step: self.read() == step["expect"], 15) and step["expect"] or self.read()
+            self.check(f"outage: {step['text']}", seen == step["expect"], f"{seen} in place of {step['expect']}")
+            self.stage("outage")
+
+    def read(self):
+        outputs, budget, state = (json.loads(device(self.machine, f"{name} --json")) for name in
+                                  ("outputs", "budget", "state"))
+        return {"outputs": [output["state_code"] for output in outputs["outputs"]],
+                "budget": [budget["budget"]["available_mw"]], "state": [state["state"]["code"]]}
+
+    def killed_monitor(self):
+        before = self.machine.run("cat /run/kvrn/monitord.pid").out
+        self.machine.run(f"kill -9 {before}")
+        after = until(lambda: self.new_monitor(before), 20)
+        self.check("the monitor was killed: init starts another", after)
+        self.stage("killed monitor")
+        # One that hangs: its image grows old, and is not served.
+        pid = self.machine.run("cat /run/kvrn/monitord.pid").out
+        self.machine.run(f"kill -STOP {pid}\nsleep 12\nlay-out line 212 1", 60)
+        document = json.loads(device(self.machine, "psu --json"))
+        self.check("the monitor hangs: readers go to the hardware", document["source"]["kind"] != "cache" and
+                   document["psus"][1]["state"] == "no mains", document["source"])
+        self.check("the monitor hangs: the tree, from outside, is what the device says", *self.agrees())
+        self.machine.run(f"lay-out line 212 0; kill -CONT {pid}")
+        self.stage("hanging monitor goes on")
+
+    def new_monitor(self, before):
+        pid = self.machine.run("cat /run/kvrn/monitord.pid && kill -0 $(cat /run/kvrn/monitord.pid)")
+        return pid.status == 0 and pid.out != before
+
+    def new_master(self):
+        self.machine.run("kill $(cat /run/snmpd.pid); sleep 1\nsnmpd -Lf /run/snmpd.log -C -c /host/snmpd.conf "
+                         "-p /run/snmpd.pid -I -smux")
+        self.stage("snmpd restarted")
+
+    def full_tmp(self):
+        self.machine.run("dd if=/dev/zero of=/tmp/filler bs=4096 2>/dev/null; lay-out line 211 1")
+        time.sleep(2 * PERIOD)
+        document = json.loads(device(self.machine, "psu --json"))
+        self.check("/tmp is full: what changes is told", document["psus"][0]["state"] == "no mains", document["source"])
+        self.check("/tmp is full: the tree, from outside, is what the device says", *self.agrees())
+        self.machine.run("rm /tmp/filler; lay-out line 211 0")
+        self.stage("/tmp has room")
+
+    def clock(self):
+        for hours in (1, -2):
+            seconds = 3600 * hours
+            self.machine.run(f"date -s @$(($(date +%s) + {seconds}))")
+            time.sleep(2 * PERIOD)
+            self.stage("the clock was set an hour forward" if hours > 0 else "the clock was set an hour back")
+
+
+def change(words):
+    kind, *rest = words
+    if kind == "gpio":
+        return f"lay-out line {rest[0]} {rest[1]}"
+    if kind == "hwmon":
+        return f"echo {rest[2]} >/var/run/hwmon/{rest[0]}/{rest[1]}"
+    if kind == "file":
+        return f"printf %s '{' '.join(rest[1:])}' >{rest[0]}"
+    return f"rm -f {rest[0]}"
+
+
+def run_day(machine, check):
+    day = Day(machine, check)
+    day.start()
+    day.outage()
+    day.killed_monitor()
+    day.new_master()
+    day.full_tmp()
+    day.clock()

@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: MIT
+#include "vm/kernel_files.hpp"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+
+#include "vm/kernel_parts.hpp"
+
+namespace kvrn::vm {
+
+std::string get(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+void put(const std::string& path, const std::string& text) {
+  const int fd = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
+  const bool taken = fd >= 0 && ::write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+  const int error = errno;
+  if (fd >= 0) ::close(fd);
+  if (!taken) throw CannotExpress{path + " = " + text + ": " + std::strerror(error)};
+}
+
+void put_file(const std::string& path, const std::string& text) {
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  out << text << std::flush;
+  if (!out) throw CannotExpress{path};
+}
+
+std::string first_word(const std::string& text) { return text.substr(0, text.find_first_of(" \n")); }
+
+}  // namespace kvrn::vm

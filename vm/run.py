@@ -1,0 +1,107 @@
+# SPDX-License-Identifier: MIT
+"""The checks of ./dev vm: one line each, and a summary.
+
+usage: run.py KERNEL IMAGE [CHECK...]"""
+import concurrent.futures
+import sys
+import time
+
+import bad_input
+import day
+from compare import compare
+from library_tests import run_library_tests
+from machine import Hang, Machine
+
+STATES = 200
+TESTS = "build/mips/vm/tests"
+START_RUNS = 20
+
+
+class Results:
+    def __init__(self, name):
+        self.name, self.passed, self.failed = name, 0, 0
+
+    def __call__(self, text, good, detail=""):
+        self.passed, self.failed = self.passed + bool(good), self.failed + (not good)
+        print(f"{'passed' if good else 'FAILED'}  {text}" + (f"\n        {str(detail)[:2000]}" if not good and detail else ""),
+              flush=True)
+
+
+def check_states(kernel, image, check):
+    with Machine(kernel, image).boot() as machine:
+        time.sleep(25)  # an image may be 20 s old, which the clock must have reached
+        compared, cannot, found = compare(machine, STATES, lambda text: print(f"        {text}", flush=True))
+    check(f"simulator and kernel agree: {compared} states, {len(cannot)} more that the kernel cannot express",
+          not found and compared >= STATES, f"{len(found)} differences\n" + "\n".join(found[:20]))
+
+
+def check_tests(kernel, image, check):
+    with Machine(kernel, image).boot() as machine:
+        passed, cannot, failed = run_library_tests(machine, TESTS)
+    for name, reason in cannot:
+        print(f"        cannot run: {name}: {reason}")
+    for name, text in failed:
+        print(f"        {name}\n" + "\n".join(text))
+    check(f"the library's tests: {passed} passed, {len(failed)} failed, {len(cannot)} cannot run on a kernel",
+          passed > 0 and not failed)
+
+
+def check_day(kernel, image, check):
+    machine = Machine(kernel, image)
+    with machine:
+        day.prepare(machine)
+        machine.boot()
+        day.run_day(machine, check)
+
+
+def check_input(kernel, image, check):
+    machine = Machine(kernel, image, memory="mem=64M@0")
+    machine.append += " mem=15M@0x0f100000"
+    with machine:
+        bad_input.prepare(machine)
+        machine.boot()
+        bad_input.run_bad_input(machine, check)
+
+
+def check_start(kernel, image, check):
+    """How long a command takes from its start, against the shortest program there is."""
+    with Machine(kernel, image) as machine:
+        bad_input.prepare(machine)
+        machine.boot()
+        job = machine.run("lay-out /host/healthy\nkvrn-monitord --once --pid-file /run/pid\n"
+                          f"time-runs {START_RUNS} /bin/true\ntime-runs {START_RUNS} /bin/kvrnctl get psu.3.voltage_mv")
+    times = [int(line) for line in job.out.split()]
+    ratio = times[1] / times[0] if len(times) == 2 else 0
+    check(f"kvrnctl get psu.3.voltage_mv takes {ratio:.1f} x /bin/true ({times} us, medians of {START_RUNS})", ratio > 0,
+          job.err)
+
+
+CHECKS = {"states": check_states, "tests": check_tests, "day": check_day, "input": check_input, "start": check_start}
+
+
+def run(name, kernel, image):
+    check = Results(name)
+    start = time.monotonic()
+    try:
+        CHECKS[name](kernel, image, check)
+    except Hang as hang:
+        check(f"{name}: {hang}", False)
+    except Exception as error:  # a check that breaks must not hide the others
+        check(f"{name}: {type(error).__name__}: {error}", False)
+    print(f"        ({name}: {time.monotonic() - start:.0f} s)", flush=True)
+    return check
+
+
+def main():
+    kernel, image, *names = sys.argv[1:]
+    unknown = [name for name in names if name not in CHECKS]
+    if unknown:
+        sys.exit(f"no check '{unknown[0]}': {' '.join(CHECKS)}")
+    with concurrent.futures.ThreadPoolExecutor(2) as pool:
+        results = list(pool.map(lambda name: run(name, kernel, image), names or list(CHECKS)))
+    passed, failed = sum(result.passed for result in results), sum(result.failed for result in results)
+    print(f"{passed} passed, {failed} failed")
+    sys.exit(1 if failed else 0)
+
+
+main()
