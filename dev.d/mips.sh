@@ -1,18 +1,18 @@
 # shellcheck shell=bash disable=SC2034,SC2154
 # SPDX-License-Identifier: MIT
-# Sourced by cross and check. The parts that the device's build needs from elsewhere: libgpiod, built for MIPS.
+# Sourced by check, cross and size. The build for the device, with the library that it needs for MIPS: libgpiod.
 
 mips_host=mips-linux-gnu
 mips_prefix=$PWD/build/deps/mips
 cache=${XDG_CACHE_HOME:-${HOME:-$PWD/build}/.cache}/kvrn
 
-# Prints nothing where no package source offers it.
+# Prints apt's line about libgpiod's source archive, or nothing when no package source offers the archive.
 gpiod_source_uri() {
   { apt-get source --print-uris libgpiod/trixie || apt-get source --print-uris libgpiod; } 2>/dev/null |
     grep -E "libgpiod_2\.[0-9.]+\.orig\.tar\.xz " | tail -1 || true
 }
 
-# The source archive, fetched once and checked against the archive's own checksum.
+# Fetches the source archive once and checks it against the checksum from the package source.
 fetch_gpiod() {
   local found line uri file sum
   mkdir -p "$cache"
@@ -24,7 +24,7 @@ fetch_gpiod() {
   line=$(gpiod_source_uri)
   if [[ -z $line ]]; then
     as_root || die "no source of libgpiod 2 is configured: add a deb-src entry for trixie, or run this command as root once"
-    # Lists may only be absent.
+    # Perhaps only the package lists are missing.
     update_lists
     line=$(gpiod_source_uri)
   fi
@@ -37,7 +37,7 @@ fetch_gpiod() {
   read -r uri file _ sum <<<"$line"
   mkdir -p "$cache"
   gpiod_archive=$cache/$file
-  # apt drops its privileges for downloads; root keeps them, so that the file may lie in a home folder.
+  # As root, apt would download as another user, who may not be able to write into a home folder.
   /usr/lib/apt/apt-helper -o APT::Sandbox::User=root download-file "$(tr -d "'" <<<"$uri")" "$gpiod_archive" "$sum" >/dev/null
   printf '%s  %s\n' "${sum#SHA256:}" "$file" >"$gpiod_archive.sha256"
 }
