@@ -12,8 +12,8 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib)
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib)
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
-# Programs look for libraries beside themselves, in the build folder as where they are installed: no folder of the
-# building machine is left in them, and no empty element, which would mean the current folder.
+# Programs look for libraries relative to their own folder, both in the build folder and when installed. The search path
+# must contain no folder of the build machine and no empty element, because an empty element means the current folder.
 set(CMAKE_BUILD_WITH_INSTALL_RPATH ON)
 set(CMAKE_INSTALL_RPATH $ORIGIN/../lib $ORIGIN/../${CMAKE_INSTALL_LIBDIR})
 list(REMOVE_DUPLICATES CMAKE_INSTALL_RPATH)
@@ -24,8 +24,8 @@ endif()
 add_library(kvrn_flags INTERFACE)
 target_include_directories(kvrn_flags INTERFACE
   ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/lib ${PROJECT_SOURCE_DIR})
-# 64-bit time and file offsets also on the 32-bit target; no fused multiply-add, so that a percentage is the same
-# number on every host.
+# Time and file offsets have 64 bits on the 32-bit target too. Fused multiply-add is off, because it would make a
+# computed percentage differ between hosts.
 target_compile_definitions(kvrn_flags INTERFACE _GNU_SOURCE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
 target_compile_options(kvrn_flags INTERFACE -Wall -Wextra -Wshadow -Wformat=2 -Wundef -ffp-contract=off
   $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Wold-style-cast -Wextra-semi>)

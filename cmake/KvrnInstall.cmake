@@ -1,8 +1,8 @@
-# What goes where; the simulated device is a component of its own.
+# Where each file is installed. The simulated device is a separate component: "sim".
 include(CMakePackageConfigHelpers)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/kvrn)
-# Only the library itself: programs that use it need neither its build flags nor libgpiod's headers.
+# Export only the library: programs that use it need neither its build flags nor libgpiod's headers.
 install(TARGETS kvrn EXPORT kvrn-targets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY include/kvrn DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(EXPORT kvrn-targets NAMESPACE kvrn:: DESTINATION ${package_dir})
@@ -11,13 +11,13 @@ configure_package_config_file(cmake/kvrn-config.cmake.in ${CMAKE_BINARY_DIR}/kvr
   INSTALL_DESTINATION ${package_dir})
 install(FILES ${CMAKE_BINARY_DIR}/kvrn-config.cmake ${CMAKE_BINARY_DIR}/kvrn-config-version.cmake
   DESTINATION ${package_dir})
-# The pkg-config file finds its prefix from its own place, so that an installed tree can be moved.
+# The pkg-config file computes the prefix from its own location, so an installed tree can be moved.
 file(RELATIVE_PATH KVRN_PC_TO_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 file(RELATIVE_PATH KVRN_PC_INCLUDE ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_INCLUDEDIR})
 configure_file(cmake/kvrn.pc.in ${CMAKE_BINARY_DIR}/kvrn.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/kvrn.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
-# Where net-snmp's programs look for modules.
+# net-snmp's programs look for MIB modules in this folder.
 install(FILES mibs/KVRN-Quorvex-MIB DESTINATION ${CMAKE_INSTALL_DATADIR}/snmp/mibs)
 
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR} FILES_MATCHING PATTERN *.md PATTERN *.schema.json

@@ -3,7 +3,7 @@ set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR mips)
 set(CMAKE_C_COMPILER mips-linux-gnu-gcc)
 set(CMAKE_CXX_COMPILER mips-linux-gnu-g++)
-# The SoCs have MIPS16e: a quarter less flash for the library.
+# The SoCs support MIPS16e. With it the library needs a quarter less flash.
 set(KVRN_LIBRARY_OPTIONS -mips16)
 get_filename_component(KVRN_MIPS_DEPS ${CMAKE_CURRENT_LIST_DIR}/../build/deps/mips ABSOLUTE)
 set(CMAKE_CROSSCOMPILING_EMULATOR "qemu-mips;-L;/usr/mips-linux-gnu;-E;LD_LIBRARY_PATH=${KVRN_MIPS_DEPS}/lib")

@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: MIT
-"""Objects a second of a bulk walk through snmpd: kvrn-agentd beside the least sub-agent that net-snmp's table helper
-makes, with as many constants. Both stand behind a master of their own; they are walked in turns, and the fastest walks
-count. Nearly all of the time is the kernel's and net-snmp's, the same for both: the master asks for one object at a
-time."""
+"""Measures bulk walks through snmpd in objects per second. Compares kvrn-agentd with a minimal sub-agent that uses
+net-snmp's table helper and serves as many constants. Each sub-agent has its own master. The walks alternate, and the
+fastest walk of each counts. The master asks for one object at a time, so the kernel and net-snmp need nearly all of the
+time, equally for both sub-agents."""
 import os
 import subprocess
 import sys
@@ -13,19 +13,21 @@ from snmpd import ROOT, Master, serving
 from walk import agent_command, make_device
 
 ROUNDS = 25
-BOUND = 0.9  # threads that share a table of descriptors lock it, which is 2 %; the rest is a busy machine's clock
+# kvrn-agentd has threads, which share a locked descriptor table: this costs 2 %. The rest allows for a busy machine.
+BOUND = 0.9
 
 
 def start(master):
     master.start()
-    while not os.path.exists(master.socket):  # the table helper's agent tries again after 15 s only
+    # The minimal sub-agent retries a failed connection only after 15 s: wait until it can connect at once.
+    while not os.path.exists(master.socket):
         time.sleep(0.1)
     time.sleep(0.5)
     return master
 
 
 def walk(master):
-    """The objects of a walk, and the seconds of the fastest of a few."""
+    """Returns the number of objects of a walk, and the seconds of the fastest of a few walks."""
     done = subprocess.run(["snmp_client", "walk", master.address, "20"], check=True, capture_output=True, text=True)
     objects, seconds = done.stdout.split()
     return int(objects), float(seconds)
@@ -43,7 +45,8 @@ def measure(counts):
 
 
 def main():
-    os.sched_setaffinity(0, {min(os.sched_getaffinity(0))})  # one processor for all: who wakes whom where is chance
+    # Run all processes on one processor. On several, the result depends on where the scheduler wakes each process.
+    os.sched_setaffinity(0, {min(os.sched_getaffinity(0))})
     with tempfile.TemporaryDirectory() as folder, Master() as own, Master() as peer:
         root = make_device(folder)
         first = ("INTEGER", ROOT + ".1.5.3.2.1.1.1")

@@ -4,14 +4,15 @@
 
 jobs=$(nproc)
 
-# build_tools: what a user runs (all but the tests, which need more packages).
+# build_tools: builds everything except the tests, which need more packages.
 configure_options=()
 build_tools() {
   configure_options=(-DKVRN_TESTS=OFF)
   build native
 }
 
-# progress: what a build, whose log flows through it, is at: the last line of a terminal, or a line every ten seconds.
+# progress: reads a build's log and shows how far the build is. On a terminal it updates the last line. Without a
+# terminal it prints a line every ten seconds.
 progress() {
   local line shown=$SECONDS columns
   columns=$(tput cols 2>/dev/null) || columns=80
@@ -32,7 +33,7 @@ build() {
   local preset=$1 log
   shift
   log=build/$preset.log
-  # Checked by hand: when a redirection fails, bash skips the command and "if !" goes on as if it had succeeded.
+  # Check the log file first: when a redirection fails, bash skips the command, and "if !" treats this as success.
   { mkdir -p build && : >>"$log"; } 2>/dev/null ||
     die "cannot write $PWD/$log: another user has built this checkout; remove or chown its folder build"
   if ! { cmake --preset "$preset" "${configure_options[@]}" && cmake --build --preset "$preset" -j "$jobs" ${1:+--target "$@"}; } 2>&1 | tee "$log" | progress; then
@@ -42,5 +43,5 @@ build() {
   ! grep -E 'warning:' "$log" || say "(warnings above)"
 }
 
-# run_tests PRESET [OPTION...]: ctest's own summary comes last.
+# run_tests PRESET [OPTION...]: runs ctest, which prints a summary at the end.
 run_tests() { ctest --preset "$1" -j "$jobs" --progress --no-tests=error "${@:2}"; }

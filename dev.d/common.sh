@@ -8,21 +8,21 @@ die() {
   printf 'dev: %s\n' "$*" >&2
   exit 1
 }
-# die_usage TEXT: what the user asked for does not exist.
+# die_usage TEXT: exits with 2, for a wrong argument.
 die_usage() {
   printf 'dev: %s\n' "$*" >&2
   exit 2
 }
 
-# expect_number TEXT: stops where it is no whole number above 0, before anything is built.
+# expect_number TEXT: exits unless TEXT is a whole number above 0. Call it before anything is built.
 expect_number() { [[ $1 =~ ^[1-9][0-9]*$ ]] || die_usage "'$1' is no whole number above 0"; }
 
-# tracked PATTERN...: the files of this checkout, whoever owns it.
+# tracked PATTERN...: lists the files that git tracks, even when another user owns this checkout.
 tracked() { git -c safe.directory='*' ls-files -- "$@"; }
 
-# names KIND: what ./dev KIND can be asked for, by the functions KIND_NAME of its file.
+# names KIND: lists the names that "./dev KIND" accepts. Each is a function KIND_NAME in dev.d/KIND.sh.
 names() { sed -n "s/^$1_\([a-z]*\)() {.*/\1/p" "dev.d/$1.sh" | paste -sd ' '; }
-# known KIND NAME: stops where there is no such name.
+# known KIND NAME: exits unless "./dev KIND" accepts NAME.
 known() {
   local name
   for name in $(names "$1"); do

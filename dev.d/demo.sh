@@ -16,7 +16,7 @@ show_board() {
   on "$board" kvrnctl psu
 }
 
-# change BOARD WHAT COMMAND...: changes the device and shows what is different afterwards.
+# change BOARD WHAT COMMAND...: runs COMMAND, which changes the device, and shows which readings changed.
 change() {
   local board=$1 what=$2
   shift 2
@@ -41,13 +41,13 @@ demo_default() {
   demo_snmp
 }
 
-# The tree through a real agent, which ends with the demo.
+# Shows the SNMP tree through a real agent, which stops when the demo ends.
 demo_snmp() {
   step "What a network manager sees: kvrn-agentd behind a private snmpd, and snmpwalk"
   python3 dev.d/walk.py
 }
 
-# A mains outage: the monitor publishes, two readers look, and all agree at every step.
+# A mains outage. The monitor publishes readings, two readers read them, and all agree at every step.
 demo_outage() {
   step "A mains outage on the three-source board, as kvrnctl watch shows it"
   KVRN_BIN=$PWD/build/native/bin python3 dev.d/story.py tests/scenarios/outage.txt --show

@@ -1,12 +1,13 @@
 # SPDX-License-Identifier: MIT
-"""The exported C names are doors: no object of the library refers to one. What two places need is a C++ function."""
+"""Checks that no object of the library calls an exported C function. Exported functions are only for callers from
+outside. Code that several places of the library need is a C++ function."""
 import re
 import subprocess
 import sys
 from pathlib import Path
 
 MAP = "cmake/libkvrn.map"
-# What the module imports from its host.
+# Names in the map that the library does not define: its SNMP host does.
 HOST = {"odb_add", "odb_destroy", "abz_clear_error"}
 
 
@@ -18,14 +19,14 @@ def names(text):
 def main(build, readelf="readelf"):
     exported = names(Path(MAP).read_text(encoding="utf-8"))
     folder = Path(build, "lib/CMakeFiles/kvrn_objects.dir")
-    # A build folder keeps the objects of files that are gone.
+    # Skip objects whose source was deleted: a build folder keeps them.
     objects = sorted(file for file in folder.rglob("*.o")
                      if Path("lib", file.relative_to(folder).with_suffix("")).exists())
     if not objects:
         sys.exit(f"{build}: no objects of the library")
     faults = []
     for object_file in objects:
-        # Relocations name also what is defined in the same object. Those of code and data count.
+        # Relocations also show calls of functions in the same object. Only relocations of code and data count.
         used, counts = set(), False
         for row in subprocess.run([readelf, "-rW", object_file], check=True, capture_output=True, text=True).stdout.splitlines():
             if row.startswith("Relocation section"):

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
-"""Layers run between files: docs/architecture.md lists them, lowest first, and every include points down or sideways.
-The pages that say which files to touch name files that exist."""
+"""Checks the layers of the source files. docs/architecture.md lists the layers, lowest first. A file may include only
+files of its own layer or a lower one. Also checks that the files named in the documents exist."""
 import os
 import re
 import subprocess
@@ -38,7 +38,7 @@ def main():
     faults = []
 
     def level_of(file):
-        # A folder of programs is one entry.
+        # The document may list a program's folder as one entry.
         for name in (file, file.rsplit("/", 1)[0] + "/"):
             if name in levels:
                 return levels[name]

@@ -1,12 +1,14 @@
 # shellcheck shell=bash disable=SC2034,SC2154
 # SPDX-License-Identifier: MIT
-# Sourced by cross and check. The parts that the device's build needs from elsewhere: libgpiod, built for MIPS.
+# Sourced by check, cross, size and vm. The build for the device, with the libraries that it needs for MIPS: libgpiod and
+# net-snmp.
 
 # shellcheck source=dev.d/sources.sh
 source dev.d/sources.sh
 
 mips_host=mips-linux-gnu
 mips_prefix=$PWD/build/deps/mips
+
 build_gpiod() {
   [[ -e $mips_prefix/lib/libgpiod.so.3 ]] && return
   local archive source=build/deps/libgpiod

@@ -1,6 +1,6 @@
 # shellcheck shell=bash disable=SC2034,SC2154
 # SPDX-License-Identifier: MIT
-# Sourced by dev. Debian packages: which are needed, and how they come here.
+# Sourced by dev. The Debian packages that are needed, and their installation.
 
 packages_build=(g++ make cmake pkgconf libgpiod-dev libfmt-dev nlohmann-json3-dev libsnmp-dev)
 packages_demo=(python3 snmp snmpd)
@@ -15,13 +15,13 @@ codename() { (. /etc/os-release && printf '%s' "${VERSION_CODENAME:-}"); }
 
 is_installed() { [[ $(dpkg-query -W -f='${db:Status-Status}' "$1" 2>/dev/null) == installed ]]; }
 
-# libgpiod 1 has the same package name and another interface.
+# The package name does not tell the version: libgpiod 1 has another interface.
 has_gpiod() { is_installed libgpiod-dev && pkg-config --exists 'libgpiod >= 2' 2>/dev/null; }
 
 as_root() { [[ $(id -u) -eq 0 ]]; }
 
-# configured_source SUITE: "URI SIGNED-BY" of the first configured source of binary packages of a suite. New sources
-# are derived from it, so that a mirror stays a mirror.
+# configured_source SUITE: prints "URI SIGNED-BY" of the first configured source of binary packages for a suite. New
+# sources get the same URI, so that they use the same mirror.
 configured_source() {
   local suite=$1 files=()
   mapfile -t files < <(find /etc/apt/sources.list.d -name '*.sources' 2>/dev/null | sort)
@@ -48,7 +48,7 @@ configured_source() {
         if ($(at + 1) == suite) { print $at, key; exit } }' | grep .
 }
 
-# add_source NAME TYPE SUITE: a source file derived from the configured release.
+# add_source NAME TYPE SUITE: adds a package source for a suite, with the URI and key of the configured release.
 add_source() {
   local name=$1 type=$2 suite=$3 uri key
   read -r uri key < <(configured_source "$(codename)") || die "no configured Debian source of $(codename) to derive $suite from"
@@ -77,7 +77,7 @@ install_packages() {
   done
   if ! has_gpiod && [[ " $* " == *" libgpiod-dev "* ]]; then
     if ! gpiod_2_on_offer; then
-      # Debian 12 has libgpiod 2 among its backports only.
+      # Debian 12 has libgpiod 2 only in its backports.
       add_source backports deb "$(codename)-backports"
       update_lists
     fi
@@ -89,7 +89,7 @@ install_packages() {
   without_services apt-get install -y -qq --no-install-recommends "${wanted[@]}" >/dev/null
 }
 
-# without_services COMMAND...: no package that it installs starts a service; snmpd is run here for single tests only.
+# without_services COMMAND...: runs an installation in which no package starts a service. Tests start their own snmpd.
 without_services() {
   local policy=/usr/sbin/policy-rc.d status=0
   if [[ -e $policy ]]; then
@@ -103,7 +103,7 @@ without_services() {
   return "$status"
 }
 
-# need_packages PACKAGE...: installs what is missing; without root it names them and stops.
+# need_packages PACKAGE...: installs missing packages. Without root it prints their names and exits.
 need_packages() {
   local missing=() package
   for package in "$@"; do

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
-"""Where programs and libraries look for their libraries: beside themselves, in no folder of the machine that built them,
-and not in the current folder, which an empty element means.
+"""Checks that programs and libraries look for their libraries only relative to their own folder. A folder of the build
+machine is a fault. An empty element is a fault too, because it means the current folder.
 
 usage: rpath.py FILE|FOLDER..."""
 import os

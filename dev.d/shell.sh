@@ -1,15 +1,15 @@
 # shellcheck shell=bash disable=SC2034,SC2154
 # SPDX-License-Identifier: MIT
-# shell [BOARD] [BASH'S ARGUMENTS]: for people, or for a command (-c "...") or a script on standard input.
+# shell [BOARD] [BASH'S ARGUMENTS]: runs an interactive shell, a command (-c "...") or a script from standard input.
 board=four-source
 if [[ $# -gt 0 && $1 != -* ]]; then
   board=$1
   shift
 fi
-# From the source: a slip of the hand is told before anything is installed or built.
+# Read the boards from the source code: a wrong name is reported before anything is installed or built.
 boards=$(sed -n '/ profiles\[\] = {/,/^};/s/^    {"\([a-z0-9-]*\)".*/\1/p' sim/profiles.cpp)
 grep -qxF -- "$board" <<<"$boards" || die_usage "no board '$board': ${boards//$'\n'/, }"
-# Standard input and output are the shell's.
+# Standard input and output belong to the shell: installation and build must not use them.
 need_packages "${packages_build[@]}" </dev/null >&2
 build_tools </dev/null >&2
 work=$(mktemp -d)

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""What the library takes on the device's flash: code and constants beside the board tables at most 53 KiB."""
+"""Prints how much of the device's flash the library needs. Limits code and constants, without the board tables."""
 import subprocess
 import sys
 import tempfile
@@ -21,7 +21,7 @@ def main(library):
         rows = [line.split() for line in output(PREFIX + "size", "-A", stripped.name).splitlines()]
         file = len(stripped.read())
     sections = {row[0]: int(row[1]) for row in rows if len(row) == 3 and row[1].isdigit()}
-    # The tables of exported names are no part of it: how long they are is not the code's doing.
+    # The symbol tables do not count: their size depends on the exported names, not on the code.
     code, constants = sections[".text"], sections[".rodata"]
     print(f"stripped file {file:7} bytes")
     print(f".text         {code:7} bytes")

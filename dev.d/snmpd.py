@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""A master agent of one's own, on a free loopback port, that touches no system service; and the clients that ask it."""
+"""A private master agent on a free loopback port, and the clients that query it. No system service is involved."""
 import contextlib
 import os
 import shutil
@@ -10,7 +10,7 @@ import tempfile
 import time
 
 ROOT = ".1.3.6.1.4.1.47474"
-# Neither settings nor modules of this machine.
+# The programs must use neither the settings nor the MIB modules of this machine.
 QUIET = {"MIBS": "", "SNMPCONFPATH": "/nonexistent"}
 
 
@@ -22,7 +22,7 @@ def free_port():
 
 @contextlib.contextmanager
 def serving(master, program, text, oid):
-    """Starts a sub-agent, waits until the master answers so for an object of it, and ends it afterwards."""
+    """Starts a sub-agent, waits until the master's answer for `oid` contains `text`, and ends it at the end."""
     agent = subprocess.Popen(program)
     try:
         if master.wait_for(text, [oid], 10) is None:
@@ -78,7 +78,7 @@ class Master:
         return self.ask(client, ROOT)
 
     def wait_for(self, text, words, seconds):
-        """Until a GET answers so. Returns how long it took, None when it did not."""
+        """Repeats a GET until the answer contains `text`. Returns how many seconds this took, None after `seconds`."""
         start = time.monotonic()
         while time.monotonic() - start < seconds:
             if text in self.ask("snmpget", *words, timeout=0.2):

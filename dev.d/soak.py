@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
-"""soak.py REQUESTS: kvrn-agentd under many clients while its master is restarted ten times. No answer may be wrong, and
-the agent's memory stays what it was after the first tenth."""
+"""soak.py REQUESTS: queries kvrn-agentd from many clients while its master is restarted ten times. No answer may be
+wrong. The agent's memory may hardly grow after the first tenth of the requests."""
 import re
 import subprocess
 import sys

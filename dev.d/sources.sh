@@ -22,7 +22,7 @@ fetch_source() {
   line=$(source_uri "$package")
   if [[ -z $line ]]; then
     as_root || die "no source of $package is configured: add a deb-src entry for trixie, or run this command as root once"
-    # Lists may only be absent.
+    # Perhaps only the package lists are missing.
     update_lists
     line=$(source_uri "$package")
   fi
@@ -34,7 +34,7 @@ fetch_source() {
   fi
   read -r uri file _ sum <<<"$line"
   archive=$cache/$file
-  # apt drops its privileges for downloads; root keeps them, so that the file may lie in a home folder.
+  # As root, apt would download as another user, who may not be able to write into a home folder.
   /usr/lib/apt/apt-helper -o APT::Sandbox::User=root download-file "$(tr -d "'" <<<"$uri")" "$archive" "$sum" >/dev/null
   printf '%s  %s\n' "${sum#SHA256:}" "$file" >"$archive.sha256"
 }

@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: MIT
-"""Plays a scenario on a simulated device: the monitor publishes, two readers look, and all must agree at every step.
+"""Plays a scenario on a simulated device. The monitor publishes readings, and two readers read them. At every step,
+both readers must report what the scenario expects.
 
 usage: story.py SCENARIO [--show]"""
 import json
@@ -36,7 +37,7 @@ def parse(path):
 
 
 class Device:
-    """A device in the folder `device`, and the programs on it, as one would start them from the folder above."""
+    """A simulated device in the folder `device`. Its programs are started in the folder above, as a user would do."""
 
     def __init__(self, folder, board, show):
         self.folder, self.show = folder, show
@@ -76,7 +77,7 @@ class Device:
 
 
 def read_twice(device):
-    """What two readers, at the same time, say: outputs, budget, state."""
+    """Runs two readers at the same time and returns what each of them reports: outputs, budget, state."""
     commands = ("outputs", "budget", "state")
     readers = [[device.start("kvrnctl", command, "--json") for command in commands] for _ in range(2)]
     seen = []

@@ -7,7 +7,8 @@ import tempfile
 from snmpd import ROOT, Master, serving
 
 SIM = ["kvrn-sim", "run"]
-PSU_COUNT = ("Gauge32: 4", ROOT + ".1.5.3.1.0")  # what the board's agent answers first
+# An answer and its object: they show that the agent serves this board.
+PSU_COUNT = ("Gauge32: 4", ROOT + ".1.5.3.1.0")
 
 
 def make_device(folder):
@@ -30,7 +31,7 @@ def main():
             print(f"\n$ snmpwalk -v2c -c kvrn {' '.join(names)} {master.address} {ROOT[1:]}", flush=True)
             walk = master.ask("snmpwalk", ROOT, options=["-OS", *names])
             print(walk, end="")
-    # snmpwalk ends well, too, when it finds nothing.
+    # snmpwalk succeeds even when it finds nothing.
     if "kvrnPsuVoltage.4 = INTEGER: 25904 millivolts" not in walk:
         sys.exit("the walk is not complete")
 

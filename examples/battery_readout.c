@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: MIT */
-/* battery_readout [CELLS]: the voltage of the hwmon battery, smoothed, and what it would be without load: the figure to
-   compare with a meter at the terminals of the battery at rest. */
+/* battery_readout [CELLS]: prints the smoothed voltage of the hwmon battery, and the voltage that it would have without
+   load. Compare the second value with a meter at the terminals when the battery is at rest. */
 #include <kvrn/kvrn.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -10,13 +10,13 @@ int main(int argc, char** argv) {
   const struct timespec rest = {0, 50 * 1000 * 1000};
   avg_value_buff voltages;
   avg_value_buff currents;
-  /* A buffer that could not be made may be cleaned as well. */
+  /* Each call returns 1 on success. */
   if (avg_value_buff_init(&voltages, 8) + avg_value_buff_init(&currents, 8) != 2) return 1;
   int samples = 0;
   for (int i = 0; i < 8; i++) {
     int mv = 0;
     int ma = 0;
-    /* Both or none: a voltage belongs to the current at which it was measured. */
+    /* Use a voltage only together with the current at which it was measured. */
     if (i2c_hwmon_readint("mon-battery", "in0_input", &mv) == 0 &&
         i2c_hwmon_readint("mon-battery", "curr1_input", &ma) == 0) {
       avg_value_buff_add(&voltages, mv);

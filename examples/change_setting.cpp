@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// change_setting KEY VALUE [FILE]: shows a setting, changes it, and what that changes in the file.
+// change_setting KEY VALUE [FILE]: shows a setting, changes it, and shows what has changed in the file.
 #include <cstdio>
 #include <kvrn/kvrn.hpp>
 
@@ -14,7 +14,7 @@ int main(int argc, char** argv) {
   const std::string_view value = settings.value(argv[1]).value_or("not set");
   std::printf("%s was %.*s\n", argv[1], static_cast<int>(value.size()), value.data());
 
-  // False for a file without a single setting: nothing can be added to the empty configuration.
+  // set() returns false for a file without any setting: nothing can be added to an empty configuration.
   if (!settings.set(argv[1], argv[2])) return 1;
   for (const kvrnpp::Entry entry : settings.changes(before))
     std::printf("%s=%s\n", entry.get()->key, entry.value() ? entry.get()->value : "");

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
-// low_battery [PERCENT]: an alarm for cron. Ends with 1 when a battery is below the limit, or its charge unknown.
+// low_battery [PERCENT]: an alarm for cron. Exits with 1 when a battery's charge is below the limit or unknown.
 #include <cstdio>
 #include <cstdlib>
 #include <kvrn/kvrn.hpp>
 
 namespace {
 
-// The smart battery tells its charge; of another one the monitoring process publishes an estimate.
+// A smart battery reports its charge. For other batteries, the monitoring process publishes an estimate.
 std::optional<double> charge_of(const kvrnpp::Psu& psu) {
   if (const auto charge = psu.charge_pct()) return *charge;
   if (const auto estimate = kvrnpp::read_estimate(psu.number())) return estimate->charge_pct;

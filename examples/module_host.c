@@ -1,12 +1,11 @@
 /* SPDX-License-Identifier: MIT */
-/* module_host [LIBRARY]: loads the library as a plug-in, which an agent does, and runs one update. Nothing is linked.
- */
+/* module_host [LIBRARY]: loads the library at run time as a plug-in, as an agent does, and runs one update. */
 #include <dlfcn.h>
 #include <kvrn/snmp.h>
 #include <stdarg.h>
 #include <stdio.h>
 
-/* The host's side of the interface, found by name in the program: it is linked with -rdynamic. */
+/* The host's functions. The library finds them by name, because the program is linked with -rdynamic. */
 int odb_add(void* host, const kvrn_snmp_oid_word* oid, const kvrn_snmp_value* value) {
   (void)oid, (void)value;
   ++*(int*)host;

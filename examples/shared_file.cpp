@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// shared_file FILE: adds 1 to the number in a file that several processes write, under a lock of its own.
+// shared_file FILE: adds 1 to the number in a file that several processes write. FILE.lock protects the file.
 #include <cstdio>
 #include <kvrn/kvrn.hpp>
 #include <string>
@@ -7,13 +7,13 @@
 int main(int argc, char** argv) {
   if (argc < 2) return 2;
   const std::string lock_path = std::string(argv[1]) + ".lock";
-  // A second at most, ten times: a holder that is at it for longer than two seconds is taken for dead.
+  // Tries ten times for one second. A lock file older than two seconds is removed, because its holder is probably dead.
   const kvrnpp::Lock lock(lock_path.c_str(), 1);
   if (!lock) {
     std::fprintf(stderr, "%s: somebody holds it\n", lock_path.c_str());
     return 1;
   }
-  const std::uint32_t number = read_from_file(argv[1]) + 1;  // a missing file is 0
+  const std::uint32_t number = read_from_file(argv[1]) + 1;  // a missing file counts as 0
   std::FILE* file = std::fopen(argv[1], "w");
   if (file == nullptr) {
     std::perror(argv[1]);

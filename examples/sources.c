@@ -7,7 +7,7 @@ int main(void) {
   psu_info psus[KVRN_PSU_MAX];
   int count = psu_info_get_all(psus, NULL);
   for (int i = 0; i < count; i++) {
-    /* An input delivers what its supply measures, which not every board can; a battery has a voltage of its own. */
+    /* A battery and an input have different voltage fields. Not every board can measure the voltage of an input. */
     int battery = kvrn_u32(psus[i].type) == KVRN_PSU_TYPE_BATTERY;
     int32_t mv = kvrn_i32(battery ? psus[i].voltage_mv : psus[i].supply_vout_mv);
     printf("PSU %d: %s", i, psus[i].status & KVRN_PSU_STATUS_USABLE ? "usable" : "not usable");

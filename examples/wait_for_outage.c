@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: MIT */
-/* wait_for_outage SECONDS: waits until an input loses the mains. Ends with 0 then, with 1 when the time is over. */
+/* wait_for_outage SECONDS: waits until an input loses the mains and exits with 0, or with 1 when the time is over. */
 #include <kvrn/kvrn.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -7,13 +7,13 @@
 
 int main(int argc, char** argv) {
   const struct timespec rest = {0, 200 * 1000 * 1000};
-  /* The monotonic clock: nobody sets it. */
+  /* Use the monotonic clock: a change of the system time does not affect it. */
   int64_t end = get_timestamp_mono_ms() + 1000 * (argc > 1 ? atoi(argv[1]) : 60);
   for (;;) {
     for (int input = 0; input < 2; input++) {
       if (!is_ac_connected(input)) {
         printf("input %d has no mains; the device's state is ", input);
-        /* Whoever reports the state to others gives it the records, so that all tell the same moment. */
+        /* Pass the records that the program reports, so that the state describes the same moment as the records. */
         psu_info psus[KVRN_PSU_MAX];
         psu_info_get_all(psus, NULL);
         printf("%d\n", get_device_state(psus));

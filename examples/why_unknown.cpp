@@ -8,7 +8,7 @@
 
 int main(int argc, char** argv) {
   const int number = argc > 1 ? std::atoi(argv[1]) : 0;
-  // Called for each read, in the order of reading; files that need not be there are no news.
+  // Called for each read, in the order of reading. A missing optional file is not reported.
   const kvrnpp::Observer watch([](const kvrn_observation& read) {
     const bool optional = read.kind == KVRN_SOURCE_FILE || read.kind == KVRN_SOURCE_IMAGE;
     if (read.outcome == KVRN_OUTCOME_ANSWERED || (optional && read.error == ENOENT)) return;

@@ -1,7 +1,7 @@
 # bash completion for kvrn-sim                                    -*- shell-script -*-
 
 _kvrn_sim_paths() {
-  # Paths of the device's files, as far as they are typed.
+  # The paths of the device's files that begin with the typed text.
   local root=$1 typed=$2 path
   [[ $typed == /* ]] || typed=/
   compopt -o nospace 2>/dev/null
@@ -15,7 +15,7 @@ _kvrn_sim() {
   local cur prev words cword
   _init_completion || return
 
-  # The words so far without options: verb, folder, and what is to be set.
+  # The words before the cursor, without options: the verb, the folder, and what to set.
   local typed=() i
   for ((i = 1; i < cword; i++)); do
     [[ ${words[i]} == -* ]] || typed+=("${words[i]}")

@@ -24,11 +24,11 @@ namespace {
 using kvrn::sim::State;
 using Words = std::vector<std::string>;
 
-// What the user wrote makes no sense; everything else that goes wrong is a failure.
+// refuse() reports wrong usage; fail() reports every other error.
 [[noreturn]] void refuse(const std::string& why) { throw std::invalid_argument(why); }
 [[noreturn]] void fail(const std::string& why) { throw std::runtime_error(why); }
 
-// Digits of a base alone: no sign, no blank.
+// Converts a text that has only digits: no sign, no blank.
 std::optional<unsigned> digits(std::string_view text, int base) {
   unsigned value = 0;
   const char* end = text.data() + text.size();
@@ -46,10 +46,10 @@ unsigned to_number(const std::string& text, unsigned limit) {
   return *value;
 }
 
-// A pulled I2C device waits beside its place, under its name with this behind it.
+// The suffix of an I2C device's folder while the device is pulled (unplugged).
 constexpr std::string_view pulled = ".absent";
 
-// The names in one of the device's folders that begin with a prefix, in order and without it.
+// The names in one of the device's folders that begin with a prefix. The names are sorted, and the prefix is removed.
 Words names_in(const State& state, std::string_view folder, const std::string& prefix) {
   Words names;
   std::error_code none;
@@ -62,7 +62,7 @@ Words names_in(const State& state, std::string_view folder, const std::string& p
   return names;
 }
 
-// What a board does not have is a slip of the hand, unless it is to be added.
+// Refuses a name that the device does not have, because it is probably a typing error. `add` allows new names.
 void expect_known(const State& state, bool add, const char* what, std::string_view folder, const std::string& name,
                   const std::string& prefix = "") {
   if (add || std::filesystem::exists(state.path(folder) / (prefix + name))) return;
@@ -71,7 +71,7 @@ void expect_known(const State& state, bool add, const char* what, std::string_vi
                      known.empty() ? "it has none" : fmt::format("it has {}", fmt::join(known, ", "))));
 }
 
-// By its packed number, or by the name that the board gives it.
+// Finds a line by its packed number, or by its name on the board.
 unsigned to_line(const State& state, const std::string& text) {
   Words known;
   for (const std::string& number : names_in(state, "gpio", "")) {
@@ -112,7 +112,7 @@ std::string to_register(const std::string& text) {
   return kvrn::sim::block_file(static_cast<int>(*subcommand));
 }
 
-// The bytes of a block, as the hooks read them.
+// Checks the bytes of a block: the hooks read them as hexadecimal numbers.
 const std::string& to_block(const std::string& text) {
   std::istringstream bytes(text);
   for (std::string byte; bytes >> byte;)
@@ -124,7 +124,7 @@ void expect(const Words& words, std::size_t count, const char* usage) {
   if (words.size() != count) refuse(fmt::format("usage: {}", usage));
 }
 
-// Programs see the device's own paths; any other is the machine's to them.
+// Checks that a path on the device is absolute.
 const std::string& to_path(const std::string& text) {
   if (!text.starts_with('/')) refuse(fmt::format("'{}' is no path on the device: it begins with /", text));
   return text;
@@ -142,7 +142,7 @@ void set_gpio(const State& state, bool add, const Words& words) {
   state.line(number, line);
 }
 
-// Pulls a device of the bus, or puts it back with the registers that it had.
+// Unplugs an I2C device, or plugs it in again with its old registers.
 void plug(const State& state, const std::string& device, bool present) {
   const auto [bus, address] = to_device(device);
   const std::string name = i2c_name(bus, address);
@@ -241,7 +241,7 @@ void trace(const State& state, const std::string& what) {
     fmt::print("{}", state.file("trace").value_or(""));
 }
 
-// The hooks are beside the program, or where the library is installed.
+// Finds the library of hooks: relative to the program, in the build folder as well as when installed.
 std::filesystem::path hooks() {
   const auto program = std::filesystem::canonical("/proc/self/exe").parent_path();
   for (const auto& folder : {program / "../lib", program / "../" KVRN_LIBDIR, program})
@@ -253,7 +253,7 @@ std::filesystem::path hooks() {
 void run(const State& state, const Words& command) {
   ::setenv("KVRN_SIM_ROOT", std::filesystem::canonical(state.root()).c_str(), 1);
   std::string preload = hooks();
-  // ld.so would take such a path apart, say so at most, and start the program on the machine.
+  // ld.so would split such a path, print at most a warning, and run the program on the machine instead of the device.
   if (preload.find_first_of(" :$") != std::string::npos)
     fail(fmt::format("{}: a blank, ':' or '$' in this path keeps it from being loaded; install it elsewhere", preload));
   if (const char* others = std::getenv("LD_PRELOAD")) preload += std::string(":") + others;

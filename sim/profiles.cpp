@@ -38,7 +38,7 @@ struct Block {
   const char* bytes;
 };
 
-// The calibration data of the flash partition: board id with its magic, or radio data.
+// The calibration data in the flash partition: a board id with its magic number, or radio data.
 struct Calibration {
   std::optional<std::uint16_t> board_id;
   std::optional<std::uint16_t> radio_id;
@@ -75,7 +75,7 @@ constexpr Line four_source_lines[] = {
     {115, "li-charge-disable", 0, "out"},
     {207, "li-charge-current-a", 0, "out"},
     {213, "li-charge-current-b", 0, "out"},
-    // The expanders are the three-source board's too: lines that this board leaves unconnected read 0.
+    // Both boards have the same GPIO expanders. Lines that this board does not connect read 0.
     {160, "spare-160", 0},
     {200, "spare-200", 0},
     {201, "spare-201", 0},
@@ -88,7 +88,7 @@ constexpr Line three_source_lines[] = {
 };
 constexpr Line generic_lines[] = {{211, "mains-1-fail", 0}, {212, "mains-2-fail", 1}};
 
-// What the system's start and other processes leave: the files of every board, then the estimates of the batteries.
+// Files that system start-up, drivers and other processes create: first those of every board, then those of one board.
 constexpr Text common_files[] = {
     {"/etc/version", "2.0.9.5406.200410.1234\n"},
     {"/tmp/system.cfg",
@@ -205,7 +205,7 @@ std::string flash_image(const Calibration& calibration) {
   put_word(flash, radio, 0xA55A);
   put_word(flash, radio + 2 * 19, 0x0777);
   put_word(flash, radio + 2 * 20, *calibration.radio_id);
-  // Length, checksum word, three words, the calibration value's word, MAC.
+  // The words: length, checksum, three other words, the word with the calibration value, MAC address.
   const std::uint16_t words[] = {
       18, 0, 0, 0, 0x0348, 0, 0x0218, 0xD6A0, static_cast<std::uint16_t>(0xB100 + calibration.last_mac_byte)};
   std::uint16_t sum = 0;
@@ -217,7 +217,7 @@ std::string flash_image(const Calibration& calibration) {
   return flash;
 }
 
-// A battery without a fault: its last discharge gave 20 Ah at 1 A.
+// The record of a battery without errors. Its last discharge gave 20 Ah at 1 A.
 std::string battery_record() {
   std::string record(132, '\0');
   put_word(record, 2, 2);  // version
@@ -242,7 +242,7 @@ void create_board(const State& state, const Profile& profile) {
              "mtd5: 00010000 00010000 \"EEPROM\"\n");
   state.file("/dev/mtd5", "0x10000\n");
   state.file("/dev/mtdblock5", flash_image(profile.calibration));
-  // The register is in the host's byte order; the rest of the memory is a hole.
+  // The SoC's revision register is in the host's byte order. The rest of the file is a hole and reads as zeros.
   state.file("/dev/mem", "");
   std::filesystem::resize_file(state.path("/dev/mem"), 0x18061000);
   std::fstream memory(state.path("/dev/mem"), std::ios::in | std::ios::out | std::ios::binary);
@@ -257,7 +257,7 @@ void create_power(const State& state, const Profile& profile) {
   for (const Line& line : profile.lines) state.line(line.number, {line.level, line.direction, line.name, false});
   for (const Text& file : profile.files) {
     state.file(file.path, file.text);
-    // Each battery with an estimate has a record, too.
+    // Each battery with an estimate also has a record.
     const std::string_view path = file.path;
     const std::string_view estimate = "/tmp/.battery_info";
     if (path.starts_with(estimate))

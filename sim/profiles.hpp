@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The boards that a simulated device can start as.
+// The boards that can be simulated.
 #pragma once
 
 #include <filesystem>

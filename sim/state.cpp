@@ -16,8 +16,9 @@ std::string hex(int value) {
 }
 
 std::optional<std::string> read(const std::filesystem::path& path) {
-  constexpr std::uintmax_t largest = std::uintmax_t{256} << 20;  // a log of days comes near
-  // Programs on the device may put anything there: a FIFO never ends, and a file may have gigabytes of holes.
+  // In bytes. A trace of several days can come near this limit.
+  constexpr std::uintmax_t largest = std::uintmax_t{256} << 20;
+  // Programs on the device may create any file: a FIFO never ends, and a file may have gigabytes of holes.
   if (!std::filesystem::is_regular_file(path)) return std::nullopt;
   std::ifstream in(path, std::ios::binary);
   if (!in) return std::nullopt;
@@ -29,7 +30,7 @@ std::optional<std::string> read(const std::filesystem::path& path) {
 
 void write(const std::filesystem::path& path, std::string_view text) {
   std::filesystem::create_directories(path.parent_path());
-  // In place, then cut: a program that reads meanwhile never finds an empty file.
+  // Overwrite the file in place, then truncate it: a program that reads at the same time never finds an empty file.
   std::ofstream(path, std::ios::binary | std::ios::app).close();
   std::ofstream out(path, std::ios::binary | std::ios::in | std::ios::out);
   out << text << std::flush;

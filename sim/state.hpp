@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The state of a simulated device: a folder of text files, the same that the hooks read.
+// The state of a simulated device: a folder of text files. The hooks read and write the same files.
 #pragma once
 
 #include <cstdint>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The C library's calls that name a file or a device, in every spelling that programs import. Each finds the real call
-// behind it, redirects the path, and does nothing else; read, write and mmap work on real files.
+// Hooks for the C library's functions that take a path, and for ioctl, under every name that programs import. Each hook
+// redirects the path and calls the real function. read, write and mmap need no hooks: they work on real files.
 #include <errno.h>
 #include <fcntl.h>
 #include <stdarg.h>
@@ -26,7 +26,7 @@ bool creates(int flags) { return (flags & O_CREAT) != 0 || (flags & O_TMPFILE) =
 bool failed(long result) { return result < 0; }
 bool failed(const void* result) { return result == nullptr; }
 
-// What is done to the device's files is worth a line of the trace.
+// Adds a line to the trace when the path belongs to the device.
 template <typename Result>
 Result traced(const char* verb, const char* path, Result result) {
   if (path != nullptr && root() != nullptr && is_device_path(path))
@@ -49,7 +49,8 @@ FILE* open_stream(const char* name, const char* path, const char* mode) {
 int device_ioctl(const char* name, int fd, unsigned long request, void* argument) {
   char buffer[path_size];
   if (const char* device = device_of(fd, buffer)) {
-    request &= 0xFFFFFFFFUL;  // libgpiod keeps some requests in an int, which is widened with its sign
+    // libgpiod keeps some requests in an int. Converted to long, they may have extra sign bits.
+    request &= 0xFFFFFFFFUL;
     constexpr char chips[] = "/dev/gpiochip/by-label/";
     if (::strncmp(device, chips, sizeof chips - 1) == 0)
       return gpio_chip_ioctl(device + sizeof chips - 1, request, argument);
@@ -177,11 +178,11 @@ KVRN_PATH1(ssize_t, llistxattr, "xattr", (const char* path, char* names, size_t 
 KVRN_PATH1(int, statfs, "statfs", (const char* path, struct statfs* out), (KVRN_P, out))
 KVRN_PATH1(int, statfs64, "statfs", (const char* path, struct statfs64* out), (KVRN_P, out))
 KVRN_PATH1(int, inotify_add_watch, "watch", (int fd, const char* path, uint32_t mask), (fd, KVRN_P, mask))
-// A link's text is what its reader resolves: it stays as given.
+// The text of a link is not redirected: it is resolved later, by the reader of the link.
 KVRN_PATH1(int, symlink, "symlink", (const char* text, const char* path), (text, KVRN_P))
 KVRN_PATH1(int, symlinkat, "symlink", (const char* text, int folder, const char* path), (text, KVRN_AT))
 
-// -- calls with two --
+// -- calls with two paths --
 #define KVRN_PATH2(name, verb, parameters, arguments)            \
   KVRN_HOOK int name parameters {                                \
     char first[path_size];                                       \
@@ -201,7 +202,7 @@ KVRN_PATH2(link, "link", (const char* from, const char* to), (KVRN_FROM, KVRN_TO
 KVRN_PATH2(linkat, "link", (int folder, const char* from, int into, const char* to, int flags),
            (KVRN_FROM_AT, KVRN_TO_AT, flags))
 
-// -- temporary names beside a file: the caller's template gets the letters that were chosen --
+// -- temporary files: the letters that were chosen are copied into the caller's template --
 #define KVRN_TEMPLATE(name, parameters, arguments)                                   \
   KVRN_HOOK int name parameters {                                                    \
     char buffer[path_size];                                                          \
@@ -238,7 +239,7 @@ KVRN_HOOK char* realpath(const char* path, char* resolved) {
   const char* at = redirect(path, buffer);
   char* answer = real<char* (*)(const char*, char*)>("realpath")(at, resolved);
   if (answer == nullptr || at == path) return answer;
-  // The program is told the device's name of the file, not where it stands.
+  // Return the path on the device, not the real path in the device's folder.
   const size_t prefix = ::strlen(root());
   if (::strncmp(answer, root(), prefix) == 0 && answer[prefix] == '/')
     ::memmove(answer, answer + prefix, ::strlen(answer + prefix) + 1);

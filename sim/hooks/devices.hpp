@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
-// The device models: what an ioctl on one of the device's descriptors does. Each answers as the kernel: -1 and errno.
+// The device models: what an ioctl on one of the device's files does. They report errors as the kernel does: -1 and
+// errno.
 #pragma once
 
 namespace kvrn::sim {
 
-// `label` is the chip's name under /dev/gpiochip/by-label; -1 for a chip that the device lacks.
+// `label` is the chip's name under /dev/gpiochip/by-label. @return -1 when the device does not have the chip
 int gpio_chip_number(const char* label);
 int gpio_chip_ioctl(const char* label, unsigned long request, void* argument);
 

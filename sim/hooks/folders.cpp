@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What a folder lists. The device's own folders list themselves. A folder that the device shares with the machine lists
-// the machine's entries without those that the device has names for, then the device's.
+// The content of folders. The device's own folders are listed as they are. A folder that the device shares with the
+// machine, such as /tmp, lists first the machine's entries, except those that belong to the device, then the device's.
 #include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
@@ -20,7 +20,7 @@ namespace {
 
 using namespace kvrn::sim;
 
-// A shared folder that a program has open. The device may lack its half.
+// A shared folder that a program has open. `device` is null when the folder does not exist on the device.
 struct Listing {
   DIR* machine;
   DIR* device;
@@ -31,7 +31,7 @@ struct Listing {
 Listing* listings;
 pthread_mutex_t listings_lock = PTHREAD_MUTEX_INITIALIZER;
 
-// `take` also removes it from the list.
+// Finds the listing of an open folder. `take` also removes the listing from the list.
 Listing* find(const DIR* directory, bool take = false) {
   ::pthread_mutex_lock(&listings_lock);
   Listing** at = &listings;
@@ -51,7 +51,8 @@ DIR* open_device_half(const char* folder) {
   return half;
 }
 
-// `given` is the path that it was opened with, as far as that is known: /var/run may be a link.
+// Starts a listing if the folder is shared. `given` is the path that the program opened, or empty when it is unknown.
+// The folder's real path may differ from it: /var/run may be a link.
 DIR* watch(DIR* directory, const char* given) {
   char folder[path_size];
   if (directory == nullptr || root() == nullptr) return directory;
@@ -70,8 +71,8 @@ DIR* watch(DIR* directory, const char* given) {
   return directory;
 }
 
-// Whether an entry belongs into its half. A folder above the device's own counts for the device where the machine has
-// none.
+// Whether the current half of the listing shows an entry. A shared folder belongs to the device's half when the machine
+// does not have that folder.
 bool is_listed(const Listing& listing, const char* name) {
   char path[path_size];
   if (::snprintf(path, sizeof path, "%s/%s", listing.folder, name) >= static_cast<int>(sizeof path)) return false;
@@ -79,7 +80,7 @@ bool is_listed(const Listing& listing, const char* name) {
   return is_device_path(path) || (is_shared_folder(path) && ::syscall(SYS_faccessat, AT_FDCWD, path, F_OK) != 0);
 }
 
-// `name` is the call's, of the width that Entry has.
+// `name` is the function that returns an Entry: "readdir" or "readdir64".
 template <typename Entry>
 Entry* next_entry(const char* name, DIR* directory) {
   const auto call = real<Entry* (*)(DIR*)>(name);
@@ -136,7 +137,7 @@ KVRN_HOOK DIR* opendir(const char* path) {
   const char* at = redirect(path, buffer);
   DIR* directory = real<DIR* (*)(const char*)>("opendir")(at);
   if (at != path) trace("open %s%s", path, outcome(directory == nullptr ? errno : 0));
-  // The machine may lack the folder itself.
+  // The machine may not have the folder at all.
   if (directory == nullptr && errno == ENOENT && root() != nullptr && is_shared_folder(path))
     return open_device_half(path);
   return watch(directory, path);
@@ -159,7 +160,7 @@ KVRN_HOOK int closedir(DIR* directory) {
   return call(directory);
 }
 
-// The C library's own scandir and glob would open folders behind the hooks.
+// The C library's own scandir and glob open folders without the hooks.
 #define KVRN_SCANDIR(name, Entry, next)                                             \
   KVRN_HOOK int name(const char* path, Entry*** names, int (*wanted)(const Entry*), \
                      int (*order)(const Entry**, const Entry**)) {                  \

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// glob for one width of struct stat: the C library does the matching, with the hooks for what it reads.
+// glob for one size of struct stat. The C library matches the names, and reads the folders through the hooks.
 #pragma once
 
 #include <dirent.h>
@@ -8,7 +8,7 @@
 
 #include "sim/hooks/hook.hpp"
 
-// The symbol is given as text: the headers rename the plain name in some widths.
+// The symbol is given as text, because the headers rename the plain name for some sizes.
 #define KVRN_GLOB(function, symbol, Glob, Stat, next, status, link_status)                                    \
   extern "C" __attribute__((visibility("default"))) int function(const char*, int, int (*)(const char*, int), \
                                                                  Glob*) __asm__(symbol);                      \

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// GPIO chips. A line is a file "gpio/NUMBER" that says "LEVEL DIRECTION NAME", and "busy" behind that while another
-// program holds it. A request is a descriptor of that file under an exclusive lock, so that held lines, copies of the
-// descriptor, fork and crashes behave as with the kernel.
+// GPIO chips. A line is a file "gpio/NUMBER" that contains "LEVEL DIRECTION NAME", followed by "busy" while another
+// program holds the line. A line request is a descriptor of that file with an exclusive lock. Held lines, copies of the
+// descriptor, fork and crashes then behave as with the kernel.
 #include <errno.h>
 #include <fcntl.h>
 #include <linux/gpio.h>
@@ -42,7 +42,7 @@ int fail(int error) {
   return -1;
 }
 
-// A chip whose state cannot be written did not take what it was told.
+// When the state cannot be written, the request to the chip fails.
 int store(const Line& line) {
   char text[128];
   ::snprintf(text, sizeof text, "%d %s %s%s\n", line.level, line.direction, line.name, line.busy ? " busy" : "");
@@ -86,7 +86,7 @@ int line_info(unsigned chip, gpio_v2_line_info& info) {
   return 0;
 }
 
-// The level that a request for an output starts with: inactive, unless it names another.
+// The initial level of a requested output: inactive, unless the request gives another level.
 int initial_level(const gpio_v2_line_config& config) {
   for (unsigned i = 0; i < config.num_attrs && i < GPIO_V2_LINE_NUM_ATTRS_MAX; ++i)
     if (config.attrs[i].attr.id == GPIO_V2_LINE_ATTR_ID_OUTPUT_VALUES) return config.attrs[i].attr.values & 1;
@@ -116,7 +116,7 @@ int request_line(unsigned chip, gpio_v2_line_request& request) {
   const uint64_t flags = wanted_flags(request.config);
   const bool output = (flags & GPIO_V2_LINE_FLAG_OUTPUT) != 0;
   const bool input = (flags & GPIO_V2_LINE_FLAG_INPUT) != 0;
-  // Only what is simulated is granted: levels are physical, and there are no edge events.
+  // Refuse what is not simulated: active-low lines and edge events.
   constexpr uint64_t unsupported =
       GPIO_V2_LINE_FLAG_ACTIVE_LOW | GPIO_V2_LINE_FLAG_EDGE_RISING | GPIO_V2_LINE_FLAG_EDGE_FALLING;
   if ((output && input) || (flags & unsupported) != 0) return fail(EINVAL);
@@ -145,7 +145,7 @@ int request_line(unsigned chip, gpio_v2_line_request& request) {
 
 int gpio_chip_ioctl(const char* label, unsigned long request, void* argument) {
   const int chip = gpio_chip_number(label);
-  if (chip < 0) return fail(ENODEV);  // its file was removed: unplugged
+  if (chip < 0) return fail(ENODEV);  // the chip's file was removed: the chip is unplugged
   const auto number = static_cast<unsigned>(chip);
   switch (request) {
     case GPIO_GET_CHIPINFO_IOCTL:

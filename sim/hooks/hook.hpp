@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A hook is a call of the C library under its own name; the call behind it is looked up when it is needed.
+// A hook replaces a function of the C library and has the same name. It looks up the real function when it needs it.
 #pragma once
 
 #include <dlfcn.h>

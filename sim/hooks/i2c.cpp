@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-// I2C buses. A device is a folder "i2c/BUS-ADDRESS", a register a file in it that holds its value ("0x6530") or the
-// word "refuse". A folder with a file "command" is a smart battery: a word written to register 0 is kept there, and a
-// block read of register 0x23 answers with the bytes of "block-COMMAND". While there is a file "i2c/BUS.busy" no device
-// of the bus answers.
+// I2C buses. A device is a folder "i2c/BUS-ADDRESS". A register is a file in this folder: it contains the value
+// ("0x6530"), or "refuse" when the register must not answer. A folder with a file "command" is a smart battery: a word
+// written to register 0 is stored in "command", and a block read of register 0x23 returns the bytes in "block-COMMAND".
+// While the file "i2c/BUS.busy" exists, no device of the bus answers.
 #include <errno.h>
 #include <fcntl.h>
 #include <linux/i2c-dev.h>
@@ -50,7 +50,7 @@ struct Target {
   }
 };
 
-// @return an errno, 0 when the register answered
+// @return an errno value, or 0 when the register answered
 int read_register(const Target& target, const char* file, unsigned& value) {
   char text[32];
   if (!target.read(text, sizeof text, file) || ::strncmp(text, "refuse", 6) == 0) return EIO;
@@ -107,7 +107,7 @@ int transfer(const Target& target, const i2c_smbus_ioctl_data& request) {
   return 0;
 }
 
-// " 74 0e", " 0x6530" or " 0x87".
+// The transferred value for the trace: " 74 0e", " 0x6530" or " 0x87".
 struct ValueText {
   char chars[3 * I2C_SMBUS_BLOCK_MAX + 1] = "";
 
@@ -140,7 +140,8 @@ int i2c_ioctl(int fd, const char* bus, unsigned long request, void* argument) {
   if (request == I2C_SLAVE || request == I2C_SLAVE_FORCE) {
     const auto address = reinterpret_cast<unsigned long>(argument);
     if (address > 0x7F) return fail(EINVAL);
-    // The selected address is the descriptor's file offset: copies of the descriptor share it, as with the kernel.
+    // The file offset holds the selected address. Copies of the descriptor share the offset, as they share the address
+    // in the kernel.
     return ::lseek(fd, static_cast<off_t>(address), SEEK_SET) < 0 ? -1 : 0;
   }
   if (request == I2C_FUNCS) {
@@ -156,7 +157,8 @@ int i2c_ioctl(int fd, const char* bus, unsigned long request, void* argument) {
   return error == 0 ? 0 : fail(error);
 }
 
-// The size is the text of "dev/mtdN", else the length of "dev/mtdblockN": a partition may claim more than it has.
+// The size is the number in "dev/mtdN", or else the length of "dev/mtdblockN". With the number, a partition can claim
+// to be larger than it is.
 int mtd_ioctl(const char* name, unsigned long request, void* argument) {
   if (request != MEMGETINFO) return fail(ENOTTY);
   char text[32];

@@ -6,8 +6,8 @@
 namespace kvrn::sim {
 namespace {
 
-// What belongs to the device. A named file of /etc or /tmp is a prefix: numbered siblings ("/tmp/.dc-problem1"),
-// backups and an editor's temporary names stand beside it. A folder goes with all that is below.
+// The paths that belong to the device. A file of /etc or /tmp is usually a prefix, which also covers numbered files
+// ("/tmp/.dc-problem1"), backups and an editor's temporary files. A folder covers everything below it.
 enum class Kind { file, prefix, folder };
 struct Rule {
   const char* path;
@@ -69,7 +69,7 @@ bool is_device_path(const char* path) {
 
 bool is_shared_folder(const char* path) {
   const size_t length = ::strlen(path);
-  if (length < 2) return false;  // all of "/" is the machine's
+  if (length < 2) return false;  // "/" lists only the machine's entries
   for (const Rule& rule : rules)
     if (::strncmp(rule.path, path, length) == 0 && rule.path[length] == '/') return true;
   return false;

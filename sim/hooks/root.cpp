@@ -13,7 +13,7 @@
 namespace kvrn::sim {
 namespace {
 
-// Keeps errno.
+// Does not change errno.
 bool find_canonical(const char* folder, char (&canonical)[path_size]) {
   const int saved = errno;
   const int fd = open_raw(folder, O_PATH | O_DIRECTORY);
@@ -25,7 +25,7 @@ bool find_canonical(const char* folder, char (&canonical)[path_size]) {
 
 }  // namespace
 
-// The link of a descriptor is its canonical path; realpath() is hooked.
+// The descriptor's link in /proc gives the canonical path. realpath() cannot be used, because it is hooked.
 bool path_of(int fd, char (&buffer)[path_size]) {
   const int saved = errno;
   char link[64] = "/proc/self/cwd";
@@ -44,8 +44,8 @@ const char* root() {
   if (wanted == nullptr || *wanted == '\0') return nullptr;
   if (::strcmp(wanted, source) != 0) {
     if (!find_canonical(wanted, canonical)) {
-      // Removed, forbidden or too long: the calls below it fail with the kernel's own reason. Never without a folder,
-      // or a program that was started on a device would work on the machine.
+      // The folder was removed, is not accessible, or its path is too long. Return the path as given: file operations
+      // then fail with the kernel's error. With null, the program would work on the machine instead of the device.
       ::snprintf(as_given, sizeof as_given, "%s", wanted);
       return as_given;
     }
@@ -68,10 +68,12 @@ const char* redirect_at(int base, const char* path, char (&buffer)[path_size]) {
     path = absolute;
   }
   if (!is_device_path(path)) return given;
-  // A folder that lies beside one of the device's files, such as /tmp/system.cfg.d.
+  // The path is already in the device's folder. This happens when that folder itself matches a rule, such as
+  // /tmp/system.cfg.d.
   const size_t prefix = ::strlen(folder);
   if (::strncmp(path, folder, prefix) == 0 && (path[prefix] == '/' || path[prefix] == '\0')) return given;
-  ::snprintf(buffer, sizeof buffer, "%s%s", folder, path);  // a path beyond 4096 stays too long
+  // A path that the buffer cuts is still too long for the kernel.
+  ::snprintf(buffer, sizeof buffer, "%s%s", folder, path);
   return buffer;
 }
 
@@ -118,7 +120,7 @@ bool write_state(const char* text, const char* format, ...) {
   va_start(args, format);
   state_path(path, format, args);
   va_end(args);
-  // In place, then cut: another program reads the old text or the new one, never an empty file.
+  // Overwrite the file in place, then truncate it: another program never reads an empty file.
   const int fd = open_raw(path, O_WRONLY | O_CREAT, 0644);
   if (fd < 0) return false;
   const auto length = static_cast<ssize_t>(::strlen(text));

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Only 32-bit systems have these; built with 64-bit time.
+// Functions that only 32-bit systems have. This file is built with 64-bit time.
 #include "sim/hooks/glob.hpp"
 #include "sim/hooks/stat.inc"
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tools/kvrn-agentd/agentx.hpp"
 
-// net-snmp's headers want this order.
+// net-snmp's headers need this order.
 #include <net-snmp/net-snmp-config.h>
 
 #include <net-snmp/net-snmp-includes.h>
@@ -26,22 +26,22 @@ namespace {
 using snmp_host::Object;
 
 constexpr const char* program = "kvrn-agentd";
-constexpr int ping_period_s = 1;  // also how long a restarted master waits for the tree
+constexpr int ping_period_s = 1;  // also the longest time that a restarted master is without the tree
 
-// Of RFC 2741; net-snmp's header of them is not installed.
+// Numbers from RFC 2741. The net-snmp header that defines them is not installed.
 constexpr int register_pdu = 3;
 constexpr long duplicate_registration = 263;
-// net-snmp registers the tree by itself when it has connected, and keeps the master's answer to itself. That
-// registration is the last in order and harms nobody; the one that counts is claimed beside it.
+// net-snmp registers the tree by itself when it has connected, but it does not report the master's answer. That
+// registration gets the last priority, so that it does no harm. claim() makes a second one, whose answer is known.
 constexpr int last_priority = 255;
 constexpr int priority = 127;
 
-// Not the agent's own: net-snmp frees the argument of a callback when it ends.
+// Not a member of AgentX: net-snmp frees the argument of a callback when it ends, so the callbacks get none.
 std::atomic<AgentX::Link> link_state = AgentX::Link::unknown;
 
 std::atomic<unsigned> link_losses = 0;
 
-// Of the thread that serves: the session with the master, null without one.
+// The session with the master; null without a session. Only the serving thread uses it.
 netsnmp_session* session = nullptr;
 
 int on_start(int, int, void* opened, void*) {
@@ -56,8 +56,10 @@ int on_stop(int, int, void*, void*) {
 }
 
 int on_claim_answered(int operation, netsnmp_session*, int, netsnmp_pdu* pdu, void*) {
-  if (operation != NETSNMP_CALLBACK_OP_RECEIVED_MESSAGE) return 1;  // claimed again, or the link is lost
-  if (link_state == AgentX::Link::up) return 1;                     // a slow master refuses what was claimed twice
+  // No answer: run() claims again, or the link is lost.
+  if (operation != NETSNMP_CALLBACK_OP_RECEIVED_MESSAGE) return 1;
+  // A slow master may receive a second claim after it accepted the first. It refuses the second.
+  if (link_state == AgentX::Link::up) return 1;
   if (pdu->errstat == SNMP_ERR_NOERROR)
     link_state = AgentX::Link::up;
   else
@@ -65,8 +67,8 @@ int on_claim_answered(int operation, netsnmp_session*, int, netsnmp_pdu* pdu, vo
   return 1;
 }
 
-// Asks the master for the tree. Nothing is unregistered first: net-snmp's master would drop the registration of another
-// sub-agent.
+// Asks the master for the tree. It does not unregister the tree first: net-snmp's master would then drop the
+// registration of another sub-agent.
 void claim() {
   netsnmp_pdu* pdu = ::snmp_pdu_create(register_pdu);
   if (pdu == nullptr) return;
@@ -81,7 +83,7 @@ static_assert(std::is_same_v<oid, snmp_host::Arc>);
 
 std::span<const oid> name_of(const netsnmp_variable_list& variable) { return {variable.name, variable.name_length}; }
 
-// @return 0; anything else without memory
+// @return 0, or another number when there is no memory
 int set_value(netsnmp_variable_list& variable, const Object& object) {
   if (object.type == KVRN_SNMP_TYPE_OCTET_STRING)
     return ::snmp_set_var_typed_value(&variable, ASN_OCTET_STR, object.bytes.data(), object.bytes.size());
@@ -93,7 +95,7 @@ int set_value(netsnmp_variable_list& variable, const Object& object) {
     const long number = static_cast<std::int32_t>(object.number);
     return ::snmp_set_var_typed_value(&variable, ASN_INTEGER, &number, sizeof number);
   }
-  // The tags of the module are the protocol's.
+  // The module uses the protocol's type tags.
   const unsigned long number = object.number;
   return ::snmp_set_var_typed_value(&variable, object.type, &number, sizeof number);
 }
@@ -106,7 +108,7 @@ void answer_get(netsnmp_agent_request_info* info, netsnmp_request_info* request,
     ::netsnmp_set_request_error(info, request, SNMP_ERR_GENERR);
 }
 
-// Behind the table's end the request is left as it is: it goes on to what the master has there.
+// At the end of the table the request stays unchanged: the master then continues with the next object that it knows.
 void answer_next(netsnmp_agent_request_info* info, netsnmp_request_info* request, const snmp_host::ObjectTable& table) {
   const Object* object = table.next(name_of(*request->requestvb), request->inclusive != 0);
   if (object == nullptr) return;
@@ -115,7 +117,7 @@ void answer_next(netsnmp_agent_request_info* info, netsnmp_request_info* request
     ::netsnmp_set_request_error(info, request, SNMP_ERR_GENERR);
 }
 
-// A bulk request comes here as one GETNEXT after the other, by net-snmp's own helper.
+// A helper of net-snmp splits a bulk request into single GETNEXT requests.
 int answer(netsnmp_mib_handler* handler, netsnmp_handler_registration*, netsnmp_agent_request_info* info,
            netsnmp_request_info* requests) {
   const TablePtr table = (*static_cast<AgentX::Tables*>(handler->myvoid))();
@@ -131,9 +133,9 @@ int answer(netsnmp_mib_handler* handler, netsnmp_handler_registration*, netsnmp_
   return SNMP_ERR_NOERROR;
 }
 
-// What is set before init_agent(), beside prepare().
+// Settings that must be made before init_agent(), in addition to prepare().
 void configure(const std::string& socket) {
-  // What goes wrong with the link is logged once a change; the library would say it at every try.
+  // This program logs each change of the link once. net-snmp would log every failed attempt.
   ::snmp_disable_log();
   (void)::netsnmp_register_loghandler(NETSNMP_LOGHANDLER_NONE, LOG_DEBUG);
   for (const int switched_on : {NETSNMP_DS_LIB_DONT_READ_CONFIGS, NETSNMP_DS_LIB_DONT_PERSIST_STATE,
@@ -148,12 +150,12 @@ void configure(const std::string& socket) {
 
 AgentX::AgentX(std::string socket, Tables tables) : socket_(std::move(socket)), tables_(std::move(tables)) {}
 
-// net-snmp shall read and write nothing but the socket: no settings, no MIB modules, no certificates, nothing that
-// persists.
+// net-snmp must read and write only the socket: no settings, no MIB modules, no certificates, no persistent data.
 void AgentX::prepare() {
   for (const char* name : {"MIBS", "MIBDIRS", "SNMPCONFPATH"}) (void)::setenv(name, "", 1);
   (void)::setenv("SNMP_PERSISTENT_DIR", "/dev/null", 1);
-  for (const char* name : {"MIBFILES", "SNMP_PERSISTENT_FILE"}) (void)::unsetenv(name);  // an empty name is tried too
+  // An empty value does not help here: net-snmp would try a file with an empty name.
+  for (const char* name : {"MIBFILES", "SNMP_PERSISTENT_FILE"}) (void)::unsetenv(name);
 }
 
 void AgentX::run(const std::atomic<bool>& stop) {
@@ -161,7 +163,7 @@ void AgentX::run(const std::atomic<bool>& stop) {
   if (!start()) throw std::runtime_error("the SNMP library cannot be started");
   Clock::time_point next_claim;
   while (!stop) {
-    // Returns at least as often as the link is tried.
+    // Returns at least once per attempt to connect.
     (void)::agent_check_and_process(1);
     if (session == nullptr || link_state == Link::up || Clock::now() < next_claim) continue;
     claim();
@@ -172,7 +174,7 @@ void AgentX::run(const std::atomic<bool>& stop) {
 
 bool AgentX::start() {
   if (::init_agent(program) != 0) return false;
-  // After init_agent(), which sets its own.
+  // Must follow init_agent(), which sets its own interval.
   (void)::netsnmp_ds_set_int(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_AGENTX_PING_INTERVAL, ping_period_s);
   (void)::snmp_register_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_INDEX_START, on_start, nullptr);
   (void)::snmp_register_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_INDEX_STOP, on_stop, nullptr);
@@ -196,7 +198,7 @@ std::string AgentX::text_of(Link link) const {
   if (link == Link::up) return connected;
   if (link == Link::taken) return connected + ", refused: another sub-agent serves the tree";
   if (link == Link::refused) return connected + ", refused: the master does not take the tree";
-  // The likeliest mistake of a set-up. That there is no socket is just what a master that is not there looks like.
+  // A missing permission is the most likely set-up error, so it is named. A missing socket just means: no master.
   const bool refused = ::access(socket_.c_str(), W_OK) != 0 && errno == EACCES;
   return "no master agent at " + socket_ + (refused ? ": permission denied" : "");
 }

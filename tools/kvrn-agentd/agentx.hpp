@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The SNMP side: an AgentX sub-agent that answers from whatever table it is handed.
+// The SNMP side: an AgentX sub-agent that answers from the table that it is given.
 #pragma once
 
 #include <atomic>
@@ -10,27 +10,27 @@
 
 namespace agentd {
 
-// One a process: net-snmp keeps its state in globals.
+// At most one per process: net-snmp keeps its state in global variables.
 class AgentX {
  public:
   using Tables = std::function<TablePtr()>;
-  // taken: another sub-agent serves the tree; the master is asked again every second
+  // taken: another sub-agent serves the tree. The agent asks the master again every second.
   enum class Link { unknown, down, taken, refused, up };
 
   // @param socket of the master agent: a path, or "tcp:host:port"
   AgentX(std::string socket, Tables tables);
   AgentX(const AgentX&) = delete;
 
-  // Sets what net-snmp reads of the environment: before the process has threads.
+  // Sets the environment variables that net-snmp reads. Must be called before the process has threads.
   static void prepare();
 
-  // Serves the tree, and tries to connect every second, until `stop` is set. On a thread of its own, because a master
-  // that hangs may hold it for as long as it likes. Throws when net-snmp cannot be started.
+  // Serves the tree until `stop` is set. Without a connection it tries to connect every second. Needs a separate
+  // thread: a master that hangs may block it for any time. Throws when net-snmp cannot be started.
   void run(const std::atomic<bool>& stop);
 
-  // For any thread.
+  // Any thread may call these functions.
   Link link() const;
-  unsigned losses() const;  // how often the link was lost: it may be back before anybody looks
+  unsigned losses() const;  // how often the link was lost; shows a loss that link() has missed
   std::string text_of(Link link) const;
 
  private:

@@ -16,7 +16,7 @@ namespace {
 
 bool is_zero(std::uintptr_t word) { return word == 0; }
 
-// The symbol table knows what it is before anything of it is read.
+// Checks the object's type and size in the symbol table, before the object is read.
 bool is_descriptor(const void* address) {
   Dl_info info;
   const ElfW(Sym)* symbol = nullptr;
@@ -25,7 +25,7 @@ bool is_descriptor(const void* address) {
          symbol->st_size == sizeof(kvrn_snmp_module);
 }
 
-// What must hold of a descriptor before its function is called.
+// Checks a descriptor before its function is called. @return what is wrong, or null
 const char* fault_of(const kvrn_snmp_module& module) {
   if (module.name == nullptr || module.oid == nullptr || module.update == nullptr)
     return "it has no name, no tree or no update function";

@@ -7,8 +7,8 @@
 
 namespace agentd {
 
-// Loads a library, for good, and finds the module's descriptor in it. @return null, with the reason in `why`: no such
-// library, no descriptor, or one of another shape
+// Loads a library, which stays loaded, and finds the module's descriptor in it. @return null, with the reason in `why`,
+// when there is no such library, no descriptor, or a descriptor of another structure
 const kvrn_snmp_module* load_module(const std::string& library, std::string& why);
 
 }  // namespace agentd

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// kvrn-agentd: serves the module's tree through the system's SNMP agent. One thread reads the hardware, one talks to
-// the master, and neither waits for the other; this one hears the signals and feeds the manager's watchdog.
+// kvrn-agentd: serves the module's tree through the system's SNMP agent. One thread reads the hardware, and one talks
+// to the master; neither waits for the other. The main thread waits for signals and notifies the manager's watchdog.
 #include <fmt/core.h>
 #include <signal.h>
 #include <sys/un.h>
@@ -39,12 +39,12 @@ struct Options {
   bool to_stderr = false;
 };
 
-// A refresh that finds no battery files takes more than a second.
+// A refresh takes more than a second when the battery files are missing.
 constexpr double longest_refresh_s = 2;
 
 constexpr auto access_period = std::chrono::seconds(10);
 
-// What the log has heard last; each change is said once.
+// Remembers what was logged last, so that each change is logged once.
 class Changes {
  public:
   void see(const Refresher::State& readings, const AgentX& agentx, double max_age_s) {
@@ -52,7 +52,7 @@ class Changes {
       ::syslog(readings.expired ? LOG_ERR : LOG_NOTICE,
                readings.expired ? "no complete readings for %g s: the tree is empty" : "the tree is served again",
                max_age_s);
-    // What finds no memory is said at a later look.
+    // A message for which there is no memory is logged at a later call.
     try {
       if (const unsigned losses = agentx.losses(); losses != losses_) say(agentx, AgentX::Link::down);
       losses_ = agentx.losses();
@@ -80,7 +80,8 @@ class Changes {
   Clock::time_point next_look_;
 };
 
-// Tells the manager and the log how things are, until a signal wants the end. Throws what ended the agent
+// Reports the state to the service manager and the log until a signal ends the service. Throws the exception that ended
+// the agent's thread.
 void watch(const Refresher& refresher, const AgentX& agentx, std::future<void>& agent, const Options& options,
            const sigset_t& signals) {
   constexpr microseconds longest = std::chrono::milliseconds(500);
@@ -93,7 +94,7 @@ void watch(const Refresher& refresher, const AgentX& agentx, std::future<void>& 
     const Refresher::State state = refresher.state();
     if (state.tried && !ready) ready = service::notify("READY=1");
     changes.see(state, agentx, options.max_age_s);
-    // The manager hears nothing once a refresh has hung for as long as readings are good.
+    // No notification when a refresh hangs for longer than readings are served: the manager then restarts the service.
     if (watchdog && state.busy < Seconds(options.max_age_s)) (void)service::notify("WATCHDOG=1");
   } while (!service::ending_signal(signals, rest));
   (void)service::notify("STOPPING=1");
@@ -118,7 +119,7 @@ int serve(const kvrn_snmp_module& module, const Options& options, const sigset_t
     status = failed(failure);
   }
   stop = true;
-  // Neither a master nor hardware that hangs is waited for.
+  // Do not wait longer for a master or for hardware that hangs.
   const auto last = Clock::now() + std::chrono::seconds(2);
   const bool readings_ended = refresher.stop(Seconds(2));
   const bool agent_ended = !agent.valid() || agent.wait_until(last) == std::future_status::ready;
@@ -152,7 +153,7 @@ std::string check_socket(const std::string& text) {
   return fmt::format("'{}' is neither a path nor a transport address", text);
 }
 
-// Readings must live until the next ones are due.
+// Readings must not expire before the next ones are due.
 void check_ages(const Options& options) {
   if (options.max_age_s < options.period_s + longest_refresh_s)
     throw cli::WrongUsage{

@@ -46,14 +46,14 @@ void Refresher::run() {
     lock.lock();
     began_.reset();
     tried_ = true;
-    // A late refresh is not caught up with.
+    // After a late refresh, the missed refreshes are skipped.
     next = std::max(next + std::chrono::duration_cast<Clock::duration>(period_), Clock::now());
     stopped_.wait_until(lock, next, [this] { return stopping_; });
   }
 }
 
 void Refresher::refresh() {
-  // A refresh that finds no memory is one that failed: the next may find some.
+  // Without memory the refresh fails, but the thread continues: there may be memory for the next refresh.
   try {
     const auto table = std::make_shared<snmp_host::ObjectTable>();
     std::string error;
@@ -71,7 +71,7 @@ void Refresher::refresh() {
   }
 }
 
-// Compares and keeps the start of the text, in place.
+// Compares and stores only the start of the text, because the buffer is fixed: memory may be full.
 void Refresher::report(const char* error) {
   if (std::strncmp(error, reported_.data(), reported_.size() - 1) == 0) return;
   if (*error == '\0')

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The worker that owns the library: it builds a new table a period and hands out the last complete one.
+// The worker thread that runs the module's updates. It builds a new table every period and keeps the last complete one.
 #pragma once
 
 #include <array>
@@ -16,29 +16,29 @@
 
 namespace agentd {
 
-using Clock = std::chrono::steady_clock;  // a step of the wall clock ages no table
+using Clock = std::chrono::steady_clock;  // a change of the system time does not change a table's age
 using TablePtr = std::shared_ptr<const snmp_host::ObjectTable>;
 
 class Refresher {
  public:
   using Seconds = std::chrono::duration<double>;
-  // Fills a table. @return 0; anything else is a failure, with its text in `error`
+  // Fills a table. @return 0, or another number on failure, with the reason in `error`
   using Update = std::function<int(snmp_host::ObjectTable&, std::string& error)>;
 
   Refresher(Update update, Seconds period, Seconds max_age);
   Refresher(const Refresher&) = delete;
 
-  // The last complete table; an empty one when that is older than max_age. Never waits for an update.
+  // The last complete table, or an empty table when the last one is older than max_age. Never waits for an update.
   TablePtr table() const;
 
   struct State {
-    bool tried;    // the first update has ended, one way or the other
-    bool expired;  // what table() hands out is empty because of its age
-    Seconds busy;  // for how long the update that runs has been running; hardware that hangs makes it grow
+    bool tried;    // the first update has ended, with or without success
+    bool expired;  // table() returns an empty table, because the last one is too old
+    Seconds busy;  // how long the current update has been running; grows while the hardware hangs
   };
   State state() const;
 
-  // @return false when the worker did not come back in time: the process must end without it
+  // @return false when the worker did not end in time: the process must end without it
   bool stop(Seconds longest);
 
  private:
@@ -51,15 +51,15 @@ class Refresher {
   const Seconds period_;
   const Seconds max_age_;
   const TablePtr empty_ = std::make_shared<snmp_host::ObjectTable>();
-  mutable std::mutex mutex_;  // for what follows, up to the worker's own
+  mutable std::mutex mutex_;  // protects the members from table_ to stopping_
   std::condition_variable stopped_;
   TablePtr table_ = empty_;
   Clock::time_point built_ = Clock::now();  // when the table's update ended
-  std::optional<Clock::time_point> began_;  // the update that runs
+  std::optional<Clock::time_point> began_;  // start of the current update
   bool tried_ = false;
   bool stopping_ = false;
-  std::array<char, 256> reported_{};  // the failure that was logged last; the worker's own
-  std::future<void> worker_;          // last: it begins with everything else in place
+  std::array<char, 256> reported_{};  // the failure that was logged last; only the worker uses it
+  std::future<void> worker_;          // last member: the thread starts when all other members are initialised
 };
 
 }  // namespace agentd

@@ -7,7 +7,7 @@
 
 namespace agentd {
 
-// What the agent serves, whatever the module would add beside it.
+// The root of the tree that the agent serves. It serves no objects outside this tree, even if the module adds some.
 inline constexpr std::array<snmp_host::Arc, 7> tree_root{1, 3, 6, 1, 4, 1, 47474};
 
 }  // namespace agentd

@@ -39,7 +39,7 @@ Result show(const Context& context) {
   return result;
 }
 
-// The number behind the dot of "output-protection.1"; -1 when it is none.
+// The number after the dot of "output-protection.1"; -1 when the text is not a number.
 int index_of(std::string_view text) {
   int index = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), index);
@@ -52,7 +52,7 @@ std::string ids_of(const Alarm& alarm) {
   return count == 1 ? first : fmt::format("{} to {}.{}", first, alarm.name, alarm_first(alarm) + count - 1);
 }
 
-// The alarm that is meant, or where they are.
+// A hint for a wrong name: the alarm that was probably meant, or the command that lists all alarms.
 std::string meant_by(const std::string& name) {
   std::vector<std::string> known;
   known.reserve(alarms.size());
@@ -61,7 +61,7 @@ std::string meant_by(const std::string& name) {
   return meant.empty() ? "; \"kvrnctl alarms\" lists them" : meant;
 }
 
-// The flag of that name that others may set, and its index; null with the result failed.
+// Finds the flag with this name, and its index. Null, with a failed result, when others may not set such a flag.
 const Alarm* find(const std::string& name, int& index, Result& result) {
   const std::size_t dot = name.find('.');
   const auto* const alarm = std::ranges::find(alarms, name.substr(0, dot), &Alarm::name);
@@ -93,14 +93,14 @@ Result set(const Options& options) {
   if (options.dry_run) {
     result.text = fmt::format("would set {} from {} to {}\n", options.name, before, options.value);
   } else if (!alarm->set(index, options.value)) {
-    // A full /tmp lets a file be opened that nothing can be written to: it reads as empty.
+    // On a full /tmp the file can be opened, but nothing can be written. The file is then empty.
     const int now = alarm->get(index);
     result.data["alarm"]["value"] = now;
-    // What keeps it from being opened, else from being written.
+    // The reason why the file cannot be opened, or else why it cannot be written.
     const std::string path = alarm->file(index);
     const kvrn::Fd fd = kvrn::Fd::open_regular(path.c_str(), O_WRONLY);
     const std::string why = fd ? "the file system is full" : errno_text(errno);
-    // The library takes a file that may be written and not read for one with the default.
+    // For a file that can be written but not read, the library returns the default value.
     if (fd && !kvrn::Fd::open(path.c_str(), O_RDONLY | O_NONBLOCK)) {
       result.data["alarm"]["value"] = nullptr;
       result.fail(Exit::failed,

@@ -18,7 +18,7 @@ std::string low_voltage_file(int psu) {
   return ::get_status_file(name, psu, "");
 }
 
-// The library's answer, which without the battery's file takes 600 ms to come.
+// Without the battery's file, the library would answer 2, but only after 600 ms.
 int low_voltage(int psu) { return lacks_estimate(psu) ? 2 : ::get_lvmonitor_status_psu(psu); }
 
 template <const kvrn::Flag& flag>

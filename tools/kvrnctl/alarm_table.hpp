@@ -19,7 +19,7 @@ struct Alarm {
   const char* name;
   Index index;
   int (*get)(int index);
-  bool (*set)(int index, int value);  // whether it reads so now; null: only its owner sets it
+  bool (*set)(int index, int value);  // @return whether the flag now has this value. Null: only the owner may set it
   bool (*raised)(int value);
   const char* meaning;
   std::string (*file)(int index);
@@ -27,11 +27,11 @@ struct Alarm {
 
 extern const std::array<Alarm, 11> alarms;
 
-// Number of entries that an indexed flag has on this board, and the first one.
+// The number of entries that a flag has on this board, and the index of the first one.
 int alarm_count(const Alarm& alarm);
 int alarm_first(const Alarm& alarm);
 
-// Flags whose files cannot be read are named in `errors`: value and raised are null.
+// All flags. A flag whose file cannot be read is named in `errors`, and its value and raised are null.
 json alarm_list(std::vector<std::string>& errors);
 
 }  // namespace kvrnctl

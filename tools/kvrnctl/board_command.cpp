@@ -40,7 +40,8 @@ std::string text(const json& board) {
   return out;
 }
 
-// What the record lacks because its source could not be read; for lack of rights it is not this board's.
+// Reports sources of the record that could not be read. Without access rights the record may describe another board, so
+// the command fails.
 void add_unread(Result& result, const std::vector<observe::Seen>& seen) {
   if (!board_is_known()) return;
   for (const observe::Seen& read : seen) {

@@ -23,7 +23,7 @@ json family(std::uint32_t soc_type) {
   return nullptr;
 }
 
-// Failures of the register's readout are codes in place of its value.
+// When the register could not be read, the value is an error code: -1 or -2.
 json revision(std::uint32_t value, bool known) {
   if (!known) return nullptr;
   const auto code = static_cast<std::int32_t>(value);

@@ -40,7 +40,7 @@ Result show(const CfgOptions& options, const std::string& prefix) {
   return result;
 }
 
-// A typed getter's result, nothing when it fell back: it answers two fallbacks differently then.
+// The result of a typed getter, or null when it returned its fallback: two calls with different fallbacks then differ.
 template <typename Number, typename Getter>
 json converted(Getter getter, const cfg_entry* cfg, const char* key) {
   const Number first = getter(cfg, Number{0}, "%s", key);
@@ -61,7 +61,7 @@ json value_of(const cfg_entry* cfg, const Query& query) {
   return value == nullptr ? json(nullptr) : json(value);
 }
 
-// The key of the entry that a key finds, for the decision whether its value may be shown.
+// The key of the entry that a lookup finds. It decides whether the value may be shown.
 std::string found_key(const cfg_entry* cfg, const std::string& key) {
   cfg_entry* found = ::get_cfg_it(cfg, 1, "%s", key.c_str());
   std::string name = found == nullptr ? key : found->key;
@@ -94,7 +94,7 @@ Result get(const CfgOptions& options, const Query& query) {
   return result;
 }
 
-// The library leaves out what it has no memory for: the same once more tells.
+// The library leaves out entries when it has no memory. A second run with the same input shows whether this happened.
 kvrn::List changes_between(const cfg_entry* before, const cfg_entry* after) {
   kvrn::List changes(::get_cfg_diff_it(before, after));
   if (!same_entries(changes.get(), kvrn::List(::get_cfg_diff_it(before, after)).get())) throw CfgError{"out of memory"};
@@ -110,7 +110,7 @@ Result diff(const Context& context, const CfgOptions& options, const std::string
   const kvrn::List changes = changes_between(old_view.first(), new_view.first());
   std::string lines;
   int id = 0;
-  // A document only where it is wanted, as for an edit: without memory it ends the program.
+  // Build the document only when it is wanted: without memory, building it ends the program.
   if (context.json) result.data["changes"] = json::array();
   for (const cfg_entry* entry = changes.get(); entry != nullptr; entry = entry->next) {
     const char* was = ::get_value(old_view.first(), nullptr, "%s", entry->key);

@@ -18,16 +18,16 @@ struct CfgOptions {
   bool force = false;
 };
 
-// A value for people and documents: passwords are hidden unless they are asked for.
+// A value for the output. Passwords are hidden unless `reveal` is set.
 std::string shown(std::string_view key, const char* value, bool reveal);
 
-// Refuses a key that the library would cut when it looks for it: another entry must not answer or change.
+// Refuses a key that the library would cut in a lookup: it could then read or change another entry.
 void check_key_length(const std::string& key);
 
-// An action whose CfgError is the result.
+// Wraps an action: a CfgError becomes a failed result.
 Action guarded(std::function<Result(const Context&)> action);
 
-// A command with the options that every cfg command has.
+// Adds a command with the options that every cfg command has.
 cli::Command& add_cfg(cli::Command& parent, const char* name, const char* description, CfgOptions& options);
 void add_cfg_edit_commands(CommandLine& line, cli::Command& cfg, const std::shared_ptr<CfgOptions>& options);
 

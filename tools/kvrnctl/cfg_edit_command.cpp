@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The commands that change a configuration file. Each reads it under a lock, edits the entries with the library, checks
-// that the new text reads back as what it should be, and replaces the file.
+// The commands that change a configuration file. Each command reads the file under a lock, edits the entries with the
+// library, checks that the new text gives these entries when it is read back, and replaces the file.
 #include <fmt/core.h>
 
 #include <algorithm>
@@ -19,15 +19,15 @@
 namespace kvrnctl {
 namespace {
 
-// What an edit says of itself.
+// What an edit reports.
 struct Done {
   std::string text;
   std::string unchanged = "unchanged";
-  bool passwords = false;  // it changes how passwords are written, not the entries
+  bool passwords = false;  // the edit changes how passwords are written, not the entries
 };
 using Edit = std::function<Done(Cfg&)>;
 
-// A line as it is, which decides what changed, and as it may be shown.
+// A line with its real text, which is compared, and with the text that may be shown.
 struct Line {
   std::string real;
   std::string shown;
@@ -42,7 +42,7 @@ std::vector<Line> lines_of(const cfg_entry* cfg, bool reveal) {
   return lines;
 }
 
-// Where each line stands in the other text: equal lines are paired in their order.
+// The position of each line in the other text. Equal lines are paired in their order.
 std::vector<std::size_t> pair_lines(const std::vector<Line>& lines, const std::vector<Line>& other) {
   std::unordered_map<std::string_view, std::deque<std::size_t>> places;
   for (std::size_t i = 0; i < other.size(); ++i) places[other[i].real].push_back(i);
@@ -55,10 +55,10 @@ std::vector<std::size_t> pair_lines(const std::vector<Line>& lines, const std::v
   return paired;
 }
 
-// Marks as unpaired what does not belong to the longest rising sequence: these lines changed their place.
+// Keeps the longest rising sequence of positions. All other lines were moved: they are marked as unpaired.
 void keep_rising(std::vector<std::size_t>& paired) {
-  std::vector<std::size_t> ends;                             // of the rising sequences of each length, the lowest end
-  std::vector<std::size_t> before(paired.size(), unpaired);  // the one before in its sequence
+  std::vector<std::size_t> ends;                             // for each length of a rising sequence, the lowest end
+  std::vector<std::size_t> before(paired.size(), unpaired);  // the previous line of the sequence
   for (std::size_t i = 0; i < paired.size(); ++i) {
     if (paired[i] == unpaired) continue;
     const auto place = std::ranges::lower_bound(ends, paired[i], {}, [&](std::size_t end) { return paired[end]; });
@@ -105,8 +105,8 @@ void warn_plain_passwords(const Context& context, const cfg_entry* cfg) {
   }
 }
 
-// The library leaves out what it has no memory for, a value or a new name, and does not say so: the same edit of a
-// second copy tells.
+// When the library has no memory, it leaves out a value or a new name without an error. The same edit of a second copy
+// shows whether this happened.
 Done apply(const Edit& edit, CfgFile& file) {
   Cfg twin = parse_cfg_text(file.text);
   Done done = edit(file.cfg);
@@ -128,7 +128,7 @@ Result edit_file(const Context& context, const CfgOptions& options, bool protect
   CfgFile file = read_cfg_file(editable_path(options.path));
   if (!options.dry_run) {
     lock.emplace(file.path);
-    file = read_cfg_file(file.path);  // as it is now that nobody else edits it
+    file = read_cfg_file(file.path);  // again: another editor may have changed it before the lock
   }
   const auto before = lines_of(file.cfg.first(), options.reveal);
   Done done = apply(edit, file);
@@ -142,7 +142,7 @@ Result edit_file(const Context& context, const CfgOptions& options, bool protect
     done.text = fmt::format("{} password{} {}", count, count == 1 ? "" : "s", done.text);
   }
   if (!changed) done.text = done.unchanged;
-  // Only where it is wanted: a document that goes away needs memory, and without it ends the program.
+  // Build the document only when it is wanted: its destructor needs memory, and without memory it ends the program.
   if (context.json)
     result.data = {{"file", file.path}, {"dry_run", options.dry_run}, {"result", done.text}, {"diff", changes}};
   result.text = done.text + '\n';
@@ -159,7 +159,7 @@ Result edit_file(const Context& context, const CfgOptions& options, bool protect
   return result;
 }
 
-// The library cannot append to the empty configuration: its first entry is a line that is read.
+// The library cannot append to an empty configuration, so the first entry is parsed from a line.
 Done first_entry(Cfg& cfg, const std::string& key, const std::string& value) {
   cfg = parse_cfg_text(key + '=' + value + '\n');
   const cfg_entry* first = cfg.first();
@@ -171,7 +171,7 @@ Done first_entry(Cfg& cfg, const std::string& key, const std::string& value) {
 Done set_value(Cfg& cfg, const std::string& key, const std::string& value) {
   check_key_length(key);
   if (cfg.first() == nullptr) return first_entry(cfg, key, value);
-  // The library trims what it stores: the key would not be the one that was looked for.
+  // The library trims keys when it reads a file: the stored key would differ from the given one.
   if (const Cfg line = parse_cfg_text(key + "=\n");
       line.first() != nullptr && line.first()->key != key && key[0] != '#' && key.find('=') == std::string::npos)
     throw CfgError{fmt::format(
@@ -227,7 +227,7 @@ void add_duplicates(const cfg_entry* cfg, std::vector<std::string>& findings) {
   }
 }
 
-// Everything about a file that an editor, or the next reader, would stumble over.
+// Finds everything in a file that an edit would lose, or that a reader could misunderstand.
 Result check(const Context& context, const CfgOptions& options) {
   Result result;
   const CfgFile file = read_cfg_file(options.path);

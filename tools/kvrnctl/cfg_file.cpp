@@ -25,7 +25,7 @@ namespace kvrnctl {
 namespace {
 
 constexpr std::size_t longest_line = 1024;
-constexpr std::size_t largest_file = std::size_t{16} << 20;  // a configuration has some 20 KiB
+constexpr std::size_t largest_file = std::size_t{16} << 20;  // in bytes; a configuration has about 20 KiB
 
 [[noreturn]] void refuse(const std::string& path, std::string_view why) {
   throw CfgError{fmt::format("{}: {}", path, why)};
@@ -38,8 +38,8 @@ std::string resolved(const std::string& path) {
 }
 
 std::string read_all(const std::string& path) {
-  // A FIFO must not hang the reader, and an edit must not put a file in a device's place. The links are resolved: one
-  // that is there by now was put there meanwhile.
+  // A FIFO must not block the reader, and an edit must not replace a device by a file. The path has no links: if there
+  // is one now, somebody has just put it there.
   const kvrn::Fd fd = kvrn::Fd::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW);
   if (!fd) refuse(path, errno_text(errno));
   struct stat status {};
@@ -57,7 +57,8 @@ std::string read_all(const std::string& path) {
   }
 }
 
-// How many entries the library makes of a text: one of every line, or piece of a long one, with "=".
+// The number of entries that the library reads from a text: one for every line with "=". A long line is read in pieces,
+// and each piece with "=" gives an entry.
 std::size_t count_entries(std::string_view text) {
   std::size_t count = 0;
   while (!text.empty()) {
@@ -74,13 +75,14 @@ cfg_entry* parse_entries(const std::string& text) {
   if (text.empty()) return nullptr;
   const kvrn::Stream stream(::fmemopen(const_cast<char*>(text.data()), text.size(), "r"));
   cfg_entry* first = ::parse_stream(stream.get());
-  // The library leaves out what it has no memory for, and a stream that is missing is an empty file to it.
+  // When the library has no memory, it leaves out entries. Without a stream it returns an empty list.
   if (static_cast<std::size_t>(::get_cfg_count(first)) == count_entries(text)) return first;
   ::free_cfg(first);
   throw CfgError{"out of memory"};
 }
 
-// An entry that the library has no memory to open stays sealed. A second reading tells it from one that is damaged.
+// When the library has no memory to open a protected entry, the entry stays sealed. A damaged entry stays sealed too,
+// but in every reading: a second reading tells the difference.
 cfg_entry* parse_text(const std::string& text) {
   kvrn::Config cfg(parse_entries(text));
   if (::exist_cfg_it(cfg.get(), 0, "%s", "~META~") != 0 &&
@@ -91,7 +93,7 @@ cfg_entry* parse_text(const std::string& text) {
 
 std::string_view text_of(const char* text) { return text == nullptr ? std::string_view() : text; }
 
-// Why one entry would be lost in a file.
+// The reason why a file cannot hold an entry.
 std::string reason(const cfg_entry& entry, bool sealed) {
   const std::string_view key = text_of(entry.key);
   const std::string_view value = text_of(entry.value);
@@ -118,10 +120,11 @@ void write_all(int fd, const std::string& path, std::string_view text) {
   }
 }
 
-// A file beside the one to be replaced, removed again unless it was renamed into place.
+// A new file next to the file to replace. The destructor removes it unless it was renamed into place.
 class Temporary {
  public:
-  // Private until it has the owner; one of a process that died is in nobody's way, the lock is held.
+  // Only this user may read the file until its owner is set. A file of a process that died is removed: nobody uses it,
+  // because the caller holds the lock.
   explicit Temporary(const std::string& target) : path_(target + ".new") {
     ::unlink(path_.c_str());
     fd_ = kvrn::Fd::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL, 0600);
@@ -151,23 +154,26 @@ void keep_mode_and_owner(int fd, const std::string& path, const struct stat& old
   if (::fchmod(fd, old.st_mode & 07777) != 0) refuse(path, errno_text(errno));
 }
 
-// The old file under its second name; the first stays until the rename. `fresh` is the second name until it is final.
+// Gives the old file a second name by a hard link. Its first name stays until the new file replaces it. `fresh` is the
+// temporary form of the second name.
 void back_up(const std::string& path, const std::string& fresh) {
   const std::string backup = path + ".bak";
   const bool done = ::link(path.c_str(), fresh.c_str()) == 0 && ::rename(fresh.c_str(), backup.c_str()) == 0;
   const int error = errno;
-  ::unlink(fresh.c_str());  // also when both names were the same file already: then the rename does nothing
+  // Needed also after success: rename() does nothing when both names are links to the same file.
+  ::unlink(fresh.c_str());
   if (!done) refuse(backup, errno_text(error));
 }
 
 void flush_folder(const std::string& folder) {
   const kvrn::Fd fd = kvrn::Fd::open(folder.c_str(), O_RDONLY | O_DIRECTORY);
-  if (fd) (void)::fsync(fd.get());  // the content is flushed; some file systems cannot flush a folder
+  // Errors are ignored: the content is already flushed, and some file systems cannot flush a folder.
+  if (fd) (void)::fsync(fd.get());
 }
 
-// What a link leads to.
+// The target of a symbolic link.
 std::string link_target(const std::string& path, const struct stat& link) {
-  // As the kernel has it in folders of everybody: who plants a link there must not choose what others overwrite.
+  // Another user's link must not decide which file is overwritten. The kernel has this rule for shared folders too.
   if (link.st_uid != ::geteuid() && link.st_uid != 0)
     refuse(path, "a symbolic link of another user is not edited through");
   char target[PATH_MAX];
@@ -243,7 +249,7 @@ DeviceView::DeviceView(const CfgFile& file) : first_(parse_text(file.text)) {}
 Cfg parse_cfg_text(const std::string& text) { return Cfg(parse_text(text)); }
 
 bool is_password(std::string_view key) {
-  // As lookups compare: a password that is spelled otherwise is hidden too, although it is not protected.
+  // Compared without case, as in lookups. A password whose key has another case is hidden but not protected.
   std::string lower(key);
   std::ranges::transform(lower, lower.begin(), [](unsigned char c) { return std::tolower(c); });
   return lower.starts_with("users.") && lower.ends_with(".password");
@@ -302,7 +308,7 @@ Dropped dropped_by_edit(const std::string& text) {
     const std::size_t end = std::min(text.find('\n', at), text.size());
     std::string_view line(text.data() + at, end - at);
     at = end + 1;
-    if (line.ends_with('\r')) line.remove_suffix(1);  // a line end of another system is no loss
+    if (line.ends_with('\r')) line.remove_suffix(1);  // the loss of a CR at the line end does not matter
     if (line.empty()) continue;
     const auto unprintable = [](char c) { return c < ' ' || c > '~'; };
     if (line.size() > longest_line)
@@ -319,7 +325,7 @@ void replace_file(const std::string& path, const std::string& text, bool keep_ba
   struct stat old {};
   if (::lstat(path.c_str(), &old) != 0) refuse(path, errno_text(errno));
   const std::string fresh_backup = path + ".bak.new";
-  ::unlink(fresh_backup.c_str());  // of an editor that was killed
+  ::unlink(fresh_backup.c_str());  // may be left by an editor that was killed
   Temporary temporary(path);
   keep_mode_and_owner(temporary.fd(), path, old);
   write_all(temporary.fd(), temporary.path(), text);
@@ -327,7 +333,7 @@ void replace_file(const std::string& path, const std::string& text, bool keep_ba
   if (read_all(temporary.path()) != text) refuse(temporary.path(), "reads back differently");
   if (keep_backup) back_up(path, fresh_backup);
   const std::string folder = path.substr(0, path.rfind('/') + 1);
-  temporary.rename_to(path);  // from here on nothing fails
+  temporary.rename_to(path);  // after this, nothing can fail
   flush_folder(folder);
 }
 

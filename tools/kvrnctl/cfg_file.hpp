@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A configuration file as an editor sees it: entries in the order of the lines, and a safe way back to the disk.
+// A configuration file for an editor: entries in the order of the lines, and a safe replacement of the file.
 #pragma once
 
 #include <kvrn/cfg.h>
@@ -11,13 +11,13 @@
 
 namespace kvrnctl {
 
-// An error for people, with the file's name in it.
+// An error message for people.
 struct CfgError {
   std::string text;
 };
 
-// A configuration in the order of the file's lines. The library's chain has the first line, then the others backwards;
-// this one is linked anew, so that appending to the chain appends to the file.
+// A configuration in the order of the file's lines. The library's list has the first line, then the others in reverse
+// order. The constructor puts them into the file's order, so that appending to the list appends to the file.
 class Cfg {
  public:
   Cfg() = default;
@@ -33,14 +33,14 @@ class Cfg {
   cfg_entry* first_ = nullptr;
 };
 
-// What a file holds beside its entries.
+// A file: its path, its text and its entries.
 struct CfgFile {
   std::string path;  // with links resolved: an edit must not replace a link by a file
   std::string text;
   Cfg cfg;
 };
 
-// The entries in the library's own order, which decides between duplicates: what the device's programs see.
+// The entries in the library's own order, as the device's programs see them. The order decides which duplicate counts.
 class DeviceView {
  public:
   explicit DeviceView(const CfgFile& file);
@@ -61,7 +61,7 @@ std::string editable_path(const std::string& path);
 
 // The lines of an edited configuration; `protect` seals passwords, as the library's save_cfg() does.
 std::string cfg_text(const cfg_entry* cfg, bool protect);
-// Throws CfgError without memory for every entry.
+// Throws CfgError when there is not enough memory for all entries.
 Cfg parse_cfg_text(const std::string& text);
 
 bool is_password(std::string_view key);
@@ -80,10 +80,10 @@ class CfgLock {
 
 bool same_entries(const cfg_entry* a, const cfg_entry* b);
 
-// Why reading the text back would not give the entries; nothing when it would.
+// The reason why the text, when it is read back, does not give the wanted entries. Nothing when it does.
 std::optional<std::string> loss_in(const cfg_entry* wanted, const std::string& text);
 
-// What an edit would drop: lines and pieces of lines that no entry keeps whole.
+// What an edit would drop: lines that are not completely stored in an entry.
 struct Dropped {
   std::size_t comments = 0;     // comments and lines without "="
   std::size_t overlong = 0;     // lines that are read in pieces
@@ -93,8 +93,8 @@ struct Dropped {
 };
 Dropped dropped_by_edit(const std::string& text);
 
-// Writes the text beside the file, flushes it and renames it into place, with the file's mode and owner. Throws
-// CfgError with the old file untouched.
+// Writes the text to a new file next to the old one, flushes it and renames it into place. The file keeps its mode and
+// owner. When the function throws CfgError, the old file is unchanged.
 void replace_file(const std::string& path, const std::string& text, bool keep_backup);
 
 }  // namespace kvrnctl

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The charger of a battery: its currents, which one to use, on and off.
+// The charger of a battery: shows its currents, selects one, and switches it on and off.
 #include <fmt/core.h>
 #include <kvrn/hw.h>
 #include <kvrn/psu.h>
@@ -22,7 +22,7 @@ struct Options {
   bool dry_run = false;
 };
 
-// False, with the result filled, when the board has no such battery.
+// False, with a failed result, when the board has no such battery.
 bool has_battery(const Options& options, Result& result) {
   if (options.psu < ::get_psu_count()) return true;
   result.fail(Exit::not_on_this_board, fmt::format("this board has no battery {}", options.psu));
@@ -98,7 +98,8 @@ Result set_current(const Options& options) {
     for (const kvrn::LineLevel& line : row_of(options.psu, index).lines)
       if (line.line != 0) result.text += fmt::format("would drive line {} to {}\n", line.line, line.level);
   } else {
-    (void)::psu_set_charging_current(options.psu, index);  // tells of the last line alone: the lines are read back
+    // The result covers only the last line, so all lines are read back.
+    (void)::psu_set_charging_current(options.psu, index);
     for (const kvrn::LineLevel& line : row_of(options.psu, index).lines)
       if (line.line != 0 && ::gpio_read(line.line) != line.level)
         result.fail(Exit::failed, fmt::format("line {} cannot be driven; \"kvrnctl doctor\" may say why", line.line));

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// How a command hangs itself into the command line.
+// How commands are added to the command line.
 #pragma once
 
 #include <functional>
@@ -11,7 +11,7 @@ namespace kvrnctl {
 
 using Action = std::function<Result(const Context&)>;
 
-// The command line: global options, and the action that the chosen command leaves behind.
+// The command line: the global options, and the action that the chosen command sets.
 struct CommandLine {
   cli::Command app{"kvrnctl", "Board, power sources and lines of this device"};
   Context context;

@@ -9,7 +9,7 @@
 namespace kvrnctl {
 namespace {
 
-// Not fmt::print, which throws when standard error is closed: there is nobody left to tell.
+// Not fmt::print, which throws when standard error is closed. In that case the text is dropped.
 void complain(std::string_view text) { (void)std::fputs(fmt::format("kvrnctl: {}\n", text).c_str(), stderr); }
 
 }  // namespace
@@ -40,7 +40,7 @@ int deliver(const Context& context, const Result& result) {
     json document{{"schema_version", schema_version}};
     document.update(result.data);
     document["errors"] = result.errors;
-    // Names come from flash and files: bytes that are no UTF-8 must not cost the whole document.
+    // Names come from flash and files. Bytes that are not UTF-8 are replaced, so that the rest is still printed.
     (void)std::fputs((document.dump(2, ' ', false, json::error_handler_t::replace) + '\n').c_str(), stdout);
   } else {
     (void)std::fputs(result.text.c_str(), stdout);

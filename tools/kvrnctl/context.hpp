@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What every command has in common: the global options, exit statuses, and the result it hands back.
+// What all commands have in common: the global options, the exit statuses, and the result.
 #pragma once
 
 #include <string>
@@ -13,7 +13,7 @@ namespace kvrnctl {
 // The exit statuses of the program.
 enum class Exit : int { ok = 0, failed = 1, usage = 2, stale = 3, not_on_this_board = 4 };
 
-// Version of the JSON documents' shape; it grows when a key changes its meaning or goes away.
+// Version of the JSON documents' structure. It increases when a key is removed or changes its meaning.
 inline constexpr int schema_version = 2;
 
 struct Context {
@@ -21,31 +21,31 @@ struct Context {
   int verbosity = 0;
   bool color = false;
 
-  // Diagnostics go to standard error: always, or only with -v.
+  // Write diagnostics to standard error: warn() always, note() only with -v.
   void warn(std::string_view text) const;
   void note(std::string_view text) const;
 };
 
-// One document a run. `data` holds the command's sections, `text` the same for people; `errors` are said in both.
+// The result of a run. `data` holds the command's sections, `text` the same for people. Both forms include `errors`.
 struct Result {
   json data = json::object();
   std::string text;
   std::vector<std::string> errors;
   Exit exit = Exit::ok;
 
-  // The first failure's status stays.
+  // Adds a failure. The exit status is that of the first failure.
   void fail(Exit status, std::string error);
-  // What could not be read: without any it is no failure.
+  // Adds a failure for everything that could not be read. An empty list is no failure.
   void fail_for(const std::vector<std::string>& unread);
 };
 
-// False, with a diagnostic, when standard output did not take everything.
+// False, with a diagnostic, when standard output could not be written completely.
 bool flush_output();
 
 // Prints the result and returns the exit status.
 int deliver(const Context& context, const Result& result);
 
-// `errno` in words.
+// The text for a value of errno.
 std::string errno_text(int error);
 
 }  // namespace kvrnctl

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Why is it unknown? One readout of everything, and what each source answered.
+// doctor: shows why a value is unknown. Reads everything once and shows what each source answered.
 #include <fmt/core.h>
 #include <kvrn/kvrn.h>
 
@@ -15,7 +15,7 @@
 namespace kvrnctl {
 namespace {
 
-// What stands in for a fact that was not read. `missing`: for a file that nobody writes.
+// What the library uses instead of a fact that could not be read. `missing` applies to a file that does not exist.
 struct Default {
   kvrn_fact fact;
   const char* failed;
@@ -104,7 +104,7 @@ std::string hint(const observe::Seen& read) {
   }
 }
 
-// An image that is used although its stamp is not of this uptime is worth a look.
+// An image also counts as a failure when the library uses it although its time stamp is not from this uptime.
 bool is_failure(const observe::Seen& read) {
   return read.failed() ||
          (read.what.kind == KVRN_SOURCE_IMAGE && read.answered() && source_of(&read, false)["fresh"] == false);
@@ -125,7 +125,7 @@ json probe(std::size_t id, const observe::Seen& read) {
           {"hint", advice.empty() ? json(nullptr) : json(advice)}};
 }
 
-// Everything once, from the hardware; of the images what they hold.
+// Reads everything once: all values from the hardware, and also both images.
 void read_everything() {
   (void)::board_identify();
   psu_info_view shared{};

@@ -37,7 +37,7 @@ std::string duration(std::int64_t seconds) {
   return fmt::format("{} h {:02} min", seconds / 3600, seconds / 60 % 60);
 }
 
-// Columns that a terminal needs: escape sequences none, a UTF-8 character one.
+// The number of terminal columns of a text. An escape sequence needs none, a UTF-8 character needs one.
 std::size_t width(std::string_view text) {
   std::size_t columns = 0;
   for (std::size_t i = 0; i < text.size(); ++i) {
@@ -56,21 +56,21 @@ std::string padded(const std::string& text, std::size_t columns) {
 
 void trim_right(std::string& text) { text.erase(text.find_last_not_of(' ') + 1); }
 
-// Whether a text ends in the terminal's own colour.
+// Whether a text ends in the terminal's default colour.
 bool is_plain_at_end(std::string_view text) {
   const std::size_t escape = text.rfind('\033');
   return escape == std::string_view::npos || text.substr(escape).starts_with("\033[0m");
 }
 
-// Whether a number stands before a text that begins with its unit: "53.800 V".
+// Whether the first text ends with a number and the second begins with its unit, as in "53.800 V".
 bool is_value(std::string_view before, std::string_view text) {
   const std::string_view word = text.substr(0, text.find(' '));
   const bool number = !before.empty() && std::isdigit(static_cast<unsigned char>(before.back())) != 0;
   return number && std::ranges::find(units, word, &Unit::name) != units.end();
 }
 
-// The words of a text, with the spaces behind them. A path may break behind a slash; a value does not break, nor does
-// what is painted: its colour would run on into the next column.
+// The words of a text, each with the spaces after it. A path may break after a slash. A value must not break before its
+// unit. Coloured text must not break either: its colour would continue in the next column.
 std::vector<std::string_view> pieces(std::string_view text) {
   std::vector<std::string_view> found;
   for (std::size_t next = 0; !text.empty();) {
@@ -87,7 +87,7 @@ std::vector<std::string_view> pieces(std::string_view text) {
 
 std::size_t bare_width(std::string_view piece) { return width(piece.substr(0, piece.find_last_not_of(' ') + 1)); }
 
-// A text in lines of so many columns; a piece that is wider has a line of its own.
+// Breaks a text into lines of at most `columns` columns. A wider piece gets its own line.
 std::vector<std::string> wrapped(std::string_view text, std::size_t columns) {
   std::vector<std::string> lines(1);
   for (const std::string_view piece : pieces(text)) {
@@ -98,13 +98,13 @@ std::vector<std::string> wrapped(std::string_view text, std::size_t columns) {
   return lines;
 }
 
-// A column of a table: what it takes now, its widest piece, and the widths of its cells.
+// A column of a table: its current width, the width of its widest piece, and the widths of its cells.
 struct Column {
   std::size_t width = 0;
   std::size_t least = 0;
   std::vector<std::size_t> cells;
 
-  // How many cells would fold in a column that is one narrower.
+  // How many cells would fold if the column were narrower by one.
   auto folding() const {
     return std::ranges::count_if(cells, [this](std::size_t cell) { return cell >= width; });
   }
@@ -115,7 +115,8 @@ struct Column {
   }
 };
 
-// Narrows the columns in which the fewest cells fold until a row fits; none gets narrower than its widest piece.
+// Narrows columns until a row fits, first those in which the fewest cells fold. No column gets narrower than its widest
+// piece.
 void shrink(std::vector<Column>& columns, std::size_t space) {
   while (true) {
     std::size_t sum = 0;

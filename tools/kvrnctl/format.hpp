@@ -11,23 +11,23 @@
 
 namespace kvrnctl {
 
-// A value of a document for people, by the unit in its key: "voltage_mv" 25900 is "25.900 V"; null is "unknown".
+// A document's value as a text for people. The key gives the unit: "voltage_mv" 25900 is "25.900 V". Null is "unknown".
 std::string humanize(std::string_view key, const json& value);
 
-// "voltage_mv" is "Voltage".
+// The label for a key: "Voltage" for "voltage_mv".
 std::string label(std::string_view key);
 
 enum class Color { none, good, warning, bad, dim };
 std::string painted(const Context& context, Color color, std::string_view text);
 
-// Columns of the terminal; 80 where there is none.
+// The number of columns of the terminal; 80 without a terminal.
 std::size_t terminal_columns();
 
-// A line, folded between words where the terminal ends; what goes on below begins `indent` columns in.
+// Folds a line between words at the end of the terminal. The lines that follow the first begin with `indent` spaces.
 std::string folded(std::string_view text, std::size_t indent);
 
-// Rows of cells, aligned by what a terminal shows of them; the first row is the heading. Cells fold between words until
-// the row fits the terminal.
+// Rows of cells, aligned by the width that a terminal shows. The first row is the heading. Cells fold between words, so
+// that the rows fit the terminal.
 class Table {
  public:
   explicit Table(std::vector<std::string> heading) { rows_.push_back(std::move(heading)); }

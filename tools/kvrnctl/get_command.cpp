@@ -15,7 +15,8 @@
 namespace kvrnctl {
 namespace {
 
-// What makes a section: its failures go into the result, what kept single values from being read into `errors`.
+// A section and its function. Failures of the whole section go into `result`. The reasons why single values could not
+// be read go into `errors`.
 struct Section {
   std::string_view name;
   json (*make)(Result& result, Errors& errors);
@@ -67,16 +68,17 @@ constexpr std::array<Section, 9> sections{{
     {"sensors", sensors},
 }};
 
-// What a member of an object, or an entry of an array, is called in a path.
+// The name of an object's member, or of an array's entry, in a path.
 std::string name_of(const json& from, const std::string& key, const json& member) {
   if (!from.is_array() || !member.is_object()) return key;
-  // Numbers from 0 are "id"; what the device's makers count from 1 has a word of its own.
+  // Entries that are counted from 0 have an "id". Cells and board sensors are counted from 1 and have their own keys.
   for (const char* word : {"id", "name", "cell", "sensor"})
     if (member.contains(word)) return member[word].is_string() ? member[word].get<std::string>() : member[word].dump();
   return key;
 }
 
-// The member that a path begins with; the rest of the path stays. Ids may have dots: "output-protection.1".
+// Finds the member whose name begins the path, and removes the name from the path. Ids may have dots:
+// "output-protection.1".
 const json* step(const json& from, std::string_view& path) {
   for (const auto& [key, member] : from.items()) {
     const std::string name = name_of(from, key, member);
@@ -97,7 +99,7 @@ std::string bare(const json& value) {
   return value.dump();
 }
 
-// An object or array as lines "path=value". Of what is absent nothing is unknown.
+// Adds an object or array as lines "path=value". The null values of an absent thing are "-", not "unknown".
 void flatten(const std::string& path, const json& value, bool absent, std::string& text) {
   if (!value.is_structured()) {
     text += fmt::format("{}={}\n", path, absent && value.is_null() ? "-" : bare(value));
@@ -119,8 +121,8 @@ bool is_number(std::string_view text) {
   return canonical && text.find_first_not_of("0123456789") == std::string_view::npos;
 }
 
-// Whether another board, battery or moment may have what is missing here: an entry of a list, or a value that is not
-// measured here.
+// Whether a missing path may exist on another board, with another battery or at another time: an entry of a list, or an
+// optional value.
 bool may_be_elsewhere(const json& at, std::string_view path) {
   constexpr auto optional = std::to_array<std::string_view>({"voltage_mv",
                                                              "current_ma",
@@ -178,7 +180,7 @@ Result get(const std::string& path) {
     result.fail(Exit::usage, fmt::format("no section '{}': there are {}", first, list));
     return result;
   }
-  Errors errors;  // of the whole section: worth saying only when the value is missing
+  Errors errors;  // of the whole section: reported only when the value is missing
   const json root = section->make(result, errors);
   if (result.exit == Exit::not_on_this_board) return result;
   const json* at = &root;
@@ -188,7 +190,8 @@ Result get(const std::string& path) {
     const std::string_view walked = std::string_view(path).substr(0, path.size() - rest.size() - 1);
     const json* next = at->is_structured() ? step(*at, rest) : nullptr;
     if (next == nullptr) {
-      // A number that is missing from a list is a thing that this board lacks; a wrong name is wrong anywhere.
+      // A number that is missing in a list stands for something that this board does not have. A wrong name is wrong on
+      // every board.
       result.errors.insert(result.errors.end(), errors.begin(), errors.end());
       result.fail(may_be_elsewhere(*at, rest) ? Exit::not_on_this_board : Exit::usage,
                   fmt::format("no '{}' in {}: there is {}", rest, walked, names(*at)));

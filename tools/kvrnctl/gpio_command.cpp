@@ -77,7 +77,7 @@ json describe(const LineName& line) {
   return out;
 }
 
-// The last thing that was seen is why the line could not be used, in the kernel's words.
+// The last read that was seen tells why the line could not be used, in the kernel's words.
 void fail(Result& result, const LineName& line, const observe::Observer& observer) {
   result.fail(Exit::failed, fmt::format("line {}: {}", line.text, observer.seen().back().answer()));
 }
@@ -95,14 +95,14 @@ Result get(const Options& options) {
   return result;
 }
 
-// The line as the board's input, null when it may be driven.
+// Finds the line among the board's inputs. Null when the line may be driven.
 const BoardLine* input_among(const std::vector<BoardLine>& known, std::optional<std::uint32_t> number) {
   const auto found = std::ranges::find_if(
       known, [&](const BoardLine& entry) { return entry.number == number && !entry.readers.empty(); });
   return found == known.end() ? nullptr : &*found;
 }
 
-// Why the line should not be driven: its level is the board's to give.
+// Why the line should not be driven: it is an input of the board. Empty when it may be driven.
 std::string objection(const LineName& line) {
   const std::vector<BoardLine> known = board_lines();
   const BoardLine* input = input_among(known, line.number ? line.number : find_line(line.chip, line.name));
@@ -141,7 +141,7 @@ Result set(const Context& context, const Options& options) {
   return result;
 }
 
-// What a line is on this board; empty for one that the library does not use.
+// The use of a line on this board; empty when the library does not use the line.
 std::string use_of(const std::vector<BoardLine>& known, std::uint32_t number) {
   std::string text;
   for (const BoardLine& entry : known)
@@ -149,7 +149,7 @@ std::string use_of(const std::vector<BoardLine>& known, std::uint32_t number) {
   return text;
 }
 
-// Not the levels: reading one takes the line for a moment, and its holder may want it then.
+// Levels are not listed: reading a level holds the line for a moment, and another program may want the line just then.
 Result list(const Context&) {
   Result result;
   json lines = json::array();

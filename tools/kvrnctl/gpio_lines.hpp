@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the kernel says of a chip's lines, without asking for one.
+// What the kernel reports about a chip's lines. No line is requested.
 #pragma once
 
 #include <cstdint>
@@ -11,13 +11,13 @@ namespace kvrnctl {
 
 struct LineInfo {
   unsigned offset;
-  std::string name;  // empty: it has none
+  std::string name;  // empty when the line has none
   bool output;
   bool held;             // by a program or a driver
-  std::string consumer;  // what the holder calls itself, if it does
+  std::string consumer;  // the holder's name, empty when it gave none
 };
 
-// Every line of a chip; nothing, and errno, when the chip does not open.
+// Every line of a chip. Nothing, with errno set, when the chip cannot be opened.
 std::optional<std::vector<LineInfo>> lines_of_chip(std::uint32_t chip);
 
 // The packed number of a line with that name on the chip.

@@ -3,12 +3,12 @@
 
 #include <nlohmann/json.hpp>
 
-// Compiled once, in json.cpp: each file that writes documents would take seconds to compile it again.
+// Compiled only once, in json.cpp. Otherwise, each file that writes documents would take seconds longer to compile.
 extern template class nlohmann::basic_json<nlohmann::ordered_map>;
 
 namespace kvrnctl {
 
-// The order of keys is the one that they are written in.
+// Keys keep the order in which they are added.
 using json = nlohmann::ordered_json;
 
 }  // namespace kvrnctl

@@ -1,7 +1,7 @@
 # bash completion for kvrnctl                                     -*- shell-script -*-
 
 _kvrnctl_paths() {
-  # Paths of values, as far as they are typed: the program itself knows them.
+  # The paths of values that continue the typed text. The program itself lists them.
   local typed=$1 parent=${1%.*}
   [[ $typed == *.* ]] || {
     kvrnctl get 2>/dev/null
@@ -10,7 +10,7 @@ _kvrnctl_paths() {
   kvrnctl get "$parent" 2>/dev/null | sed -n "s/^\(${parent//./\\.}\.[^.=]*\).*/\1/p" | sort -u
 }
 
-# The numbers of the sources, or of the batteries alone.
+# The numbers of all sources ("psu"), or only of the batteries ("battery").
 _kvrnctl_psus() {
   kvrnctl get "$1" 2>/dev/null | sed -n "s/^$1\.\([0-9]\)\.id=.*/\1/p"
 }
@@ -20,7 +20,7 @@ _kvrnctl_flags() {
   kvrnctl alarms --json 2>/dev/null | awk -F'"' '$2 == "name" { id = $4 } $2 == "settable" && $3 ~ /true/ { print id }'
 }
 
-# The lines, by number and by CHIP:NAME; with "set" those that may be driven without --force.
+# The lines, by number and by CHIP:NAME. With "set", only the lines that may be driven without --force.
 _kvrnctl_lines() {
   kvrnctl gpio list --json 2>/dev/null | awk -F'"' -v set="$1" '
     $2 == "line" { id = $3; gsub(/[^0-9]/, "", id); name = ""; skip = 0 }
@@ -33,7 +33,7 @@ _kvrnctl() {
   local cur prev words cword
   _init_completion -s -n : || return
 
-  # `given` counts the words behind the command that are no options.
+  # `given` counts the words after the command that are not options.
   local common="--json --verbose --help" command="" sub="" given=0 battery=2 help="" i
   for ((i = 1; i < cword; i++)); do
     [[ ${words[i]} == -* ]] && continue
@@ -54,7 +54,7 @@ _kvrnctl() {
     fi
   done
 
-  # Help has names of commands alone.
+  # "help" takes only the names of commands.
   if [[ -n $help && -n $command && ($command != @(gpio|cfg|charge|alarms|snmp) || -n $sub) ]]; then
     return
   fi
@@ -144,7 +144,7 @@ _kvrnctl() {
         *) choices="--file --reveal --dry-run --backup --force $common" ;;
       esac
       if [[ ($sub == get || $sub == set || $sub == delete) && $cur != -* ]]; then
-        # Not through compgen -W, which expands its words: keys come from a file that others may write.
+        # Not compgen -W, because it expands its words, and the keys come from a file that others may write.
         mapfile -t COMPREPLY < <(kvrnctl cfg show 2>/dev/null | sed 's/=.*//' | grep -xE '[A-Za-z0-9._-]+' |
           awk -v typed="$cur" 'index($0, typed) == 1')
         return

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the GPIO lines are on this board.
+// The use of the GPIO lines on this board.
 #pragma once
 
 #include <cstdint>
@@ -11,10 +11,10 @@ namespace kvrnctl {
 struct BoardLine {
   std::uint32_t number;  // packed
   std::string use;
-  std::string readers;  // what a level that somebody drives would falsify; empty: the line is there to be driven
+  std::string readers;  // what becomes wrong when somebody drives the line; empty when the line is there to be driven
 };
 
-// In the order of their numbers. A line with two uses is there twice.
+// Sorted by number. A line with two uses appears twice.
 std::vector<BoardLine> board_lines();
 
 }  // namespace kvrnctl

@@ -15,7 +15,7 @@ namespace kvrnctl {
 
 namespace {
 
-// Colour is for people at a terminal that can show it; NO_COLOR (any non-empty value) turns it off.
+// Colour is only for a terminal that can show it. NO_COLOR with any non-empty value turns it off.
 bool wants_color() {
   const char* off = std::getenv("NO_COLOR");
   if (off != nullptr && *off != '\0') return false;
@@ -44,9 +44,10 @@ int run(int argc, char** argv) {
   add_cfg_commands(line);
   add_doctor_command(line);
   if (const auto status = cli::parse(line.app, KVRN_VERSION, argc, argv)) return *status;
-  // A file size limit is an error of the write, as a full disk is; not the end of the process with half a file.
+  // With the signal ignored, a file size limit is a write error, as a full disk is. The signal would end the process
+  // and leave an incomplete file.
   (void)std::signal(SIGXFSZ, SIG_IGN);
-  // The library draws salts from rand() and leaves the seed to its program.
+  // The library takes salts from rand(), and the program must set the seed.
   std::srand(std::random_device{}());
   line.context.color = wants_color();
   return deliver(line.context, line.action(line.context));

@@ -19,17 +19,17 @@ using Reads = std::vector<observe::Seen>;
 
 constexpr std::array<const char*, 6> state_names{"normal", "shed", "overload", "protected", "idle", "configured off"};
 
-// The monitor tells by the load, 0 or 4, also of an output that is switched off.
+// For an output that is switched off, the monitor also reports 0 or 4, depending on the load.
 json output_state_name(std::int32_t state, bool enabled) {
   if (state < 0 || static_cast<std::size_t>(state) >= state_names.size()) return nullptr;
   if (!enabled && (state == 0 || state == 4)) return "off";
   return state_names[static_cast<std::size_t>(state)];
 }
 
-// What is configured: 0 and negative numbers are off, 1 is a request that keeps the output off, 2 is not configured.
+// 0 and negative numbers mean off. 1 is a request that keeps the output off. 2 means not configured: the output is on.
 json configured(int output) { return ::is_dc_out_cfg_enabled(output) >= 2 ? json("on") : json("off"); }
 
-// Without the monitor the state is nobody's decision: the readings and the switch are all there is.
+// Only the monitor decides the state of an output. Without it, only the readings and the switch are known.
 json direct_section(const Reads& seen, int id, bool on, std::int64_t voltage_mv, std::int64_t current_ma) {
   const auto unknown = [&](kvrn_fact fact) { return is_unknown(seen, KVRN_SUBJECT_OUTPUT, id, fact); };
   const bool no_voltage = unknown(KVRN_FACT_VOLTAGE);
@@ -107,14 +107,14 @@ OutputReading read_outputs() {
 
 namespace {
 
-// As many records as the library expects, whatever the board has.
+// The library expects a fixed number of records, whatever the board has.
 std::array<psu_info, KVRN_PSU_MAX> records_of(const PsuReading& reading) {
   std::array<psu_info, KVRN_PSU_MAX> records{};
   std::ranges::copy(reading.records, records.begin());
   return records;
 }
 
-// What the batteries may take that are charging now; null when that is not known of one.
+// The power, in mW, that all charging batteries may take. Null when it is unknown whether one of them is charging.
 json charging_power(const json& psus) {
   std::int64_t sum = 0;
   for (const json& psu : psus) {

@@ -8,7 +8,7 @@ namespace kvrnctl {
 
 struct OutputReading {
   json list;
-  json source;                               // as source_of() has it
+  json source;                               // as source_of() returns it
   std::optional<std::int64_t> drawn_uw = 0;  // of all outputs; nothing when one could not be read
   Errors errors;
 };
@@ -16,21 +16,22 @@ OutputReading read_outputs();
 json output_section(const output_status& output, int id);
 json milliwatts(std::int64_t microwatts);
 
-// What could not be read for a section goes into `errors`; a file that is not there is no error.
+// What could not be read for a section goes into `errors`. A missing file is no error.
 json budget_section(const PsuReading& psus, const OutputReading& outputs, Errors& errors);
 inline constexpr const char* no_budget = "this board has no power budget";
 json state_section(const PsuReading& psus, Errors& errors);
 json capacity_section(Errors& errors);
 
-// Whether a battery's file ("/tmp/.battery_info") is there. Asking the library for one that is not takes 600 ms.
+// The file with a battery's estimate. When it is missing, the library takes 600 ms to answer.
 inline constexpr const char* battery_info = "/tmp/.battery_info";
-// What the library makes of that, for people.
+// How the library treats a battery without an estimate, as a text for people.
 inline constexpr const char* no_estimate = "no program publishes an estimate of the battery: it counts as nearly empty";
+// Whether a battery's file exists. `base` is the path for PSU 2.
 bool has_battery_file(const char* base, int psu);
-// Whether nothing but the missing estimate makes the library call the battery nearly empty.
+// Whether the missing estimate is the only reason why the library treats the battery as nearly empty.
 bool lacks_estimate(int psu);
-// What the battery monitoring process estimates: "estimated_charge_pct" and "estimated_time_s", null where it has told
-// nothing.
+// The estimate of the battery monitoring process: "estimated_charge_pct" and "estimated_time_s". Null without an
+// estimate.
 json battery_estimate(int psu);
 
 }  // namespace kvrnctl

@@ -19,10 +19,10 @@ Color color_of_output(const std::string& state) {
   return Color::none;
 }
 
-// The words of the document, but for the one that needs a figure beside it.
+// The state as in the document, except "idle", which also needs its limit.
 std::string output_state(const json& state) { return state == "idle" ? "idle, below 0.9 W" : humanize("state", state); }
 
-// A value that this source does not have is no unknown value.
+// A value that the source does not have is "-", not "unknown".
 std::string cell(const json& entry, const char* key) { return entry.contains(key) ? humanize(key, entry[key]) : "-"; }
 
 }  // namespace

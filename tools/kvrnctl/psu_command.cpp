@@ -32,7 +32,7 @@ std::string details(const json& psu) {
   return text;
 }
 
-// Reads, keeps the PSU that was asked for, and says where the reading came from.
+// Reads the sources, keeps only the requested PSU, and shows where the reading came from.
 Result show(const Context& context, const Options& options, bool batteries_only) {
   Result result;
   const int count = ::get_psu_count();

@@ -15,7 +15,8 @@ namespace {
 
 using Reads = std::vector<observe::Seen>;
 
-// SBS batteries answer 65535 minutes when a time does not apply: an empty time while charging, a full one while not.
+// SBS batteries answer 65535 minutes when a time does not apply: the time to empty while the battery charges, the time
+// to full while it does not.
 constexpr std::int32_t no_time_s = 65535 * 60;
 
 json number(std::int32_t value) { return value == KVRN_PSU_UNKNOWN_I32 ? json(nullptr) : json(value); }
@@ -49,7 +50,7 @@ struct SourceReads {
   bool unknown(kvrn_fact fact) const { return is_unknown(seen, KVRN_SUBJECT_PSU, static_cast<int>(psu.id), fact); }
   json flag(int bit, std::uint8_t flags, bool unread) const { return unread ? json(nullptr) : json(has(flags, bit)); }
 
-  // An override answers in place of the line.
+  // Whether a file answered in place of the line.
   bool overridden(kvrn_fact fact) const {
     return std::ranges::any_of(seen, [&](const observe::Seen& read) {
       return read.what.kind == KVRN_SOURCE_FILE && read.answered() &&
@@ -58,7 +59,7 @@ struct SourceReads {
   }
   bool charger_unknown() const { return unknown(KVRN_FACT_CHARGE_DISABLE); }
 
-  // A battery that does not acknowledge its address is not there; one that fails in any other way is unknown.
+  // A smart battery that does not acknowledge its address is absent. After any other failure its presence is unknown.
   bool presence_unknown() const {
     if (psu.battery_kind != KVRN_PSU_BATTERY_SMART) return unknown(KVRN_FACT_PRESENT);
     if (has(psu.battery_status, KVRN_PSU_BATTERY_PRESENT)) return false;
@@ -75,7 +76,7 @@ struct SourceReads {
   bool charging_unknown() const {
     if (has(psu.battery_status, KVRN_PSU_BATTERY_CHARGE_UNKNOWN) || presence_unknown()) return true;
     if (psu.battery_kind == KVRN_PSU_BATTERY_SMART || !has(psu.status, KVRN_PSU_STATUS_MAINS)) return mains_unknown();
-    // The direction of the current tells, unless a file does.
+    // The direction of the current decides, unless a file decides.
     return charger_unknown() || (unknown(KVRN_FACT_CURRENT) && !overridden(KVRN_FACT_CHARGING));
   }
 };
@@ -86,7 +87,7 @@ json battery_state(const SourceReads& source, const json& charging) {
   if (!has(psu.battery_status, KVRN_PSU_BATTERY_PRESENT)) return "absent";
   if (charging == true) return "charging";
   if (source.unknown(KVRN_FACT_CURRENT)) return nullptr;
-  // As much as a charging current is at least: less is the monitor's noise.
+  // Discharging has the same threshold as charging. A smaller current is noise of the monitor.
   if (psu.current_ma > -kvrn::charging_threshold_ma) return "discharging";
   if (charging.is_null()) return nullptr;
   return "not charging";
@@ -98,7 +99,7 @@ json input_state(const SourceReads& source) {
   return source.unknown(KVRN_FACT_MAINS) ? json(nullptr) : json("no mains");
 }
 
-// Only some boards' supplies tell anything.
+// Only the supplies of some boards report measurements.
 void add_supply(json& out, const SourceReads& source) {
   const psu_info& psu = source.psu;
   out["state"] = input_state(source);
@@ -150,7 +151,7 @@ void add_battery(json& out, const SourceReads& source) {
   out["voltage_mv"] = measured(psu.voltage_mv, KVRN_FACT_VOLTAGE);
   out["current_ma"] = measured(psu.current_ma, KVRN_FACT_CURRENT);
   out["max_charge_power_mw"] = std::uint32_t{psu.max_charge_power_mw};
-  if (smart) add_smart_battery(out, psu);  // nothing measures the rest of the other
+  if (smart) add_smart_battery(out, psu);  // nothing measures these values of a hwmon battery
 }
 
 json psu_section(const SourceReads& source, std::size_t id) {
@@ -196,7 +197,7 @@ bool is_absent(const json& psu) {
 }
 
 int read_hardware(psu_info* psus) {
-  // A source that never has anything sends the library to the hardware.
+  // When the caller's source has no data, the library reads the hardware.
   cache_source nothing{nullptr, nullptr, [](cache_source*, void*) { return 0; }, nullptr};
   return ::psu_info_get_all(psus, &nothing);
 }
@@ -213,7 +214,7 @@ PsuReading read_psus(Source source) {
       source == Source::direct ? read_hardware(records.data()) : ::psu_info_get_all(records.data(), nullptr);
   reading.seen = observer.seen();
   reading.records.assign(records.begin(), records.begin() + count);
-  // Every readout asks for the mains.
+  // Every readout of the hardware reads the mains.
   const bool direct =
       std::ranges::any_of(reading.seen, [](const observe::Seen& read) { return read.what.fact == KVRN_FACT_MAINS; });
   reading.source = source_of(image_of(reading.seen, KVRN_FACT_RECORDS), direct);

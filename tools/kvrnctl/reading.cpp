@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Where readings come from, and what kept some of them from being read.
+// Where readings come from, and why some values could not be read.
 #include <fmt/core.h>
 
 #include <algorithm>
@@ -19,7 +19,7 @@ bool is_bus(const observe::Seen& read) {
   return read.what.kind == KVRN_SOURCE_I2C || read.what.kind == KVRN_SOURCE_BLOCK;
 }
 
-// Of a battery that is not there no register answers. Only batteries have blocks.
+// No register of an absent battery answers. Only batteries have blocks: a read of a block shows that it is a battery.
 bool is_absent_battery(const Reads& seen, const observe::Seen& read) {
   const bool battery = std::ranges::any_of(seen, [&](const observe::Seen& other) {
     return other.what.kind == KVRN_SOURCE_BLOCK && other.what.subject_number == read.what.subject_number;

@@ -9,13 +9,13 @@ namespace kvrnctl {
 struct SensorReading {
   json section;        // "psus", "outputs", ...; null without memory
   json psu_source;     // as PsuReading::source
-  json output_source;  // the same of the outputs, which are never read directly; none of them where nobody publishes
+  json output_source;  // the same for the outputs: they are never read directly; none when nobody publishes them
   std::vector<std::string> errors;
 };
 SensorReading read_sensors();
 
-// The same in the text exposition format of Prometheus: base units, which the names end in. What is unknown has no
-// line.
+// The reading in the text exposition format of Prometheus. Values are in base units, and the names end with the unit.
+// An unknown value has no line.
 std::string metrics_text(const SensorReading& reading);
 
 }  // namespace kvrnctl

@@ -11,7 +11,7 @@
 namespace kvrnctl {
 namespace {
 
-// What the device makes of a battery, beside its readings.
+// The device's own estimates for a battery, and whether it found an error.
 std::string battery_line(const Context& context, const json& psu) {
   const json& error = psu["error"];
   const char* found = error.is_null() ? "health unknown" : error == true ? "battery error" : "no battery error";
@@ -45,7 +45,7 @@ Result sensors(const Context& context, const std::string& format) {
     return result;
   }
   if (format == "prometheus") {
-    // Old readings have their age beside them; the others are no worse for it.
+    // Old readings are no failure here: a metric shows their age, and the other readings are still good.
     result.text = metrics_text(reading);
     return result;
   }

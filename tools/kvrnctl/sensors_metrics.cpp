@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A metric is one row: where its value stands in the document, and what divides it to the base unit of its name.
+// Each metric is one row: the key of its value in the document, and the divisor that gives the base unit of its name.
 #include <fmt/core.h>
 
 #include <array>
@@ -14,8 +14,8 @@ struct Metric {
   const char* key;
   double scale;
   const char* help;
-  double factor = 1;           // for a unit that is no decimal multiple of the document's
-  const char* type = nullptr;  // of the sources that have it under this name
+  double factor = 1;           // for a unit that is no decimal multiple of the document's unit
+  const char* type = nullptr;  // only sources of this type have the metric; null: all sources
 };
 
 constexpr std::array psu_metrics{
@@ -56,7 +56,7 @@ constexpr std::array device_metrics{
     Metric{"kvrn_locate_led", "locate_led", 1, "1: the locating LED is requested"},
     Metric{"kvrn_psu_data_stable", "psu_data_stable", 1, "1: the readings of the sources have settled"},
 };
-// Of the sources that the readings come from.
+// The ages of the readings.
 constexpr std::array age_metrics{
     Metric{"kvrn_psu_readings_age_seconds", "psus", 1, "Age of the readings of the power sources"},
     Metric{"kvrn_output_readings_age_seconds", "outputs", 1,
@@ -80,7 +80,7 @@ std::string sample(const Metric& metric, const std::string& labels, const json& 
   return fmt::format("{}{} {}\n", metric.name, labels, number * metric.factor / metric.scale);
 }
 
-// The samples of one metric stand together behind its help.
+// The format requires that all samples of one metric follow its help text.
 void add(std::string& text, const Metric& metric, const std::string& samples) {
   if (samples.empty()) return;
   text += fmt::format("# HELP {0} {1}\n# TYPE {0} gauge\n{2}", metric.name, metric.help, samples);

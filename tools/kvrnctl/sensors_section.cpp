@@ -10,7 +10,7 @@
 namespace kvrnctl {
 namespace {
 
-// Hands the summary the records that were read already: it does not tell where its own come from.
+// Gives the summary the records that were already read. The summary does not report where its own records come from.
 int hand_out(cache_source* self, void* view) {
   const auto& records = *static_cast<std::vector<psu_info>*>(self->state);
   *static_cast<psu_info_view*>(view) = {records.data(), ::get_psu_count(), 0};
@@ -19,7 +19,7 @@ int hand_out(cache_source* self, void* view) {
 
 json not_negative(const json& value) { return value.is_null() || value < 0 ? json(nullptr) : value; }
 
-// The readout has read the charger's file, unless it came from the cache.
+// A readout of the hardware has already read the charger's file. A readout from the cache has not.
 bool read_flags(int psu, const std::vector<observe::Seen>& seen, std::uint32_t& flags) {
   std::int32_t charge_mah = 0;
   const auto charger = std::ranges::find_if(seen, [psu](const observe::Seen& read) {
@@ -29,7 +29,7 @@ bool read_flags(int psu, const std::vector<observe::Seen>& seen, std::uint32_t& 
   return ::kvrn_battery_flags(psu, !charger->answered() || charger->what.value > 0 ? 1 : 0, &flags) != 0;
 }
 
-// What others keep in files about a battery that is read, as the SNMP tree has it.
+// What other programs keep in files about a battery, as in the SNMP tree: null unless the battery itself was read.
 json battery_files(const psu_info& psu, const std::vector<observe::Seen>& seen) {
   json out{{"estimated_charge_pct", nullptr}, {"estimated_time_s", nullptr}, {"error", nullptr}};
   if ((psu.battery_status & KVRN_PSU_BATTERY_VALID) == 0) return out;
@@ -58,7 +58,7 @@ json board_temperatures(const sensors_info& info) {
   return list;
 }
 
-// The summary has 0 where nobody writes the file.
+// When the file is missing, the summary has 0: null is correct.
 json power_meter(const sensors_info& info, const std::vector<observe::Seen>& seen) {
   const auto read =
       std::ranges::find_if(seen, [](const observe::Seen& entry) { return entry.what.fact == KVRN_FACT_POWER_METER; });

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// snmp dump: the table as the agent would serve it, without an agent.
+// snmp dump: prints the table that the agent would serve. No agent is needed.
 #include <fmt/format.h>
 
 #include <vector>
@@ -10,7 +10,7 @@
 namespace kvrnctl {
 namespace {
 
-// A document is UTF-8 and replaces what is not: bytes that are no text stand beside it as numbers.
+// A document replaces bytes that are not UTF-8. Bytes that are not text are therefore also given as numbers.
 void add_bytes(json& out, const std::string& bytes) {
   out["value"] = bytes;
   const std::vector<unsigned char> numbers(bytes.begin(), bytes.end());

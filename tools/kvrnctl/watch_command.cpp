@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// watch: a live view from the caches. Without a terminal it prints a plain block a period.
+// watch: a live view of the readings. Without a terminal it prints one plain block per period.
 #include <fmt/core.h>
 #include <poll.h>
 #include <signal.h>
@@ -34,7 +34,7 @@ struct Options {
 volatile std::sig_atomic_t ended = 0;
 volatile std::sig_atomic_t resized = 0;
 
-// A narrow window keeps the figures behind the bar.
+// In a narrow window the bar is shorter, so that the figures after it still fit.
 std::string bar(double share) {
   constexpr int figures = 32;
   const int columns = std::clamp(static_cast<int>(terminal_columns()) - figures, 4, 30);
@@ -79,7 +79,7 @@ std::string alarms_text(const Context& context, Errors errors) {
   return folded("Alarms  " + (text.empty() ? " none" : text), 9);
 }
 
-// What matters most comes first: a small window shows no more.
+// The most important lines come first, because a small window shows only these.
 std::string view(const Context& context) {
   std::vector<std::string> errors;
   const PsuReading reading = read_psus(Source::automatic);
@@ -94,7 +94,7 @@ std::string view(const Context& context) {
   if (!fresh) text += painted(context, Color::bad, "The readings of the outputs are not fresh.") + '\n';
   text += '\n' + psus_text(context, psus) + '\n' + source_line(reading.source);
   std::string source = source_line(outputs.source);
-  source.pop_back();  // fitted() counts on a line's end behind the colour's
+  source.pop_back();  // fitted() needs the line end after the end of the colour
   return text + '\n' + outputs_text(context, outputs.list) + '\n' +
          painted(context, fresh ? Color::none : Color::bad, source) + '\n';
 }
@@ -107,14 +107,14 @@ std::string header(const Options& options) {
   return fmt::format("kvrnctl watch    {}    every {:g} s, q ends\n", clock, options.period_s);
 }
 
-// Rows of the window; none where it has no size.
+// The number of rows of the window; no limit when the window has no size.
 std::size_t window_rows() {
   winsize size{};
   return ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_row > 0 ? size.ws_row : SIZE_MAX;
 }
 
-// Cuts a view to the rows of a window: first the empty lines go, then the last ones. The last line does not end, or the
-// window would scroll.
+// Cuts a view to the rows of a window: removes first the empty lines, then the last lines. The last line has no line
+// end, because the window would scroll.
 std::string fitted(std::string text, std::size_t rows) {
   text.pop_back();
   const auto ends = [&] { return static_cast<std::size_t>(std::ranges::count(text, '\n')); };
@@ -123,7 +123,7 @@ std::string fitted(std::string text, std::size_t rows) {
   return text;
 }
 
-// Where the views stand. On a terminal keys come at once and unseen, and lines do not run on into the next row.
+// Shows the views. On a terminal, keys are read at once and without echo, and long lines are cut at the window's edge.
 class Screen {
  public:
   Screen() {
@@ -144,7 +144,7 @@ class Screen {
     if (on_terminal_) (void)std::fputs("\033[?7h\n", stdout);
   }
 
-  // On a terminal the view stays in place: home, text, clear what is left below. @return false when nobody takes it
+  // On a terminal each view replaces the last one: cursor home, clear, text. @return false when writing failed
   bool show(const Options& options, const std::string& text) {
     take_keys();
     const std::string out =
@@ -153,13 +153,13 @@ class Screen {
     return flush_output();
   }
 
-  // Waits for that time, a signal, or a key. @return whether the wait is over
+  // Waits until the time `then`, a signal, or a key. @return whether the wait is over
   bool wait_until(Clock::time_point then) const {
     const auto rest = std::max<std::chrono::nanoseconds>(then - Clock::now(), std::chrono::nanoseconds::zero());
     const auto whole = std::chrono::floor<std::chrono::seconds>(rest);
     const timespec timeout{static_cast<time_t>(whole.count()), static_cast<long>((rest - whole).count())};
     pollfd key{keys_ && in_front() ? STDIN_FILENO : -1, POLLIN, 0};
-    // A signal between the look at its flag and the sleep must not get lost.
+    // Signals are blocked, because a signal between the check of its flag and the sleep must not get lost.
     sigset_t all;
     sigset_t before;
     ::sigfillset(&all);
@@ -180,10 +180,10 @@ class Screen {
     ::sigaction(signal, &action, nullptr);
   }
 
-  // A job in the background must leave the terminal alone, or it is stopped.
+  // A background job must not use the terminal: the kernel would stop the job.
   static bool in_front() { return ::tcgetpgrp(STDIN_FILENO) == ::getpgrp(); }
 
-  // At every view: a shell takes the terminal's mode back while the program is stopped.
+  // Called for every view: a shell resets the terminal's mode while the program is stopped.
   void take_keys() {
     if (!on_terminal_ || !in_front()) return;
     keys_ = keys_ || ::tcgetattr(STDIN_FILENO, &before_) == 0;
@@ -202,7 +202,7 @@ Result watch(const Context& context, const Options& options) {
   Screen screen;
   const auto period = std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(options.period_s));
   for (int shown = 0; ended == 0 && (options.count == 0 || shown < options.count); ++shown) {
-    // From view to view, however long a view takes.
+    // The period is the time from view to view, however long a view takes.
     const auto next = Clock::now() + period;
     if (!screen.show(options, view(context))) break;
     if (options.count != 0 && shown + 1 == options.count) break;
@@ -216,7 +216,7 @@ Result watch(const Context& context, const Options& options) {
 
 void add_watch_command(CommandLine& line) {
   const auto options = std::make_shared<Options>();
-  // Not a command with --json: it is a view for people; the documents are those of psu, outputs, budget and alarms.
+  // This view is for people, so it has no --json. The commands psu, outputs, budget and alarms print the documents.
   cli::Command& command = line.add("watch", "A live view of load, charge, alarms, sources and outputs");
   command.excludes("--json");
   command.option("--period S", &options->period_s, "Time from view to view").range(0.1, 3600, "s");

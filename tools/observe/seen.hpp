@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the library read, and what each source answered, for people.
+// Texts for people about what the library read and what each source answered.
 #pragma once
 
 #include <kvrn/observe.h>
@@ -9,20 +9,20 @@
 
 namespace observe {
 
-// One read, with texts of its own.
+// One read. It owns its texts.
 struct Seen {
   explicit Seen(const kvrn_observation& observation);
 
-  kvrn_observation what;  // without `path`
+  kvrn_observation what;  // its `path` is null
   std::string path;
 
   bool is(kvrn_subject subject, int number, kvrn_fact fact) const {
     return what.subject == subject && what.subject_number == number && what.fact == fact;
   }
   bool answered() const { return what.outcome == KVRN_OUTCOME_ANSWERED; }
-  // A file or an image that nobody wrote.
+  // Whether the source is an optional file or image that does not exist.
   bool absent() const;
-  // What should have answered and did not.
+  // Whether the source should have answered and did not.
   bool failed() const { return !answered() && !absent(); }
 
   std::string fact() const;    // "PSU 3 voltage"
@@ -30,7 +30,7 @@ struct Seen {
   std::string answer() const;  // "1", "3 s old", "permission denied"
 };
 
-// The calling thread's reads while it lives.
+// Collects the calling thread's reads during the life of the object.
 class Observer {
  public:
   Observer();

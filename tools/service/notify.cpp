@@ -26,7 +26,7 @@ bool notify(std::string_view state) {
   if (path[0] == '@') address.sun_path[0] = '\0';  // an abstract name
   const kvrn::Fd fd(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   if (!fd) return false;
-  // A manager that does not listen is no concern of the readings: nobody waits for it.
+  // Do not wait: a service manager that does not listen must not delay the readings.
   return ::sendto(fd.get(), state.data(), state.size(), MSG_NOSIGNAL | MSG_DONTWAIT,
                   reinterpret_cast<const sockaddr*>(&address),
                   static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + length)) >= 0;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What a service manager wants to hear: the datagrams of sd_notify(3), whose format is stable. Without a manager they
-// go nowhere.
+// Notifications for a service manager: the datagrams of sd_notify(3), whose format is stable. Without a manager,
+// nothing is sent.
 #pragma once
 
 #include <chrono>
@@ -9,10 +9,10 @@
 
 namespace service {
 
-// "READY=1", "WATCHDOG=1", "STOPPING=1". @return false when a manager could not be told, for its queue is full
+// Sends "READY=1", "WATCHDOG=1" or "STOPPING=1". @return false when sending failed, e.g. because the queue is full
 bool notify(std::string_view state);
 
-// How often the manager wants to hear "WATCHDOG=1", or nothing when it does not watch this process.
+// The period for sending "WATCHDOG=1": half of the manager's time limit. Nothing when it does not watch this process.
 std::optional<std::chrono::microseconds> watchdog_period();
 
 }  // namespace service

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The signals that end a service are waited for, not handled: nothing is interrupted in the middle.
+// A service waits for the signals that end it. It has no signal handlers, so that no operation is interrupted.
 #pragma once
 
 #include <signal.h>
@@ -8,8 +8,8 @@
 
 namespace service {
 
-// Blocks SIGTERM and SIGINT in this thread and in those that it starts. A terminal or a peer that goes away and a file
-// that may not grow end no service: SIGHUP, SIGPIPE and SIGXFSZ are ignored.
+// Blocks SIGTERM and SIGINT in this thread and in the threads that it starts. Ignores SIGHUP, SIGPIPE and SIGXFSZ: a
+// closed terminal, a lost connection or a file size limit must not end a service.
 inline sigset_t block_ending_signals() {
   for (const int ignored : {SIGHUP, SIGPIPE, SIGXFSZ}) (void)::signal(ignored, SIG_IGN);
   sigset_t signals;
@@ -20,7 +20,7 @@ inline sigset_t block_ending_signals() {
   return signals;
 }
 
-// Waits for one of them. @return it came within that time
+// Waits for one of these signals. @return whether one came within the time `longest`
 inline bool ending_signal(const sigset_t& signals, std::chrono::microseconds longest) {
   const timespec time{static_cast<time_t>(longest.count() / 1'000'000),
                       static_cast<long>(longest.count() % 1'000'000) * 1000};

@@ -27,7 +27,7 @@ using Lines = std::vector<std::string>;
 
 enum class Absent { counts, is_normal };
 
-// Opens as the library does: a container's list of devices is in no file mode.
+// Opens the file as the library does. The file mode alone does not tell: a container may deny access to a device.
 void look_at(Lines& lines, const std::string& path, int flags, Absent absent, const char* consequence) {
   if (kvrn::Fd::open(path.c_str(), flags | O_NONBLOCK)) return;
   const bool is_absent = errno == ENOENT || errno == ENXIO || errno == ENODEV;
@@ -37,7 +37,7 @@ void look_at(Lines& lines, const std::string& path, int flags, Absent absent, co
   lines.push_back(path + ": " + reason + ": " + consequence);
 }
 
-// /dev/mem is not among them: no reading depends on the SoC's revision, and who may read it may read everything.
+// /dev/mem is not checked. No reading depends on the SoC's revision, and access to /dev/mem would allow everything.
 void look_at_identity(Lines& lines) {
   const auto before = lines.size();
   look_at(lines, "/proc/mtd", O_RDONLY, Absent::counts, board);
@@ -48,7 +48,7 @@ void look_at_identity(Lines& lines) {
     look_at(lines, device + std::to_string(*partition), O_RDONLY, Absent::counts, board);
 }
 
-// The mains lines are on every board; the other chips and the buses only on some.
+// Every board has the chips with the mains lines. Only some boards have the other chips and the buses.
 void look_at_hardware(Lines& lines) {
   std::set<std::uint32_t> everywhere;
   std::set<int> buses;
@@ -57,14 +57,14 @@ void look_at_hardware(Lines& lines) {
       if (source.is_input()) everywhere.insert(kvrn::gpio_chip_index(source.input.mains_line));
       buses.insert(source.is_input() ? source.input.supply.bus : source.battery.smart.bus);
     }
-  buses.erase(0);  // of batteries without one
+  buses.erase(0);  // 0: the source is on no bus
   for (std::uint32_t chip = 0; chip < kvrn::gpio_chips.size(); ++chip)
     look_at(lines, kvrn::gpio_chips[chip], O_RDWR, everywhere.contains(chip) ? Absent::counts : Absent::is_normal,
             readings);
   for (const int bus : buses) look_at(lines, "/dev/i2c-" + std::to_string(bus), O_RDWR, Absent::is_normal, readings);
 }
 
-// Read-write, although nothing is written: readers and the monitor share one account.
+// Opened for reading and writing, as the library does it for readers too: readers and the monitor share one account.
 void look_at_images(Lines& lines) {
   for (const kvrn::ImageSpec& image : {kvrn::psu_cache_file, kvrn::output_cache_file, kvrn::raw_battery_file})
     look_at(lines, image.path, O_RDWR | O_NOFOLLOW, Absent::is_normal, published);
@@ -87,7 +87,7 @@ void AccessLog::see(Lines missing) {
     if (std::ranges::find(missing_, line) == missing_.end()) ::syslog(LOG_WARNING, "%s", line.c_str());
   for (const std::string& line : missing_)
     if (const std::string path = path_of(line); std::ranges::find(missing, path, path_of) == missing.end())
-      // The board is identified once a process.
+      // A process identifies the board only once.
       ::syslog(LOG_NOTICE, "%sin order now%s", path.c_str(),
                line.ends_with(board) ? "; only a restart identifies the board again" : "");
   missing_ = std::move(missing);

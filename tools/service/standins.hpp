@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Every source that cannot be read has a default in the library, so that a service without rights runs on a generic
-// board and on readings that are none. What its account cannot open is worked out here, beside the library.
+// The library uses a default for every source that it cannot read. A service without access rights would therefore
+// report a generic board and default values. These functions find out what the service's account cannot open.
 #pragma once
 
 #include <string>
@@ -8,11 +8,11 @@
 
 namespace service {
 
-// A line for each file that this process cannot open although identification or a reading needs it:
-// "/dev/mtd0: permission denied: the board may be a stand-in". Empty when nothing stands in.
+// Returns a line for each file that this process cannot open although identification or a reading needs it:
+// "/dev/mtd0: permission denied: the board may be a stand-in". Empty when no default is used.
 std::vector<std::string> missing_access();
 
-// What the log has heard of them: each line once, and once that it is over.
+// Writes these lines to the system log: each line once, and one message when the problem is solved.
 class AccessLog {
  public:
   void see(std::vector<std::string> missing);

@@ -11,7 +11,7 @@
 namespace snmp_host {
 namespace {
 
-// abz_set_error() has no context: the text belongs to the update that runs. It takes no memory, which may have run out.
+// abz_set_error() has no context, so the text belongs to the running update. The buffer is static: memory may be full.
 std::array<char, 256> last_error;
 
 }  // namespace
@@ -30,7 +30,7 @@ int update(const kvrn_snmp_module& module, ObjectTable& table, std::string& erro
 
 int odb_add(void* host, const kvrn_snmp_oid_word* oid, const kvrn_snmp_value* value) {
   if (host == nullptr || oid == nullptr || value == nullptr) return snmp_host::ObjectTable::bad_value;
-  // The caller is C: nothing may be thrown through it.
+  // The caller is C: no exception may pass through it.
   try {
     return static_cast<snmp_host::ObjectTable*>(host)->add(oid, *value);
   } catch (const std::exception&) {

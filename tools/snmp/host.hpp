@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The module's host: the four functions that the library imports are defined beside this. The context is an
-// ObjectTable. One thread at a time.
+// The module's host. The source file also defines the four functions that the library imports. Their context is an
+// ObjectTable. Only one thread at a time may use the host.
 #pragma once
 
 #include <string>
@@ -9,7 +9,7 @@
 
 namespace snmp_host {
 
-// Runs an update into a table. @return what the module returned; not 0: `error` says why
+// Runs one update, which fills the table. @return the module's result; unless it is 0, `error` gives the reason
 int update(const kvrn_snmp_module& module, ObjectTable& table, std::string& error);
 
 }  // namespace snmp_host

@@ -10,7 +10,7 @@
 namespace snmp_host {
 namespace {
 
-constexpr std::size_t longest_oid = 128;  // arcs, of the protocol
+constexpr std::size_t longest_oid = 128;  // in arcs; the protocol's limit
 
 struct Type {
   std::uint8_t tag;
@@ -53,7 +53,7 @@ std::string quoted(const std::string& bytes) {
 Arcs arcs_of(const kvrn_snmp_oid_word* oid) {
   const std::size_t words = oid[0];
   if (words == 0 || words >= longest_oid) return {};
-  // The first word holds two arcs; only the third tree (2) has second arcs above 39.
+  // The first word after the count encodes two arcs: 40 x first + second. Only below 2 may the second arc exceed 39.
   const kvrn_snmp_oid_word first = std::min(oid[1] / 40, 2U);
   Arcs arcs{first, oid[1] - first * 40};
   arcs.insert(arcs.end(), oid + 2, oid + 1 + words);
@@ -79,7 +79,7 @@ ObjectTable::Result ObjectTable::add(const kvrn_snmp_oid_word* oid, const kvrn_s
 void ObjectTable::finish() {
   std::ranges::stable_sort(objects_, before);
   const auto same = [](const Object& a, const Object& b) { return a.oid == b.oid; };
-  // unique() keeps the first of equals: from the end that is the later one.
+  // unique() keeps the first of equal objects. In reverse order, this is the object that was added last.
   const auto kept = std::unique(objects_.rbegin(), objects_.rend(), same);
   objects_.erase(objects_.begin(), kept.base());
 }
@@ -103,7 +103,8 @@ std::strong_ordering compare(std::span<const Arc> a, std::span<const Arc> b) {
 
 std::string to_text(const Arcs& oid) { return fmt::format(".{}", fmt::join(oid, ".")); }
 
-const char* type_name(const Object& object) { return type_of(object.type)->name; }  // add() refuses all others
+// type_of() finds the type: add() refuses unknown types.
+const char* type_name(const Object& object) { return type_of(object.type)->name; }
 
 bool is_text(std::string_view bytes) {
   return std::ranges::all_of(bytes, [](unsigned char c) { return std::isprint(c) != 0 || std::isspace(c) != 0; });
@@ -125,7 +126,7 @@ std::string value_text(const Object& object) {
 }
 
 std::string to_text(const Object& object) {
-  // snmpwalk gives an empty text no type.
+  // snmpwalk prints no type for an empty text.
   if (object.type == KVRN_SNMP_TYPE_OCTET_STRING && object.bytes.empty()) return to_text(object.oid) + " = \"\"";
   const bool hexadecimal = object.type == KVRN_SNMP_TYPE_OCTET_STRING && !is_text(object.bytes);
   return fmt::format("{} = {}{}: {}", to_text(object.oid), hexadecimal ? "Hex-" : "", type_name(object),

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A host's object database: what one update of the module added, in the order of the identifiers.
+// A host's object database: the objects that one update of the module added, sorted by identifier.
 #pragma once
 
 #include <kvrn/snmp.h>
@@ -13,7 +13,7 @@
 
 namespace snmp_host {
 
-using Arc = unsigned long;  // as net-snmp has them, so that a lookup copies nothing
+using Arc = unsigned long;  // net-snmp's type, so that a lookup copies nothing
 using Arcs = std::vector<Arc>;
 
 struct Object {
@@ -26,24 +26,24 @@ struct Object {
 
 class ObjectTable {
  public:
-  // What a host answers to odb_add().
+  // What a host returns from odb_add().
   enum Result { added = 0, bad_identifier = 1, bad_value = 2, no_memory = 3 };
 
   Result add(const kvrn_snmp_oid_word* oid, const kvrn_snmp_value& value);
   void clear() { objects_.clear(); }
-  // Sorts what was added; of two objects with one identifier the later one stays. Lookups need it.
+  // Sorts the objects. Of two objects with the same identifier, the later one stays. Must be called before lookups.
   void finish();
 
   std::span<const Object> objects() const { return objects_; }
   const Object* find(std::span<const Arc> oid) const;
-  // The first object behind the identifier, or at it when `inclusive`. Null behind the last.
+  // The first object after the identifier; with `inclusive`, an object at the identifier counts too. Null at the end.
   const Object* next(std::span<const Arc> oid, bool inclusive) const;
 
  private:
   std::vector<Object> objects_;
 };
 
-// The arcs of an identifier in the module's format; empty when it is none.
+// The arcs of an identifier in the module's format; empty when the identifier is not valid.
 Arcs arcs_of(const kvrn_snmp_oid_word* oid);
 
 std::strong_ordering compare(std::span<const Arc> a, std::span<const Arc> b);
@@ -51,7 +51,7 @@ std::strong_ordering compare(std::span<const Arc> a, std::span<const Arc> b);
 // ".1.3.6.1 = INTEGER: 1", as snmpwalk -On writes it.
 std::string to_text(const Object& object);
 std::string to_text(const Arcs& oid);
-// Whether the bytes of a text are one; snmpwalk writes others as numbers.
+// Whether the bytes are printable text. snmpwalk prints other bytes as hexadecimal numbers.
 bool is_text(std::string_view bytes);
 std::string value_text(const Object& object);
 const char* type_name(const Object& object);
