@@ -5,6 +5,8 @@
 
 # shellcheck source=dev.d/sources.sh
 source dev.d/sources.sh
+# shellcheck source=dev.d/net-snmp.sh
+source dev.d/net-snmp.sh
 
 mips_host=mips-linux-gnu
 mips_prefix=$PWD/build/deps/mips
@@ -25,10 +27,14 @@ build_gpiod() {
   ) >build/deps/libgpiod.log 2>&1 || die "building libgpiod failed: build/deps/libgpiod.log"
 }
 
+# build_mips CMAKE-OPTION...: with the agent, which takes net-snmp, where -DKVRN_AGENT=ON says so.
 build_mips() {
   need_packages "${packages_build[@]}" "${packages_test[@]}" "${packages_cross[@]}"
   build_gpiod
+  [[ " $* " != *" -DKVRN_AGENT=ON "* ]] || build_net_snmp
+  configure_options=("$@")
   build mips
+  configure_options=()
   cp -a "$mips_prefix"/lib/libgpiod.so.3* build/mips/lib/
   python3 dev.d/rpath.py build/mips/bin build/mips/lib
 }

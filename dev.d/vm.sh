@@ -3,8 +3,6 @@
 # vm [shell|CHECK...]: the product on a real big-endian kernel, in qemu. Kernel, busybox and net-snmp are built once and
 # kept in the user's cache folder, under a hash of what made them.
 source dev.d/mips.sh
-# shellcheck source=dev.d/net-snmp.sh
-source dev.d/net-snmp.sh
 
 vm_work=build/vm
 
@@ -90,7 +88,7 @@ build_vm() {
   build_kernel
   build_busybox
   build_tools
-  build_mips
+  build_mips -DKVRN_AGENT=ON
   build mips vm
   python3 dev.d/rpath.py build/mips/bin >/dev/null
   pack_image

@@ -1,5 +1,5 @@
 # The sub-agent under a real snmpd.
-if(TARGET kvrn-agentd AND TARGET kvrn-sim)
+if(TARGET kvrn-agentd AND TARGET kvrn-sim AND NOT CMAKE_CROSSCOMPILING)
   find_package(Python3 REQUIRED COMPONENTS Interpreter)
   # Modules of the tests' own: a right one, one of another size, one with a word that is not zero.
   foreach(shape trial trial_size trial_word)
