@@ -38,10 +38,11 @@ class Machine:
         self.jobs = 0
 
     def command(self, *serial):
-        return ["qemu-system-mips", "-M", "malta", "-cpu", "24Kf", "-m", "256", "-display", "none", "-no-reboot",
+        return ["qemu-system-mips", "-M", "malta", "-cpu", "24Kf", "-m", "256", "-display", "none", "-vga", "none", "-no-reboot",
                 "-kernel", self.kernel, "-initrd", self.image, *serial,
                 "-virtfs", f"local,path={self.share},mount_tag=host,security_model=none",
-                "-nic", f"user,model=virtio-net-pci,hostfwd=udp:127.0.0.1:{self.port}-:161",
+                "-netdev", f"user,id=net,hostfwd=udp:127.0.0.1:{self.port}-:161",
+                "-device", "virtio-net-pci,netdev=net,romfile=",
                 "-append", f"console=ttyS0 loglevel=3 panic=-1 ip=dhcp iomem=relaxed {self.append}"]
 
     def __enter__(self):
@@ -57,7 +58,7 @@ class Machine:
         line = self.folder + "/line"
         self.process = subprocess.Popen(self.command("-monitor", "none", "-serial", "file:" + self.console,
                                                      "-serial", f"unix:{line},server=on,wait=off"),
-                                        stdin=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+                                        stdin=subprocess.DEVNULL)
         end = time.monotonic() + seconds
         self.line = socket.socket(socket.AF_UNIX)
         while True:
