@@ -38,6 +38,7 @@ TEST(TrialPlatform, IsOneRow) {
   device.gpio(150, 0);
   device.gpio(151, 0);
   device.gpio(152, 1);
+  device.gpio(112, 1);
   add_battery(device, 7, 0x0C, 24000);
   add_battery(device, 8, 0x0D, 25000);
   psu_info psus[KVRN_PSU_MAX]{};
@@ -50,7 +51,7 @@ TEST(TrialPlatform, IsOneRow) {
   EXPECT_EQ(psus[1].status & KVRN_PSU_STATUS_CHARGER, KVRN_PSU_STATUS_CHARGER);
   EXPECT_EQ(psus[2].status & KVRN_PSU_STATUS_CHARGER, 0);
   EXPECT_EQ(psus[2].max_charge_power_mw, 5000U);
-  EXPECT_EQ(get_max_power(psus), 60000);  // one input, and no line that says a battery helps
+  EXPECT_EQ(get_max_power(psus), 60000);  // one input, and the line that says a battery helps is off
   EXPECT_EQ(psu_set_charge(1, 0), 0);
   EXPECT_EQ(device.gpio(151), 1);
   EXPECT_EQ(psu_set_charge(0, 0), 0);  // an input has no charger

@@ -129,7 +129,9 @@ void Device::file(std::string_view device_path, std::string_view text) {
     on_kernel([&] { lay_kernel_path(state_, device_path); });
     return;
   }
-  std::filesystem::create_directories(std::filesystem::path(device_path).parent_path());
+  std::error_code refused;
+  std::filesystem::create_directories(std::filesystem::path(device_path).parent_path(), refused);
+  if (refused) skip("a file among the kernel's own");
   std::ofstream(std::string(device_path), std::ios::binary) << text;
 }
 

@@ -85,8 +85,9 @@ void lay_memory(const sim::State& state) {
   if (const std::string told = get(state.root() / "revision"); !told.empty()) {
     revision = static_cast<std::uint32_t>(std::stoul(told, nullptr, 0));
   } else if (const int fd = ::open(memory.c_str(), O_RDONLY | O_CLOEXEC); fd >= 0) {
-    (void)!::pread(fd, &revision, sizeof revision, reset_block + static_cast<off_t>(revision_register));
+    const bool there = ::pread(fd, &revision, sizeof revision, reset_block + static_cast<off_t>(revision_register)) > 0;
     ::close(fd);
+    if (!there) throw CannotExpress{"memory that ends before the register"};
   } else {
     ::unlink("/dev/mem");
     return;

@@ -54,7 +54,7 @@ void make_chip(unsigned chip, const sim::State& state) {
   put(bank + "/num_lines", std::to_string(lines_per_chip));
   for (unsigned offset = 0; offset < lines_per_chip; ++offset) {
     const auto line = state.line(chip * 100 + offset);
-    if (!line || line->name.empty()) continue;
+    if (!line || line->name.empty() || line->name == "-") continue;
     const std::string folder = bank + "/line" + std::to_string(offset);
     fs::create_directory(folder);
     put(folder + "/name", line->name);

@@ -9,17 +9,19 @@ SIMULATOR_ONLY = {"sim_test_vm"}  # about the hooks themselves
 
 LOOP = """
 cd /run
+mkdir -p {source}/tests
+ln -s /host/golden {source}/tests/golden
 for program in /host/tests/*; do
   $program --gtest_list_tests | while IFS= read -r line; do
     case $line in
-      "  "*) line=${line#  }; echo "$suite${line%% *}" ;;
-      *.*) suite=${line%% *} ;;
+      "  "*) line=${{line#  }}; echo "$suite${{line%% *}}" ;;
+      *.*) suite=${{line%% *}} ;;
     esac
   done >/run/cases
   while read -r case; do
     timeout 120 $program --gtest_filter="$case" </dev/null >/run/output 2>&1
     status=$?
-    echo "$status ${program##*/} $case"
+    echo "$status ${{program##*/}} $case"
     [ $status = 0 ] || sed 's/^/  /' /run/output
   done </run/cases
 done
@@ -34,7 +36,8 @@ def run_library_tests(machine, build):
             target = f"{machine.share}/tests/{name}"
             shutil.copy(f"{build}/{name}", target)
             subprocess.run(["mips-linux-gnu-strip", target], check=True)
-    job = machine.run(LOOP, 1200)
+    shutil.copytree("tests/golden", machine.share + "/golden")
+    job = machine.run(LOOP.format(source=os.getcwd()), 1200)
     passed, cannot, failed = 0, [], []
     for line in job.out.splitlines():
         if line.startswith("  "):

@@ -3,6 +3,7 @@
 
 usage: run.py KERNEL IMAGE [CHECK...]"""
 import concurrent.futures
+import os
 import sys
 import time
 
@@ -12,7 +13,7 @@ from compare import compare
 from library_tests import run_library_tests
 from machine import Hang, Machine
 
-STATES = 200
+STATES = int(os.environ.get("KVRN_STATES", "200"))
 TESTS = "build/mips/vm/tests"
 START_RUNS = 20
 

@@ -18,6 +18,7 @@ namespace kvrn::sim {
 namespace {
 
 constexpr unsigned lines_per_chip = 64;
+constexpr const char* unnamed = "-";
 
 struct Line {
   unsigned number;
@@ -27,12 +28,14 @@ struct Line {
   bool busy;
 };
 
+// A chip has all its lines: one without a file is an input that nothing drives. False for a file without a level.
 bool load(unsigned number, Line& line) {
   char text[128];
   char busy[8] = "";
-  if (!read_state(text, sizeof text, "gpio/%u", number)) return false;
   line = {number, 0, "in", "", false};
+  if (!read_state(text, sizeof text, "gpio/%u", number)) return true;
   if (::sscanf(text, "%d %7s %31s %7s", &line.level, line.direction, line.name, busy) < 1) return false;
+  if (::strcmp(line.name, unnamed) == 0) line.name[0] = '\0';
   line.busy = ::strcmp(busy, "busy") == 0;
   return true;
 }
@@ -45,7 +48,8 @@ int fail(int error) {
 // When the state cannot be written, the request to the chip fails.
 int store(const Line& line) {
   char text[128];
-  ::snprintf(text, sizeof text, "%d %s %s%s\n", line.level, line.direction, line.name, line.busy ? " busy" : "");
+  ::snprintf(text, sizeof text, "%d %s %s%s\n", line.level, line.direction, line.name[0] != '\0' ? line.name : unnamed,
+             line.busy ? " busy" : "");
   return write_state(text, "gpio/%u", line.number) ? 0 : fail(EIO);
 }
 
@@ -101,7 +105,8 @@ uint64_t wanted_flags(const gpio_v2_line_config& config) {
 
 int open_line(Line& line) {
   if (line.busy) return fail(EBUSY);
-  const int fd = open_state(line, O_RDWR);
+  int fd = open_state(line, O_RDWR);
+  if (fd < 0 && errno == ENOENT && store(line) == 0) fd = open_state(line, O_RDWR);
   if (fd < 0) return -1;
   if (::flock(fd, LOCK_EX | LOCK_NB) == 0) return fd;
   ::close(fd);

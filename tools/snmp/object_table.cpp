@@ -98,7 +98,10 @@ const Object* ObjectTable::find(std::span<const Arc> oid) const {
 }
 
 std::strong_ordering compare(std::span<const Arc> a, std::span<const Arc> b) {
-  return std::lexicographical_compare_three_way(a.begin(), a.end(), b.begin(), b.end());
+  // Not lexicographical_compare_three_way: libstdc++ 12 compares only the first bytes of long arcs on the target.
+  const auto [left, right] = std::ranges::mismatch(a, b);
+  if (left == a.end() || right == b.end()) return a.size() <=> b.size();
+  return *left <=> *right;
 }
 
 std::string to_text(const Arcs& oid) { return fmt::format(".{}", fmt::join(oid, ".")); }
