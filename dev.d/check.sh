@@ -40,7 +40,7 @@ check_asan() {
 }
 
 check_mips() {
-  build_mips -DKVRN_AGENT=OFF
+  build_mips OFF
   python3 dev.d/doors.py build/mips "$mips_host-readelf"
   python3 dev.d/size.py build/mips/lib/libkvrn.so.1
   run_tests mips

@@ -17,5 +17,5 @@ pack_device() {
   tar -tvf build/kvrn-mips.tar.xz
 }
 
-timed "Cross build (big-endian MIPS)" build_mips -DKVRN_AGENT=ON
+timed "Cross build (big-endian MIPS)" build_mips ON
 pack_device

@@ -27,13 +27,15 @@ build_gpiod() {
   ) >build/deps/libgpiod.log 2>&1 || die "building libgpiod failed: build/deps/libgpiod.log"
 }
 
-# build_mips CMAKE-OPTION...: with the agent, which takes net-snmp, where -DKVRN_AGENT=ON says so.
+# build_mips ON|OFF [TARGET...]: with or without the agent, which takes net-snmp.
 build_mips() {
+  local agent=$1
+  shift
   need_packages "${packages_build[@]}" "${packages_test[@]}" "${packages_cross[@]}"
   build_gpiod
-  [[ " $* " != *" -DKVRN_AGENT=ON "* ]] || build_net_snmp
-  configure_options=("$@")
-  build mips
+  [[ $agent == OFF ]] || build_net_snmp
+  configure_options=("-DKVRN_AGENT=$agent")
+  build mips "$@"
   configure_options=()
   cp -a "$mips_prefix"/lib/libgpiod.so.3* build/mips/lib/
   python3 dev.d/rpath.py build/mips/bin build/mips/lib

@@ -88,9 +88,7 @@ build_vm() {
   build_kernel
   build_busybox
   build_tools
-  build_mips -DKVRN_AGENT=ON
-  build mips vm
-  python3 dev.d/rpath.py build/mips/bin >/dev/null
+  build_mips ON all vm
   pack_image
 }
 

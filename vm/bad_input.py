@@ -30,11 +30,11 @@ def run_bad_input(machine, check):
     job, found = document(machine, "psu")
     check("a healthy device: nothing is missing", job.status == 0 and not found["errors"], job.out + job.err)
     job, found = document(machine, "psu", "rmmod i2c_stub; rmmod i2c_stub_b")
-    psus = found.get("psus", [])
+    psus = found.get("psu", [])
     check("no I2C driver: named, and the other sources are told", job.status == 0 and "I2C 2-0b: No such file" in errors_of(found) and
           [psu.get("state") for psu in psus[:3]] == ["mains on", "mains on", "charging"], job.out + job.err)
     job, found = document(machine, "psu", "rm /dev/gpiochip/by-label/7-0076 /dev/gpiochip/by-label/18040000.gpio")
-    psus = found.get("psus", [])
+    psus = found.get("psu", [])
     check("no GPIO chips: named, and the smart battery is told", job.status == 0 and "GPIO 211: No such file" in errors_of(found) and
           psus and psus[3].get("voltage_mv") == 25904, job.out + job.err)
     job, found = document(machine, "board", "rm /dev/mem")
@@ -46,7 +46,7 @@ def run_bad_input(machine, check):
           job.out.startswith("{"), job.out + job.err)
     job, found = document(machine, "psu", "rm /dev/i2c-2")
     check("an I2C bus that does not exist: named", "I2C 2-0b: No such file" in errors_of(found) and
-          found["psus"][2].get("voltage_mv") == 26150, job.out + job.err)
+          found["psu"][2].get("voltage_mv") == 26150, job.out + job.err)
     job = machine.run("lay-out /host/healthy; mount -o remount,ro /tmp\n"
                       "kvrn-monitord --once --stderr --pid-file /run/once.pid; echo monitor $?\nkvrnctl psu 3\n"
                       "mount -o remount,rw /tmp")

@@ -13,11 +13,11 @@ from story import parse  # noqa: E402
 
 SCENARIO = "tests/scenarios/outage.txt"
 ROOT = ".1.3.6.1.4.1.47474"
-USER = ["-v3", "-u", "viewer", "-l", "authPriv", "-a", "SHA", "-A", "a day in short", "-x", "AES", "-X", "read by no one"]
+USER = ["-v3", "-u", "viewer", "-l", "authPriv", "-a", "SHA", "-A", "a day in short", "-x", "DES", "-X", "read by no one"]
 SETTINGS = """agentaddress udp:161
 master agentx
 agentXSocket /run/agentx
-createUser viewer SHA "a day in short" AES "read by no one"
+createUser viewer SHA "a day in short" DES "read by no one"
 rouser viewer priv .1.3.6.1
 """
 PERIOD = 2  # of the monitor
@@ -120,7 +120,7 @@ class Day:
         self.machine.run(f"kill -STOP {pid}\nsleep 12\nlay-out line 212 1", 60)
         document = json.loads(device(self.machine, "psu --json"))
         self.check("the monitor hangs: readers go to the hardware", document["source"]["kind"] != "cache" and
-                   document["psus"][1]["state"] == "no mains", document["source"])
+                   document["psu"][1]["state"] == "no mains", document["source"])
         self.check("the monitor hangs: the tree, from outside, is what the device says", *self.agrees())
         self.machine.run(f"lay-out line 212 0; kill -CONT {pid}")
         self.stage("hanging monitor goes on")
@@ -138,7 +138,7 @@ class Day:
         self.machine.run("dd if=/dev/zero of=/tmp/filler bs=4096 2>/dev/null; lay-out line 211 1")
         time.sleep(2 * PERIOD)
         document = json.loads(device(self.machine, "psu --json"))
-        self.check("/tmp is full: what changes is told", document["psus"][0]["state"] == "no mains", document["source"])
+        self.check("/tmp is full: what changes is told", document["psu"][0]["state"] == "no mains", document["source"])
         self.check("/tmp is full: the tree, from outside, is what the device says", *self.agrees())
         self.machine.run("rm /tmp/filler; lay-out line 211 0")
         self.stage("/tmp has room")
