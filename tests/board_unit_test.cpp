@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 // What identification reads from the unit's calibration partition, and what it writes into the chosen record.
-#include <fstream>
 
 #include "tests/board_table.hpp"
 #include "tests/device.hpp"
@@ -115,30 +114,24 @@ TEST(Ar724xUnit, MtuLimitsFollowTheSocRevision) {
 }
 
 TEST(Qca953xUnit, NeedsTheBoardDatasMagicAndIsGenericWithoutData) {
-  const struct {
-    const char* what;
-    FlashImage flash;
-    const kvrn_board_record* row;
-    uint16_t id, vendor;
-    std::string base_mac;
-  } cases[] = {
+  const std::tuple<const char*, FlashImage, const kvrn_board_record*, uint16_t, uint16_t, std::string> cases[] = {
       {"three-source", FlashImage().macs().board_id(0xEE5B), ar953x_identify_system(0xEE5B), 0xEE5B, 0x0777, first_mac},
       {"unknown id", FlashImage().macs().board_id(0x1234), &qca953x_generic(), 0x1234, 0x0777, first_mac},
       {"no magic", FlashImage().macs().board_id(0xEE5B).word(14, 0x7707), &qca953x_generic(), 0, 0, no_mac},
       {"radio data is not asked", radio_image(0xEE5B, 1), &qca953x_generic(), 0, 0, no_mac},
   };
   Device device("four-source");
-  for (const auto& entry : cases) {
-    device.file("/dev/mtdblock5", entry.flash.bytes);
+  for (const auto& [what, flash, row, id, vendor, base_mac] : cases) {
+    device.file("/dev/mtdblock5", flash.bytes);
     const kvrn_board_record* board = ar953x_identify(5);
-    EXPECT_EQ(board, entry.row) << entry.what;
-    EXPECT_EQ(board->radio_subsys_id, entry.id) << entry.what;
-    EXPECT_EQ(board->radio_subsys_vendor_id, entry.vendor) << entry.what;
-    EXPECT_EQ(bytes_of(board->base_mac), entry.base_mac) << entry.what;
-    EXPECT_EQ(bytes_of(board->eth[0].mac), first_mac) << entry.what;
-    EXPECT_EQ(bytes_of(board->eth[1].mac), second_mac) << entry.what;
-    EXPECT_EQ(board->features, 0U) << entry.what;
-    for (int port = 0; port < board->eth_count; ++port) EXPECT_LE(board->eth[port].max_mtu, 2024) << entry.what;
+    EXPECT_EQ(board, row) << what;
+    EXPECT_EQ(board->radio_subsys_id, id) << what;
+    EXPECT_EQ(board->radio_subsys_vendor_id, vendor) << what;
+    EXPECT_EQ(bytes_of(board->base_mac), base_mac) << what;
+    EXPECT_EQ(bytes_of(board->eth[0].mac), first_mac) << what;
+    EXPECT_EQ(bytes_of(board->eth[1].mac), second_mac) << what;
+    EXPECT_EQ(board->features, 0U) << what;
+    for (int port = 0; port < board->eth_count; ++port) EXPECT_LE(board->eth[port].max_mtu, 2024) << what;
   }
   device.remove("/dev/mtdblock5");
   device.file("/dev/mem", "");

@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include <syslog.h>
-#include <unistd.h>
 
 #include "tests/device.hpp"
 #include "tests/syslog.hpp"

@@ -5,7 +5,7 @@
 #include <string.h>
 
 #include "tests/cfg_fixture.hpp"
-#include "tests/temp_dir.hpp"
+#include "tests/files.hpp"
 
 using namespace std::string_literals;
 

@@ -5,8 +5,7 @@
 #include <sys/stat.h>
 
 #include "tests/cfg_fixture.hpp"
-#include "tests/descriptors.hpp"
-#include "tests/temp_dir.hpp"
+#include "tests/files.hpp"
 
 using namespace std::string_literals;
 

@@ -3,9 +3,9 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <kvrn/kvrn.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <kvrn/kvrn.hpp>
 
 #include <climits>
 #include <cstdio>
@@ -15,8 +15,7 @@
 #include <tuple>
 
 #include "sim/device.hpp"
-#include "tests/descriptors.hpp"
-#include "tests/temp_dir.hpp"
+#include "tests/files.hpp"
 
 using kvrn::sim::Device;
 
@@ -45,18 +44,3 @@ struct OwnSource {
     return view.records != nullptr ? 1 : 0;
   }
 };
-
-// Makes a check in a process of its own: the library asks for the board once.
-template <typename Check>
-void in_process(Check check) {
-  std::fflush(stdout);
-  const pid_t child = ::fork();
-  if (child == 0) {
-    check();
-    std::fflush(stdout);
-    std::_Exit(testing::Test::HasFailure() ? 1 : 0);
-  }
-  int status = -1;
-  ::waitpid(child, &status, 0);
-  EXPECT_EQ(status, 0);
-}

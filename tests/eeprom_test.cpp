@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The calibration partition: finding it, and images of every size.
-#include <kvrn/kvrn.hpp>
 
-#include <memory>
 #include <vector>
 
 #include "tests/device.hpp"
@@ -110,17 +108,13 @@ TEST(EepromPartition, MayBeSmallerThanItClaims) {
   Device device("four-source");
   const auto before = open_descriptors();
   const std::tuple<const char*, std::size_t, bool> cases[] = {
-      {"0x10000", 0x10000, true}, {"0x10000", 5000, true}, {"0x10000", 4096, true},  {"0x10000", 4095, false},
-      {"0x10000", 0, false},      {"5000", 0x10000, true}, {"4095", 0x10000, false}, {"0", 0x10000, false}};
+      {"0x10000", 0x10000, true}, {"0x10000", 5000, true}, {"0x10000", 4096, true},
+      {"0x10000", 4095, false},   {"0x10000", 0, false},   {"5000", 0x10000, true},
+      {"4095", 0x10000, false},   {"0", 0x10000, false},   {"", 0x10000, true}};  // without a claim: what it has
   for (const auto& [claim, size, parsed] : cases) {
     device.file("/dev/mtd5", claim);
     device.file("/dev/mtdblock5", FlashImage(size).bytes);
-    const Image image(ar7240_eeprom_parse());
-    EXPECT_EQ(image != nullptr, parsed) << claim << ' ' << size;
-    if (image != nullptr && size == 5000) {
-      EXPECT_EQ(ar7240_rd_get(image.get(), (5000 - 4096) / 2 - 1), 0xFFFF);
-      EXPECT_EQ(ar7240_rd_get(image.get(), (5000 - 4096) / 2), 0);
-    }
+    EXPECT_EQ(Image(ar7240_eeprom_parse()) != nullptr, parsed) << claim << ' ' << size;
   }
   // A sparse giant, and a claim that no int holds: nothing where the address space is too small.
   std::filesystem::resize_file(device.path("/dev/mtdblock5"), 1 << 30);

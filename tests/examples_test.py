@@ -8,7 +8,8 @@ import tempfile
 import textwrap
 import unittest
 
-BUILT, SOURCE = os.environ["KVRN_EXAMPLES"], pathlib.Path(os.environ["KVRN_SOURCE"])
+BUILD, SOURCE = os.environ["KVRN_BUILD"], pathlib.Path(os.environ["KVRN_SOURCE"])
+os.environ["PATH"] = f"{BUILD}/bin:" + os.environ["PATH"]
 
 # Command, board, what is set on the device, status, and lines of the output in order.
 CASES = (
@@ -52,10 +53,10 @@ class Examples(unittest.TestCase):
                     kind, where, *what = change.split()
                     self.assertEqual(run("kvrn-sim", "set", device, kind, where, *what).returncode, 0, change)
                 name, *words = command.replace("COUNTER", folder + "/counter").split()
-                self.lines_in_order(run("kvrn-sim", "run", device, "--", f"{BUILT}/{name}", *words), status, lines)
+                self.lines_in_order(run("kvrn-sim", "run", device, "--", f"{BUILD}/examples/{name}", *words), status, lines)
 
     def test_a_board_of_ones_own(self):
-        done = run(SOURCE / "examples/custom_board.sh", BUILT + "/sources")
+        done = run(SOURCE / "examples/custom_board.sh", BUILD + "/examples/sources")
         self.lines_in_order(done, 0, ("PSU 0: usable, 56000 mV", "PSU 1: not usable, voltage unknown", "PSU 2: usable, 44100 mV"))
 
     def test_documents_quote_them(self):
@@ -65,7 +66,3 @@ class Examples(unittest.TestCase):
                 self.assertEqual(textwrap.dedent(block).rstrip(), (SOURCE / name).read_text().rstrip(), document)
                 quoted.add(name)
         self.assertGreaterEqual(quoted, {"examples/sources.c", "examples/why_unknown.cpp", "examples/custom_board.sh"})
-
-
-if __name__ == "__main__":
-    unittest.main()

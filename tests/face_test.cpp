@@ -1,16 +1,10 @@
 // SPDX-License-Identifier: MIT
 // The C++ face: what is unknown, and what owners leave behind.
-#include <gtest/gtest.h>
-#include <kvrn/kvrn.hpp>
 
 #include <chrono>
-#include <filesystem>
 
-#include "sim/device.hpp"
-#include "tests/descriptors.hpp"
-#include "tests/temp_dir.hpp"
+#include "tests/device.hpp"
 
-using kvrn::sim::Device;
 using kvrnpp::Configuration;
 
 TEST(Face, WhatIsNotMeasuredIsUnknown) {

@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "tests/temp_dir.hpp"
+#include "tests/files.hpp"
 
 inline void expect_golden(const std::string& name, const std::string& text) {
   const std::string path = std::string(KVRN_GOLDEN "/") + name;

@@ -6,16 +6,12 @@ import resource
 import shutil
 import signal
 import subprocess
-import sys
 import time
 import unittest
 
-from kvrnctl_device import BIN, SOURCE, Device, new_folder, service_manager
+from kvrnctl_device import BIN, LIB, Device, new_folder, service_manager
+from snmpd import ROOT, Master
 
-sys.path.insert(0, SOURCE + "/dev.d")
-from snmpd import ROOT, Master  # noqa: E402
-
-LIB = os.environ["KVRN_LIB"]
 SANITIZED = os.environ["KVRN_SANITIZE"] != ""  # the simulated device cannot be preloaded then
 COUNT = ROOT + ".1.5.3.1.0"
 TRIAL = ROOT + ".1.0"
@@ -246,7 +242,3 @@ class Starting(unittest.TestCase):
         for words in (["--period", "0"], ["--period", "nan"], ["--max-age", "inf"], ["--nonsense"], ["--period", "29"],
                       ["--agentx-socket", ""], ["--agentx-socket", "/" + 107 * "x"]):
             self.assertEqual(self.run_agent(*words)[0], 2)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -12,9 +12,10 @@ import subprocess
 import time
 import unittest
 
-from kvrnctl_device import BIN, SOURCE, Device, service_manager
+from kvrnctl_device import BIN, LIB, SOURCE, Device, now, service_manager
 
 PSU, OUTPUT, BATTERY = "/tmp/.psu_info_cache", "/tmp/.output_cache", "/tmp/.raw_battery_data"
+SIZES = {PSU: 552, OUTPUT: 80, BATTERY: 360}
 PERIOD = 0.2
 
 
@@ -47,13 +48,13 @@ class Monitor:
 
 def stamp_age(device, path):
     with open(device.path(path), "rb") as file:
-        return int(time.clock_gettime(time.CLOCK_MONOTONIC)) - struct.unpack(">q", file.read()[-8:])[0]
+        return now() - struct.unpack(">q", file.read()[-8:])[0]
 
 
-def stamp_image(device, path, stamp):
-    with open(device.path(path), "r+b") as file:
+def stamp(image, seconds):
+    with open(image, "r+b") as file:
         file.seek(-8, os.SEEK_END)
-        file.write(struct.pack(">q", stamp))
+        file.write(struct.pack(">q", seconds))
 
 
 class Publishing(unittest.TestCase):
@@ -70,7 +71,7 @@ class Publishing(unittest.TestCase):
 
     def test_a_period_makes_the_calls_that_the_documentation_lists(self):
         device = Device("four-source")
-        script = f'LD_PRELOAD={os.environ["KVRN_COUNTER"]}:$LD_PRELOAD exec "$0" --pid-file {device.folder}/pid --period 0.1'
+        script = f'LD_PRELOAD={LIB}/libcount_calls.so:$LD_PRELOAD exec "$0" --pid-file {device.folder}/pid --period 0.1'
         run = [BIN + "/kvrn-sim", "run", device.root, "--", "timeout", "-s", "TERM", "2"]
         done = subprocess.run([*run, "sh", "-c", script, BIN + "/kvrn-monitord"], stderr=subprocess.PIPE, text=True)
         periods = [re.findall(r"(\w+?)(?:64)? (\d+)", line) for line in done.stderr.splitlines()]
@@ -135,59 +136,52 @@ class Publishing(unittest.TestCase):
 
 
 class Surviving(unittest.TestCase):
+    @contextlib.contextmanager
+    def monitor(self, device):
+        """A monitor that runs on, with no descriptor more than it began with."""
+        with Monitor(device) as monitor:
+            descriptors = monitor.descriptors()
+            yield monitor
+            self.assertEqual(monitor.descriptors(), descriptors)
+            self.assertIsNone(monitor.process.poll())
+
     def fresh(self, device):
         time.sleep(4 * PERIOD)
-        for path, size in ((PSU, 552), (OUTPUT, 80), (BATTERY, 360)):
+        for path, size in SIZES.items():
             self.assertEqual(os.path.getsize(device.path(path)), size)
             self.assertLessEqual(abs(stamp_age(device, path)), 1, path)
         self.assertEqual(device.run("psu", "--source", "cache").status, 0)
 
-    def test_removed_truncated_and_replaced_images(self):
+    def test_removed_truncated_and_odd_images(self):
         device = Device("four-source")
-        with Monitor(device) as monitor:
-            descriptors = monitor.descriptors()
-            for path in (PSU, OUTPUT, BATTERY):
-                os.remove(device.path(path))
-            self.fresh(device)
-            for path in (PSU, OUTPUT, BATTERY):
-                os.truncate(device.path(path), 7)
-            self.fresh(device)
-            for path in (PSU, OUTPUT, BATTERY):
-                os.remove(device.path(path))
-                os.mkdir(device.path(path))
-            time.sleep(3 * PERIOD)
-            for path in (PSU, OUTPUT, BATTERY):
-                os.rmdir(device.path(path))
-            self.fresh(device)
-            for stamp in (-7, 2**62):  # of a time that never was
-                for path in (PSU, OUTPUT, BATTERY):
-                    stamp_image(device, path, stamp)
+        with self.monitor(device):
+            for damage in (os.remove, lambda image: os.truncate(image, 7), lambda image: stamp(image, -7),
+                           lambda image: stamp(image, 2**62)):
+                for path in SIZES:
+                    damage(device.path(path))
                 self.fresh(device)
-            self.assertEqual(monitor.descriptors(), descriptors)
 
     def test_a_full_tmp(self):
         device = Device("four-source")
         filler = device.full_tmp()
-        with Monitor(device) as monitor:
+        with Monitor(device):
             self.assertEqual(device.run("psu", "--source", "cache").status, 1)
             os.remove(filler)
             self.fresh(device)
-            descriptors = monitor.descriptors()
+        with self.monitor(device) as monitor:
             monitor.process.send_signal(signal.SIGSTOP)
-            for path in (PSU, OUTPUT, BATTERY):
+            for path in SIZES:
                 os.truncate(device.path(path), 0)
             filler = device.full_tmp()
             monitor.process.send_signal(signal.SIGCONT)
             time.sleep(3 * PERIOD)
-            self.assertEqual([os.path.getsize(device.path(path)) for path in (PSU, OUTPUT, BATTERY)], [0, 0, 0])
+            self.assertEqual({os.path.getsize(device.path(path)) for path in SIZES}, {0})
             os.remove(filler)
             self.fresh(device)
-            self.assertEqual(monitor.descriptors(), descriptors)
 
     def test_failing_hardware(self):
         device = Device("four-source")
-        with Monitor(device) as monitor:
-            descriptors = monitor.descriptors()
+        with self.monitor(device):
             device.set("gpio", "211", "busy")
             device.set("i2c", "2-0b", "0x09", "refuse")
             shutil.rmtree(device.path("/var/run/hwmon"))
@@ -197,8 +191,6 @@ class Surviving(unittest.TestCase):
             os.remove(device.path("/dev/i2c-2"))
             time.sleep(3 * PERIOD)
             self.assertLessEqual(stamp_age(device, PSU), 1)
-            self.assertEqual(monitor.descriptors(), descriptors)
-            self.assertIsNone(monitor.process.poll())
 
 
 class Managed(unittest.TestCase):
@@ -236,10 +228,6 @@ class Managed(unittest.TestCase):
                     manager.recv(100)
             manager.settimeout(1)
             self.assertRaises(TimeoutError, manager.recv, 100)
-            stamp_image(device, PSU, int(time.clock_gettime(time.CLOCK_MONOTONIC)) - 11)  # ten seconds later
+            stamp(device.path(PSU), now() - 11)  # ten seconds later
             self.assertEqual(device.run("psu", "--source", "cache").status, 3)
             self.assertEqual(monitor.end(signal.SIGABRT)[0], -signal.SIGABRT)  # as the manager ends it
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -6,9 +6,8 @@ import resource
 import subprocess
 import unittest
 
-from kvrnctl_device import BIN, Device, Run, new_folder
+from kvrnctl_device import BIN, LIB, Device, Run, new_folder
 
-FAILER = os.environ["KVRN_FAILER"]
 SAMPLE = ("radio.1.mode=ap\nusers.1.name=anna\nusers.1.password=secret\nnetconf.3.devname=eth0\nnetconf.7.devname=br0\n"
           "bridge.status=enabled\nbridge.1.devname=br0\nbridge.1.port.1.devname=eth1\nx.note=a = b\n")
 
@@ -21,7 +20,7 @@ class Case(unittest.TestCase):
 
     def write(self, text):
         with open(self.path, "wb") as file:
-            file.write(text if isinstance(text, bytes) else text.encode())
+            file.write(text.encode())
 
     def text(self, path=None):
         with open(path or self.path, "rb") as file:
@@ -40,31 +39,21 @@ class Showing(Case):
     def test_show_keeps_the_order_and_hides_passwords(self):
         self.assertEqual(self.cfg("show").out, SAMPLE.replace("secret", "********"))
         self.assertEqual(self.cfg("show", "--reveal").out, SAMPLE)
-        document = self.cfg("show", "users.", "--json").json()
-        self.assertEqual([entry["value"] for entry in document["entries"]], ["anna", "********"])
-        self.assertEqual([entry["id"] for entry in document["entries"]], [1, 2])
+        entries = self.cfg("show", "users.", "--json").json()["entries"]
+        self.assertEqual([(entry["id"], entry["value"]) for entry in entries], [(1, "anna"), (2, "********")])
 
     def test_get_types_defaults_and_missing_keys(self):
-        self.write("n=0x1F\nbig=5000000000\nflag= Enabled \nt=12abc\nempty=\nusers.1.password=p\n")
-        for words, out, status in ((["n", "--type", "int"], "31\n", 0), (["big", "--type", "int"], "", 1),
-                                   (["big", "--type", "int64"], "5000000000\n", 0),
-                                   (["flag", "--type", "bool"], "true\n", 0), (["N"], "0x1F\n", 0),
-                                   (["t", "--type", "uint"], "12\n", 0), (["empty"], "\n", 0), (["none"], "", 1),
-                                   (["none", "--default", "7"], "7\n", 0), (["n", "--type", "odd"], "", 2),
-                                   (["users.1.password"], "********\n", 0),
-                                   (["users.1.password", "--reveal"], "p\n", 0)):
-            run = self.cfg("get", *words)
-            self.assertEqual((run.out, run.status), (out, status), words)
+        self.write("n=0x1F\nbig=5000000000\nflag= Enabled \nt=12abc\nempty=\nminus=-1\na=1\na=2\nusers.1.password=1234\n")
+        for words, out, status in (("n --type int", "31", 0), ("big --type int", "", 1), ("big --type int64", "5000000000", 0),
+                                   ("flag --type bool", "true", 0), ("N", "0x1F", 0), ("t --type uint", "12", 0),
+                                   ("empty", "", 0), ("none", "", 1), ("none --default 7", "7", 0), ("n --type odd", "", 2),
+                                   ("a", "2", 0), ("k" * 256, "", 1), ("minus --type uint", "4294967295", 0),
+                                   ("users.1.password --reveal", "1234", 0), ("USERS.01.Password", "********", 0),
+                                   ("users.1.password --type int", "********", 0)):
+            run = self.cfg("get", *words.split())
+            self.assertEqual((run.out.rstrip("\n"), run.status), (out, status), words)
         self.assertEqual(self.cfg("get", "n", "--type", "int", "--json").json()["value"], 31)
-        self.write("x=0\na=1\na=2\nusers.1.password=1234\n")
-        self.assertEqual(self.cfg("get", "a").out, "2\n")  # as the device's programs see it
-        for words in (["USERS.01.Password"], ["users.1.password", "--type", "int"]):
-            self.assertEqual(self.cfg("get", *words).out, "********\n")
-        self.assertEqual(self.cfg("get", "k" * 256).status, 1)
-        self.write("n=-1\n")
-        run = self.cfg("get", "n", "--type", "uint")
-        self.assertEqual((run.out, run.status), ("4294967295\n", 0))
-        self.assertIn("negative", run.err)
+        self.assertIn("negative", self.cfg("get", "minus", "--type", "uint").err)
 
     def test_diff_reads_like_a_diff(self):
         other = self.folder + "/new.cfg"
@@ -78,9 +67,10 @@ class Showing(Case):
         self.assertEqual(self.cfg("diff", self.path, self.path).out, "")
 
     def test_interface_and_check(self):
-        for name, port, note in (("br0", "eth1", ""), ("br7", "br7", "no interface 'br7'")):
-            run = self.cfg("interface", name)
-            self.assertEqual((run.out, note in run.err, run.status), (port + "\n", run.err != "" or not note, 0))
+        self.assertEqual(self.cfg("interface", "br0").out, "eth1\n")
+        run = self.cfg("interface", "br7")
+        self.assertEqual((run.out, run.status), ("br7\n", 0))
+        self.assertIn("no interface 'br7'", run.err)
         self.write(SAMPLE + "# note\nx.note=again\n" + "long=" + "y" * 1100 + "\n")
         run = self.cfg("check")
         self.assertEqual(run.status, 1)
@@ -118,7 +108,6 @@ class Editing(Case):
 
     def test_passwords_are_protected_and_revealed(self):
         self.assertEqual(self.cfg("protect").out, "1 password protected\n")
-        self.assertNotIn("secret", self.text())
         self.assertIn("~META~", self.text())
         self.assertIn("users.1.password=secret", self.lines())
         self.assertEqual(self.cfg("reveal").status, 0)
@@ -177,17 +166,13 @@ class Editing(Case):
             self.assertEqual(run.status, 1, words[:2])
             self.assertIn(reason, run.err)
             self.assertEqual(self.text(), SAMPLE)
-        for dropped in ("a=x\0y\n", "\0c=3\n", "v=caf\u00e9\n", "l=" + "y" * 1500 + "\n"):
-            self.write(SAMPLE + dropped)
-            self.assertIn("--force", self.cfg("set", "a", "1").err, dropped[:9])
-            self.assertEqual(self.text(), SAMPLE + dropped)
-        self.write("# keep me\n" + SAMPLE)
-        run = self.cfg("set", "a", "1")
-        self.assertEqual(run.status, 1)
-        self.assertIn("--force", run.err)
+        for dropped in ("a=x\0y\n", "\0c=3\n", "v=caf\u00e9\n", "l=" + "y" * 1500 + "\n", "# keep me\n"):
+            self.write(dropped + SAMPLE)
+            run = self.cfg("set", "a", "1")
+            self.assertEqual((run.status, "--force" in run.err), (1, True), dropped[:9])
+            self.assertEqual(self.text(), dropped + SAMPLE)
         run = self.cfg("set", "a", "1", "--force")
-        self.assertEqual(run.status, 0)
-        self.assertIn("are lost", run.err)
+        self.assertEqual((run.status, "are lost" in run.err), (0, True))
 
     def test_odd_files(self):
         self.write("")
@@ -195,14 +180,10 @@ class Editing(Case):
         self.assertEqual(self.text(), "")
         self.assertEqual(self.cfg("set", "first", "1").out, "appended\n")
         self.assertEqual(self.text(), "first=1\n")
-        for odd in (b"a=1\rb=2\r", b"no newline=1", b"k\0=v\nx=1\n", b"=\n", b"~META~\n~META~=\n~META~x=%%%\n",
-                    b"x=" + b"y" * (1 << 20)):
+        for odd in ("a=1\rb=2\r", "no newline=1", "k\0=v\nx=1\n", "=\n", "~META~\n~META~=\n~META~x=%%%\n", "x=" + "y" * (1 << 20)):
             self.write(odd)
-            for command in ("show", "check"):
-                self.assertIn(self.cfg(command).status, (0, 1), odd[:20])
-            before = self.text()
-            if self.cfg("set", "z", "1").status != 0:
-                self.assertEqual(self.text(), before)
+            for words in (["show"], ["check"], ["set", "z", "1"]):
+                self.assertIn(self.cfg(*words).status, (0, 1), odd[:20])
         os.truncate(self.path, 3 << 30)
         self.assertIn("larger than", self.cfg("show").err)
         os.remove(self.path)
@@ -214,14 +195,9 @@ class Editing(Case):
         self.assertIn("no regular file", self.cfg("show").err)
 
     def test_a_full_disk_leaves_the_old_file(self):
-        def limit():
-            resource.setrlimit(resource.RLIMIT_FSIZE, (64, 64))
-
-        for words in (["set", "a", "1"], ["add", "a", "1"], ["delete", "x.note"], ["sort"], ["renumber", "netconf."],
-                      ["protect"]):
-            run = self.cfg(*words, preexec_fn=limit)
-            self.assertEqual(run.status, 1, (words, run.err))
-            self.assertIn("large", run.err)
+        for words in ("set a 1", "add a 1", "delete x.note", "sort", "renumber netconf.", "protect"):
+            run = self.cfg(*words.split(), preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (64, 64)))
+            self.assertEqual((run.status, "large" in run.err), (1, True), (words, run.err))
             self.assertEqual(self.text(), SAMPLE)
             self.assertNotIn("system.cfg.new", os.listdir(self.folder))
 
@@ -238,7 +214,7 @@ class Editing(Case):
             after, failed = self.lines(), 0
             for n in range(1, 1000):
                 self.write(before)
-                run = self.cfg(*words, env={**os.environ, "LD_PRELOAD": FAILER, "FAIL_AT": str(n)})
+                run = self.cfg(*words, env={**os.environ, "LD_PRELOAD": LIB + "/libfail_allocation.so", "FAIL_AT": str(n)})
                 if (run.status, run.out) == (whole.status, whole.out):
                     self.assertEqual(self.lines(), after, (words, n))
                     if n > failed + 20:
@@ -253,13 +229,8 @@ class Editing(Case):
         with open(self.path + ".lock", "w") as lock:
             fcntl.flock(lock, fcntl.LOCK_EX)
             run = self.cfg("set", "a", "1")
-        self.assertEqual(run.status, 1)
-        self.assertIn("another editor", run.err)
+        self.assertEqual((run.status, "another editor" in run.err), (1, True))
         editors = [subprocess.Popen([BIN + "/kvrnctl", "cfg", "add", "--file", self.path, f"n.{i}", "v"],
                                     stdout=subprocess.DEVNULL) for i in range(8)]
         self.assertEqual([editor.wait() for editor in editors], [0] * 8)
         self.assertEqual(len(self.lines()), len(SAMPLE.splitlines()) + 8)
-
-
-if __name__ == "__main__":
-    unittest.main()

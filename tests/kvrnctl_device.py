@@ -6,9 +6,11 @@ import json
 import os
 import shutil
 import socket
+import struct
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 
 try:
@@ -19,7 +21,7 @@ except ImportError:
     print("NOT TESTED: documents against their schema, which takes python3-jsonschema", file=sys.stderr)
     jsonschema = None
 
-BIN = os.environ["KVRN_BIN"]
+BIN, LIB = os.environ["KVRN_BUILD"] + "/bin", os.environ["KVRN_BUILD"] + "/lib"
 SOURCE = os.environ["KVRN_SOURCE"]
 if jsonschema:
     with open(SOURCE + "/docs/kvrnctl.schema.json", encoding="utf-8") as file:
@@ -38,6 +40,10 @@ class Run:
             if wrong:
                 raise AssertionError(f"not as docs/kvrnctl.schema.json has it: {wrong.json_path}: {wrong.message}")
         return document
+
+
+def now():
+    return int(time.clock_gettime(time.CLOCK_MONOTONIC))
 
 
 def new_folder():
@@ -70,6 +76,19 @@ class Device:
     def path(self, name):
         return self.root + name
 
+    def write(self, name, content):
+        with open(self.path(name), "wb") as file:
+            file.write(content)
+
+    def publish_psus(self, stamp=None, size=552):
+        """What the monitor publishes of power sources that are all there: at that time, and so much of it."""
+        records = b"".join(struct.pack(">IB3xI", i, 0xC0, 1 if i < 2 else 2).ljust(136, b"\0") for i in range(4))
+        self.write("/tmp/.psu_info_cache", (records + struct.pack(">q", now() if stamp is None else stamp))[:size])
+
+    def publish_outputs(self, stamp=None, states=(0, 0, 0)):
+        records = b"".join(struct.pack(">6i", 53800, 850, 45_730_000, 1, 0, state) for state in states)
+        self.write("/tmp/.output_cache", records + struct.pack(">q", now() if stamp is None else stamp))
+
     def full_tmp(self):
         """Gives the device a /tmp of four pages, and fills it. @return the file that fills it"""
         if not os.path.ismount(self.path("/tmp")):
@@ -87,11 +106,10 @@ class Device:
     def command(self, *words):
         return [BIN + "/kvrn-sim", "run", self.root, "--", BIN + "/kvrnctl", *words]
 
-    def run(self, *words, env=None):
-        return Run(subprocess.run(self.command(*words), capture_output=True, text=True, timeout=60,
-                                  env={**os.environ, **(env or {})}))
+    def run(self, *words, account=()):
+        return Run(subprocess.run([*account, *self.command(*words)], capture_output=True, text=True, timeout=60))
 
     def run_by_mode(self, *words):
         """Without the right of root to pass over the modes of files."""
         account = ["setpriv", "--bounding-set=-dac_override,-dac_read_search"] if os.geteuid() == 0 else []
-        return Run(subprocess.run([*account, *self.command(*words)], capture_output=True, text=True, timeout=60))
+        return self.run(*words, account=account)

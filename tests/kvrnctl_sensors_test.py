@@ -7,54 +7,26 @@ import struct
 import time
 import unittest
 
-from kvrnctl_device import SOURCE, Device
+from kvrnctl_device import SOURCE, Device, now
 
 GOLDEN = pathlib.Path(SOURCE, "tests/golden")
-OUTPUT = struct.pack(">6i", 53800, 850, 45_730_000, 1, 0, 0)
-
-
-def now():
-    return int(time.clock_gettime(time.CLOCK_MONOTONIC))
-
-
-def publish(device, stamp=None):
-    image = OUTPUT * 3 + struct.pack(">q", now() if stamp is None else stamp)
-    pathlib.Path(device.path("/tmp/.output_cache")).write_bytes(image)
 
 
 def battery_record(device, name, flags):
-    record = struct.pack(">iiI", 2, -1, flags).ljust(132, b"\0")
-    pathlib.Path(device.path("/etc/persistent/" + name)).write_bytes(record)
+    device.write("/etc/persistent/" + name, struct.pack(">iiI", 2, -1, flags).ljust(132, b"\0"))
 
 
 def four_source():
     device = Device("four-source")
     battery_record(device, "battery_data", 0x14)
     battery_record(device, "battery_data_1", 0x01)
+    device.publish_outputs()
     return device
-
-
-def check_exposition(test, text):
-    test.assertTrue(text.endswith("\n"))
-    seen = []
-    for line in text.splitlines():
-        kind, name = re.match(r"(# HELP |# TYPE |)(\w+)", line).groups()
-        if kind == "# HELP ":
-            test.assertNotIn(name, seen, "a metric in two places")
-            seen.append(name)
-        test.assertEqual(name, seen[-1], line)
-        if not kind:
-            test.assertRegex(line, r'^\w+(\{\w+="([^"\\]|\\.)*"(,\w+="([^"\\]|\\.)*")*\})? [-+.e\d]+$')
-            float(line.rsplit(" ", 1)[1])
-    for name in seen:
-        test.assertNotRegex(name, "milli|micro|minutes|hours|days|percent|_(total|count)$")
-        test.assertEqual(text.count(f"# TYPE {name} gauge\n"), 1)
 
 
 class Sensors(unittest.TestCase):
     def test_people_and_documents_see_the_same_snapshot(self):
         device = four_source()
-        publish(device)
         run = device.run("sensors")
         self.assertEqual(run.status, 0, run.err)
         for line in ("0       on        normal             on          53.800 V  0.850 A  45.7 W",
@@ -83,32 +55,24 @@ class Sensors(unittest.TestCase):
         self.assertIn("Outputs: no readings (/tmp/.output_cache: no such file)\n", run.out)
 
     def test_metrics_are_as_expected(self):
-        device = four_source()
-        publish(device)
-        run = device.run("sensors", "--format", "prometheus")
-        self.assertEqual((run.status, run.err), (0, ""))
-        text = re.sub(r"(?m)^(kvrn_output_readings_age_seconds) [01]$", r"\1 0", run.out)
-        golden = GOLDEN / "sensors_four-source.prom"
-        if os.environ.get("KVRN_UPDATE_GOLDEN"):
-            golden.write_text(text)
-        self.assertEqual(text, golden.read_text())
+        for board in ("four-source", "three-source", "generic"):
+            device = four_source() if board == "four-source" else Device(board)
+            if board == "three-source":
+                device.publish_outputs()
+            run = device.run("sensors", "--format", "prometheus")
+            self.assertEqual((run.status, run.err), (0, ""))
+            text = re.sub(r"(?m)^(kvrn_output_readings_age_seconds) \d$", r"\1 0", run.out)
+            golden = GOLDEN / f"sensors_{board}.prom"
+            if os.environ.get("KVRN_UPDATE_GOLDEN"):
+                golden.write_text(text)
+            self.assertEqual(text, golden.read_text())
         self.assertEqual(device.run("sensors", "--format", "prometheus", "--json").status, 2)
 
-    def test_metrics_of_every_board_are_well_formed(self):
-        for board in ("four-source", "three-source", "generic", "ar724x"):
-            device = Device(board)
-            for prepare in (lambda device: None, publish):
-                prepare(device)
-                with self.subTest(board=board):
-                    text = device.run("sensors", "--format", "prometheus").out
-                    check_exposition(self, text)
-                    self.assertEqual("kvrn_output_volts" in text, prepare is publish)
-
     def test_outputs_that_are_not_fresh_are_told_by_status_or_age(self):
-        for stamp, words, age in ((now() - 60, r"6\d s old", r"6\d"), (now() + 500, r"stamped \d+ s in the future", None),
+        for stamp, words, age in ((now() - 60, r"[67]\d s old", r"[67]\d"), (now() + 500, r"stamped \d+ s in the future", None),
                                   (-1, "never refreshed", None), (0xFFFFFFFF, "never refreshed", None)):
             device = Device("four-source")
-            publish(device, stamp=stamp)
+            device.publish_outputs(stamp)
             for command in (["sensors"], ["outputs"]):
                 run = device.run(*command)
                 self.assertEqual(run.status, 3, (command, words))
@@ -125,8 +89,7 @@ class Sensors(unittest.TestCase):
 
     def test_sources_from_the_future_are_used_and_told(self):
         device = Device("four-source")
-        image = bytes(544) + struct.pack(">q", now() + 500)
-        pathlib.Path(device.path("/tmp/.psu_info_cache")).write_bytes(image)
+        device.publish_psus(now() + 500)
         run = device.run("psu")
         self.assertEqual(run.status, 0)
         self.assertRegex(run.out, r"Source: cache /tmp/.psu_info_cache, stamped \d+ s in the future\n")
@@ -148,7 +111,6 @@ class Dump(unittest.TestCase):
     def test_is_the_tree_in_the_order_of_a_walk(self):
         device = four_source()
         battery_record(device, "battery_data_1", 0)
-        publish(device)
         run = device.run("snmp", "dump")
         self.assertEqual((run.status, run.err), (0, ""))
         listing = (GOLDEN / "snmp_four-source.txt").read_text().splitlines()
@@ -159,14 +121,10 @@ class Dump(unittest.TestCase):
 
     def test_document_keeps_the_bytes_of_what_is_no_text(self):
         device = four_source()
-        pathlib.Path(device.path("/etc/version")).write_bytes(b"1.\xff\n")
+        device.write("/etc/version", b"1.\xff\n")
         objects = {entry["oid"]: entry for entry in device.run("snmp", "dump", "--json").json()["objects"]}
         root = ".1.3.6.1.4.1.47474.1"
         self.assertEqual(objects[root + ".5.1.3.0"]["hex"], "31 2E FF")
         self.assertEqual(objects[root + ".5.1.1.0"], {"oid": root + ".5.1.1.0", "type": "STRING", "value": "QP4-eu"})
         self.assertEqual(objects[root + ".5.3.2.1.6.4"]["value"], 25000)
         self.assertEqual(device.run("snmp").status, 2)
-
-
-if __name__ == "__main__":
-    unittest.main()

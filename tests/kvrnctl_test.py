@@ -7,23 +7,12 @@ import pty
 import re
 import struct
 import subprocess
-import tempfile
 import termios
-import time
 import unittest
 
-from kvrnctl_device import BIN, SOURCE, Run
-from kvrnctl_device import Device as PlainDevice
+from kvrnctl_device import BIN, SOURCE, Device, now
 
 MARKERS = ("-2147483648", "-127", "2147483647", "3932100", "-2147483.648")
-
-
-class Device(PlainDevice):
-    def cache(self, age=0, size=552):
-        stamp = int(time.clock_gettime(time.CLOCK_MONOTONIC)) - age
-        records = b"".join(struct.pack(">IB3xI", i, 0xC0, 1 if i < 2 else 2).ljust(136, b"\0") for i in range(4))
-        with open(self.path("/tmp/.psu_info_cache"), "wb") as file:
-            file.write((records + struct.pack(">q", stamp))[:size])
 
 
 class Documents(unittest.TestCase):
@@ -48,11 +37,8 @@ class Documents(unittest.TestCase):
 
     def test_board(self):
         board = Device("four-source").run("board", "--json").json()["board"]
-        self.assertEqual(board["system_id"], "0xee5a")
-        self.assertEqual(board["soc"]["family"], "QCA953x")
-        self.assertRegex(board["soc"]["revision"], "^0x[0-9a-f]{8}$")
-        self.assertRegex(board["ports"][0]["mac"], "^([0-9a-f]{2}:){5}[0-9a-f]{2}$")
-        self.assertEqual(board["psu_count"], 4)
+        self.assertEqual((board["system_id"], board["soc"], board["ports"][0]["mac"], board["psu_count"]),
+                         ("0xee5a", {"family": "QCA953x", "revision": "0x00000160"}, "02:18:d6:a0:b1:c2", 4))
         unknown = Device("generic")
         os.remove(unknown.path("/proc/cpuinfo"))
         run = unknown.run("board", "--json")
@@ -80,29 +66,25 @@ class Documents(unittest.TestCase):
                                               "PSU 3 full capacity: I2C 2-0b register 0x10: Input/output error"])
 
     def test_what_was_not_read_is_not_shown_as_read(self):
-        for board, change, words, unknown in (
-                ("four-source", ["i2c", "2-0b", "0x09", "refuse"], ["psu"], "psu.3.present"),
-                ("four-source", ["i2c", "2", "busy"], ["psu"], "psu.3.present"),
-                ("four-source", ["gpio", "100", "busy"], ["psu"], "psu.2.present"),
-                ("four-source", ["gpio", "109", "busy"], ["psu"], "psu.2.charger_enabled"),
-                ("four-source", ["gpio", "113", "busy"], ["psu"], "psu.2.highest_charging_current"),
-                ("four-source", ["gpio", "211", "busy"], ["budget"], "budget.inputs_with_mains"),
-                ("four-source", ["gpio", "211", "busy"], ["state"], "state.code"),
-                ("four-source", ["gpio", "111", "busy"], ["outputs"], "outputs.0.enabled"),
-                ("four-source", ["hwmon", "mon-dc-out-1", "in0_input", "--missing"], ["outputs"], "outputs.0.voltage_mv"),
-                ("three-source", ["hwmon", "mon-dc-out-3", "curr1_input", "--missing"], ["budget"], "budget.drawn_mw"),
-        ):
+        for board, change, unknown in (("four-source", "set i2c 2-0b 0x09 refuse", "psu.3.present"),
+                                       ("four-source", "set i2c 2 busy", "psu.3.present"),
+                                       ("four-source", "set gpio 100 busy", "psu.2.present"),
+                                       ("four-source", "set gpio 109 busy", "psu.2.charger_enabled"),
+                                       ("four-source", "set gpio 113 busy", "psu.2.highest_charging_current"),
+                                       ("four-source", "set gpio 211 busy", "budget.inputs_with_mains"),
+                                       ("four-source", "set gpio 211 busy", "state.code"),
+                                       ("four-source", "set gpio 111 busy", "outputs.0.enabled"),
+                                       ("four-source", "unset /var/run/hwmon/mon-dc-out-1/in0_input", "outputs.0.voltage_mv"),
+                                       ("three-source", "unset /var/run/hwmon/mon-dc-out-3/curr1_input", "budget.drawn_mw")):
             device = Device(board)
-            if "--missing" in change:
-                device.sim("unset", device.root, f"/var/run/hwmon/{change[1]}/{change[2]}")
-            else:
-                device.set(*change)
-            self.assertNotEqual(device.run(*words, "--json").json()["errors"], [], change)
+            verb, *what = change.split()
+            device.sim(verb, device.root, *what)
+            self.assertNotEqual(device.run(unknown.split(".")[0], "--json").json()["errors"], [], change)
             run = device.run("get", unknown)
             self.assertIn(run.status, (1, 3), change)
             self.assertTrue(run.out == "unknown\n" and "unknown" in run.err, change)
         device = Device("four-source")  # what comes from a fresh image is the image's
-        device.cache()
+        device.publish_psus()
         for line in ("211", "212"):
             device.set("gpio", line, "busy")
         budget = device.run("budget", "--json").json()
@@ -128,13 +110,12 @@ class Documents(unittest.TestCase):
 class Sources(unittest.TestCase):
     def test_cache_says_its_age_and_stale_is_status_3(self):
         device = Device("four-source")
-        device.cache(age=2)
+        device.publish_psus(now() - 2)
         run = device.run("psu", "--source", "cache", "--json")
-        self.assertEqual(run.status, 0)
-        self.assertEqual(run.json()["source"]["kind"], "cache")
+        self.assertEqual((run.status, run.json()["source"]["kind"]), (0, "cache"))
         self.assertIn(run.json()["source"]["age_s"], (2, 3))
         self.assertIn("s old", device.run("psu").out)
-        device.cache(age=60)
+        device.publish_psus(now() - 60)
         run = device.run("psu", "--source", "cache", "--json")
         self.assertEqual((run.status, run.json()["psu"]), (3, []))
         run = device.run("psu", "--json")
@@ -144,33 +125,27 @@ class Sources(unittest.TestCase):
 
     def test_a_cache_that_cannot_be_used_says_why(self):
         device = Device("four-source")
-        run = device.run("psu", "--source", "cache")
-        self.assertEqual(run.status, 1)
-        self.assertIn("no such file", run.err)
-        device.cache(size=551)
-        self.assertIn("wrong size (551 bytes)", device.run("psu", "--source", "cache").err)
-
-    def test_a_cache_of_another_user_is_permission_denied(self):
-        device = Device("four-source")
-        device.cache()
-        os.chmod(device.path("/tmp/.psu_info_cache"), 0)
-        run = device.run_by_mode("psu", "--source", "cache")
-        self.assertEqual(run.status, 1, run.err)
-        self.assertIn("/tmp/.psu_info_cache: Permission denied", run.err)
+        for size, mode, why in ((None, None, "no such file"), (551, 0o600, "wrong size (551 bytes)"),
+                                (552, 0, "/tmp/.psu_info_cache: Permission denied")):
+            if size is not None:
+                device.publish_psus(size=size)
+                os.chmod(device.path("/tmp/.psu_info_cache"), mode)
+            run = device.run_by_mode("psu", "--source", "cache")
+            self.assertEqual(run.status, 1, why)
+            self.assertIn(why, run.err)
 
 
 class Statuses(unittest.TestCase):
     def test_wrong_usage_is_2_and_another_board_is_4(self):
-        device = Device("three-source")
-        for status, words in ((2, ["psu", "7"]), (2, ["nonsense"]), (2, []), (2, ["gpio", "get", "399"]),
-                              (2, ["gpio", "set", "111", "2"]), (2, ["get", "psu.0.nothing"]), (2, ["get", "x"]),
-                              (2, ["psu", "--source", "elsewhere"]), (4, ["psu", "3"]), (4, ["get", "psu.3"]), (2, ["get", "psu.02"]),
-                              (4, ["battery", "0"]), (0, ["battery"]), (0, ["--help"]), (0, ["psu", "--help"]),
-                              (0, ["--version"])):
-            run = device.run(*words)
-            self.assertEqual(run.status, status, (words, run.err))
-        for words in (["battery"], ["get", "battery"]):
-            self.assertEqual(Device("generic").run(*words).status, 4)
+        for board, status, commands in (
+                ("three-source", 0, ("battery", "--help", "psu --help", "--version")), ("generic", 4, ("battery", "get battery")),
+                ("three-source", 4, ("psu 3", "get psu.3", "battery 0")),
+                ("three-source", 2, ("psu 7", "nonsense", "", "gpio get 399", "gpio set 111 2", "get psu.0.nothing", "get x",
+                                     "get psu.02", "psu --source elsewhere"))):
+            device = Device(board)
+            for command in commands:
+                run = device.run(*command.split())
+                self.assertEqual(run.status, status, (command, run.err))
 
     def test_get_prints_the_bare_value(self):
         device = Device("four-source")
@@ -224,8 +199,7 @@ class Doctor(unittest.TestCase):
     def test_names_what_fails_and_what_stands_in(self):
         device = Device("four-source")
         healthy = device.run("doctor", "--json")
-        self.assertEqual(healthy.status, 0, healthy.out)
-        self.assertEqual(healthy.json()["failures"], 0)
+        self.assertEqual((healthy.status, healthy.json()["failures"]), (0, 0), healthy.out)
         device.set("gpio", "211", "busy")
         device.set("i2c", "2-0b", "0x09", "refuse")
         os.remove(device.path("/var/run/hwmon/mon-battery/in0_input"))
@@ -237,9 +211,7 @@ class Doctor(unittest.TestCase):
         self.assertEqual(failed["GPIO 211"]["stands_in"], "no mains")
         self.assertEqual(failed["/var/run/hwmon/mon-battery/in0_input"]["stands_in"], "0")
         self.assertIn("No such file", failed["/var/run/hwmon/mon-battery/in0_input"]["answer"])
-        self.assertIn("I2C 2-0b register 0x09", failed)
-        self.assertIn("/dev/mem", failed)
-        self.assertEqual(len(failed), 4)
+        self.assertEqual(set(failed), {"GPIO 211", "/var/run/hwmon/mon-battery/in0_input", "I2C 2-0b register 0x09", "/dev/mem"})
         for register in ("0x12", "0x1b", "block 0x71"):
             device.set("i2c", "2-0b", register.replace("block 0x", "block-"), "refuse")
             self.assertIn(register, device.run("doctor").out)
@@ -308,34 +280,20 @@ class Completion(unittest.TestCase):
     @unittest.skipUnless(os.path.exists("/usr/share/bash-completion/bash_completion"), "no bash-completion")
     def test_commands_options_and_paths(self):
         device = Device("four-source")
-        self.assertEqual(self.complete(device, "kvrnctl p"), ["psu"])
-        self.assertEqual(self.complete(device, "kvrnctl gpio "), ["get", "set", "list", "--help"])
-        self.assertEqual(self.complete(device, "kvrnctl gpio set 11"), ["111", "113", "115"])
-        self.assertEqual(self.complete(device, "kvrnctl gpio set 1:dc"), ["dc-out-1"])
-        self.assertEqual(self.complete(device, "kvrnctl battery 2"), ["2"])
-        self.assertEqual(self.complete(device, "kvrnctl charge current --psu 3 6"), ["667"])
-        self.assertEqual(self.complete(device, "kvrnctl alarms set ov"), ["overload-request.0", "overload-request.1"])
-        self.assertEqual(self.complete(device, "kvrnctl psu --source c"), ["cache"])
-        self.assertEqual(self.complete(device, "kvrnctl get psu.2.volt"), ["psu.2.voltage_mv"])
         device.set("file", "/tmp/system.cfg", "radio.1.mode=ap\nradio.1.band=5\n")
-        self.assertEqual(self.complete(device, "kvrnctl cfg set radio.1.m"), ["radio.1.mode"])
-        self.assertEqual(self.complete(device, "kvrnctl cfg get --type u"), ["uint"])
-        self.assertEqual(self.complete(device, "kvrnctl charge current 10"), ["1000"])
-        self.assertIn("renumber", self.complete(device, "kvrnctl cfg "))
-        self.assertEqual(self.complete(device, "kvrn-monitord --p"), ["--period", "--pid-file"])
-        self.assertEqual(self.complete(device, "kvrnctl sensors --format p"), ["prometheus"])
-        self.assertEqual(self.complete(device, "kvrnctl snmp "), ["dump", "--help"])
-        self.assertEqual(self.complete(device, "kvrn-agentd --m"), ["--max-age", "--module"])
-        self.assertEqual(self.complete(device, "kvrnctl help al"), ["alarms"])
+        for line, choices in (
+                ("kvrnctl p", "psu"), ("kvrnctl gpio ", "get set list --help"), ("kvrnctl gpio set 11", "111 113 115"),
+                ("kvrnctl gpio set 1:dc", "dc-out-1"), ("kvrnctl battery 2", "2"), ("kvrnctl psu --source c", "cache"),
+                ("kvrnctl charge current --psu 3 6", "667"), ("kvrnctl charge current 10", "1000"),
+                ("kvrnctl alarms set ov", "overload-request.0 overload-request.1"), ("kvrnctl help al", "alarms"),
+                ("kvrnctl get psu.2.volt", "psu.2.voltage_mv"), ("kvrnctl cfg set radio.1.m", "radio.1.mode"),
+                ("kvrnctl cfg get --type u", "uint"), ("kvrnctl cfg ren", "renumber"), ("kvrnctl snmp ", "dump --help"),
+                ("kvrnctl sensors --format p", "prometheus"), ("kvrn-monitord --p", "--period --pid-file"),
+                ("kvrn-agentd --m", "--max-age --module"), ("kvrn-sim set ROOT gpio mains-1", "mains-1-fail"),
+                ("kvrn-sim set ROOT gpio 211 b", "busy"), ("kvrn-sim set ROOT i2c 2-0b 0x0", "0x00 0x03 0x08 0x09 0x0a 0x0f"),
+                ("kvrn-sim set ROOT i2c 2-0b a", "absent"), ("kvrn-sim set ROOT i2c 2 ", "busy free"),
+                ("kvrn-sim get ROOT hwmon mon-battery c", "curr1_input"), ("kvrn-sim unset ROOT /tmp/sy", "/tmp/system.cfg"),
+                ("kvrn-sim set --new ROOT file /tmp/sys", "/tmp/system.cfg"), ("kvrn-sim new x --board g", "generic"),
+                ("kvrn-sim trace ROOT c", "clear"), ("kvrn-sim help tr", "trace")):
+            self.assertEqual(self.complete(device, line.replace("ROOT", device.root)), choices.split(), line)
         self.assertIn("battery.3", self.complete(device, "kvrnctl get battery."))
-        for words, choices in (("set ROOT gpio mains-1", ["mains-1-fail"]), ("set ROOT gpio 211 b", ["busy"]),
-                               ("set ROOT i2c 2-0b 0x0", ["0x00", "0x03", "0x08", "0x09", "0x0a", "0x0f"]),
-                               ("set ROOT i2c 2-0b a", ["absent"]), ("set ROOT i2c 2 ", ["busy", "free"]),
-                               ("help tr", ["trace"]), ("get ROOT hwmon mon-battery c", ["curr1_input"]),
-                               ("set --new ROOT file /tmp/sys", ["/tmp/system.cfg"]), ("unset ROOT /tmp/sy", ["/tmp/system.cfg"]),
-                               ("new x --board g", ["generic"]), ("trace ROOT c", ["clear"])):
-            self.assertEqual(self.complete(device, "kvrn-sim " + words.replace("ROOT", device.root)), choices, words)
-
-
-if __name__ == "__main__":
-    unittest.main()

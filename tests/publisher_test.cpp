@@ -1,15 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "tools/kvrn-monitord/publisher.hpp"
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <time.h>
-#include <unistd.h>
 
-#include <filesystem>
+#include <algorithm>
 
-#include "sim/device.hpp"
+#include "tests/device.hpp"
 #include "tests/syslog.hpp"
 
 static time_t started_at;  // the clock's zero
@@ -22,7 +20,7 @@ extern "C" int clock_gettime(clockid_t clock, timespec* out) noexcept {
 
 // In the first seconds after the device's start an image that was only mapped counts as fresh.
 TEST(Publisher, OfABatteryThatCannotBeReadItPublishesNoZeros) {
-  kvrn::sim::Device device("four-source");
+  Device device("four-source");
   device.remove("/dev/i2c-2");
   started_at = get_timestamp_mono() - 5;
   monitord::Publisher publisher;
@@ -33,19 +31,18 @@ TEST(Publisher, OfABatteryThatCannotBeReadItPublishesNoZeros) {
 }
 
 TEST(Publisher, LogsWhenAFileBeginsToFailAndWhenAllAreWrittenAgain) {
-  kvrn::sim::Device device("four-source");
+  Device device("four-source");
   monitord::Publisher publisher;
   ASSERT_TRUE(publisher.refresh());
-  const std::tuple<const char*, const char*> cases[] = {
-      {"/tmp/.raw_battery_data", "4 Battery data: Unable to open file /tmp/.raw_battery_data (21)\n"},
-      {"/tmp/.psu_info_cache", "4 PSU cache: Unable to open file /tmp/.psu_info_cache (21)\n"},
-      {"/tmp/.output_cache", "4 Output cache: Unable to open output file /tmp/.output_cache (21)\n"}};
-  for (const auto& [path, reason] : cases) {
+  for (const char* path : {"/tmp/.raw_battery_data", "/tmp/.psu_info_cache", "/tmp/.output_cache"}) {
     device.remove(path);
     std::filesystem::create_directory(device.path(path));
     logged.clear();
     for (int period = 0; period < 3; ++period) EXPECT_FALSE(publisher.refresh()) << path;
-    EXPECT_EQ(logged, std::string(reason) + "3 cannot publish, trying again: " + path + ": Is a directory\n");
+    // Once, behind the library's own reason.
+    EXPECT_EQ(std::ranges::count(logged, '\n'), 2) << logged;
+    EXPECT_TRUE(logged.ends_with(std::string("3 cannot publish, trying again: ") + path + ": Is a directory\n"))
+        << logged;
     device.remove(path);
     logged.clear();
     for (int period = 0; period < 3; ++period) EXPECT_TRUE(publisher.refresh()) << path;

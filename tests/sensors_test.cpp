@@ -1,15 +1,9 @@
 // SPDX-License-Identifier: MIT
-#include <kvrn/kvrn.hpp>
-
 #include "snmp/sensors.hpp"
 
 #include "tests/device.hpp"
 
-namespace {
-
 using Summary = kvrnpp::Owned<sensors_info, sensors_info_free>;
-
-}  // namespace
 
 TEST(SensorSummary, FilesAddWhatTheySayToTheReadings) {
   Device device("three-source");

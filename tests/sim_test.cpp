@@ -6,17 +6,12 @@
 #include <linux/gpio.h>
 #include <linux/i2c-dev.h>
 #include <linux/i2c.h>
-#include <mtd/mtd-user.h>
 #include <signal.h>
 #include <sys/ioctl.h>
-#include <sys/mman.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <set>
-#include <stdexcept>
 
 #include "tests/device.hpp"
 #include "util/handle.hpp"
@@ -130,21 +125,9 @@ TEST(SimGpio, DirectionsAndLevelsFollowTheRequest) {
 TEST(SimGpio, LineIsHeldUntilItsLastDescriptorIsClosed) {
   Device device("four-source");
   const Fd chip = Fd::open(expander, O_RDWR);
-  {
-    Fd line(request(chip, 11, as_is));
-    EXPECT_EQ(request(chip, 11, as_is), -EBUSY);
-    const Fd copy(::dup(line.get()));
-    line.reset();
-    EXPECT_EQ(request(chip, 11, as_is), -EBUSY);
-  }
-  // A holder that dies frees it.
-  const pid_t child = ::fork();
-  if (child == 0) ::_exit(request(chip, 11, as_is) >= 0 ? 0 : 1);
-  int status = -1;
-  ::waitpid(child, &status, 0);
-  EXPECT_EQ(status, 0);
-  EXPECT_TRUE(Fd(request(chip, 11, as_is)));
-  device.gpio_busy(111, true);
+  Fd line(request(chip, 11, as_is));
+  const Fd copy(::dup(line.get()));
+  line.reset();
   EXPECT_EQ(request(chip, 11, as_is), -EBUSY);
   device.remove(expander);  // unplugged while it is open
   EXPECT_EQ(request(chip, 12, as_is), -ENODEV);
@@ -190,43 +173,10 @@ TEST(SimI2c, RegistersAnswerRefuseAndKeepWhatIsWritten) {
   device.i2c_busy(2, true);
   EXPECT_EQ(read_word(bus, 0x03), -EBUSY);
   device.i2c_busy(2, false);
-  // Manufacturer blocks: a word written to register 0 chooses one, the register itself reads on.
-  EXPECT_EQ(write_word(bus, 0x00, 0x0055), 0);
-  EXPECT_EQ(read_word(bus, 0x00), 0x0800);
-  EXPECT_EQ(transfer(bus, I2C_SMBUS_READ, 0x23, I2C_SMBUS_BLOCK_DATA, data), 0);
-  EXPECT_EQ(data.block[0] << 8 | data.block[1], 3 << 8 | 0x07);
-  EXPECT_EQ(write_word(bus, 0x00, 0x0099), 0);
+  EXPECT_EQ(write_word(bus, 0x00, 0x0099), 0);  // a manufacturer block that it does not have
   EXPECT_EQ(transfer(bus, I2C_SMBUS_READ, 0x23, I2C_SMBUS_BLOCK_DATA, data), -EIO);
   device.remove("/i2c/2-0b");
   EXPECT_EQ(read_word(bus, 0x09), -ENXIO);
-}
-
-TEST(SimFlash, PartitionMayClaimMoreThanItHasAndMemoryHoldsTheRevision) {
-  Device device("four-source");
-  const Fd partition = Fd::open("/dev/mtd5", O_RDONLY);
-  for (const auto& [text, size] : {std::pair{"0x10000\n", 0x10000U}, {"131072\n", 131072U}, {"", 0x10000U}}) {
-    device.file("/dev/mtd5", text);  // without a number: what /dev/mtdblock5 has
-    mtd_info_user info{};
-    EXPECT_EQ(call(partition, MEMGETINFO, &info), 0);
-    EXPECT_EQ(info.size, size);
-  }
-  const Fd memory = Fd::open("/dev/mem", O_RDONLY);
-  const kvrn::Mapping page(memory.get(), 4096, 0x18060000);
-  ASSERT_TRUE(page);
-  EXPECT_EQ(static_cast<const std::uint32_t*>(page.get())[0x90 / 4], 0x00000160U);
-}
-
-TEST(SimPaths, OnlyTheDevicesOwnAreRedirected) {
-  Device device("four-source");
-  write_text("/tmp/system.cfg.x", "a=1\n");
-  EXPECT_EQ(read_text(device.path("/tmp/system.cfg.x")), "a=1\n");
-  EXPECT_EQ(::unlink("/tmp/system.cfg.x"), 0);
-  EXPECT_EQ(::access("/tmp/system.cfg.x", F_OK), -1);
-  char resolved[PATH_MAX];
-  EXPECT_STREQ(::realpath(expander, resolved), expander);
-  EXPECT_EQ(::access("/etc/passwd", R_OK), 0);
-  ::unsetenv("KVRN_SIM_ROOT");
-  EXPECT_EQ(::access(expander, F_OK), -1);
 }
 
 TEST(SimPaths, ASharedFolderListsWhatIsTheMachinesAndWhatIsTheDevices) {
@@ -269,9 +219,7 @@ TEST(SimPaths, MachineStaysOutOfReachWhenTheFolderCannotBeOpened) {
     EXPECT_EQ(::fopen("/proc/cpuinfo", "r"), nullptr) << name;
     EXPECT_EQ(::access("/proc/cpuinfo", F_OK), -1) << name;
     EXPECT_EQ(errno, error) << name;
-    errno = 0;
     EXPECT_EQ(::access("/etc/passwd", R_OK), 0) << name;
-    EXPECT_EQ(errno, 0) << name;
   }
   Device device("generic");
   errno = 0;
@@ -286,16 +234,4 @@ TEST(SimPaths, MachineStaysOutOfReachWhenTheFolderCannotBeOpened) {
   EXPECT_EQ(::access("/dev/mtd0", F_OK), -1);
   EXPECT_EQ(::access("/dev/mtd5", F_OK), 0);
   ::setrlimit(RLIMIT_NOFILE, &limit);
-}
-
-TEST(SimState, PathsStayInTheFolder) {
-  Device device("generic");
-  const kvrn::sim::State state(device.root());
-  for (const char* path : {"", "/", ".", "..", "/..", "/tmp/..", "/../x", "/tmp/../../x", "../../x"}) {
-    EXPECT_THROW(state.file(path, "x"), std::invalid_argument) << path;
-    EXPECT_THROW((void)state.remove(path), std::invalid_argument) << path;
-  }
-  EXPECT_EQ(state.path("/tmp/../etc/./..x"), device.root() / "etc/..x");
-  EXPECT_THROW(kvrn::sim::create_root(device.root(), "generic"), std::runtime_error);  // the folder is not empty
-  EXPECT_THROW(Device("no such board"), std::runtime_error);
 }

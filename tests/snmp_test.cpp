@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 
 #include <cstdarg>
-#include <cstdio>
 
 #include "snmp/object.hpp"
 #include "tests/device.hpp"
@@ -196,12 +195,8 @@ TEST(Objects, OfAnotherTypeAreRefused) {
 }
 
 TEST(Identity, TakesWhatTheFilesSay) {
-  const struct {
-    const char* file;
-    std::string text;
-    const char* object;
-    std::string expected;  // empty: no object
-  } cases[] = {
+  // A file, its text, and what an object holds then; nothing: there is no such object.
+  const std::tuple<const char*, std::string, const char*, std::string> cases[] = {
       {"/etc/board.info", "board.shortname=ABC\nboard.subtype=x\n", "1", "ABC-x"},
       {"/etc/board.info", "board.shortname=ABC", "1", "ABC"},
       {"/etc/board.info", "board.shortname=ABC\nboard.subtype=\n", "1", "ABC"},
@@ -223,17 +218,15 @@ TEST(Identity, TakesWhatTheFilesSay) {
       {"/etc/version", "", "3", ""},
   };
   Device device("generic");
-  for (const auto& entry : cases) {
+  for (const auto& [file, text, object, expected] : cases) {
     device.remove("/etc/board.info");
     device.remove("/etc/version");
-    device.file(entry.file, entry.text);
+    device.file(file, text);
     Host host;
     ASSERT_EQ(update_kvrn_table(&host, 1), 0);
-    const std::string oid = std::string("1.3.6.1.4.1.47474.1.5.1.") + entry.object + ".0";
-    EXPECT_EQ(host.listing.find(oid) != std::string::npos, !entry.expected.empty()) << entry.text;
-    if (!entry.expected.empty()) {
-      EXPECT_TRUE(host.has(oid + " STRING \"" + entry.expected + '"')) << entry.text << host.listing;
-    }
+    const std::string oid = std::string("1.3.6.1.4.1.47474.1.5.1.") + object + ".0 ";
+    EXPECT_EQ(host.has(oid + "STRING \"" + expected + '"'), !expected.empty()) << text << host.listing;
+    EXPECT_EQ(host.listing.find(oid) == std::string::npos, expected.empty()) << text;
   }
   device.remove("/etc/board.info");
   ASSERT_EQ(::mkfifo(device.path("/etc/board.info").c_str(), 0600), 0);

@@ -1,8 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include <gtest/gtest.h>
-#include <kvrn/kvrn.h>
-
-#include "sim/device.hpp"
+#include "tests/device.hpp"
 
 extern "C" const kvrn_board_record* __wrap_kvrn_inner_board() {  // NOLINT(bugprone-reserved-identifier): the linker's
   static const kvrn_board_record board = [] {
@@ -15,26 +12,15 @@ extern "C" const kvrn_board_record* __wrap_kvrn_inner_board() {  // NOLINT(bugpr
 
 namespace {
 
-void add_battery(kvrn::sim::Device& device, int bus, int address, unsigned voltage_mv) {
-  for (const auto& [reg, word] : {std::pair{0x16, 0x60U},
-                                  {0x09, voltage_mv},
-                                  {0x0A, 0U},
-                                  {0x08, 2981U},
-                                  {0x12, 1U},
-                                  {0x13, 1U},
-                                  {0x17, 7U},
-                                  {0x0F, 50U},
-                                  {0x10, 100U},
-                                  {0x18, 110U},
-                                  {0x03, 0U}})
+void add_battery(Device& device, int bus, int address, unsigned voltage_mv) {
+  for (const auto& [reg, word] : {std::pair{0x16, 0x60U}, {0x09, voltage_mv}, {0x00, 0U}})
     device.i2c(bus, address, reg, word);
-  device.i2c(bus, address, 0x00, 0);
 }
 
 }  // namespace
 
 TEST(TrialPlatform, IsOneRow) {
-  kvrn::sim::Device device("generic");
+  Device device("generic");
   device.gpio(150, 0);
   device.gpio(151, 0);
   device.gpio(152, 1);

@@ -5,7 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "tests/temp_dir.hpp"
+#include "tests/files.hpp"
 
 TEST(Average, SlidesOverTheRingAndWrapsAt32Bits) {
   avg_value_buff buffer{};

@@ -16,7 +16,7 @@
 #include "tests/bench/ratio.hpp"
 #include "tests/cfg_fixture.hpp"
 #include "tests/fuzz/cfg_rounds.hpp"
-#include "tests/temp_dir.hpp"
+#include "tests/files.hpp"
 
 namespace {
 

@@ -7,7 +7,7 @@ import subprocess
 import tempfile
 import unittest
 
-BIN, HOOKS = os.environ["KVRN_BIN"] + "/kvrn-sim", os.environ["KVRN_HOOKS"]
+BIN, HOOKS = os.environ["KVRN_BUILD"] + "/bin/kvrn-sim", os.environ["KVRN_BUILD"] + "/lib/libkvrn-sim.so"
 
 
 class Command(unittest.TestCase):
@@ -45,6 +45,7 @@ class Command(unittest.TestCase):
         for words in ("gpio 163", "file /tmp", "file /etc/nothing", "i2c 2-0c 0x09"):
             self.sim("get", *words.split(), status=1)
         self.sim("unset", "/etc/nothing", status=1)
+        self.sim("new", "--board", "generic", status=1)  # the folder is not empty
         self.assertEqual(self.files(self.folder), before)
         os.mkfifo(self.root / "tmp/x")  # nobody writes into it
         (self.root / "tmp/y").touch()
@@ -107,7 +108,3 @@ class Command(unittest.TestCase):
             shutil.copy(HOOKS, place / "lib")
             said = self.sim("run", "--", "cat", "/proc/cpuinfo", status=1, program=place / "bin/kvrn-sim")
             self.assertIn("libkvrn-sim.so: a blank, ':' or '$'", said)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
-// A folder for one test.
+// A folder for one test, texts in files, and the files that are open.
 #pragma once
 
+#include <fcntl.h>
 #include <stdlib.h>
 
 #include <filesystem>
 #include <fstream>
+#include <set>
 #include <sstream>
 #include <string>
 
@@ -33,4 +35,12 @@ inline std::string read_text(const std::string& path) {
   std::stringstream text;
   text << std::ifstream(path, std::ios::binary).rdbuf();
   return text.str();
+}
+
+// The descriptors this process has open.
+inline std::set<int> open_descriptors() {
+  std::set<int> open;
+  for (int fd = 0; fd < 1024; ++fd)
+    if (::fcntl(fd, F_GETFD) >= 0) open.insert(fd);
+  return open;
 }

@@ -1,1 +1,0 @@
-kvrn_test(cache_test cache_test.cpp)

@@ -1,1 +1,0 @@
-kvrn_test(face_test face_test.cpp)

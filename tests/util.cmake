@@ -1,1 +1,0 @@
-kvrn_test(util_test util_test.cpp)
