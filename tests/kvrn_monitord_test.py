@@ -75,6 +75,8 @@ class Publishing(unittest.TestCase):
         done = subprocess.run([*run, "sh", "-c", script, BIN + "/kvrn-monitord"], stderr=subprocess.PIPE, text=True)
         periods = [re.findall(r"(\w+?)(?:64)? (\d+)", line) for line in done.stderr.splitlines()]
         self.assertGreater(len(periods), 3)
+        for period in (dict(calls) for calls in periods[1:]):
+            self.assertEqual(int(period["malloc"]) + int(period["calloc"]), int(period["free"]), period)
         calls = collections.Counter()
         for name, count in periods[2]:
             calls[name] += int(count)
