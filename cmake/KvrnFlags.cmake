@@ -38,7 +38,7 @@ if(KVRN_SANITIZE)
   target_link_options(kvrn_flags INTERFACE -fsanitize=${KVRN_SANITIZE})
 endif()
 
-# What goes without the C++ run time: the library and the monitor.
+# For everything that must not need the C++ run time: the library and the monitor.
 add_library(kvrn_bare INTERFACE)
 target_compile_options(kvrn_bare INTERFACE
   $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Preloaded ahead of the simulated device: counts what a program and its libraries ask of the kernel and of the heap,
-// and prints the counts of a period when the program begins to wait for the next. What the simulated device does itself
-// does not count.
+// and prints the counts of a period when the program begins to wait for the next one. Calls of the simulated device
+// itself do not count.
 #include <dlfcn.h>
 #include <string.h>
 

@@ -12,7 +12,7 @@ namespace {
 constexpr std::size_t longest = 63;
 
 unsigned edits(std::string_view a, std::string_view b) {
-  // Rows of the table of all pairs of prefixes: the one before the last, the last, and this one.
+  // Three rows of the table that has a field for each pair of prefixes.
   std::array<unsigned, longest + 1> older{}, old{}, row{};
   for (unsigned j = 0; j <= b.size(); ++j) row[j] = j;
   for (std::size_t i = 1; i <= a.size(); ++i) {

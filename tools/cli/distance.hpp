@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: MIT
-// How near a word is to another. Nothing of the C++ run time, for programs without one.
+// Compares words for suggestions. It must not need the C++ run time, because the monitor has none.
 #pragma once
 
 #include <string_view>
 
 namespace cli {
 
-// How many letters must be put in, taken out, replaced or exchanged with their neighbour. The beginning of a word is
-// near to it, however much is missing: 0. Of a known word that is longer than 63 letters only those count.
+// Counts the letters that must be inserted, removed, replaced or exchanged with their neighbour. If `word` is the
+// beginning of `known`, the distance is 0. Only the first 63 letters of `known` count.
 unsigned distance(std::string_view word, std::string_view known);
 
-// Whether that may be what was meant.
+// Returns whether the user may have meant the known word.
 bool is_near(std::string_view word, std::string_view known);
 
 }  // namespace cli

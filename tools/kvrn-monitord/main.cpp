@@ -32,7 +32,8 @@ using std::chrono::microseconds;
 constexpr const char* pid_folder = "/run/kvrn";
 constexpr auto between_looks = std::chrono::minutes(1);  // for what the account may not open: rights change seldom
 
-// Since the device's start: a step of the wall clock moves no period. std::chrono's clocks are in the C++ run time.
+// The time since the device's start. A step of the wall clock must not move a period. std::chrono has such a clock too,
+// but it needs the C++ run time.
 microseconds now() {
   timespec time{};
   (void)::clock_gettime(CLOCK_MONOTONIC, &time);
@@ -51,7 +52,7 @@ bool wait_until(microseconds end, const sigset_t& signals) {
   }
 }
 
-// False, and says why, when this process cannot be the only monitor.
+// Returns false, and prints why, if this process cannot be the only monitor.
 bool become_the_monitor(const Options& options, PidFile& pid_file, ImageLock& images) {
   // A service manager makes the folder; a monitor that is started by hand makes it itself.
   const bool own_folder = std::strcmp(options.pid_file, default_pid_file) == 0;

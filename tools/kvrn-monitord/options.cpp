@@ -21,10 +21,10 @@ namespace {
 constexpr double shortest_s = 0.1;
 constexpr double longest_s = 9;
 
-// What getopt_long() hands back.
+// The values that getopt_long() returns.
 enum Code : int { plain_word = 1, help = 'h', version = 'V', period = 256, pid_file, once, background, to_stderr };
 
-// The dashes stand before each name, for messages.
+// Each name is stored with its dashes, which the messages need and getopt_long() does not take.
 constexpr option entry(const char* dashed, int has_value, int code) { return {dashed + 2, has_value, nullptr, code}; }
 const char* dashed(const option& one) { return one.name - 2; }
 
@@ -44,7 +44,7 @@ __attribute__((format(printf, 1, 2))) int refuse(const char* format, ...) {
   return 2;
 }
 
-// Offers the option that is meant, or all of them.
+// Suggests the option that the user may have meant, or lists all options.
 int refuse_option(const char* name) {
   const auto far = [name](const option& one) { return cli::distance(name, dashed(one)); };
   const char* nearest = dashed(*std::ranges::min_element(known, {}, far));
@@ -57,7 +57,7 @@ int refuse_option(const char* name) {
   return refuse("no option '%s'; choose from %s", name, all.data());
 }
 
-// The long option of that full name: getopt_long() takes the beginning of one too.
+// Finds a long option by its full name. getopt_long() would accept the beginning of a name too.
 const option* find(const char* word) {
   const std::string_view name(word, std::strcspn(word, "="));
   const auto found = std::ranges::find(known, name, dashed);
@@ -69,14 +69,14 @@ int refuse_word(const char* word) { return refuse("'%s' is one word too many", w
 bool to_period(const char* text, double& period_s) {
   char* rest = nullptr;
   const double value = std::strtod(text, &rest);
-  // No signs, blanks, exponents or "nan".
+  // strtod() would also accept blanks, a plus sign, exponents and "nan".
   const bool whole = *rest == '\0' && text[std::strspn(text, "-.0123456789")] == '\0';
   if (!whole || value < shortest_s || value > longest_s) return false;
   period_s = value;
   return true;
 }
 
-// @return the status to end with once something was printed
+// Returns the exit status after the help or the version was printed.
 int printed() {
   if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return 0;
   say("cannot write: %s", std::strerror(errno));
@@ -112,7 +112,8 @@ int print_help(const Options& initial) {
   return printed();
 }
 
-// Takes the option over; `given` says which of those with a value were. @return the status to end with
+// Stores an option. `given` tells which options with a value were given before. Returns the exit status if the program
+// must end.
 std::optional<int> take(Options& options, const option& one, std::array<bool, 2>& given) {
   if (one.has_arg == required_argument && std::exchange(given[static_cast<std::size_t>(one.val - period)], true))
     return refuse("%s is given twice", dashed(one));
@@ -151,9 +152,9 @@ std::optional<int> parse(Options& options, int argc, char** argv) {
       word[std::strcspn(word, "=")] = '\0';
       return refuse_option(word);
     }
-    // '-': words in their order; ':': a missing value is no unknown option.
+    // '-' returns plain words in their order. ':' tells a missing value from an unknown option.
     const int code = ::getopt_long(argc, argv, "-:hV", table, nullptr);
-    if (code == -1) break;  // behind "--"
+    if (code == -1) break;  // "--": only plain words follow
     if (code == plain_word) return refuse_word(word);
     if (code == ':') return refuse("%s needs a value", word);
     if (code == '?') return one == nullptr ? refuse_option(word) : refuse("%s takes no value", dashed(*one));

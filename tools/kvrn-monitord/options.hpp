@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The command line, by the C library's own parser: the monitor has no C++ run time, and tools/cli needs one. Refusals
-// read as those of the other programs.
+// The monitor's command line. It is parsed with getopt_long(), because tools/cli needs the C++ run time, which the
+// monitor must not have. The messages are those of the other programs.
 #pragma once
 
 #include <optional>
@@ -17,8 +17,8 @@ struct Options {
   const char* pid_file = default_pid_file;
 };
 
-// @return the status to end with: 0 after the help or the version, 1 when standard output did not take them, 2 after
-// wrong usage, which is said; nothing: `options` holds what was asked for
+// Returns the exit status if the program must end: 0 after the help or the version, 1 if they could not be written, 2
+// for wrong usage. Otherwise `options` holds what the user asked for.
 std::optional<int> parse(Options& options, int argc, char** argv);
 
 }  // namespace monitord

@@ -9,7 +9,7 @@ namespace monitord {
 
 class PidFile {
  public:
-  // False, and says why, when the file cannot be used or another process holds it.
+  // Returns false, and prints why, if the file cannot be used or another process holds it.
   bool take(const char* path);
 
   // Writes this process's number; again after a fork.

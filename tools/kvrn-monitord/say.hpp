@@ -12,7 +12,7 @@ inline void vsay(const char* format, va_list args) {
   (void)std::fputc('\n', stderr);
 }
 
-// A line on standard error: before there is a log, that is where somebody waits.
+// Prints a line to standard error. Before the log is open, the user sees only this.
 __attribute__((format(printf, 1, 2))) inline void say(const char* format, ...) {
   va_list args;
   va_start(args, format);
