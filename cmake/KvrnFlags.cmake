@@ -37,3 +37,13 @@ if(KVRN_SANITIZE)
     -fno-sanitize-recover=all)
   target_link_options(kvrn_flags INTERFACE -fsanitize=${KVRN_SANITIZE})
 endif()
+
+# For everything that must not need the C++ run time: the library and the monitor.
+add_library(kvrn_bare INTERFACE)
+target_compile_options(kvrn_bare INTERFACE
+  $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>
+  -ffunction-sections -fdata-sections -U_GLIBCXX_ASSERTIONS ${KVRN_LIBRARY_OPTIONS})
+target_link_options(kvrn_bare INTERFACE -Wl,--gc-sections -Wl,--as-needed)
+if(NOT KVRN_SANITIZE)
+  target_link_options(kvrn_bare INTERFACE -static-libgcc)
+endif()

@@ -42,7 +42,7 @@ check_asan() {
 check_mips() {
   build_mips OFF
   python3 dev.d/doors.py build/mips "$mips_host-readelf"
-  python3 dev.d/size.py build/mips/lib/libkvrn.so.1
+  python3 dev.d/size.py build/mips
   run_tests mips
 }
 

@@ -2,4 +2,6 @@
 # SPDX-License-Identifier: MIT
 source dev.d/mips.sh
 build_mips OFF
-python3 dev.d/size.py build/mips/lib/libkvrn.so.1
+build native kvrn-monitord kvrn-sim
+python3 dev.d/size.py build/mips
+python3 dev.d/memory.py build/native/bin

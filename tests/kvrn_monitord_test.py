@@ -76,6 +76,8 @@ class Publishing(unittest.TestCase):
         done = subprocess.run([*run, "sh", "-c", script, BIN + "/kvrn-monitord"], stderr=subprocess.PIPE, text=True)
         periods = [re.findall(r"(\w+?)(?:64)? (\d+)", line) for line in done.stderr.splitlines()]
         self.assertGreater(len(periods), 3)
+        for period in (dict(calls) for calls in periods[1:]):
+            self.assertEqual(int(period["malloc"]) + int(period["calloc"]), int(period["free"]), period)
         calls = collections.Counter()
         for name, count in periods[2]:
             calls[name] += int(count)
@@ -121,8 +123,16 @@ class Publishing(unittest.TestCase):
                 self.assertNotIn(b"monitord", file.read())
 
     def test_wrong_usage(self):
-        for words in (["--period", "10"], ["--period", "0"], ["--nonsense"]):
-            self.assertEqual(subprocess.run([BIN + "/kvrn-monitord", *words], capture_output=True).returncode, 2)
+        number = "--period is a number from 0.1 to 9 s, not "
+        for words, error in ((["--period", "10"], number + "'10'"), (["--period=1e0"], number + "'1e0'"),
+                             (["--per=1"], "no option '--per'; did you mean '--period'?"),
+                             (["--once", "-5"], "'-5' is one word too many"), (["--", "--once"], "'--once' is one word"),
+                             (["-x"], "no option '-x'; choose from --period, --once, --background, --pid-file, --stderr, "),
+                             (["--once=1"], "--once takes no value"), (["--period"], "--period needs a value"),
+                             (["--pid-file", "a", "--pid-file=b"], "--pid-file is given twice")):
+            done = subprocess.run([BIN + "/kvrn-monitord", *words], capture_output=True, text=True)
+            self.assertIn("kvrn-monitord: " + error, done.stderr)
+            self.assertEqual((done.returncode, done.stderr.splitlines()[1:]), (2, ["Try 'kvrn-monitord --help'."]))
         self.assertEqual(subprocess.run([BIN + "/kvrn-monitord", "--pid-file", "/nowhere/x", "--once"],
                                         capture_output=True).returncode, 1)
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The command line as a tree: commands declare their options and arguments, and what to do. Words are matched, values
-// checked and the help written from these declarations alone.
+// checked and the help written from these declarations alone. getopt_long() has no commands, accepts the beginning of a
+// name and treats a negative number as an option, so it would replace almost nothing here. The monitor has only a few
+// options and no C++ run time: it uses getopt_long().
 #pragma once
 
 #include <functional>

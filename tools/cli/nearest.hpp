@@ -2,13 +2,9 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace cli {
-
-// How many letters must be put in, taken out, replaced or exchanged with their neighbour.
-unsigned distance(std::string_view a, std::string_view b);
 
 // The known word that is meant, if one is near enough: "; did you mean 'psu'?"
 std::string meant(const std::string& word, const std::vector<std::string>& known);

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <type_traits>
 
@@ -20,9 +21,16 @@ template <typename Number>
 std::optional<Number> to_number(const std::string& text) {
   Number value{};
   const char* end = text.data() + text.size();
-  if (text.find_first_not_of("-.0123456789") != std::string::npos) return std::nullopt;
-  const auto [rest, error] = std::from_chars(text.data(), end, value);
-  if (error != std::errc() || rest != end) return std::nullopt;
+  if (text.empty() || text.find_first_not_of("-.0123456789") != std::string::npos) return std::nullopt;
+  if constexpr (std::is_integral_v<Number>) {
+    const auto [rest, error] = std::from_chars(text.data(), end, value);
+    if (error != std::errc() || rest != end) return std::nullopt;
+  } else {
+    // from_chars() for floating-point numbers would add 22 KiB of code and tables to the program.
+    char* rest = nullptr;
+    value = std::strtod(text.c_str(), &rest);
+    if (rest != end) return std::nullopt;
+  }
   return value;
 }
 

@@ -58,7 +58,7 @@ class Changes {
       losses_ = agentx.losses();
       say(agentx, agentx.link());
       if (Clock::now() < next_look_) return;
-      access_.see(service::missing_access());
+      access_.look();
       next_look_ = Clock::now() + access_period;
     } catch (const std::bad_alloc&) {
     }

@@ -1,29 +1,37 @@
 // SPDX-License-Identifier: MIT
 #include "tools/kvrn-monitord/pid_file.hpp"
 
-#include <fmt/core.h>
 #include <sys/file.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <optional>
+#include <span>
 #include <utility>
 
+#include "tools/kvrn-monitord/say.hpp"
 #include "util/number.hpp"
+#include "util/text.hpp"
 
 namespace monitord {
 namespace {
 
+using Digits = std::array<char, 32>;
+
 // The process number in the file, "" when it is empty; nothing when it holds anything else.
-std::optional<std::string> content(int fd) {
-  char buffer[32];
-  const ssize_t got = ::pread(fd, buffer, sizeof buffer, 0);
-  if (got < 0 || got == sizeof buffer) return std::nullopt;
-  std::string text(buffer, static_cast<std::size_t>(got));
-  if (text.ends_with('\n')) text.pop_back();
+std::optional<Digits> content(int fd) {
+  Digits digits{};
+  const ssize_t got = ::pread(fd, digits.data(), digits.size(), 0);
+  if (got < 0 || got == static_cast<ssize_t>(digits.size())) return std::nullopt;
+  std::span text(digits.data(), static_cast<std::size_t>(got));
+  if (!text.empty() && text.back() == '\n') {
+    text.back() = '\0';
+    text = text.first(text.size() - 1);
+  }
   if (!std::ranges::all_of(text, kvrn::is_digit)) return std::nullopt;
-  return text;
+  return digits;
 }
 
 // Somebody may have written another file over it: only a number is taken away.
@@ -31,26 +39,28 @@ bool empty(int fd) { return content(fd) && ::ftruncate(fd, 0) == 0; }
 
 }  // namespace
 
-bool PidFile::take(const std::string& path, std::string& why) {
-  kvrn::Fd fd = kvrn::Fd::open_regular(path.c_str(), O_RDWR | O_CREAT, 0600);
+bool PidFile::take(const char* path) {
+  kvrn::Fd fd = kvrn::Fd::open_regular(path, O_RDWR | O_CREAT, 0600);
   const int locked = fd ? ::flock(fd.get(), LOCK_EX | LOCK_NB) : -1;
   const int error = errno;  // of the open or of the lock
   const auto number = content(fd.get());
   if (locked != 0 && error != EWOULDBLOCK && error != EINVAL)  // EINVAL: no regular file
-    why = fmt::format("{}: {}", path, std::strerror(error));
+    say("%s: %s", path, std::strerror(error));
   else if (!number)
-    why = fmt::format("{}: not a file with a process number, left as it is", path);
+    say("%s: not a file with a process number, left as it is", path);
+  else if (locked != 0 && (*number)[0] == '\0')
+    say("another process is the monitor already (%s)", path);
   else if (locked != 0)
-    why =
-        fmt::format("{} is the monitor already ({})", number->empty() ? "another process" : "process " + *number, path);
+    say("process %s is the monitor already (%s)", number->data(), path);
   else
     fd_ = std::move(fd);
   return static_cast<bool>(fd_);
 }
 
 bool PidFile::write() const {
-  const std::string text = fmt::format("{}\n", ::getpid());
-  return empty(fd_.get()) && ::pwrite(fd_.get(), text.data(), text.size(), 0) == static_cast<ssize_t>(text.size());
+  const kvrn::Text<16> text("%d\n", ::getpid());
+  const auto length = std::strlen(text.c_str());
+  return empty(fd_.get()) && ::pwrite(fd_.get(), text.c_str(), length, 0) == static_cast<ssize_t>(length);
 }
 
 PidFile::~PidFile() {

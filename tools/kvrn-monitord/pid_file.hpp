@@ -3,16 +3,14 @@
 // by two is locked itself (image_lock.hpp).
 #pragma once
 
-#include <string>
-
 #include "util/handle.hpp"
 
 namespace monitord {
 
 class PidFile {
  public:
-  // False, with the reason in `why`, when the file cannot be used or another process holds it.
-  bool take(const std::string& path, std::string& why);
+  // Returns false, and prints why, if the file cannot be used or another process holds it.
+  bool take(const char* path);
 
   // Writes this process's number; again after a fork.
   bool write() const;

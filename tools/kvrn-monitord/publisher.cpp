@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "tools/kvrn-monitord/publisher.hpp"
 
-#include <fmt/core.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <syslog.h>
@@ -12,6 +11,7 @@
 #include <limits>
 
 #include "board/platform.hpp"
+#include "util/text.hpp"
 
 namespace monitord {
 namespace {
@@ -35,21 +35,27 @@ kvrn_raw_battery_image reading;
 
 void fill(std::span<std::byte> image) { std::memcpy(image.data(), &reading, sizeof reading); }
 
+using Reason = kvrn::Text<128>;
+Reason because(const char* text) { return Reason("%s", text); }
+
 // Why the file does not hold a reading of that time or later; empty when it does.
-std::string why_not_published(const kvrn::ImageSpec& spec, std::int64_t since) {
+Reason why_not_published(const kvrn::ImageSpec& spec, std::int64_t since) {
   const kvrn::Fd fd = kvrn::Fd::open(spec.path, O_RDWR | O_NOFOLLOW | O_NONBLOCK);  // no FIFO blocks it
-  if (!fd) return std::strerror(errno);
+  if (!fd) return because(std::strerror(errno));
   struct stat status {};
   struct statvfs room {};
-  if (::fstat(fd.get(), &status) != 0 || !S_ISREG(status.st_mode)) return "not a regular file";
+  if (::fstat(fd.get(), &status) != 0 || !S_ISREG(status.st_mode)) return because("not a regular file");
   const auto size = static_cast<off_t>(spec.size);
-  if (status.st_size > size) return fmt::format("{} bytes long instead of {}: remove it", status.st_size, size);
+  if (status.st_size > size)
+    return Reason("%lld bytes long instead of %lld: remove it", static_cast<long long>(status.st_size),
+                  static_cast<long long>(size));
   if (status.st_size == size) {
     kvrn_be_i64 stamp;
     const auto bytes = std::as_writable_bytes(std::span(&stamp, 1));
-    if (kvrn::read_image(fd.get(), bytes, spec.size - sizeof stamp) && stamp >= since) return "";
+    if (kvrn::read_image(fd.get(), bytes, spec.size - sizeof stamp) && stamp >= since) return because("");
   }
-  return ::fstatvfs(fd.get(), &room) == 0 && room.f_bavail == 0 ? std::strerror(ENOSPC) : "cannot be written";
+  const bool full = ::fstatvfs(fd.get(), &room) == 0 && room.f_bavail == 0;
+  return because(full ? std::strerror(ENOSPC) : "cannot be written");
 }
 
 }  // namespace
@@ -60,7 +66,7 @@ Publisher::Publisher()
 bool Publisher::refresh() {
   const std::int64_t start = ::get_timestamp_mono();
   // At each attempt the library says why a file cannot be written; the first time is enough.
-  const int mask = ::setlogmask(failure_.empty() ? 0 : LOG_UPTO(LOG_ERR));
+  const int mask = ::setlogmask(failure_[0] == '\0' ? 0 : LOG_UPTO(LOG_ERR));
   // The battery first: the readout of the power sources takes it from the file, so the bus is read once a period.
   if (smart_battery_) publish_battery();
   psus_->update(psus_.get());
@@ -68,14 +74,18 @@ bool Publisher::refresh() {
   outputs_->update(outputs_.get());
   (void)::setlogmask(mask);
   // An update's result is no status; the files are.
-  std::string failure;
+  Failure failure{};
+  std::size_t length = 0;
   for (const kvrn::ImageSpec& file : {kvrn::raw_battery_file, kvrn::psu_cache_file, kvrn::output_cache_file}) {
     if (file.path == kvrn::raw_battery_file.path && !smart_battery_) continue;
-    if (const std::string why = why_not_published(file, start); !why.empty())
-      failure += fmt::format("{}{}: {}", failure.empty() ? "" : "; ", file.path, why);
+    const Reason why = why_not_published(file, start);
+    if (why.c_str()[0] == '\0') continue;
+    const int added = std::snprintf(failure.data() + length, failure.size() - length, "%s%s: %s",
+                                    length == 0 ? "" : "; ", file.path, why.c_str());
+    length += static_cast<std::size_t>(added);
   }
-  log_change(std::move(failure));
-  return failure_.empty();
+  log_change(failure);
+  return length == 0;
 }
 
 void Publisher::publish_battery() {
@@ -89,13 +99,13 @@ void Publisher::publish_battery() {
   (void)kvrn::publish(battery_file, battery_image_, std::as_bytes(std::span(reading.records)));
 }
 
-void Publisher::log_change(std::string failure) {
+void Publisher::log_change(const Failure& failure) {
   if (failure == failure_) return;
-  failure_ = std::move(failure);
-  if (failure_.empty())
+  failure_ = failure;
+  if (failure_[0] == '\0')
     ::syslog(LOG_NOTICE, "publishing again");
   else
-    ::syslog(LOG_ERR, "cannot publish, trying again: %s", failure_.c_str());
+    ::syslog(LOG_ERR, "cannot publish, trying again: %s", failure_.data());
 }
 
 }  // namespace monitord

@@ -4,7 +4,7 @@
 
 #include <kvrn/kvrn.hpp>
 
-#include <string>
+#include <array>
 
 #include "cache/writer.hpp"
 
@@ -20,18 +20,20 @@ class Publisher {
   bool refresh();
 
   // Each file that does not hold the last reading, and why; empty when all do.
-  const std::string& failure() const { return failure_; }
+  const char* failure() const { return failure_.data(); }
 
  private:
+  using Failure = std::array<char, 512>;
+
   void publish_battery();
-  void log_change(std::string failure);
+  void log_change(const Failure& failure);
 
   bool smart_battery_;
   int limit_mw_ = 0;
   kvrn::WriterImage battery_image_;
   kvrnpp::CacheSource psus_;
   kvrnpp::CacheSource outputs_;
-  std::string failure_;
+  Failure failure_{};
 };
 
 }  // namespace monitord

@@ -4,7 +4,7 @@
 #include <fmt/core.h>
 
 #include <cstdio>
-#include <system_error>
+#include <cstring>
 
 namespace kvrnctl {
 namespace {
@@ -50,6 +50,6 @@ int deliver(const Context& context, const Result& result) {
   return written ? static_cast<int>(result.exit) : static_cast<int>(Exit::failed);
 }
 
-std::string errno_text(int error) { return std::generic_category().message(error); }
+std::string errno_text(int error) { return std::strerror(error); }
 
 }  // namespace kvrnctl

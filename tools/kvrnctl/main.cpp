@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <new>
-#include <random>
 
 #include "tools/kvrnctl/command.hpp"
 #include "tools/service/descriptors.hpp"
@@ -48,7 +48,12 @@ int run(int argc, char** argv) {
   // and leave an incomplete file.
   (void)std::signal(SIGXFSZ, SIG_IGN);
   // The library takes salts from rand(), and the program must set the seed.
-  std::srand(std::random_device{}());
+  unsigned seed = 0;
+  if (::getentropy(&seed, sizeof seed) != 0) {
+    line.context.warn("no random number: " + errno_text(errno));
+    return static_cast<int>(Exit::failed);
+  }
+  std::srand(seed);
   line.context.color = wants_color();
   return deliver(line.context, line.action(line.context));
 }

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include <fmt/chrono.h>
 #include <fmt/core.h>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <ctime>
 
 #include "board/platform.hpp"
 #include "psu/readout.hpp"
@@ -32,7 +32,7 @@ json date(std::int64_t value) {
   const auto time = static_cast<std::time_t>(value);
   std::tm utc{};
   if (::gmtime_r(&time, &utc) == nullptr) return nullptr;
-  return fmt::format("{:%Y-%m-%d}", utc);
+  return fmt::format("{:04}-{:02}-{:02}", utc.tm_year + 1900LL, utc.tm_mon + 1, utc.tm_mday);
 }
 
 bool has(std::uint8_t flags, int bit) { return (flags & bit) != 0; }

@@ -5,7 +5,7 @@
 
 #include <array>
 #include <cerrno>
-#include <system_error>
+#include <cstring>
 
 namespace observe {
 namespace {
@@ -125,7 +125,7 @@ std::string Seen::source() const {
 std::string Seen::answer() const {
   switch (what.outcome) {
     case KVRN_OUTCOME_FAILED:
-      return absent() ? "no such file" : std::generic_category().message(what.error);
+      return absent() ? "no such file" : std::strerror(what.error);
     case KVRN_OUTCOME_WRONG_SIZE:
       return fmt::format("wrong size ({} bytes)", what.value);
     case KVRN_OUTCOME_REFUSED:

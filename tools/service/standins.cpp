@@ -4,11 +4,11 @@
 #include <syslog.h>
 
 #include <algorithm>
+#include <bit>
 #include <cctype>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
-#include <set>
-#include <utility>
 
 #include "board/partition.hpp"
 #include "board/platform.hpp"
@@ -23,74 +23,104 @@ constexpr const char* board = "the board may be a stand-in";
 constexpr const char* readings = "the readings may be stand-ins";
 constexpr const char* published = "what kvrn-monitord publishes cannot be used";
 
-using Lines = std::vector<std::string>;
+using Path = decltype(Gap::path);
+
+constexpr bool has_bit(std::uint32_t set, std::uint32_t bit) { return (set >> bit & 1) != 0; }
+
+// Sets of buses and of GPIO chips, a bit for each number. Every board has the chips with the mains lines.
+struct Hardware {
+  std::uint32_t buses = 0;
+  std::uint32_t chips_everywhere = 0;
+};
+constexpr Hardware hardware = [] {
+  Hardware all;
+  for (const kvrn::Platform& platform : kvrn::platforms)
+    for (const kvrn::PowerSource& source : platform.present()) {
+      if (source.is_input()) all.chips_everywhere |= 1U << kvrn::gpio_chip_index(source.input.mains_line);
+      all.buses |= 1U << (source.is_input() ? source.input.supply.bus : source.battery.smart.bus);
+    }
+  all.buses &= ~1U;  // 0: the source is on no bus
+  return all;
+}();
+
+constexpr std::array images{kvrn::psu_cache_file, kvrn::output_cache_file, kvrn::raw_battery_file};
+
+constexpr std::size_t identity_files = 3;
+static_assert(identity_files + kvrn::gpio_chips.size() + std::popcount(hardware.buses) + images.size() <=
+              std::tuple_size_v<decltype(Gaps::list)>);
 
 enum class Absent { counts, is_normal };
 
+void add(Gaps& gaps, const Path& path, int error, const char* consequence) {
+  gaps.list[gaps.count++] = {path, error, consequence};
+}
+
 // Opens the file as the library does. The file mode alone does not tell: a container may deny access to a device.
-void look_at(Lines& lines, const std::string& path, int flags, Absent absent, const char* consequence) {
+void look_at(Gaps& gaps, const Path& path, int flags, Absent absent, const char* consequence) {
   if (kvrn::Fd::open(path.c_str(), flags | O_NONBLOCK)) return;
   const bool is_absent = errno == ENOENT || errno == ENXIO || errno == ENODEV;
-  if (is_absent && absent == Absent::is_normal) return;
-  std::string reason = std::strerror(errno);
-  reason[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(reason[0])));
-  lines.push_back(path + ": " + reason + ": " + consequence);
+  if (!is_absent || absent == Absent::counts) add(gaps, path, errno, consequence);
 }
 
 // /dev/mem is not checked. No reading depends on the SoC's revision, and access to /dev/mem would allow everything.
-void look_at_identity(Lines& lines) {
-  const auto before = lines.size();
-  look_at(lines, "/proc/mtd", O_RDONLY, Absent::counts, board);
-  if (lines.size() != before) return;
+void look_at_identity(Gaps& gaps) {
+  const Path partitions("%s", kvrn::partitions_file);
+  look_at(gaps, partitions, O_RDONLY, Absent::counts, board);
+  if (gaps.count != 0) return;
   const auto partition = kvrn::find_calibration_partition();
-  if (!partition) return lines.push_back(std::string("/proc/mtd: no partition named EEPROM or ART: ") + board);
+  if (!partition) return add(gaps, partitions, 0, board);
   for (const char* device : {"/dev/mtd", "/dev/mtdblock"})
-    look_at(lines, device + std::to_string(*partition), O_RDONLY, Absent::counts, board);
+    look_at(gaps, Path("%s%d", device, *partition), O_RDONLY, Absent::counts, board);
 }
 
 // Every board has the chips with the mains lines. Only some boards have the other chips and the buses.
-void look_at_hardware(Lines& lines) {
-  std::set<std::uint32_t> everywhere;
-  std::set<int> buses;
-  for (const kvrn::Platform& platform : kvrn::platforms)
-    for (const kvrn::PowerSource& source : platform.present()) {
-      if (source.is_input()) everywhere.insert(kvrn::gpio_chip_index(source.input.mains_line));
-      buses.insert(source.is_input() ? source.input.supply.bus : source.battery.smart.bus);
-    }
-  buses.erase(0);  // 0: the source is on no bus
+void look_at_hardware(Gaps& gaps) {
   for (std::uint32_t chip = 0; chip < kvrn::gpio_chips.size(); ++chip)
-    look_at(lines, kvrn::gpio_chips[chip], O_RDWR, everywhere.contains(chip) ? Absent::counts : Absent::is_normal,
-            readings);
-  for (const int bus : buses) look_at(lines, "/dev/i2c-" + std::to_string(bus), O_RDWR, Absent::is_normal, readings);
+    look_at(gaps, Path("%s", kvrn::gpio_chips[chip]), O_RDWR,
+            has_bit(hardware.chips_everywhere, chip) ? Absent::counts : Absent::is_normal, readings);
+  for (std::uint32_t bus = 0; bus < 32; ++bus)
+    if (has_bit(hardware.buses, bus)) look_at(gaps, Path("/dev/i2c-%u", bus), O_RDWR, Absent::is_normal, readings);
 }
 
 // Opened for reading and writing, as the library does it for readers too: readers and the monitor share one account.
-void look_at_images(Lines& lines) {
-  for (const kvrn::ImageSpec& image : {kvrn::psu_cache_file, kvrn::output_cache_file, kvrn::raw_battery_file})
-    look_at(lines, image.path, O_RDWR | O_NOFOLLOW, Absent::is_normal, published);
+void look_at_images(Gaps& gaps) {
+  for (const kvrn::ImageSpec& image : images)
+    look_at(gaps, Path("%s", image.path), O_RDWR | O_NOFOLLOW, Absent::is_normal, published);
 }
 
-std::string path_of(const std::string& line) { return line.substr(0, line.find(": ") + 2); }
+bool same_file(const Gap& a, const Gap& b) { return std::strcmp(a.path.c_str(), b.path.c_str()) == 0; }
+
+bool has_file(const Gaps& gaps, const Gap& wanted) {
+  return std::ranges::any_of(gaps, [&](const Gap& gap) { return same_file(gap, wanted); });
+}
+bool has(const Gaps& gaps, const Gap& wanted) {
+  return std::ranges::any_of(gaps, [&](const Gap& gap) {
+    // Every consequence is one of the constants above.
+    return same_file(gap, wanted) && gap.error == wanted.error && gap.consequence == wanted.consequence;
+  });
+}
+
+void log(const Gap& gap) {
+  const char* reason = gap.error == 0 ? "no partition named EEPROM or ART" : std::strerror(gap.error);
+  ::syslog(LOG_WARNING, "%s: %c%s: %s", gap.path.c_str(), std::tolower(static_cast<unsigned char>(reason[0])),
+           reason + 1, gap.consequence);
+}
 
 }  // namespace
 
-Lines missing_access() {
-  Lines lines;
-  look_at_identity(lines);
-  look_at_hardware(lines);
-  look_at_images(lines);
-  return lines;
-}
-
-void AccessLog::see(Lines missing) {
-  for (const std::string& line : missing)
-    if (std::ranges::find(missing_, line) == missing_.end()) ::syslog(LOG_WARNING, "%s", line.c_str());
-  for (const std::string& line : missing_)
-    if (const std::string path = path_of(line); std::ranges::find(missing, path, path_of) == missing.end())
+void AccessLog::look() {
+  Gaps missing;
+  look_at_identity(missing);
+  look_at_hardware(missing);
+  look_at_images(missing);
+  for (const Gap& gap : missing)
+    if (!has(missing_, gap)) log(gap);
+  for (const Gap& gap : missing_)
+    if (!has_file(missing, gap))
       // A process identifies the board only once.
-      ::syslog(LOG_NOTICE, "%sin order now%s", path.c_str(),
-               line.ends_with(board) ? "; only a restart identifies the board again" : "");
-  missing_ = std::move(missing);
+      ::syslog(LOG_NOTICE, "%s: in order now%s", gap.path.c_str(),
+               gap.consequence == board ? "; only a restart identifies the board again" : "");
+  missing_ = missing;
 }
 
 }  // namespace service
