@@ -6,7 +6,7 @@
 
 #include "util/lines.hpp"
 #include "util/number.hpp"
-#include "util/view.hpp"
+#include "util/prefix.hpp"
 
 namespace kvrn {
 

@@ -14,7 +14,7 @@
 #include "util/lines.hpp"
 #include "util/number.hpp"
 #include "util/observe.hpp"
-#include "util/view.hpp"
+#include "util/prefix.hpp"
 
 namespace {
 

@@ -2,8 +2,8 @@
 #include <string.h>
 
 #include "cfg/index.hpp"
-#include "cfg/model.hpp"
 #include "cfg/pattern.hpp"
+#include "cfg/record.hpp"
 
 namespace kvrn {
 namespace {

@@ -3,8 +3,8 @@
 
 #include <utility>
 
-#include "cfg/model.hpp"
 #include "cfg/pattern.hpp"
+#include "cfg/record.hpp"
 #include "cfg/trim.hpp"
 #include "util/handle.hpp"
 #include "util/text.hpp"

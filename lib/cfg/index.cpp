@@ -6,7 +6,7 @@
 #include <algorithm>
 
 #include "cfg/key.hpp"
-#include "cfg/model.hpp"
+#include "cfg/record.hpp"
 #include "cfg/sort.hpp"
 
 namespace kvrn {

@@ -5,7 +5,7 @@
 
 #include <utility>
 
-#include "cfg/model.hpp"
+#include "cfg/record.hpp"
 #include "cfg/sort.hpp"
 
 namespace kvrn {

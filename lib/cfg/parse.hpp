@@ -3,7 +3,7 @@
 
 #include <stdio.h>
 
-#include "cfg/model.hpp"
+#include "cfg/record.hpp"
 #include "util/door.hpp"
 
 namespace kvrn {

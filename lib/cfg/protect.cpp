@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "cfg/base64.hpp"
-#include "cfg/model.hpp"
+#include "cfg/record.hpp"
 #include "cfg/seal.hpp"
 #include "util/handle.hpp"
 

@@ -5,7 +5,7 @@
 #include <array>
 
 #include "cfg/escape.hpp"
-#include "cfg/model.hpp"
+#include "cfg/record.hpp"
 #include "cfg/trim.hpp"
 #include "util/number.hpp"
 

@@ -10,7 +10,7 @@
 
 #include "cfg/index.hpp"
 #include "cfg/list.hpp"
-#include "cfg/model.hpp"
+#include "cfg/record.hpp"
 #include "util/number.hpp"
 #include "util/text.hpp"
 

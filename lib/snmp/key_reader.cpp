@@ -8,8 +8,8 @@
 
 #include "cfg/line_reader.hpp"
 #include "util/observe.hpp"
+#include "util/prefix.hpp"
 #include "util/read_file.hpp"
-#include "util/view.hpp"
 
 namespace kvrn {
 namespace {

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // The part that the host loads: the descriptor of the module and its update.
+#include "snmp/columns.hpp"
 #include "snmp/identity.hpp"
 #include "snmp/object.hpp"
 #include "snmp/sensors.hpp"
-#include "snmp/table.hpp"
 #include "util/door.hpp"
 #include "util/handle.hpp"
 

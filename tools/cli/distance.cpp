@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <array>
 
-#include "util/view.hpp"
+#include "util/prefix.hpp"
 
 namespace cli {
 namespace {

@@ -17,7 +17,7 @@
 #include <memory>
 #include <utility>
 
-#include "cfg/model.hpp"
+#include "cfg/record.hpp"
 #include "tools/kvrnctl/context.hpp"
 #include "util/handle.hpp"
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "snmp/table.hpp"
+#include "snmp/columns.hpp"
 
 #include <stdio.h>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "cfg/model.hpp"
+#include "cfg/record.hpp"
 
 #include <stdlib.h>
 #include <string.h>
