@@ -55,7 +55,7 @@ def check_generated():
     old, new = load("snmp-0.22.yml")["kvrn"], load("snmp.yml")
     user = old.pop("auth") | {"version": old.pop("version")}
     # The newer generator writes the default community next to the user of version 3.
-    if old != new["modules"]["kvrn"] or user | {"community": "public"} != new["auths"]["kvrn"] | {"community": "public"}:
+    if old != new["modules"]["kvrn"] or {"community": "public"} | user != new["auths"]["kvrn"]:
         return ["snmp.yml and snmp-0.22.yml differ in more than their format"]
     return []
 
@@ -63,19 +63,24 @@ def check_generated():
 def check_tests(way):
     """Every alert fires in a test, at each of its levels, and is silent in another."""
     cases = [case for test in load(f"tests/kvrn-{way}.test.yml")["tests"] for case in test["alert_rule_test"]]
-    seen = {(case["alertname"], alert["exp_labels"]["severity"]) for case in cases for alert in case.get("exp_alerts", [])}
+    seen = {(case["alertname"], alert["exp_labels"]["severity"])
+            for case in cases for alert in case.get("exp_alerts", [])}
     seen |= {(case["alertname"], None) for case in cases if not case.get("exp_alerts")}
-    wanted = {(rule["alert"], level) for rule in rules(way) if "alert" in rule for level in (rule["labels"]["severity"], None)}
-    return [f"kvrn-{way}.test.yml: {name} is never {level or 'silent'}" for name, level in sorted(wanted - seen, key=str)]
+    wanted = {(rule["alert"], level) for rule in rules(way) if "alert" in rule
+              for level in (rule["labels"]["severity"], None)}
+    return [f"kvrn-{way}.test.yml: {name} is never {level or 'silent'}"
+            for name, level in sorted(wanted - seen, key=str)]
 
 
 def documented():
     """The alerts of the document's tables with their levels: for both ways, and those that only the files have."""
     text = DOCUMENT.read_text(encoding="utf-8").split("## What to alarm on", 1)[1]
     shared, files = text.split("## Prometheus", 1)
+
     def table(part):
         return {(name, level) for name, row in re.findall(r"^\| (Kvrn\w+) \|(.*)$", part, re.M)
                 for level in LEVELS if re.search(rf"\b{level}\b", row.split(" | ")[2])}
+
     return {"snmp": table(shared), "files": table(shared) | table(files)}
 
 

@@ -120,7 +120,7 @@ class Programs(unittest.TestCase):
                          "share/man/man1/kvrnctl.1", "share/doc/kvrn/power.md",
                          "bin/kvrn-sim", "share/man/man1/kvrn-sim.1", completions + "kvrn-sim",
                          "lib/systemd/system/kvrn-monitord.service", completions + "kvrn-monitord",
-                         "lib/sysusers.d/kvrn.conf", "lib/udev/rules.d/60-kvrn.rules", "share/kvrn/account.conf",
+                         "lib/sysusers.d/kvrn.conf", "lib/udev/rules.d/60-kvrn.rules", "share/kvrn/account.conf", "share/kvrn/monitoring/snmp.yml",
                          *(agent * ["sbin/kvrn-agentd", "share/man/man8/kvrn-agentd.8", completions + "kvrn-agentd",
                                     "lib/systemd/system/kvrn-agentd.service"])):
                 self.assertTrue(os.path.exists(f"{prefix}/{path}"), path)
