@@ -15,8 +15,8 @@
 #include "cfg/base64.hpp"
 #include "tests/bench/ratio.hpp"
 #include "tests/cfg_fixture.hpp"
-#include "tests/fuzz/cfg_rounds.hpp"
 #include "tests/files.hpp"
+#include "tests/fuzz/cfg_rounds.hpp"
 
 namespace {
 
