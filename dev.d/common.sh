@@ -31,6 +31,16 @@ known() {
   die_usage "no $1 '$2': $(names "$1")"
 }
 
+# recipe LOG WHAT COMMAND...: runs a function in a shell of its own, which ends at the first failed command. In the
+# background, because bash goes on after failures in what stands before "||".
+recipe() {
+  local log=$1 what=$2
+  shift 2
+  mkdir -p "$(dirname "$log")"
+  (set -euo pipefail && "$@") >"$log" 2>&1 </dev/null &
+  wait $! || die "$what failed: $log"
+}
+
 # timed LABEL COMMAND...: runs a step and remembers how long it took.
 timings=()
 timed() {

@@ -18,13 +18,15 @@ build_gpiod() {
   say "building libgpiod for MIPS"
   rm -rf "$source" && mkdir -p "$source"
   tar -xf "$archive" -C "$source" --strip-components=1
-  (
-    cd "$source"
-    ./configure --quiet --host="$mips_host" --prefix="$mips_prefix" --disable-static --disable-tools \
-      --disable-bindings-cxx --disable-bindings-python --disable-tests CFLAGS="-Os"
-    make -s -j "$jobs"
-    make -s install-strip
-  ) >build/deps/libgpiod.log 2>&1 || die "building libgpiod failed: build/deps/libgpiod.log"
+  recipe build/deps/libgpiod.log "building libgpiod" make_gpiod "$source"
+}
+
+make_gpiod() {
+  cd "$1" || exit
+  ./configure --quiet --host="$mips_host" --prefix="$mips_prefix" --disable-static --disable-tools \
+    --disable-bindings-cxx --disable-bindings-python --disable-tests CFLAGS="-Os"
+  make -s -j "$jobs"
+  make -s install-strip
 }
 
 # build_mips ON|OFF [TARGET...]: with or without the agent, which takes net-snmp.

@@ -9,32 +9,34 @@ net_snmp_options=(--host=mips-linux-gnu --with-endianness=big --prefix=/usr --en
   "--with-out-transports=UDPIPv6 TCPIPv6 AAL5PVC IPX" --with-persistent-directory=/var/lib/snmp
   "--with-mib-modules=agentx mibII/snmp_mib mibII/system_mib mibII/vacm_vars snmpv3mibs")
 
+make_net_snmp() {
+  cd "$1" || exit
+  ./configure "${net_snmp_options[@]}" CFLAGS=-Os
+  make -s -j "$jobs"
+  make -s install DESTDIR="$2"
+}
+
 build_net_snmp() {
-  local archive key kept
+  local archive key kept pc
   fetch_source net-snmp
-  key=$(printf '%s\n' "${net_snmp_options[@]}" "$(basename "$archive")" | sha256sum)
+  key=$(printf '%s\n' "${net_snmp_options[@]}" "$(basename "$archive")" "$(mips-linux-gnu-gcc --version | head -1)" | sha256sum)
   kept=$cache/net-snmp-${key:0:16}
-  if [[ ! -e $kept/usr/sbin/snmpd ]]; then
+  if [[ ! -e $kept ]]; then
     say "building net-snmp for MIPS"
-    local tree=$cache/net-snmp-build
-    rm -rf "$tree" "$kept" && mkdir -p "$tree"
+    local tree=$cache/net-snmp-build.$$
+    rm -rf "$kept.new" && mkdir -p "$tree"
     tar -xf "$archive" -C "$tree" --strip-components=1
-    (
-      cd "$tree"
-      ./configure "${net_snmp_options[@]}" CFLAGS=-Os
-      make -s -j "$jobs"
-      make -s install DESTDIR="$kept.new"
-      mv "$kept.new" "$kept"
-    ) >build/net-snmp.log 2>&1 </dev/null || die "building net-snmp failed: build/net-snmp.log"
+    recipe build/net-snmp.log "building net-snmp" make_net_snmp "$tree" "$kept.new"
+    mv "$kept.new" "$kept"
     rm -rf "$tree"
   fi
-  [[ $mips_prefix/lib/pkgconfig/netsnmp-agent.pc -nt $kept/usr/sbin/snmpd ]] && return
+  [[ $(cat "$mips_prefix/net-snmp.key" 2>/dev/null) != "$key" ]] || return 0
   mkdir -p "$mips_prefix"/{lib/pkgconfig,include,sbin}
   cp -a "$kept"/usr/lib/libnetsnmp*.so* "$mips_prefix/lib/"
   cp -a "$kept"/usr/include/net-snmp "$mips_prefix/include/"
   cp -a "$kept"/usr/sbin/snmpd "$mips_prefix/sbin/"
-  local pc
   for pc in "$kept"/usr/lib/pkgconfig/netsnmp*.pc; do
     sed "s|^prefix=.*|prefix=$mips_prefix|; s|-L/usr/lib||" "$pc" >"$mips_prefix/lib/pkgconfig/$(basename "$pc")"
   done
+  printf '%s' "$key" >"$mips_prefix/net-snmp.key"
 }

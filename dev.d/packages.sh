@@ -8,7 +8,7 @@ packages_test=(libgtest-dev googletest binutils strace scdoc bash-completion smi
   "${packages_demo[@]}")
 packages_cross=(g++-mips-linux-gnu qemu-user squashfs-tools xz-utils python3 binutils)
 packages_check=(git clang clang-format clang-tidy shellcheck)
-packages_vm=(linux-source qemu-system-mips flex bison bc libelf-dev libssl-dev cpio bzip2 patch snmp)
+packages_vm=(linux-source-6.1 qemu-system-mips flex bison bc libelf-dev libssl-dev cpio bzip2 patch snmp)
 packages_monitoring=(prometheus prometheus-alertmanager prometheus-snmp-exporter prometheus-node-exporter python3-yaml)
 packages_bench=(libbenchmark-dev libglib2.0-dev libinih-dev)
 

@@ -7,67 +7,80 @@ source dev.d/mips.sh
 vm_work=build/vm
 
 # Debian 12 has Linux 6.1, which the changes of kernel.patch are made for.
-kernel_archive() { find /usr/src -maxdepth 1 -name 'linux-source-6.*.tar.xz' | sort | head -1; }
+kernel_source=linux-source-6.1
+
+make_kernel() {
+  local root=$PWD
+  export ARCH=mips CROSS_COMPILE=mips-linux-gnu-
+  tar -xf "/usr/src/$kernel_source.tar.xz" -C "$1" --strip-components=1
+  cd "$1" || exit
+  patch -p1 <"$root/vm/kernel.patch"
+  make -s malta_defconfig
+  make -s mod2noconfig
+  scripts/kconfig/merge_config.sh -m .config "$root/vm/kernel.config"
+  make -s olddefconfig
+  make -s -j "$jobs" vmlinux modules
+  mkdir -p "$2"
+  cp drivers/i2c/i2c-stub.ko drivers/i2c/i2c-stub-b.ko drivers/mtd/devices/phram.ko "$2/"
+  mips-linux-gnu-strip -o "$2/vmlinux" vmlinux
+}
+
+make_busybox() {
+  local root=$PWD
+  cd "$1" || exit
+  make -s allnoconfig
+  # The last word on a name counts, so what the fragment names is taken out first.
+  sed -n 's/^\(CONFIG_[A-Z0-9_]*\)=.*/^# \1 is not set$\n^\1=/p' "$root/vm/busybox.config" >named
+  { grep -v -f named .config && grep '^CONFIG' "$root/vm/busybox.config"; } >merged
+  mv merged .config
+  make -s oldconfig < <(yes '')
+  make -s -j "$jobs" busybox
+  cp busybox "$2"
+}
+
+# kept NAME MADE-OF...: sets `place` to where a part is kept, by a hash of the files and texts that made it.
+kept() {
+  local name=$1 key
+  shift
+  key=$({ printf '%s\n' "$@" "$(mips-linux-gnu-gcc --version | head -1)" && cat vm/"$name".*; } | sha256sum)
+  place=$cache/$name-${key:0:16}
+}
 
 build_kernel() {
-  local archive key
-  archive=$(kernel_archive)
-  key=$(cat vm/kernel.config vm/kernel.patch <(basename "$archive") <(dpkg-query -W -f '${Version}' "$(basename "$archive" .tar.xz)") | sha256sum)
-  kernel=$cache/kernel-${key:0:16}
-  [[ ! -e $kernel/vmlinux ]] || return 0
-  say "building the kernel (5 to 15 minutes)"
-  local tree=$cache/kernel-build
-  rm -rf "$tree" && mkdir -p "$tree" "$kernel"
-  (
-    export ARCH=mips CROSS_COMPILE=mips-linux-gnu-
-    root=$PWD
-    tar -xf "$archive" -C "$tree" --strip-components=1
-    cd "$tree"
-    patch -p1 <"$root/vm/kernel.patch"
-    make -s malta_defconfig
-    make -s mod2noconfig
-    scripts/kconfig/merge_config.sh -m .config "$root/vm/kernel.config"
-    make -s olddefconfig
-    make -s -j "$jobs" vmlinux modules
-    cp drivers/i2c/i2c-stub.ko drivers/i2c/i2c-stub-b.ko drivers/mtd/devices/phram.ko "$kernel/"
-    mips-linux-gnu-strip -o "$kernel/vmlinux.new" vmlinux
-    mv "$kernel/vmlinux.new" "$kernel/vmlinux"
-  ) >"$vm_work/kernel.log" 2>&1 || die "building the kernel failed: $vm_work/kernel.log"
+  kept kernel "$(dpkg-query -W -f '${Version}' "$kernel_source")" "$(declare -f make_kernel)"
+  kernel=$place
+  [[ ! -e $kernel ]] || return 0
+  say "building the kernel (10 to 25 minutes)"
+  local tree=$cache/kernel-build.$$
+  mkdir -p "$tree"
+  recipe "$vm_work/kernel.log" "building the kernel" make_kernel "$tree" "$kernel.new"
+  mv "$kernel.new" "$kernel"
   rm -rf "$tree"
 }
 
 build_busybox() {
-  local archive key line
+  local archive
   fetch_source busybox
-  key=$(cat vm/busybox.config <(basename "$archive") | sha256sum)
-  busybox=$cache/busybox-${key:0:16}
+  kept busybox "$(basename "$archive")" "$(declare -f make_busybox)"
+  busybox=$place
   [[ ! -e $busybox ]] || return 0
   say "building busybox"
-  local tree=$cache/busybox-build
-  rm -rf "$tree" && mkdir -p "$tree"
+  local tree=$cache/busybox-build.$$
+  mkdir -p "$tree"
   tar -xf "$archive" -C "$tree" --strip-components=1
-  (
-    root=$PWD
-    cd "$tree"
-    make -s allnoconfig
-    # The last word on a name counts, so what the fragment names is taken out first.
-    sed -n 's/^\(CONFIG_[A-Z0-9_]*\)=.*/^# \1 is not set$\n^\1=/p' "$root/vm/busybox.config" >named
-    { grep -v -f named .config && grep '^CONFIG' "$root/vm/busybox.config"; } >merged
-    mv merged .config
-    yes '' | make -s oldconfig
-    make -s -j "$jobs" busybox
-    cp busybox "$busybox"
-  ) >"$vm_work/busybox.log" 2>&1 || die "building busybox failed: $vm_work/busybox.log"
+  recipe "$vm_work/busybox.log" "building busybox" make_busybox "$tree" "$busybox.new"
+  mv "$busybox.new" "$busybox"
   rm -rf "$tree"
 }
 
 # What a device has, and what start and checks need; the tests lie in the folder that host and machine share.
 pack_image() {
-  local root=$vm_work/root sysroot=/usr/mips-linux-gnu/lib file
+  local root=$vm_work/root sysroot=/usr/mips-linux-gnu/lib file commands
+  commands=$(qemu-mips -L /usr/mips-linux-gnu "$busybox" --list)
   rm -rf "$root"
   mkdir -p "$root"/{bin,dev,etc/init.d,etc/persistent,lib/modules,proc,sys,tmp,run,var,config,host,usr}
   cp "$busybox" "$root/bin/busybox"
-  for file in $(qemu-mips -L /usr/mips-linux-gnu "$busybox" --list); do ln -s busybox "$root/bin/$file"; done
+  for file in $commands; do ln -s busybox "$root/bin/$file"; done
   ln -s bin "$root/sbin" && ln -s ../bin "$root/usr/bin" && ln -s ../bin "$root/usr/sbin" && ln -s ../lib "$root/usr/lib"
   ln -s bin/busybox "$root/init"
   cp vm/guest/inittab "$root/etc/"
@@ -92,9 +105,13 @@ build_vm() {
   pack_image
 }
 
-[[ ${1:-} != shell || $# -eq 1 ]] || die_usage "vm shell takes nothing else"
+checks="$(sed -n 's/^CHECKS = {\(.*\)}/\1/p' vm/run.py | grep -o '"[a-z]*"' | tr -d '"' | paste -sd ' ') shell"
+for name in "$@"; do
+  [[ " $checks " == *" $name "* ]] || die_usage "no check '$name': $checks"
+done
 timed "Kernel, programs and image" build_vm
+export PATH=$PWD/build/native/bin:$PATH
 if [[ ${1:-} == shell ]]; then
   exec python3 vm/shell.py "$kernel/vmlinux" "$vm_work/image"
 fi
-PATH=$PWD/build/native/bin:$PATH exec python3 vm/run.py "$kernel/vmlinux" "$vm_work/image" "$@"
+exec python3 vm/run.py "$kernel/vmlinux" "$vm_work/image" "$@"

@@ -79,12 +79,12 @@ def differences(state, simulated, kernel):
 
 
 def compare(machine, wanted, report, first=0):
-    """Compares states until `wanted` of them were expressible. @return (compared, not expressible, differences)"""
-    compared, cannot, found, number = 0, [], [], first
+    """Compares states until `wanted` of them were expressible. @return (number by profile, not expressible, differences)"""
+    compared, cannot, found, number = dict.fromkeys(PROFILES, 0), [], [], first
     with tempfile.TemporaryDirectory(prefix="kvrn-states-") as folder, \
             concurrent.futures.ThreadPoolExecutor(1) as host:
-        while compared < wanted and number < first + 2 * wanted:
-            count = min(BATCH, wanted - compared)
+        while sum(compared.values()) < wanted and number < first + 2 * wanted:
+            count = min(BATCH, wanted - sum(compared.values()))
             # The first of each profile stays healthy.
             states = [State(folder, n) if n < len(PROFILES) else State(folder, n).change()
                       for n in range(number, number + count)]
@@ -98,7 +98,7 @@ def compare(machine, wanted, report, first=0):
                 if isinstance(kernel[state.root], str):
                     cannot.append(kernel[state.root])
                     continue
-                compared += 1
+                compared[state.profile] += 1
                 found += differences(state, simulated[state.root], kernel[state.root])
-            report(f"{compared} states")
+            report(f"{sum(compared.values())} states")
     return compared, cannot, found

@@ -14,6 +14,7 @@
 #include <cstring>
 #include <filesystem>
 #include <sstream>
+#include <stdexcept>
 #include <vector>
 
 #include "sim/hooks/root.hpp"
@@ -57,7 +58,7 @@ void lay_flash(const sim::State& state) {
   (void)::syscall(SYS_delete_module, "phram", O_NONBLOCK);
   const int module = ::open("/lib/modules/phram.ko", O_RDONLY | O_CLOEXEC);
   if (::syscall(SYS_finit_module, module, "", 0) != 0)
-    throw CannotExpress{std::string("phram: ") + std::strerror(errno)};
+    throw std::runtime_error(std::string("phram: ") + std::strerror(errno));
   ::close(module);
   unsigned next = 0;
   for (const Partition& partition : partitions_of(state)) {
@@ -95,7 +96,7 @@ void lay_memory(const sim::State& state) {
   const int fd = ::open("/dev/mem", O_RDWR | O_SYNC | O_CLOEXEC);
   void* block = ::mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED, fd, reset_block);
   ::close(fd);
-  if (block == MAP_FAILED) throw CannotExpress{"the reset block"};
+  if (block == MAP_FAILED) throw std::runtime_error("the reset block");
   *reinterpret_cast<volatile std::uint32_t*>(static_cast<char*>(block) + revision_register) = revision;
   ::munmap(block, 4096);
 }

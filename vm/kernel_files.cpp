@@ -9,6 +9,7 @@
 #include <cstring>
 #include <fstream>
 #include <sstream>
+#include <stdexcept>
 
 #include "vm/kernel_parts.hpp"
 
@@ -26,13 +27,13 @@ void put(const std::string& path, const std::string& text) {
   const bool taken = fd >= 0 && ::write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
   const int error = errno;
   if (fd >= 0) ::close(fd);
-  if (!taken) throw CannotExpress{path + " = " + text + ": " + std::strerror(error)};
+  if (!taken) throw std::runtime_error(path + " = " + text + ": " + std::strerror(error));
 }
 
 void put_file(const std::string& path, const std::string& text) {
   std::ofstream out(path, std::ios::binary | std::ios::trunc);
   out << text << std::flush;
-  if (!out) throw CannotExpress{path};
+  if (!out) throw std::runtime_error(path);
 }
 
 std::string first_word(const std::string& text) { return text.substr(0, text.find_first_of(" \n")); }

@@ -8,7 +8,8 @@ namespace kvrn::vm {
 
 // The content of a file; empty where there is none.
 std::string get(const std::string& path);
-// Writes to a file of the kernel, which must take the text in one write. Ends the program when it does not.
+// Writes to a file of the kernel, which must take the text in one write. Throws what stops the program when it does
+// not.
 void put(const std::string& path, const std::string& text);
 // Makes or replaces a file.
 void put_file(const std::string& path, const std::string& text);

@@ -12,6 +12,7 @@
 #include <cstring>
 #include <filesystem>
 #include <map>
+#include <stdexcept>
 
 #include "vm/kernel_files.hpp"
 #include "vm/kernel_parts.hpp"
@@ -103,7 +104,7 @@ void lay_line(unsigned packed, const sim::LineState& line) {
   const bool output = line.direction == "out";
   put(line_folder(packed) + "/pull", line.level != 0 ? "pull-up" : "pull-down");
   const int fd = request(packed, output ? GPIO_V2_LINE_FLAG_OUTPUT : GPIO_V2_LINE_FLAG_INPUT, line.level);
-  if (fd < 0) throw CannotExpress{"line " + std::to_string(packed)};
+  if (fd < 0) throw std::runtime_error("line " + std::to_string(packed));
   if (line.busy)
     held[packed] = fd;
   else

@@ -13,6 +13,7 @@
 #include <map>
 #include <set>
 #include <sstream>
+#include <stdexcept>
 
 #include "vm/kernel_files.hpp"
 #include "vm/kernel_parts.hpp"
@@ -63,7 +64,7 @@ void load(const char* module, int number, const Bus& bus) {
   const std::string options = "bus=" + std::to_string(number) + " chip_addr=" + chips + " functionality=0x03790000";
   const int fd = ::open(("/lib/modules/" + std::string(module) + ".ko").c_str(), O_RDONLY | O_CLOEXEC);
   if (::syscall(SYS_finit_module, fd, options.c_str(), 0) != 0)
-    throw CannotExpress{std::string(module) + ' ' + options + ": " + std::strerror(errno)};
+    throw std::runtime_error(std::string(module) + ' ' + options + ": " + std::strerror(errno));
   ::close(fd);
 }
 
@@ -80,7 +81,7 @@ void write_word(int bus, int address, int reg, unsigned word) {
   i2c_smbus_data data{};
   data.word = static_cast<__u16>(word);
   if (transfer(bus, address, I2C_SMBUS_WRITE, reg, I2C_SMBUS_WORD_DATA, data) != 0)
-    throw CannotExpress{"register " + std::to_string(reg) + " of a device that is not there"};
+    throw std::runtime_error("register " + std::to_string(reg) + " of a device that is not there");
 }
 
 void write_block(int bus, int address, int subcommand, const std::string& text) {
@@ -93,7 +94,7 @@ void write_block(int bus, int address, int subcommand, const std::string& text) 
   if (data.block[0] == 0) throw CannotExpress{"a block without bytes"};
   write_word(bus, address, manufacturer_access, static_cast<unsigned>(subcommand));
   if (transfer(bus, address, I2C_SMBUS_WRITE, manufacturer_data, I2C_SMBUS_BLOCK_DATA, data) != 0)
-    throw CannotExpress{"block " + std::to_string(subcommand)};
+    throw std::runtime_error("block " + std::to_string(subcommand));
 }
 
 }  // namespace

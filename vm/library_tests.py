@@ -22,7 +22,7 @@ for program in /host/tests/*; do
     timeout 120 $program --gtest_filter="$case" </dev/null >/run/output 2>&1
     status=$?
     echo "$status ${{program##*/}} $case"
-    [ $status = 0 ] || sed 's/^/  /' /run/output
+    [ $status = 0 ] || {{ sed 's/^/  /' /run/output; echo; }}
   done </run/cases
 done
 """
@@ -31,28 +31,23 @@ done
 def run_library_tests(machine, build):
     """@return (passed, [what the kernel cannot express], [failures with their output])"""
     os.makedirs(machine.share + "/tests")
-    for name in sorted(os.listdir(build)):
-        if name not in SIMULATOR_ONLY:
-            target = f"{machine.share}/tests/{name}"
-            shutil.copy(f"{build}/{name}", target)
-            subprocess.run(["mips-linux-gnu-strip", target], check=True)
+    programs = set(os.listdir(build)) - SIMULATOR_ONLY
+    for name in sorted(programs):
+        target = f"{machine.share}/tests/{name}"
+        shutil.copy(f"{build}/{name}", target)
+        subprocess.run(["mips-linux-gnu-strip", target], check=True)
     shutil.copytree("tests/golden", machine.share + "/golden")
     job = machine.run(LOOP.format(source=os.getcwd()), 1200)
-    passed, cannot, failed = 0, [], []
+    ended = []  # (status, name, output)
     for line in job.out.splitlines():
         if line.startswith("  "):
-            if failed and failed[-1][1] is not None:
-                failed[-1][1].append(line)
-            if "cannot: " in line and cannot and cannot[-1][1] == "":
-                cannot[-1][1] = line.split("cannot: ")[1]
-            continue
-        status, program, case = line.split(" ", 2)
-        name = f"{program.removesuffix('_vm')}.{case}"
-        if status == "0":
-            passed += 1
-        elif int(status) == CANNOT:
-            cannot.append([name, ""])
-            failed.append((name, None))
-        else:
-            failed.append((name, []))
-    return passed, cannot, [(name, text) for name, text in failed if text is not None]
+            ended[-1][2].append(line)
+        elif line:
+            status, program, case = line.split(" ", 2)
+            ended.append((int(status), f"{program.removesuffix('_vm')}.{case}", []))
+    silent = programs - {name.split(".")[0] + "_vm" for _, name, _ in ended}
+    passed = sum(status == 0 for status, _, _ in ended)
+    cannot = [(name, next((line.split("cannot: ")[1] for line in output if "cannot: " in line), ""))
+              for status, name, output in ended if status == CANNOT]
+    failed = [(name, output) for status, name, output in ended if status not in (0, CANNOT)]
+    return passed, cannot, failed + [(name, ["  lists no test"]) for name in sorted(silent)]

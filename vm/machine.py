@@ -61,12 +61,9 @@ class Machine:
                                         stdin=subprocess.DEVNULL)
         end = time.monotonic() + seconds
         self.line = socket.socket(socket.AF_UNIX)
-        while True:
-            with contextlib.suppress(OSError):
-                self.line.connect(line)
-                break
-            if time.monotonic() > end:
-                raise Hang("qemu does not start")
+        while not os.path.exists(line) or self.line.connect_ex(line) != 0:
+            if time.monotonic() > end or self.process.poll() is not None:
+                raise Hang(f"qemu does not start: status {self.process.poll()}")
             time.sleep(0.05)
         self.heard = b""
         self.hear("ready", end - time.monotonic())
@@ -78,15 +75,25 @@ class Machine:
         while word.encode() + b"\n" not in self.heard.replace(b"\r", b""):
             wait = end - time.monotonic()
             ready = wait > 0 and select.select([self.line], [], [], wait)[0]
-            data = self.line.recv(4096) if ready else b""
+            data = b""
+            with contextlib.suppress(ConnectionError):
+                data = self.line.recv(4096) if ready else b""
             if not data:
-                raise Hang(f"the machine did not end '{word}' in {seconds:.0f} s; its console:\n{self.log()}")
+                why = "the machine stopped before" if ready else f"the machine did not, in {seconds:.0f} s, end"
+                raise Hang(f"{why} '{word}'; its console:\n{self.log()}")
             self.heard += data
         self.heard = b""
 
     def log(self):
         with open(self.console, errors="replace") as file:
             return "".join(file.readlines()[-60:])
+
+    def do(self, script, seconds=120):
+        """Runs a shell script that must succeed."""
+        job = self.run("set -e\n" + script, seconds)
+        if job.status != 0:
+            raise AssertionError(f"status {job.status} of: {script}\n{job.out}{job.err}")
+        return job.out
 
     def run(self, script, seconds=120):
         """Runs a shell script on the machine."""
@@ -102,9 +109,3 @@ class Machine:
             with open(f"{path}.{kind}", errors="surrogateescape") as file:
                 parts.append(file.read())
         return Job(int(parts[2]), parts[0], parts[1])
-
-    def restart(self):
-        """Power off and on, with the same folder."""
-        self.process.kill()
-        self.process.wait()
-        return self.boot()

@@ -7,6 +7,6 @@ _kvrn_monitord() {
   case $prev in
     --pid-file) _filedir ;;
     --period) ;;
-    *) mapfile -t COMPREPLY < <(compgen -W "--period --once --background --pid-file --stderr --help --version" -- "$cur") ;;
+    *) mapfile -t COMPREPLY < <(compgen -W "--period --once --background --pid-file --stderr -h --help -V --version" -- "$cur") ;;
   esac
 } && complete -F _kvrn_monitord kvrn-monitord

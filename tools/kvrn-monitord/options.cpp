@@ -122,6 +122,7 @@ std::optional<int> take(Options& options, const option& one, std::array<bool, 2>
       if (to_period(::optarg, options.period_s)) break;
       return refuse("%s is a number from %g to %g s, not '%s'", dashed(one), shortest_s, longest_s, ::optarg);
     case pid_file:
+      if (*::optarg == '\0') return refuse("%s needs a value", dashed(one));
       options.pid_file = ::optarg;
       break;
     case once:
