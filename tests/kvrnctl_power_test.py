@@ -82,6 +82,36 @@ class Power(unittest.TestCase):
                               (0, ["overload-request.1", "0"]), (0, ["output-config.2", "0"])):
             self.assertEqual(device.run("alarms", "set", *words).status, status, words)
 
+    def test_check_answers_as_a_monitoring_plugin(self):
+        device = Device("three-source")
+
+        def check(status, text, *words):
+            run = device.run("alarms", "--check", *words)
+            self.assertEqual((run.status, run.err), (status, ""))
+            self.assertRegex(run.out, r"^KVRN \w+ - [^|]+( \|( '\w+'=-?[\d.]+%?(;[\d.]*){0,4})+)?\n$")
+            self.assertEqual(run.out.split(" | ")[0].replace("61 s", "60 s"), "KVRN " + text)
+            return run.out
+
+        out = check(0, "OK - charging with the highest current")
+        self.assertIn(" 'psu2_voltage'=51.9 ", out)
+        self.assertIn(" 'psu2_estimated_charge'=87%;;;0;100 ", out)
+        device.set("gpio", "212", "1")
+        check(1, "WARNING - PSU 1 no mains")
+        device.set("file", "/tmp/.overload_check_1", "1")
+        check(1, "WARNING - PSU 1 no mains, output-overload.1=1")
+        device.set("file", "/tmp/.overload_check_1", "0")
+        device.publish_outputs(now() - 60)
+        check(1, "WARNING - PSU 1 no mains, the readings of the outputs are not fresh (60 s old)")
+        check(3, "UNKNOWN - the readings of the outputs are not fresh (60 s old)", "--ignore", "psu.1")
+        device.publish_outputs(states=(3, 2, 0))
+        check(2, "CRITICAL - output 0 protected, output 1 overload", "--ignore", "psu.1")
+        device.set("gpio", "211", "1")
+        check(2, "CRITICAL - PSU 0 no mains", "--ignore", "psu.1", "--ignore", "outputs")
+        for words in (["--json"], ["--ignore", "pus.1"], ["set", "insufficient-power", "1"]):
+            self.assertEqual(device.run("alarms", "--check", *words).status, 2, words)
+        run = Device("generic").run("alarms", "--check")
+        self.assertEqual((run.status, run.out), (1, "KVRN WARNING - PSU 1 no mains\n"))
+
     def test_charge(self):
         device = Device("four-source")
         run = device.run("charge", "current", "667", "--psu", "3", "--dry-run")

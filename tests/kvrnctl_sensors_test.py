@@ -1,9 +1,12 @@
 # SPDX-License-Identifier: MIT
-"""kvrnctl sensors and snmp dump: for people, as documents, and as metrics."""
+"""kvrnctl sensors, events and snmp dump: for people, as documents, as metrics, and as streams."""
+import json
 import os
 import pathlib
 import re
+import signal
 import struct
+import subprocess
 import time
 import unittest
 
@@ -14,6 +17,14 @@ GOLDEN = pathlib.Path(SOURCE, "tests/golden")
 
 def battery_record(device, name, flags):
     device.write("/etc/persistent/" + name, struct.pack(">iiI", 2, -1, flags).ljust(132, b"\0"))
+
+
+def wait_for(condition):
+    for _ in range(600):
+        if condition():
+            return
+        time.sleep(0.1)
+    raise AssertionError("it did not happen")
 
 
 def four_source():
@@ -97,6 +108,98 @@ class Sensors(unittest.TestCase):
         probes = device.run("doctor", "--json").json()["probes"]
         self.assertEqual([probe["stands_in"] for probe in probes if probe["where"] == "/tmp/.psu_info_cache"],
                          ["none: the library takes it as fresh"])
+
+
+class Streams(unittest.TestCase):
+    def start(self, device, *words):
+        process = subprocess.Popen(device.command(*words), stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+        self.addCleanup(process.communicate)
+        self.addCleanup(process.kill)
+        return process
+
+    def end(self, process):
+        process.send_signal(signal.SIGTERM)
+        out, err = process.communicate(timeout=60)
+        self.assertEqual(process.returncode, 0, err)
+        return out, err
+
+    def test_a_file_holds_one_document_of_each_format(self):
+        device = four_source()
+        device.publish_outputs()
+        folder = pathlib.Path(device.path("/tmp/out"))
+        folder.mkdir()
+        for words, start in ((["--json"], "{"), (["--format", "prometheus"], "# HELP"), ([], "20")):
+            (folder / "file").write_text("old")
+            run = device.run("sensors", *words, "--output", "/tmp/out/file")
+            self.assertEqual((run.status, run.out, run.err), (0, "", ""))
+            self.assertTrue((folder / "file").read_text().startswith(start))
+            self.assertEqual(((folder / "file").stat().st_mode & 0o777, os.listdir(folder)), (0o644, ["file"]))
+        for path in ("/tmp/out", "/tmp/none/file"):
+            self.assertEqual(device.run("sensors", "--output", path).status, 1)
+
+    def test_a_failed_write_leaves_the_old_file_and_is_told_once(self):
+        device = four_source()
+        os.remove(device.full_tmp())
+        file = pathlib.Path(device.path("/tmp/file"))
+        file.write_text("old")
+        filler = device.full_tmp()
+        before = os.listdir(device.path("/tmp"))
+        process = self.start(device, "sensors", "--json", "--output", "/tmp/file", "--every", "0.1")
+        self.assertIn("No space left", process.stderr.readline())
+        time.sleep(1)
+        self.assertEqual((file.read_text(), sorted(os.listdir(device.path("/tmp")))), ("old", sorted(before)))
+        os.remove(filler)
+        wait_for(lambda: file.read_text() != "old")
+        self.assertEqual(self.end(process), ("", ""))
+
+    def test_every_document_is_a_line_and_says_when_it_is_old(self):
+        device = four_source()
+        device.publish_outputs(now() - 8)
+        process = self.start(device, "sensors", "--json", "--every", "0.5")
+        fresh = []
+        while not fresh or fresh[-1]:
+            document = json.loads(process.stdout.readline())
+            fresh.append(document["outputs_source"]["fresh"])
+        self.assertTrue(fresh[0])
+        self.assertIn("are not fresh\n", process.stderr.readline())
+        process.stdout.readline()
+        process.stdout.readline()
+        self.assertEqual(self.end(process)[1], "")  # told once
+        self.assertRegex(document["time"], r"^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ$")
+        self.assertIn("kvrn_output_readings_fresh 0\n", device.run("sensors", "--format", "prometheus").out)
+
+    def test_events_tell_an_outage_and_end_with_their_reader(self):
+        device = Device("three-source")
+        process = self.start(device, "events", "--json", "--every", "0.2", "-v")
+        self.assertIn("values from now on", process.stderr.readline())
+        device.set("gpio", "212", "1")
+        device.set("file", "/tmp/.ac_outage_check", "1")
+        events = {}
+        while len(events) < 3:
+            event = json.loads(process.stdout.readline())["event"]
+            events[event["subject"]] = event["from"], event["to"]
+        self.assertEqual(events, {"psu.1.state": ("mains on", "no mains"), "alarms.ac-outage.value": (0, 1),
+                                  "state.code": (11, 7)})
+        process.stdout.close()
+        self.assertEqual(process.wait(timeout=60), 0)
+        self.assertEqual(process.stderr.read(), "")
+
+    def test_events_leave_out_what_is_unknown_for_one_look(self):
+        device = Device("three-source")
+        record = pathlib.Path(device.path("/tmp/.ac_outage_check"))
+        process = self.start(device, "events", "--every", "1", "-v")
+        process.stderr.readline()
+        record.symlink_to("loop")
+        pathlib.Path(device.path("/tmp/loop")).symlink_to("loop")
+        self.assertIn("Too many levels", process.stderr.readline())
+        record.unlink()
+        record.write_text("1")
+        line = process.stdout.readline()
+        self.assertRegex(line, r"^20\S+Z alarms.ac-outage.value: 0 -> 1 \(1 a mains input failed\)\n$")
+        record.unlink()
+        record.symlink_to("loop")
+        self.assertRegex(process.stdout.readline(), r"alarms.ac-outage.value: 1 -> unknown\n$")
+        self.end(process)
 
 
 def walked(line):

@@ -119,7 +119,8 @@ class Programs(unittest.TestCase):
             for path in ("share/doc/kvrn/kvrnctl.schema.json", "bin/kvrnctl", "sbin/kvrn-monitord", "share/snmp/mibs/KVRN-Quorvex-MIB",
                          "share/man/man1/kvrnctl.1", "share/doc/kvrn/power.md",
                          "bin/kvrn-sim", "share/man/man1/kvrn-sim.1", completions + "kvrn-sim",
-                         "lib/systemd/system/kvrn-monitord.service", completions + "kvrn-monitord",
+                         "lib/systemd/system/kvrn-monitord.service", "lib/systemd/system/kvrn-sensors-prometheus.service",
+                         "lib/systemd/system/kvrn-sensors-json.service", completions + "kvrn-monitord",
                          "lib/sysusers.d/kvrn.conf", "lib/udev/rules.d/60-kvrn.rules", "share/kvrn/account.conf", "share/kvrn/monitoring/snmp.yml",
                          *(agent * ["sbin/kvrn-agentd", "share/man/man8/kvrn-agentd.8", completions + "kvrn-agentd",
                                     "lib/systemd/system/kvrn-agentd.service"])):

@@ -20,7 +20,7 @@ struct WrongUsage {
 };
 
 // Where the value goes: a flag, numbers, a text, or every word that is left.
-using Target = std::variant<bool*, int*, unsigned*, double*, std::string*, std::optional<int>*,
+using Target = std::variant<bool*, int*, unsigned*, double*, std::string*, std::optional<int>*, std::optional<double>*,
                             std::optional<std::string>*, std::vector<std::string>*>;
 
 // An option or an argument. The bounds belong to numbers; an int without them is any int.

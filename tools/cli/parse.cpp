@@ -60,6 +60,7 @@ struct Store {
   void operator()(double* value) const { *value = number<double>(option, text); }
   void operator()(std::string* value) const { *value = text; }
   void operator()(std::optional<int>* value) const { *value = number<int>(option, text); }
+  void operator()(std::optional<double>* value) const { *value = number<double>(option, text); }
   void operator()(std::optional<std::string>* value) const { *value = text; }
   void operator()(std::vector<std::string>* value) const { value->push_back(text); }
 };

@@ -7,12 +7,18 @@
 
 #include "tools/cli/nearest.hpp"
 #include "tools/kvrnctl/alarm_table.hpp"
+#include "tools/kvrnctl/check.hpp"
 #include "tools/kvrnctl/command.hpp"
 #include "tools/kvrnctl/format.hpp"
 #include "util/handle.hpp"
 
 namespace kvrnctl {
 namespace {
+
+struct CheckOptions {
+  bool check = false;
+  std::vector<std::string> ignored;
+};
 
 struct Options {
   std::string name;
@@ -118,9 +124,22 @@ Result set(const Options& options) {
 
 void add_alarm_commands(CommandLine& line) {
   cli::Command& alarm_commands = line.add("alarms", "The alarm and status flags");
-  alarm_commands.action([&line] { line.action = show; });
+  const auto checked = std::make_shared<CheckOptions>();
+  alarm_commands.flag("--check", checked->check, "One line and exit status 0 to 3, as monitoring plugins answer")
+      .excludes("--json");
+  alarm_commands
+      .option("--ignore SUBJECT", &checked->ignored,
+              "With --check: what is as it should be, e.g. psu.1; may be given again")
+      .check(not_a_subject);
+  alarm_commands.action([&line, checked] {
+    if (!checked->check && !checked->ignored.empty()) throw cli::WrongUsage{"--ignore goes with --check"};
+    line.action = [checked](const Context& context) {
+      return checked->check ? check(checked->ignored) : show(context);
+    };
+  });
   const auto options = std::make_shared<Options>();
   cli::Command& command = alarm_commands.command("set", "Set a flag that others may set");
+  command.excludes("--check");
   command.argument("ALARM", &options->name, "As listed, e.g. output-protection.0");
   command.argument("VALUE", &options->value, "A number, as the flag's file holds it");
   command.flag("--dry-run", options->dry_run, "Say what would be set");

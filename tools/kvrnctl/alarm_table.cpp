@@ -4,6 +4,8 @@
 #include <kvrn/kvrn.h>
 #include <kvrn/status.h>
 
+#include <climits>
+
 #include "status/flags.hpp"
 #include "tools/kvrnctl/power_sections.hpp"
 
@@ -12,6 +14,8 @@ namespace {
 
 bool non_zero(int value) { return value != 0; }
 bool never(int) { return false; }
+
+constexpr int only_warning = INT_MAX;
 
 std::string low_voltage_file(int psu) {
   char name[64];
@@ -31,36 +35,36 @@ std::string file_of(int index) {
 namespace flags = kvrn::flags;
 
 const std::array<Alarm, 11> alarms{{
-    {"overload", Index::none, [](int) { return ::get_overload_status(); }, nullptr, non_zero,
+    {"overload", Index::none, [](int) { return ::get_overload_status(); }, nullptr, non_zero, 2,
      "1 too much is drawn, 2 a protection tripped", file_of<flags::overload>},
     {"output-overload", Index::output, [](int index) { return ::get_overload_status_port(index); }, nullptr, non_zero,
-     "1 draws too much, 2 its protection tripped", file_of<flags::overload_port>},
+     2, "1 draws too much, 2 its protection tripped", file_of<flags::overload_port>},
     {"output-protection", Index::output, [](int index) { return ::get_dc_hwprotect_error(index); },
      [](int index, int value) {
        return ::set_dc_hwprotect_error(index, value) == 1 && ::get_dc_hwprotect_error(index) == (value > 0 ? 1 : 0);
      },
-     non_zero, "1 its hardware protection tripped", file_of<flags::hw_protect>},
+     non_zero, 1, "1 its hardware protection tripped", file_of<flags::hw_protect>},
     {"output-config", Index::output, [](int index) { return ::is_dc_out_cfg_enabled(index); },
      [](int index, int value) { return ::set_flag(index, value) == 1 && ::is_dc_out_cfg_enabled(index) == value; },
-     never, "2 on or not configured, 0 or 1 off", file_of<flags::output_enabled>},
+     never, 1, "2 on or not configured, 0 or 1 off", file_of<flags::output_enabled>},
     {"overload-request", Index::request, [](int index) { return ::get_overload_flag(index); },
      [](int index, int value) {
        ::set_overload_flag(index, value);
        return ::get_overload_flag(index) == value;
      },
-     never, "1 the overload check is wanted", file_of<flags::overload_request>},
+     never, 1, "1 the overload check is wanted", file_of<flags::overload_request>},
     {"insufficient-power", Index::none, [](int) { return ::insufficient_power_get(); },
      [](int, int value) { return ::insufficient_power_set(value) == 1 && ::insufficient_power_get() == value; },
-     non_zero, "1 there is not enough power to charge", file_of<flags::insufficient_power>},
-    {"ac-outage", Index::none, [](int) { return ::get_ac_outage_status(); }, nullptr, non_zero,
+     non_zero, only_warning, "1 there is not enough power to charge", file_of<flags::insufficient_power>},
+    {"ac-outage", Index::none, [](int) { return ::get_ac_outage_status(); }, nullptr, non_zero, only_warning,
      "1 a mains input failed", file_of<flags::ac_outage>},
-    {"ac-outage-overload", Index::none, [](int) { return ::ac_disabled_overload(); }, nullptr, non_zero,
+    {"ac-outage-overload", Index::none, [](int) { return ::ac_disabled_overload(); }, nullptr, non_zero, 1,
      "1 overload after a mains failure", file_of<flags::ac_disabled_overload>},
-    {"battery-outage", Index::none, [](int) { return ::get_battery_outage_status(); }, nullptr, non_zero,
+    {"battery-outage", Index::none, [](int) { return ::get_battery_outage_status(); }, nullptr, non_zero, only_warning,
      "1 a battery failed", file_of<flags::battery_outage>},
-    {"low-voltage-all", Index::none, [](int) { return ::get_lvmonitor_status(); }, nullptr, non_zero,
+    {"low-voltage-all", Index::none, [](int) { return ::get_lvmonitor_status(); }, nullptr, non_zero, 1,
      "1 every output was dropped", [](int) { return low_voltage_file(-1); }},
-    {"low-voltage", Index::battery, low_voltage, nullptr, non_zero, "1 outputs were dropped, 2 nearly empty",
+    {"low-voltage", Index::battery, low_voltage, nullptr, non_zero, 1, "1 outputs were dropped, 2 nearly empty",
      low_voltage_file},
 }};
 

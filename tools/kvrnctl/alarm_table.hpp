@@ -21,6 +21,7 @@ struct Alarm {
   int (*get)(int index);
   bool (*set)(int index, int value);  // @return whether the flag now has this value. Null: only the owner may set it
   bool (*raised)(int value);
+  int critical_from;  // lower values that are raised are only a warning
   const char* meaning;
   std::string (*file)(int index);
 };

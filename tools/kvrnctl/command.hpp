@@ -29,6 +29,7 @@ void add_alarm_commands(CommandLine& line);
 void add_charge_commands(CommandLine& line);
 void add_watch_command(CommandLine& line);
 void add_sensors_command(CommandLine& line);
+void add_events_command(CommandLine& line);
 void add_snmp_commands(CommandLine& line);
 void add_cfg_commands(CommandLine& line);
 void add_doctor_command(CommandLine& line);

@@ -35,17 +35,18 @@ bool flush_output() {
   return false;
 }
 
+std::string output_text(const Context& context, const Result& result, int indentation) {
+  if (!context.json) return result.text;
+  json document{{"schema_version", schema_version}};
+  document.update(result.data);
+  document["errors"] = result.errors;
+  // Names come from flash and files. Bytes that are not UTF-8 are replaced, so that the rest is still printed.
+  return document.dump(indentation, ' ', false, json::error_handler_t::replace) + '\n';
+}
+
 int deliver(const Context& context, const Result& result) {
-  if (context.json) {
-    json document{{"schema_version", schema_version}};
-    document.update(result.data);
-    document["errors"] = result.errors;
-    // Names come from flash and files. Bytes that are not UTF-8 are replaced, so that the rest is still printed.
-    (void)std::fputs((document.dump(2, ' ', false, json::error_handler_t::replace) + '\n').c_str(), stdout);
-  } else {
-    (void)std::fputs(result.text.c_str(), stdout);
-  }
-  const bool written = flush_output();
+  if (!result.printed) (void)std::fputs(output_text(context, result).c_str(), stdout);
+  const bool written = result.printed || flush_output();
   for (const std::string& error : result.errors) context.warn(error);
   return written ? static_cast<int>(result.exit) : static_cast<int>(Exit::failed);
 }

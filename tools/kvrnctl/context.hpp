@@ -32,6 +32,7 @@ struct Result {
   std::string text;
   std::vector<std::string> errors;
   Exit exit = Exit::ok;
+  bool printed = false;  // the texts went elsewhere, or are out already: only errors and status are left
 
   // Adds a failure. The exit status is that of the first failure.
   void fail(Exit status, std::string error);
@@ -41,6 +42,10 @@ struct Result {
 
 // False, with a diagnostic, when standard output could not be written completely.
 bool flush_output();
+
+// The result as standard output shows it. A document has one line without an indentation.
+inline constexpr int one_line = -1;
+std::string output_text(const Context& context, const Result& result, int indentation = 2);
 
 // Prints the result and returns the exit status.
 int deliver(const Context& context, const Result& result);

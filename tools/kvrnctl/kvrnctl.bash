@@ -20,6 +20,14 @@ _kvrnctl_flags() {
   kvrnctl alarms --json 2>/dev/null | awk -F'"' '$2 == "name" { id = $4 } $2 == "settable" && $3 ~ /true/ { print id }'
 }
 
+# What a check can leave out.
+_kvrnctl_subjects() {
+  kvrnctl get psu 2>/dev/null | sed -n 's/^\(psu\.[0-9]\)\.id=.*/\1/p'
+  kvrnctl get outputs 2>/dev/null | sed -n 's/^\(outputs\.[0-9]\)\.id=.*/\1/p'
+  kvrnctl get alarms 2>/dev/null | sed -n 's/^alarms\.\(.*\)\.name=.*/\1/p'
+  echo state
+}
+
 # The lines, by number and by CHIP:NAME. With "set", only the lines that may be driven without --force.
 _kvrnctl_lines() {
   kvrnctl gpio list --json 2>/dev/null | awk -F'"' -v set="$1" '
@@ -45,7 +53,7 @@ _kvrnctl() {
       battery=${words[i]}
       continue
     fi
-    [[ ${words[i - 1]} != --@(source|period|count|format|type|file|default) ]] || continue
+    [[ ${words[i - 1]} != --@(source|period|count|every|format|output|ignore|type|file|default) ]] || continue
     [[ -z $command ]] || ((++given))
     if [[ -z $command ]]; then
       command=${words[i]}
@@ -68,7 +76,11 @@ _kvrnctl() {
     mapfile -t COMPREPLY < <(compgen -W "$(_kvrnctl_psus battery)" -- "$cur")
     return
   fi
-  if [[ $prev == --@(period|count) ]]; then
+  if [[ $prev == --@(period|count|every) ]]; then
+    return
+  fi
+  if [[ $prev == --ignore ]]; then
+    mapfile -t COMPREPLY < <(compgen -W "$(_kvrnctl_subjects)" -- "$cur")
     return
   fi
 
@@ -80,23 +92,24 @@ _kvrnctl() {
     mapfile -t COMPREPLY < <(compgen -W "str bool int uint int64" -- "$cur")
     return
   fi
-  if [[ $prev == --file || ($sub == diff && $cur != -*) ]]; then
+  if [[ $prev == --@(file|output) || ($sub == diff && $cur != -*) ]]; then
     _filedir
     return
   fi
 
   local edits="set add delete sort renumber protect reveal" choices=""
   case $command in
-    "") choices="board psu battery outputs budget state alarms charge capacity sensors watch snmp gpio get cfg doctor help $common --version" ;;
+    "") choices="board psu battery outputs budget state alarms charge capacity sensors watch events snmp gpio get cfg doctor help $common --version" ;;
     board | doctor | outputs | budget | state | capacity) choices=$common ;;
-    sensors) choices="--format $common" ;;
+    sensors) choices="--format --output --every $common" ;;
+    events) choices="--every $common" ;;
     snmp)
       choices=$common
       [[ -n $sub ]] || choices="dump --help"
       ;;
     watch) choices="--period --count --help" ;;
     alarms)
-      choices="set $common"
+      choices="set --check --ignore $common"
       [[ $sub != set ]] || choices="--dry-run $common"
       [[ $sub != set || $given != 1 ]] || choices+=" $(_kvrnctl_flags)"
       ;;

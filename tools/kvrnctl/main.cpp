@@ -40,6 +40,7 @@ int run(int argc, char** argv) {
   add_charge_commands(line);
   add_watch_command(line);
   add_sensors_command(line);
+  add_events_command(line);
   add_snmp_commands(line);
   add_cfg_commands(line);
   add_doctor_command(line);

@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: MIT
-// sensors: one snapshot of everything that a monitoring client shows.
+// sensors: one snapshot of everything that a monitoring client shows, or one after the other.
 #include <fmt/core.h>
 
 #include <memory>
 
 #include "tools/kvrnctl/command.hpp"
+#include "tools/kvrnctl/output_file.hpp"
 #include "tools/kvrnctl/power_text.hpp"
 #include "tools/kvrnctl/sensors.hpp"
+#include "tools/kvrnctl/stream.hpp"
 
 namespace kvrnctl {
 namespace {
@@ -36,7 +38,17 @@ std::string people_text(const Context& context, const SensorReading& reading) {
   return text + '\n' + fields(section, "");
 }
 
-Result sensors(const Context& context, const std::string& format) {
+constexpr const char* not_fresh = "the readings of the outputs are not fresh";
+
+struct Options {
+  std::string format = "text";
+  std::optional<std::string> output;
+  std::optional<double> every_s;
+
+  bool metrics() const { return format == "prometheus"; }
+};
+
+Result sensors(const Context& context, const Options& options) {
   Result result;
   SensorReading reading = read_sensors();
   result.errors = std::move(reading.errors);
@@ -44,29 +56,73 @@ Result sensors(const Context& context, const std::string& format) {
     result.fail(Exit::failed, "no memory");
     return result;
   }
-  if (format == "prometheus") {
+  if (options.metrics()) {
     // Old readings are no failure here: a metric shows their age, and the other readings are still good.
     result.text = metrics_text(reading);
     return result;
   }
+  // A reader of a file or a stream sees it later than it was written. Metrics have no time: the collector refuses it.
+  const std::string time = options.output || options.every_s ? utc_now() : "";
+  if (!time.empty()) result.data["time"] = time;
   result.data["source"] = reading.psu_source;
   result.data["outputs_source"] = reading.output_source;
   result.data["sensors"] = reading.section;
-  result.text = people_text(context, reading);
+  result.text = (time.empty() ? "" : time + "\n\n") + people_text(context, reading);
   if (!reading.section["outputs"].empty()) fail_unless_fresh(result, reading.output_source);
+  if (result.exit == Exit::stale && !time.empty()) result.text += fmt::format("\nWarning: {}\n", not_fresh);
   return result;
+}
+
+Result to_file(const Context& context, const Options& options) {
+  Result result = sensors(context, options);
+  result.printed = true;
+  if (result.exit == Exit::failed) return result;
+  const std::string failure = replace_output(*options.output, output_text(context, result));
+  if (failure.empty()) return result;
+  result.errors.push_back(failure);
+  result.exit = Exit::failed;
+  return result;
+}
+
+// Nothing is kept from turn to turn: a document holds only what was read for it.
+Result repeat(const Context& context, const Options& options) {
+  Stream stream(*options.every_s, !options.output);
+  Told told;
+  while (stream.next()) {
+    const Result result = options.output ? to_file(context, options) : sensors(context, options);
+    if (!options.output && result.exit != Exit::failed)
+      stream.print(output_text(context, result, one_line) + (context.json ? "" : "\n"));
+    std::vector<std::string> failures = result.errors;
+    // The age in this line is another one in each turn.
+    for (std::string& failure : failures)
+      if (failure.starts_with(not_fresh)) failure = not_fresh;
+    told.see(context, failures);
+  }
+  Result result;
+  result.printed = true;
+  result.exit = stream.exit();
+  return result;
+}
+
+Result run(Context context, const Options& options) {
+  if (options.output) context.color = false;
+  if (options.every_s) return repeat(context, options);
+  return options.output ? to_file(context, options) : sensors(context, options);
 }
 
 }  // namespace
 
 void add_sensors_command(CommandLine& line) {
-  const auto format = std::make_shared<std::string>("text");
+  const auto options = std::make_shared<Options>();
   cli::Command& command = line.add("sensors", "One snapshot of sources, outputs and temperatures");
-  command.option("--format", format.get(), "text: for people; prometheus: for the node exporter's textfile collector")
+  command
+      .option("--format", &options->format, "text: for people; prometheus: for the node exporter's textfile collector")
       .choice({"text", "prometheus"})
       .excludes("--json");
+  command.option("--output FILE", &options->output, "Replace this file, in one step, instead of printing");
+  command.option("--every SECONDS", &options->every_s, "Do it again and again until a signal").range(0.1, 86400, "s");
   command.action(
-      [&line, format] { line.action = [format](const Context& context) { return sensors(context, *format); }; });
+      [&line, options] { line.action = [options](const Context& context) { return run(context, *options); }; });
 }
 
 }  // namespace kvrnctl

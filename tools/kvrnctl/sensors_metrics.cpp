@@ -56,11 +56,16 @@ constexpr std::array device_metrics{
     Metric{"kvrn_locate_led", "locate_led", 1, "1: the locating LED is requested"},
     Metric{"kvrn_psu_data_stable", "psu_data_stable", 1, "1: the readings of the sources have settled"},
 };
-// The ages of the readings.
+// The ages of the readings, and whether they are known and low enough.
 constexpr std::array age_metrics{
     Metric{"kvrn_psu_readings_age_seconds", "psus", 1, "Age of the readings of the power sources"},
     Metric{"kvrn_output_readings_age_seconds", "outputs", 1,
            "Age of the readings of the outputs; above 10 the monitor has stopped"},
+};
+constexpr std::array fresh_metrics{
+    Metric{"kvrn_psu_readings_fresh", "psus", 1, "1: the readings of the power sources are at most 10 s old"},
+    Metric{"kvrn_output_readings_fresh", "outputs", 1,
+           "1: the readings of the outputs are at most 10 s old; 0: older, of unknown age, or missing"},
 };
 
 std::string quoted(const std::string& text) {
@@ -123,6 +128,7 @@ std::string metrics_text(const SensorReading& reading) {
   add_list(text, board_metrics, section["board_temperatures"], "sensor");
   add_values(text, device_metrics, section);
   add_values(text, age_metrics, {{"psus", reading.psu_source["age_s"]}, {"outputs", reading.output_source["age_s"]}});
+  add_values(text, fresh_metrics, {{"psus", reading.psu_source["fresh"]}, {"outputs", reading.output_source["fresh"]}});
   return text;
 }
 

@@ -1,0 +1,13 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+
+namespace kvrnctl {
+
+// Replaces a file that other programs read at any time: they see the old text or the new one, never a part. Everybody
+// may read the file. It is not flushed: after a power failure the next text replaces it anyway.
+// @return empty, or why the old file stays
+std::string replace_output(const std::string& path, std::string_view text);
+
+}  // namespace kvrnctl
