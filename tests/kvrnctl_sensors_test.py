@@ -130,12 +130,12 @@ class Streams(unittest.TestCase):
         folder.mkdir()
         for words, start in ((["--json"], "{"), (["--format", "prometheus"], "# HELP"), ([], "20")):
             (folder / "file").write_text("old")
-            run = device.run("sensors", *words, "--output", "/tmp/out/file")
+            run = device.run("sensors", *words, "--output", str(folder / "file"))
             self.assertEqual((run.status, run.out, run.err), (0, "", ""))
             self.assertTrue((folder / "file").read_text().startswith(start))
             self.assertEqual(((folder / "file").stat().st_mode & 0o777, os.listdir(folder)), (0o644, ["file"]))
-        for path in ("/tmp/out", "/tmp/none/file"):
-            self.assertEqual(device.run("sensors", "--output", path).status, 1)
+        for path in (folder, folder / "none/file"):
+            self.assertEqual(device.run("sensors", "--output", str(path)).status, 1)
 
     def test_a_failed_write_leaves_the_old_file_and_is_told_once(self):
         device = four_source()
@@ -144,7 +144,7 @@ class Streams(unittest.TestCase):
         file.write_text("old")
         filler = device.full_tmp()
         before = os.listdir(device.path("/tmp"))
-        process = self.start(device, "sensors", "--json", "--output", "/tmp/file", "--every", "0.1")
+        process = self.start(device, "sensors", "--json", "--output", str(file), "--every", "0.1")
         self.assertIn("No space left", process.stderr.readline())
         time.sleep(1)
         self.assertEqual((file.read_text(), sorted(os.listdir(device.path("/tmp")))), ("old", sorted(before)))
