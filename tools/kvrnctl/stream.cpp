@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "tools/kvrnctl/stream.hpp"
 
-#include <fmt/chrono.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/signalfd.h>
@@ -10,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <ctime>
 
@@ -61,6 +61,12 @@ void Told::see(const Context& context, const std::vector<std::string>& failures)
   last_ = failures;
 }
 
-std::string utc_now() { return fmt::format("{:%FT%TZ}", fmt::gmtime(std::time(nullptr))); }
+std::string utc_now() {
+  const std::time_t now = std::time(nullptr);
+  std::tm utc{};
+  char text[32] = "";
+  if (::gmtime_r(&now, &utc) != nullptr) (void)std::strftime(text, sizeof text, "%FT%TZ", &utc);
+  return text;
+}
 
 }  // namespace kvrnctl
