@@ -164,6 +164,7 @@ TEST(SimI2c, RegistersAnswerRefuseAndKeepWhatIsWritten) {
   i2c_smbus_data data{};
   EXPECT_EQ(transfer(bus, I2C_SMBUS_READ, 0x03, I2C_SMBUS_BYTE_DATA, data), 0);
   EXPECT_EQ(data.byte, 0xEF);
+  EXPECT_EQ(read_word(bus, 0x99), -EIO);  // a register that it does not have
   device.i2c_refuse(2, 0x0b, 0x03, true);
   device.trace(true);
   EXPECT_EQ(read_word(bus, 0x03), -EIO);
