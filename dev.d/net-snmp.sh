@@ -17,26 +17,16 @@ make_net_snmp() {
 }
 
 build_net_snmp() {
-  local archive key kept pc
+  local archive place pc
   fetch_source net-snmp
-  key=$(printf '%s\n' "${net_snmp_options[@]}" "$(basename "$archive")" "$(mips-linux-gnu-gcc --version | head -1)" | sha256sum)
-  kept=$cache/net-snmp-${key:0:16}
-  if [[ ! -e $kept ]]; then
-    say "building net-snmp for MIPS"
-    local tree=$cache/net-snmp-build.$$
-    rm -rf "$kept.new" && mkdir -p "$tree"
-    tar -xf "$archive" -C "$tree" --strip-components=1
-    recipe build/net-snmp.log "building net-snmp" make_net_snmp "$tree" "$kept.new"
-    mv "$kept.new" "$kept"
-    rm -rf "$tree"
-  fi
-  [[ $(cat "$mips_prefix/net-snmp.key" 2>/dev/null) != "$key" ]] || return 0
+  keep net-snmp "$archive" make_net_snmp "${net_snmp_options[@]}"
+  [[ $(cat "$mips_prefix/net-snmp.place" 2>/dev/null) != "$place" ]] || return 0
   mkdir -p "$mips_prefix"/{lib/pkgconfig,include,sbin}
-  cp -a "$kept"/usr/lib/libnetsnmp*.so* "$mips_prefix/lib/"
-  cp -a "$kept"/usr/include/net-snmp "$mips_prefix/include/"
-  cp -a "$kept"/usr/sbin/snmpd "$mips_prefix/sbin/"
-  for pc in "$kept"/usr/lib/pkgconfig/netsnmp*.pc; do
+  cp -a "$place"/usr/lib/libnetsnmp*.so* "$mips_prefix/lib/"
+  cp -a "$place"/usr/include/net-snmp "$mips_prefix/include/"
+  cp -a "$place"/usr/sbin/snmpd "$mips_prefix/sbin/"
+  for pc in "$place"/usr/lib/pkgconfig/netsnmp*.pc; do
     sed "s|^prefix=.*|prefix=$mips_prefix|; s|-L/usr/lib||" "$pc" >"$mips_prefix/lib/pkgconfig/$(basename "$pc")"
   done
-  printf '%s' "$key" >"$mips_prefix/net-snmp.key"
+  printf '%s' "$place" >"$mips_prefix/net-snmp.place"
 }

@@ -1,6 +1,6 @@
 # shellcheck shell=bash disable=SC2034,SC2154
 # SPDX-License-Identifier: MIT
-# Sourced by mips.sh and vm.sh. Source archives of Debian, kept in the user's cache folder.
+# Sourced by mips.sh. Source archives of Debian, and what is built from them once, kept in the user's cache folder.
 
 cache=${XDG_CACHE_HOME:-${HOME:-$PWD/build}/.cache}/kvrn
 
@@ -37,4 +37,20 @@ fetch_source() {
   # As root, apt would download as another user, who may not be able to write into a home folder.
   /usr/lib/apt/apt-helper -o APT::Sandbox::User=root download-file "$(tr -d "'" <<<"$uri")" "$archive" "$sum" >/dev/null
   printf '%s  %s\n' "${sum#SHA256:}" "$file" >"$archive.sha256"
+}
+
+# keep NAME ARCHIVE RECIPE MADE-OF...: sets `place` to what the function RECIPE makes from the archive, built once and
+# kept under a hash of all that made it. RECIPE gets the unpacked tree and the place to install to.
+keep() {
+  local name=$1 from=$2 recipe=$3 key tree
+  key=$({ printf '%s\n' "${@:4}" "$(basename "$from")" "$(mips-linux-gnu-gcc --version | head -1)" && declare -f "$recipe"; } | sha256sum)
+  place=$cache/$name-${key:0:16}
+  [[ ! -e $place ]] || return 0
+  say "building $name for MIPS"
+  tree=$cache/$name-build.$$
+  rm -rf "$place.new" && mkdir -p "$tree"
+  tar -xf "$from" -C "$tree" --strip-components=1
+  recipe "build/$name.log" "building $name" "$recipe" "$tree" "$place.new"
+  mv "$place.new" "$place"
+  rm -rf "$tree"
 }

@@ -12,7 +12,6 @@ kernel_source=linux-source-6.1
 make_kernel() {
   local root=$PWD
   export ARCH=mips CROSS_COMPILE=mips-linux-gnu-
-  tar -xf "/usr/src/$kernel_source.tar.xz" -C "$1" --strip-components=1
   cd "$1" || exit
   patch -p1 <"$root/vm/kernel.patch"
   make -s malta_defconfig
@@ -38,44 +37,9 @@ make_busybox() {
   cp busybox "$2"
 }
 
-# kept NAME MADE-OF...: sets `place` to where a part is kept, by a hash of the files and texts that made it.
-kept() {
-  local name=$1 key
-  shift
-  key=$({ printf '%s\n' "$@" "$(mips-linux-gnu-gcc --version | head -1)" && cat vm/"$name".*; } | sha256sum)
-  place=$cache/$name-${key:0:16}
-}
-
-build_kernel() {
-  kept kernel "$(dpkg-query -W -f '${Version}' "$kernel_source")" "$(declare -f make_kernel)"
-  kernel=$place
-  [[ ! -e $kernel ]] || return 0
-  say "building the kernel (10 to 25 minutes)"
-  local tree=$cache/kernel-build.$$
-  mkdir -p "$tree"
-  recipe "$vm_work/kernel.log" "building the kernel" make_kernel "$tree" "$kernel.new"
-  mv "$kernel.new" "$kernel"
-  rm -rf "$tree"
-}
-
-build_busybox() {
-  local archive
-  fetch_source busybox
-  kept busybox "$(basename "$archive")" "$(declare -f make_busybox)"
-  busybox=$place
-  [[ ! -e $busybox ]] || return 0
-  say "building busybox"
-  local tree=$cache/busybox-build.$$
-  mkdir -p "$tree"
-  tar -xf "$archive" -C "$tree" --strip-components=1
-  recipe "$vm_work/busybox.log" "building busybox" make_busybox "$tree" "$busybox.new"
-  mv "$busybox.new" "$busybox"
-  rm -rf "$tree"
-}
-
 # What a device has, and what start and checks need; the tests lie in the folder that host and machine share.
 pack_image() {
-  local root=$vm_work/root sysroot=/usr/mips-linux-gnu/lib file commands
+  local kernel=$1 busybox=$2 root=$vm_work/root sysroot=/usr/mips-linux-gnu/lib file commands
   commands=$(qemu-mips -L /usr/mips-linux-gnu "$busybox" --list)
   rm -rf "$root"
   mkdir -p "$root"/{bin,dev,etc/init.d,etc/persistent,lib/modules,proc,sys,tmp,run,var,config,host,usr}
@@ -97,20 +61,23 @@ pack_image() {
 
 build_vm() {
   need_packages "${packages_build[@]}" "${packages_test[@]}" "${packages_cross[@]}" "${packages_vm[@]}"
-  mkdir -p "$vm_work"
-  build_kernel
-  build_busybox
+  local archive busybox
+  keep kernel "/usr/src/$kernel_source.tar.xz" make_kernel "$(dpkg-query -W -f '${Version}' "$kernel_source")" "$(cat vm/kernel.*)"
+  kernel=$place
+  fetch_source busybox
+  keep busybox "$archive" make_busybox "$(cat vm/busybox.config)"
+  busybox=$place
   build_tools
   build_mips ON all vm
-  pack_image
+  pack_image "$kernel" "$busybox"
 }
 
-checks="$(sed -n 's/^CHECKS = {\(.*\)}/\1/p' vm/run.py | grep -o '"[a-z]*"' | tr -d '"' | paste -sd ' ') shell"
+checks="$(PYTHONPATH=dev.d python3 vm/run.py --list) shell"
 for name in "$@"; do
   [[ " $checks " == *" $name "* ]] || die_usage "no check '$name': $checks"
 done
 timed "Kernel, programs and image" build_vm
-export PATH=$PWD/build/native/bin:$PATH
+export PATH=$PWD/build/native/bin:$PATH PYTHONPATH=$PWD/dev.d
 if [[ ${1:-} == shell ]]; then
   exec python3 vm/shell.py "$kernel/vmlinux" "$vm_work/image"
 fi

@@ -15,12 +15,6 @@ std::filesystem::path temporary_folder() {
   return name;
 }
 
-std::string number(unsigned value) {
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%02x\n", value);
-  return text;
-}
-
 }  // namespace
 
 Device::Device(std::string_view profile) : state_(temporary_folder()) {
@@ -59,14 +53,12 @@ void Device::gpio_busy(unsigned packed, bool busy) {
 }
 
 void Device::i2c(int bus, int address, int reg, unsigned word) {
-  state_.i2c(bus, address, register_file(reg), number(word));
+  state_.i2c(bus, address, register_file(reg), register_text(word));
 }
 
 unsigned Device::i2c(int bus, int address, int reg) const {
   return static_cast<unsigned>(std::stoul(state_.i2c(bus, address, register_file(reg)).value(), nullptr, 0));
 }
-
-void Device::i2c_byte(int bus, int address, int reg, unsigned byte) { i2c(bus, address, reg, byte); }
 
 void Device::i2c_block(int bus, int address, int subcommand, std::span<const std::uint8_t> bytes) {
   state_.i2c(bus, address, block_file(subcommand), block_text(bytes));
@@ -96,10 +88,6 @@ void Device::i2c_busy(int bus, bool busy) {
 void Device::file(std::string_view device_path, std::string_view text) { state_.file(device_path, text); }
 
 void Device::remove(std::string_view device_path) { (void)state_.remove(device_path); }
-
-void Device::hwmon(std::string_view device, std::string_view attribute, std::string_view text) {
-  state_.file("/var/run/hwmon/" + std::string(device) + '/' + std::string(attribute), text);
-}
 
 void Device::trace(bool on) {
   if (on)

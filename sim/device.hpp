@@ -24,7 +24,7 @@ class Device {
 
   void i2c(int bus, int address, int reg, unsigned word);
   unsigned i2c(int bus, int address, int reg) const;
-  void i2c_byte(int bus, int address, int reg, unsigned byte);
+  void i2c_byte(int bus, int address, int reg, unsigned byte) { i2c(bus, address, reg, byte); }
   void i2c_block(int bus, int address, int subcommand, std::span<const std::uint8_t> bytes);
   // Whether the register refuses to answer. When it answers again, it has its old value.
   void i2c_refuse(int bus, int address, int reg, bool refuse);
@@ -33,7 +33,9 @@ class Device {
 
   void file(std::string_view device_path, std::string_view text);
   void remove(std::string_view device_path);
-  void hwmon(std::string_view device, std::string_view attribute, std::string_view text);
+  void hwmon(std::string_view device, std::string_view attribute, std::string_view text) {
+    file("/var/run/hwmon/" + std::string(device) + '/' + std::string(attribute), text);
+  }
 
   // Starts or stops the log of what programs do with the device: one line per action.
   void trace(bool on);

@@ -44,6 +44,12 @@ std::string device_folder(int bus, int address) { return "i2c/" + std::to_string
 
 std::string register_file(int reg) { return hex(reg); }
 
+std::string register_text(unsigned value) {
+  char text[16];
+  std::snprintf(text, sizeof text, "0x%02x\n", value);
+  return text;
+}
+
 std::string block_file(int subcommand) { return "block-" + hex(subcommand); }
 
 std::string block_text(std::span<const std::uint8_t> bytes) {

@@ -44,6 +44,7 @@ class State {
 // "i2c/2-0b"
 std::string device_folder(int bus, int address);
 std::string register_file(int reg);
+std::string register_text(unsigned value);
 std::string block_file(int subcommand);
 std::string block_text(std::span<const std::uint8_t> bytes);
 

@@ -6,7 +6,7 @@ import re
 import subprocess
 import tempfile
 
-from states import PROFILES, State, copy_to
+from states import PROFILES, State, hand_over
 
 COMMANDS = [f"{name} --json" for name in ("psu", "outputs", "board", "budget", "sensors", "state")] + ["snmp dump"]
 BATCH = 25
@@ -17,7 +17,6 @@ LOOP = """
 for state in /host/states/*; do
   name=${{state##*/}}
   lay-out "$state" 2>/host/answers/$name.why || {{ echo $? >/host/answers/$name.cannot; continue; }}
-  n=0
 {commands}
 done
 """
@@ -40,11 +39,11 @@ def on_simulator(state):
 
 
 def on_kernel(machine, states):
-    """@return the answers by state; None where the kernel cannot express it"""
+    """@return by state the answers, or a text that says why the kernel cannot express it"""
     subprocess.run(["rm", "-rf", machine.share + "/states", machine.share + "/answers"], check=True)
     os.makedirs(machine.share + "/answers")
     for state in states:
-        copy_to(state.root, f"{machine.share}/states/{os.path.basename(state.root)}")
+        hand_over(state.root, f"{machine.share}/states/{os.path.basename(state.root)}")
     steps = "\n".join(STEP.format(command=command, number=number) for number, command in enumerate(COMMANDS))
     job = machine.run(LOOP.format(commands=steps), 60 + 20 * len(states))
     if job.status != 0:
@@ -78,18 +77,16 @@ def differences(state, simulated, kernel):
     return found
 
 
-def compare(machine, wanted, report, first=0):
+def compare(machine, wanted, report):
     """Compares states until `wanted` of them were expressible. @return (number by profile, not expressible, differences)"""
-    compared, cannot, found, number = dict.fromkeys(PROFILES, 0), [], [], first
+    compared, cannot, found, number = dict.fromkeys(PROFILES, 0), [], [], 0
     with tempfile.TemporaryDirectory(prefix="kvrn-states-") as folder, \
             concurrent.futures.ThreadPoolExecutor(1) as host:
-        while sum(compared.values()) < wanted and number < first + 2 * wanted:
+        while sum(compared.values()) < wanted and number < 2 * wanted:
             count = min(BATCH, wanted - sum(compared.values()))
             # The first of each profile stays healthy.
             states = [State(folder, n) if n < len(PROFILES) else State(folder, n).change()
                       for n in range(number, number + count)]
-            for state in states[:max(0, len(PROFILES) - number)]:
-                open(state.path("/revision"), "w").write(hex(state.revision))
             number += count
             simulated = host.submit(lambda states=states: {state.root: on_simulator(state) for state in states})
             kernel = on_kernel(machine, states)

@@ -3,15 +3,14 @@
 jumps. At each stage the whole tree is walked from outside, with SNMPv3, and must be what the device says of itself."""
 import json
 import os
+import shutil
 import subprocess
-import sys
 import time
 
-sys.path.insert(0, os.path.dirname(__file__) + "/../dev.d")
-from story import parse  # noqa: E402
+from snmpd import QUIET, ROOT
+from story import parse
 
 SCENARIO = "tests/scenarios/outage.txt"
-ROOT = ".1.3.6.1.4.1.47474"
 USER = ["-v3", "-u", "viewer", "-l", "authPriv", "-a", "SHA", "-A", "a day in short", "-x", "DES", "-X", "read by no one"]
 SETTINGS = """agentaddress udp:161
 master agentx
@@ -24,19 +23,16 @@ PERIOD = 2  # of the monitor
 
 def prepare(machine):
     board, _ = parse(SCENARIO)
-    subprocess.run(["kvrn-sim", "new", machine.share + "/start", "--board", board], check=True)
-    os.remove(machine.share + "/start/dev/mem")
+    machine.give("start", board)
     # An empty /tmp: what other programs write there comes after the start.
-    subprocess.run(["rm", "-rf", machine.share + "/start/tmp"], check=True)
-    with open(machine.share + "/start/revision", "w") as file:
-        file.write("0x160")
+    shutil.rmtree(machine.share + "/start/tmp")
     with open(machine.share + "/snmpd.conf", "w") as file:
         file.write(SETTINGS)
 
 
 def walk(machine):
     done = subprocess.run(["snmpwalk", *USER, "-On", "-r3", "-t2", f"127.0.0.1:{machine.port}", ROOT], text=True,
-                          capture_output=True, env={**os.environ, "MIBS": "", "SNMPCONFPATH": "/nonexistent"}, timeout=120)
+                          capture_output=True, env={**os.environ, **QUIET}, timeout=120)
     return done.stdout
 
 
@@ -134,11 +130,10 @@ class Day:
         self.stage("snmpd restarted")
 
     def full_tmp(self):
-        # The images are removed, too, so that the monitor would have to make them anew.
+        # The monitor that init starts then finds no image and no room for one.
         fill = "dd if=/dev/zero of=/tmp/filler bs=4096 2>/dev/null || true\n"
-        pid = self.machine.do("cat /run/kvrn/monitord.pid").strip()
-        self.machine.do(f"kill -STOP {pid}\nrm /tmp/.psu_info_cache /tmp/.output_cache\n{fill}kill -CONT {pid}\n"
-                        "lay-out line 211 1")
+        self.machine.do("kill -TSTP 1\nsleep 1\nkill -KILL $(cat /run/kvrn/monitord.pid)\nsleep 1\n"
+                        f"rm /tmp/.psu_info_cache /tmp/.output_cache\n{fill}kill -CONT 1\nlay-out line 211 1")
         time.sleep(2 * PERIOD)
         document = json.loads(device(self.machine, "psu --json"))
         self.check("/tmp is full: what changes is told", document["psu"][0]["state"] == "no mains", document["source"])

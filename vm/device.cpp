@@ -47,12 +47,6 @@ void lay_kernel_path(const State& state, std::string_view path) {
     vm::lay_board(state);
 }
 
-std::string number(unsigned value) {
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%02x\n", value);
-  return text;
-}
-
 void set_register(const State& state, int bus, int address, const std::string& file, const std::string& text) {
   state.i2c(bus, address, file, text);
   on_kernel([&] {
@@ -67,12 +61,7 @@ void set_register(const State& state, int bus, int address, const std::string& f
 
 Device::Device(std::string_view profile) : state_(temporary_folder()) {
   create_root(state_.root(), profile);
-  on_kernel([this] {
-    vm::lay_lines(state_);
-    vm::lay_buses(state_);
-    vm::lay_board(state_);
-    vm::lay_files(state_);
-  });
+  on_kernel([this] { vm::lay_out(state_); });
 }
 
 Device::~Device() {
@@ -85,11 +74,7 @@ std::filesystem::path Device::path(std::string_view device_path) const {
   return device_path;
 }
 
-void Device::gpio(unsigned packed, int level) {
-  LineState line = vm::read_line(packed);
-  line.level = level;
-  on_kernel([&] { vm::lay_line(packed, line); });
-}
+void Device::gpio(unsigned packed, int level) { vm::set_level(packed, level); }
 
 int Device::gpio(unsigned packed) const { return vm::read_line(packed).level; }
 
@@ -102,12 +87,10 @@ void Device::gpio_busy(unsigned packed, bool busy) {
 }
 
 void Device::i2c(int bus, int address, int reg, unsigned word) {
-  set_register(state_, bus, address, register_file(reg), number(word));
+  set_register(state_, bus, address, register_file(reg), register_text(word));
 }
 
 unsigned Device::i2c(int bus, int address, int reg) const { return vm::read_register(bus, address, reg); }
-
-void Device::i2c_byte(int bus, int address, int reg, unsigned byte) { i2c(bus, address, reg, byte); }
 
 void Device::i2c_block(int bus, int address, int subcommand, std::span<const std::uint8_t> bytes) {
   set_register(state_, bus, address, block_file(subcommand), block_text(bytes));
@@ -144,10 +127,6 @@ void Device::remove(std::string_view device_path) {
   }
   std::error_code none;
   std::filesystem::remove_all(std::filesystem::path(device_path), none);
-}
-
-void Device::hwmon(std::string_view device, std::string_view attribute, std::string_view text) {
-  file("/var/run/hwmon/" + std::string(device) + '/' + std::string(attribute), text);
 }
 
 void Device::trace(bool) { skip("the trace"); }

@@ -5,7 +5,6 @@
 #include <sys/mman.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <sys/sysmacros.h>
 #include <time.h>
 #include <unistd.h>
@@ -34,7 +33,6 @@ constexpr std::size_t revision_register = 0x90;
 
 struct Partition {
   unsigned number = 0;
-  std::string size;
   std::string name;
 };
 
@@ -42,39 +40,36 @@ std::vector<Partition> partitions_of(const sim::State& state) {
   std::vector<Partition> partitions;
   std::istringstream lines(state.file("/proc/mtd").value_or(""));
   for (std::string line; std::getline(lines, line);) {
-    char size[16] = "";
     char name[64] = "";
-    Partition found;
-    if (std::sscanf(line.c_str(), "mtd%u: %15s %*s \"%63[^\"]", &found.number, size, name) != 3) continue;
-    found.size = size;
-    found.name = name;
-    partitions.push_back(found);
+    unsigned number = 0;
+    if (std::sscanf(line.c_str(), "mtd%u: %*s %*s \"%63[^\"]", &number, name) == 2)
+      partitions.push_back({number, name});
   }
   return partitions;
 }
 
 // The kernel counts partitions without gaps: what lies between the board's stands for others.
 void lay_flash(const sim::State& state) {
-  (void)::syscall(SYS_delete_module, "phram", O_NONBLOCK);
-  const int module = ::open("/lib/modules/phram.ko", O_RDONLY | O_CLOEXEC);
-  if (::syscall(SYS_finit_module, module, "", 0) != 0)
-    throw std::runtime_error(std::string("phram: ") + std::strerror(errno));
-  ::close(module);
+  unload_module("phram");
+  load_module("phram", "");
   unsigned next = 0;
+  const auto add = [&next](const std::string& name) {
+    put("/sys/module/phram/parameters/phram", name + ',' + flash_address + ",0x10000");
+    ++next;
+  };
   for (const Partition& partition : partitions_of(state)) {
     if (partition.number < next) throw CannotExpress{"partitions out of order"};
-    while (next < partition.number)
-      put("/sys/module/phram/parameters/phram", "other-" + std::to_string(next++) + ',' + flash_address + ",0x10000");
-    const auto content = state.file("/dev/mtdblock" + std::to_string(partition.number));
-    const auto claimed = state.file("/dev/mtd" + std::to_string(partition.number));
-    if (content && (content->empty() || content->size() % flash_size != 0)) throw CannotExpress{"a cut partition"};
-    put("/sys/module/phram/parameters/phram", partition.name + ',' + flash_address + ",0x10000");
-    ++next;
     const std::string device = "/dev/mtd" + std::to_string(partition.number);
+    const std::string block_device = "/dev/mtdblock" + std::to_string(partition.number);
+    const auto content = state.file(block_device);
+    const auto claimed = state.file(device);
+    if (content && (content->empty() || content->size() % flash_size != 0)) throw CannotExpress{"a cut partition"};
+    while (next < partition.number) add("other-" + std::to_string(next));
+    add(partition.name);
     if (content && claimed) put(device, content->substr(0, flash_size));
     // Without its file the partition has no device to open.
     if (!claimed) ::unlink(device.c_str());
-    if (!content) ::unlink(("/dev/mtdblock" + std::to_string(partition.number)).c_str());
+    if (!content) ::unlink(block_device.c_str());
   }
 }
 
@@ -139,6 +134,13 @@ void stamp_images(const sim::State& state) {
 }
 
 }  // namespace
+
+void lay_out(const sim::State& state) {
+  lay_lines(state);
+  lay_buses(state);
+  lay_board(state);
+  lay_files(state);
+}
 
 void lay_board(const sim::State& state) {
   lay_flash(state);

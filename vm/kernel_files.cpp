@@ -2,16 +2,16 @@
 #include "vm/kernel_files.hpp"
 
 #include <fcntl.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
-
-#include "vm/kernel_parts.hpp"
 
 namespace kvrn::vm {
 
@@ -34,6 +34,19 @@ void put_file(const std::string& path, const std::string& text) {
   std::ofstream out(path, std::ios::binary | std::ios::trunc);
   out << text << std::flush;
   if (!out) throw std::runtime_error(path);
+}
+
+void unload_module(std::string name) {
+  std::ranges::replace(name, '-', '_');
+  (void)::syscall(SYS_delete_module, name.c_str(), O_NONBLOCK);
+}
+
+void load_module(const std::string& name, const std::string& options) {
+  const int fd = ::open(("/lib/modules/" + name + ".ko").c_str(), O_RDONLY | O_CLOEXEC);
+  const bool done = ::syscall(SYS_finit_module, fd, options.c_str(), 0) == 0;
+  const int error = errno;
+  if (fd >= 0) ::close(fd);
+  if (!done) throw std::runtime_error(name + ' ' + options + ": " + std::strerror(error));
 }
 
 std::string first_word(const std::string& text) { return text.substr(0, text.find_first_of(" \n")); }

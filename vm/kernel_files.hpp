@@ -13,6 +13,9 @@ std::string get(const std::string& path);
 void put(const std::string& path, const std::string& text);
 // Makes or replaces a file.
 void put_file(const std::string& path, const std::string& text);
+// A module of /lib/modules.
+void unload_module(std::string name);
+void load_module(const std::string& name, const std::string& options);
 std::string first_word(const std::string& text);
 
 }  // namespace kvrn::vm

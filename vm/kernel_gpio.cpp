@@ -125,6 +125,12 @@ sim::LineState read_line(unsigned packed) {
   return line;
 }
 
+void set_level(unsigned packed, int level) {
+  sim::LineState line = read_line(packed);
+  line.level = level;
+  lay_line(packed, line);
+}
+
 void lay_lines(const sim::State& state) {
   end_holder();
   fs::create_directories(by_label);

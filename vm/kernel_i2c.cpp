@@ -4,7 +4,6 @@
 #include <linux/i2c-dev.h>
 #include <linux/i2c.h>
 #include <sys/ioctl.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -27,45 +26,29 @@ constexpr int smart_battery = 0x0B;
 constexpr unsigned refuses = 0xDEAD;  // a register with this word does not answer
 constexpr const char* modules[]{"i2c-stub", "i2c-stub-b"};
 
-struct Bus {
-  bool exists = false;
-  std::set<int> addresses;
-};
-std::map<int, Bus> loaded;
+using Buses = std::map<int, std::set<int>>;  // the addresses that answer, by bus
+Buses loaded;
 
-std::map<int, Bus> buses_of(const sim::State& state) {
-  std::map<int, Bus> buses;
+Buses buses_of(const sim::State& state) {
+  // The supplies' and the battery's buses are there without a device, too.
+  Buses buses{{2, {}}, {8, {}}};
   std::error_code none;
   for (const auto& entry : fs::directory_iterator(state.root() / "i2c", none)) {
     const std::string name = entry.path().filename();
     if (name.ends_with(".busy")) throw CannotExpress{"a busy bus"};
     const std::size_t dash = name.find('-');
     if (!entry.is_directory() || name.ends_with(".absent") || dash == std::string::npos) continue;
-    buses[std::stoi(name)].addresses.insert(std::stoi(name.substr(dash + 1), nullptr, 16));
+    buses[std::stoi(name)].insert(std::stoi(name.substr(dash + 1), nullptr, 16));
   }
-  // The supplies' and the battery's buses are there without a device, too.
-  for (const int bus : {2, 8}) (void)buses[bus];
-  for (auto& [number, bus] : buses) bus.exists = state.file("/dev/i2c-" + std::to_string(number)).has_value();
-  std::erase_if(buses, [](const auto& entry) { return !entry.second.exists; });
+  std::erase_if(buses, [&](const auto& bus) { return !state.file("/dev/i2c-" + std::to_string(bus.first)); });
   return buses;
 }
 
-void unload(const char* module) {
-  std::string name = module;
-  for (char& c : name)
-    if (c == '-') c = '_';
-  (void)::syscall(SYS_delete_module, name.c_str(), O_NONBLOCK);
-}
-
-void load(const char* module, int number, const Bus& bus) {
+std::string options(int bus, const std::set<int>& addresses) {
   std::string chips;
-  for (const int address : bus.addresses) chips += (chips.empty() ? "" : ",") + std::to_string(address);
+  for (const int address : addresses) chips += (chips.empty() ? "" : ",") + std::to_string(address);
   if (chips.empty()) chips = "0x77";  // a stub must have one
-  const std::string options = "bus=" + std::to_string(number) + " chip_addr=" + chips + " functionality=0x03790000";
-  const int fd = ::open(("/lib/modules/" + std::string(module) + ".ko").c_str(), O_RDONLY | O_CLOEXEC);
-  if (::syscall(SYS_finit_module, fd, options.c_str(), 0) != 0)
-    throw std::runtime_error(std::string(module) + ' ' + options + ": " + std::strerror(errno));
-  ::close(fd);
+  return "bus=" + std::to_string(bus) + " chip_addr=" + chips + " functionality=0x03790000";
 }
 
 int transfer(int bus, int address, char direction, int reg, std::uint32_t size, i2c_smbus_data& data) {
@@ -118,34 +101,39 @@ unsigned read_register(int bus, int address, int reg) {
   return data.word;
 }
 
+namespace {
+
+void lay_device(const sim::State& state, int bus, int address) {
+  std::string command;
+  for (const auto& entry : fs::directory_iterator(state.root() / sim::device_folder(bus, address))) {
+    const std::string file = entry.path().filename();
+    const std::string text = get(entry.path());
+    if (file == "command")
+      command = text;
+    else if (!file.starts_with("was-"))
+      lay_register(bus, address, file, text);
+  }
+  // The last, behind the blocks, which took commands.
+  if (!command.empty()) write_word(bus, address, 0, static_cast<unsigned>(std::stoul(command, nullptr, 0)));
+}
+
+}  // namespace
+
 void lay_buses(const sim::State& state) {
-  const auto buses = buses_of(state);
+  const Buses buses = buses_of(state);
   if (buses.size() > std::size(modules)) throw CannotExpress{"more than two buses with devices"};
-  for (const char* module : modules) unload(module);
+  for (const char* module : modules) unload_module(module);
   loaded = buses;
   std::size_t module = 0;
-  for (const auto& [number, bus] : buses) {
-    load(modules[module++], number, bus);
-    for (const int address : bus.addresses) {
-      const auto folder = state.root() / sim::device_folder(number, address);
-      std::string command;
-      for (const auto& entry : fs::directory_iterator(folder)) {
-        const std::string file = entry.path().filename();
-        const std::string text = get(entry.path());
-        if (file == "command")
-          command = text;
-        else if (!file.starts_with("was-"))
-          lay_register(number, address, file, text);
-      }
-      // The last, behind the blocks, which took commands.
-      if (!command.empty()) write_word(number, address, 0, static_cast<unsigned>(std::stoul(command, nullptr, 0)));
-    }
+  for (const auto& [bus, addresses] : buses) {
+    load_module(modules[module++], options(bus, addresses));
+    for (const int address : addresses) lay_device(state, bus, address);
   }
 }
 
 bool has_device(int bus, int address) {
   const auto found = loaded.find(bus);
-  return found != loaded.end() && found->second.addresses.contains(address);
+  return found != loaded.end() && found->second.contains(address);
 }
 
 }  // namespace kvrn::vm

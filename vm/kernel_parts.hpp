@@ -14,9 +14,13 @@ struct CannotExpress {
   std::string what;
 };
 
+// Everything below, from nothing.
+void lay_out(const sim::State& state);
+
 void lay_lines(const sim::State& state);
 void lay_line(unsigned packed, const sim::LineState& line);
 sim::LineState read_line(unsigned packed);
+void set_level(unsigned packed, int level);
 // Leaves a process behind that holds the lines that are busy.
 void keep_lines_busy();
 

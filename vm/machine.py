@@ -9,6 +9,9 @@ import subprocess
 import tempfile
 import time
 
+from snmpd import free_port
+from states import hand_over
+
 MEMORY = "mem=240M@0 mem=15M@0x0f100000"  # what lies between is the flash
 
 
@@ -19,12 +22,6 @@ class Hang(Exception):
 class Job:
     def __init__(self, status, out, err):
         self.status, self.out, self.err = status, out, err
-
-
-def free_port():
-    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as probe:
-        probe.bind(("127.0.0.1", 0))
-        return probe.getsockname()[1]
 
 
 class Machine:
@@ -53,6 +50,12 @@ class Machine:
             self.process.kill()
             self.process.wait()
         shutil.rmtree(self.folder, ignore_errors=True)
+
+    def give(self, name, board):
+        """Makes a healthy device, and puts it into the folder that the machine shares."""
+        with tempfile.TemporaryDirectory() as folder:
+            subprocess.run(["kvrn-sim", "new", folder + "/device", "--board", board], check=True)
+            hand_over(folder + "/device", f"{self.share}/{name}")
 
     def boot(self, seconds=120):
         line = self.folder + "/line"

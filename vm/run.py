@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 """The checks of ./dev vm: one line each, and a summary.
 
-usage: run.py KERNEL IMAGE [CHECK...]"""
+usage: run.py KERNEL IMAGE [CHECK...], or run.py --list"""
 import concurrent.futures
 import signal
 import sys
@@ -55,18 +55,15 @@ def check_tests(kernel, image, check):
 
 
 def check_day(kernel, image, check):
-    machine = Machine(kernel, image)
-    with machine:
+    with Machine(kernel, image) as machine:
         day.prepare(machine)
         machine.boot()
         day.run_day(machine, check)
 
 
 def check_input(kernel, image, check):
-    machine = Machine(kernel, image, memory="mem=64M@0")
-    machine.append += " mem=15M@0x0f100000"
-    with machine:
-        bad_input.prepare(machine)
+    with Machine(kernel, image, memory="mem=64M@0 mem=15M@0x0f100000") as machine:
+        machine.give("healthy", "four-source")
         machine.boot()
         bad_input.run_bad_input(machine, check)
 
@@ -74,7 +71,7 @@ def check_input(kernel, image, check):
 def check_start(kernel, image, check):
     """How long a command takes from its start, against the shortest program there is."""
     with Machine(kernel, image) as machine:
-        bad_input.prepare(machine)
+        machine.give("healthy", "four-source")
         machine.boot()
         out = machine.do("lay-out /host/healthy\nkvrn-monitord --once --pid-file /run/pid\nkvrnctl get psu.3.voltage_mv\n"
                          f"time-runs {START_RUNS} /bin/true\ntime-runs {START_RUNS} /bin/kvrnctl get psu.3.voltage_mv")
@@ -101,10 +98,10 @@ def run(name, kernel, image):
 
 def main():
     signal.signal(signal.SIGTERM, lambda *_: sys.exit("ended by a signal"))
+    if sys.argv[1:] == ["--list"]:
+        print(*CHECKS)
+        return
     kernel, image, *names = sys.argv[1:]
-    unknown = [name for name in names if name not in CHECKS]
-    if unknown:
-        sys.exit(f"no check '{unknown[0]}': {' '.join(CHECKS)}")
     with concurrent.futures.ThreadPoolExecutor(2) as pool:
         results = list(pool.map(lambda name: run(name, kernel, image), names or list(CHECKS)))
     passed, failed = sum(result.passed for result in results), sum(result.failed for result in results)

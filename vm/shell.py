@@ -5,10 +5,8 @@ usage: shell.py KERNEL IMAGE"""
 import subprocess
 import sys
 
-import bad_input
 from machine import Machine
 
 with Machine(*sys.argv[1:], append="kvrn_shell") as machine:
-    bad_input.prepare(machine)
-    subprocess.run(["mv", machine.share + "/healthy", machine.share + "/start"], check=True)
+    machine.give("start", "four-source")
     sys.exit(subprocess.run(machine.command("-serial", "mon:stdio", "-serial", "null")).returncode)

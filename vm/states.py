@@ -8,7 +8,7 @@ import subprocess
 import time
 
 PROFILES = ("four-source", "three-source", "generic", "ar724x")
-REVISIONS = {"ar724x": 0x101}
+REVISION = 0x18060090  # where the memory has the SoC's revision, in this host's byte order
 NUMBERS = ("0", "1", "2", "3", "", "x", "-1", "255", " 1", "1\n", "99999999999", "0x10", "1.5", "7 8 9")
 FLAGS = ([f"/tmp/.overload_check{end}" for end in ("", "_0", "_1", "_2")] + [f"/tmp/.overload_req{n}" for n in (0, 1)] +
          [f"/tmp/.dc-problem{n}" for n in range(3)] + [f"/tmp/.dc-enabled{n}" for n in range(3)] +
@@ -40,7 +40,6 @@ class State:
         self.root = f"{folder}/{number:03}"
         self.profile = PROFILES[number % len(PROFILES)]
         subprocess.run(["kvrn-sim", "new", self.root, "--board", self.profile], check=True)
-        self.revision = REVISIONS.get(self.profile, 0x160)
         self.ages = {}
 
     def path(self, name):
@@ -67,7 +66,6 @@ class State:
         self.board()
         if self.ages and self.chance(0.2):
             self.spoil_images()
-        write(self.path("/revision"), hex(self.revision))
         write(self.path("/ages"), "".join(f"{name} {age}\n" for name, age in self.ages.items()))
         return self
 
@@ -163,10 +161,14 @@ class State:
             text = read(self.path("/proc/mtd")).replace(b"EEPROM", b"other")
             write(self.path("/proc/mtd"), text)
         if self.chance(0.1):
-            self.revision = self.random.choice((0, 0x101, 0x160, 0x0B00, 0xFFFFFFFE))
-            write_word(self.path("/dev/mem"), self.revision)
+            self.soc_revision(self.random.choice((0, 0x101, 0x160, 0x0B00, 0xFFFFFFFE)))
         if self.chance(0.05):
             write(self.path("/proc/cpuinfo"), self.random.choice(("", "system type : Atheros AR7241 rev 1\n", "x\n")))
+
+    def soc_revision(self, revision):
+        with open(self.path("/dev/mem"), "r+b") as memory:
+            memory.seek(REVISION)
+            memory.write(struct.pack("=I", revision))
 
     def flash(self):
         flash = bytearray(read(self.path("/dev/mtdblock5")))
@@ -183,12 +185,9 @@ class State:
             write(self.path(name), image[:-8] + stamp)
 
 
-def write_word(path, word):
-    with open(path, "r+b") as file:
-        file.seek(0x18060090)
-        file.write(struct.pack("=I", word))
-
-
-def copy_to(root, folder):
-    """Without the memory, which is mostly a hole: its one word goes as the file "revision"."""
+def hand_over(root, folder):
+    """Copies a device without its memory, which is mostly a hole: its one word goes as the file "revision"."""
     shutil.copytree(root, folder, symlinks=True, ignore=lambda _, names: [name for name in names if name == "mem"])
+    with open(root + "/dev/mem", "rb") as memory:
+        memory.seek(REVISION)
+        write(folder + "/revision", hex(struct.unpack("=I", memory.read(4))[0]))

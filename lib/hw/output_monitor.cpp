@@ -14,6 +14,8 @@
 namespace kvrn {
 namespace {
 
+bool on_board(std::uint32_t output) { return output < output_monitors().size(); }
+
 int measured(int output, const char* attribute, kvrn_fact fact) {
   const About about(of_output(output));
   return std::max(hwmon::read(output_monitors()[static_cast<unsigned>(output)], attribute, fact).value_or(0), 0);
@@ -32,31 +34,25 @@ Load read_load(int output) {
 }
 
 std::int32_t read_power_uw(std::uint32_t output) {
+  return on_board(output) ? read_load(static_cast<int>(output)).power_uw() : 0;
+}
+
+std::int32_t read_total_power_uw() {
   std::int32_t sum = 0;
-  const auto count = static_cast<std::uint32_t>(output_monitors().size());
-  for (std::uint32_t i = 0; i < count; ++i)
-    if (output == all_outputs || output == i) sum = add_i32(sum, read_load(static_cast<int>(i)).power_uw());
+  for (std::uint32_t output = 0; on_board(output); ++output) sum = add_i32(sum, read_power_uw(output));
   return sum;
 }
 
 }  // namespace kvrn
 
-namespace {
-
-bool on_board(uint32_t output) { return output < kvrn::output_monitors().size(); }
-
-}  // namespace
-
 int isl28022_read_voltage_id_direct(uint32_t output) {
-  return on_board(output) ? kvrn::voltage_mv(static_cast<int>(output)) : 0;
+  return kvrn::on_board(output) ? kvrn::voltage_mv(static_cast<int>(output)) : 0;
 }
 
 int isl28022_read_current_id_direct(uint32_t output) {
-  return on_board(output) ? kvrn::current_ma(static_cast<int>(output)) : 0;
+  return kvrn::on_board(output) ? kvrn::current_ma(static_cast<int>(output)) : 0;
 }
 
-int isl28022_read_power_id_direct(uint32_t output) {
-  return output == kvrn::all_outputs ? 0 : kvrn::read_power_uw(output);
-}
+int isl28022_read_power_id_direct(uint32_t output) { return kvrn::read_power_uw(output); }
 
-int isl28022_read_power_out_direct() { return kvrn::read_power_uw(kvrn::all_outputs); }
+int isl28022_read_power_out_direct() { return kvrn::read_total_power_uw(); }

@@ -16,8 +16,8 @@ struct Load {
 // Reads the monitor of an output. The board must have this output.
 Load read_load(int output);
 
-// The power of one output (0 if the board does not have it), or the sum of all outputs. Wraps at 32 bits.
-inline constexpr std::uint32_t all_outputs = UINT32_MAX;
+// The power of one output (0 if the board does not have it), and the sum of all outputs. Both wrap at 32 bits.
 std::int32_t read_power_uw(std::uint32_t output);
+std::int32_t read_total_power_uw();
 
 }  // namespace kvrn

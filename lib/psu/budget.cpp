@@ -62,9 +62,10 @@ int output_power_mw(int output, cache_source* source) KVRN_INNER(output_power_mw
 int output_power_mw(int output, cache_source* source) {
   if (output < 0) return 0;
   const auto shared = shared_power_uw(output, source);
+  if (shared) return *shared / uw_per_mw;
   // Output 0 means all outputs.
-  const std::uint32_t monitor = output == 0 ? kvrn::all_outputs : static_cast<std::uint32_t>(output - 1);
-  return (shared ? *shared : kvrn::read_power_uw(monitor)) / uw_per_mw;
+  const auto id = static_cast<std::uint32_t>(output - 1);
+  return (output == 0 ? kvrn::read_total_power_uw() : kvrn::read_power_uw(id)) / uw_per_mw;
 }
 
 }  // namespace

@@ -19,6 +19,7 @@
 
 #include "cfg/record.hpp"
 #include "tools/kvrnctl/context.hpp"
+#include "tools/kvrnctl/output_file.hpp"
 #include "util/handle.hpp"
 
 namespace kvrnctl {
@@ -109,15 +110,6 @@ std::string reason(const cfg_entry& entry, bool sealed) {
 
 bool same(const cfg_entry& a, const cfg_entry& b) {
   return text_of(a.key) == text_of(b.key) && text_of(a.value) == text_of(b.value);
-}
-
-void write_all(int fd, const std::string& path, std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t written = ::write(fd, text.data(), text.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) refuse(path, errno_text(errno));
-    text.remove_prefix(static_cast<std::size_t>(written));
-  }
 }
 
 // A new file next to the file to replace. The destructor removes it unless it was renamed into place.
@@ -328,7 +320,7 @@ void replace_file(const std::string& path, const std::string& text, bool keep_ba
   ::unlink(fresh_backup.c_str());  // may be left by an editor that was killed
   Temporary temporary(path);
   keep_mode_and_owner(temporary.fd(), path, old);
-  write_all(temporary.fd(), temporary.path(), text);
+  if (!write_all(temporary.fd(), text)) refuse(temporary.path(), errno_text(errno));
   if (::fsync(temporary.fd()) != 0) refuse(temporary.path(), errno_text(errno));
   if (read_all(temporary.path()) != text) refuse(temporary.path(), "reads back differently");
   if (keep_backup) back_up(path, fresh_backup);

@@ -15,16 +15,6 @@
 namespace kvrnctl {
 namespace {
 
-bool write_all(int fd, std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t written = ::write(fd, text.data(), text.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) return false;
-    text.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return true;
-}
-
 // A signal that ends the program must not leave the new file behind.
 class NoSignals {
  public:
@@ -47,6 +37,16 @@ bool may_be_replaced(const std::string& path) {
 }
 
 }  // namespace
+
+bool write_all(int fd, std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t written = ::write(fd, text.data(), text.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) return false;
+    text.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return true;
+}
 
 std::string replace_output(const std::string& path, std::string_view text) {
   if (!may_be_replaced(path)) return fmt::format("{}: is no regular file", path);
