@@ -73,7 +73,7 @@ class Day:
 
         def same():
             seen["outside"], seen["inside"] = walk(self.machine), device(self.machine, "snmp dump")
-            return seen["outside"] == seen["inside"] and len(seen["inside"].splitlines()) > 50
+            return seen["outside"] == seen["inside"] and len(seen["inside"].splitlines()) > 40
 
         if until(same, 20):
             return (True,)
