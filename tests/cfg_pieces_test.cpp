@@ -58,7 +58,7 @@ TEST(CfgKey, OrderIsThatOfTheRanks) {
     if (!b.empty() && below(2) == 0) b.erase(below(static_cast<unsigned>(b.size())), 1);
     const int expected = sign(ranks(a).compare(ranks(b)));
     ASSERT_EQ(sign(kvrn::cfg_key_cmp(a.c_str(), b.c_str())), expected) << a << " " << b;
-    ASSERT_EQ(kvrn::cfg_key_equal(a.c_str(), b), expected == 0) << a << " " << b;
+    ASSERT_EQ(kvrn::cfg_key_equal(a.c_str(), b.c_str()), expected == 0) << a << " " << b;
   }
   EXPECT_EQ(sign(kvrn::cfg_key_cmp("a", nullptr)) - sign(kvrn::cfg_key_cmp(nullptr, "a")), 2);
   EXPECT_EQ(kvrn::cfg_key_cmp(nullptr, nullptr), 0);

@@ -77,59 +77,33 @@ std::size_t digits_at(const char* text) {
 // the longer number is greater.
 constexpr bool is_plain(char a, char b, std::size_t digits) { return digits < 10 && a != '0' && b != '0'; }
 
-// The position where the number at `at` begins.
-std::size_t number_start(const char* text, std::size_t at) {
-  while (at > 0 && is_digit(text[at - 1])) --at;
-  return at;
-}
-
 // Compares two texts that differ at `at`, but are equal before it, apart from the case of letters.
 [[gnu::noinline]] int compare_from(const char* a, const char* b, std::size_t at) {
   const int order = static_cast<int>(lower(a[at])) - static_cast<int>(lower(b[at]));
   if (!is_digit(a[at]) && !is_digit(b[at])) return order;
   const std::size_t a_digits = digits_at(a + at);
   const std::size_t b_digits = digits_at(b + at);
-  const std::size_t start = number_start(a, at);
+  std::size_t start = at;
+  while (start > 0 && is_digit(a[start - 1])) --start;
   if (!is_plain(a[start], b[start], at - start + std::max(a_digits, b_digits)))
     return compare_ranks(a + start, b + start);
   if (a_digits != b_digits) return a_digits < b_digits ? -1 : 1;
   return order;
 }
 
-// The number of characters at the start of two texts that are exactly equal. `size` is the length of `other`.
-std::size_t common_start(const char* text, const char* other, std::size_t size) {
+// Where two texts begin to differ, apart from the case of letters; at the end of both when they do not.
+[[gnu::always_inline]] inline std::size_t parting(const char* a, const char* b) {
   std::size_t at = 0;
-  for (; at + 4 <= size; at += 4) {
-    if (text[at] != other[at]) return at;
-    if (text[at + 1] != other[at + 1]) return at + 1;
-    if (text[at + 2] != other[at + 2]) return at + 2;
-    if (text[at + 3] != other[at + 3]) return at + 3;
-  }
-  while (at < size && text[at] == other[at]) ++at;
+  while (a[at] == b[at] ? a[at] != '\0' : lower(a[at]) == lower(b[at])) ++at;
   return at;
 }
 
-// A cheap test of two texts that are exactly equal before `at`: true when they are surely not equal as keys.
-bool surely_part(const char* a, const char* b, std::size_t at) {
-  constexpr int letter_case = 'a' ^ 'A';
-  if (((a[at] ^ b[at]) & ~letter_case) == 0) return false;
-  const std::size_t digits = std::max(digits_at(a + at), digits_at(b + at));
-  if (digits == 0) return true;
-  const std::size_t start = number_start(a, at);
-  return is_plain(a[start], b[start], at - start + digits);
-}
-
-std::size_t parting(const char* a, const char* b, std::size_t at) {
-  while (a[at] != '\0' && lower(a[at]) == lower(b[at])) ++at;
-  return at;
-}
-
-// A look-up compares every key before the one it finds, and most keys begin with the same characters.
-[[gnu::always_inline]] inline bool is_equal(const char* key, std::string_view wanted) {
+// A look-up compares every key before the one that it finds. Most of them differ in a letter.
+[[gnu::always_inline]] inline bool is_equal(const char* key, const char* wanted) {
   if (key == nullptr) return false;
-  const std::size_t at = common_start(key, wanted.data(), wanted.size());
-  if (surely_part(key, wanted.data(), at)) return false;
-  return compare_from(key, wanted.data(), parting(key, wanted.data(), at)) == 0;
+  const std::size_t at = parting(key, wanted);
+  if (key[at] == wanted[at]) return true;
+  return (is_digit(key[at]) || is_digit(wanted[at])) && compare_from(key, wanted, at) == 0;
 }
 
 }  // namespace
@@ -138,12 +112,12 @@ int cfg_key_cmp(const char* a, const char* b) {
   if (a == b) return 0;
   if (a == nullptr) return -1;
   if (b == nullptr) return 1;
-  return compare_from(a, b, parting(a, b, 0));
+  return compare_from(a, b, parting(a, b));
 }
 
-bool cfg_key_equal(const char* key, std::string_view wanted) { return is_equal(key, wanted); }
+bool cfg_key_equal(const char* key, const char* wanted) { return is_equal(key, wanted); }
 
-const cfg_entry* find_key(const cfg_entry* chain, std::string_view wanted) {
+const cfg_entry* find_key(const cfg_entry* chain, const char* wanted) {
   while (chain != nullptr && !is_equal(chain->key, wanted)) chain = chain->next;
   return chain;
 }

@@ -3,8 +3,6 @@
 
 #include <kvrn/cfg.h>
 
-#include <string_view>
-
 namespace kvrn {
 
 // The ASCII lower case of a character as an unsigned byte, independent of the locale.
@@ -18,10 +16,10 @@ constexpr unsigned lower(char c) {
 // before every text.
 int cfg_key_cmp(const char* a, const char* b);
 
-// Whether a key equals a terminated text; a null key equals none.
-bool cfg_key_equal(const char* key, std::string_view wanted);
+// Whether a key equals a text; a null key equals none.
+bool cfg_key_equal(const char* key, const char* wanted);
 
-// The first record whose key equals a terminated text; null if none.
-const cfg_entry* find_key(const cfg_entry* chain, std::string_view wanted);
+// The first record whose key equals a text; null if none.
+const cfg_entry* find_key(const cfg_entry* chain, const char* wanted);
 
 }  // namespace kvrn

@@ -41,7 +41,7 @@ cfg_entry* load(FILE* stream) {
 }
 
 cfg_entry* load(const char* path) {
-  const Stream stream = open_stream(path, O_RDONLY);
+  const Stream stream = open_blocks(path);
   tell(path, reading(KVRN_SOURCE_FILE, KVRN_FACT_CONFIGURATION), stream ? KVRN_OUTCOME_ANSWERED : KVRN_OUTCOME_FAILED,
        stream ? 0 : errno);
   return load(stream.get());

@@ -31,7 +31,7 @@ class PatternOf {
   }
 
   // A text that could not be formatted matches nothing. As an empty prefix it would match every key.
-  bool equals(const char* key) const { return valid_ && cfg_key_equal(key, {text_, length_}); }
+  bool equals(const char* key) const { return valid_ && cfg_key_equal(key, text_); }
   bool begins(const char* key) const { return valid_ && key != nullptr && ::strncmp(key, text_, length_) == 0; }
   bool matches(const char* key, bool exact) const { return exact ? equals(key) : begins(key); }
 

@@ -94,8 +94,9 @@ void seal_line(const char*& key, const char*& value) {
 
 void open_entry(cfg_entry& entry) {
   std::string_view key = text_of(entry.key);
+  if (!begins_with(key, mark)) return;
   const std::string_view value = text_of(entry.value);
-  if (!begins_with(key, mark) || !may_decode(key) || !may_decode(value)) return;
+  if (!may_decode(key) || !may_decode(value)) return;
   key.remove_prefix(mark.size());
 
   std::uint8_t room[blob_room];

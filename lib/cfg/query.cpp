@@ -32,7 +32,7 @@ std::optional<T> converted(const cfg_entry* cfg, const Pattern& pattern,
 }  // namespace
 
 const cfg_entry* find_entry(const cfg_entry* cfg, const Pattern& pattern) {
-  return pattern.valid() ? find_key(cfg, {pattern.c_str(), pattern.size()}) : nullptr;
+  return pattern.valid() ? find_key(cfg, pattern.c_str()) : nullptr;
 }
 
 const char* find_value(const cfg_entry* cfg, const Pattern& pattern) {

@@ -16,7 +16,8 @@ std::optional<int> copy_shared(psu_info* out, cache_source* source) {
   const std::span<std::byte> bytes = std::as_writable_bytes(std::span(out, most_sources));
   std::optional<int> count;
   (void)with_view<psu_info_view>(source, open_sources, close_sources, [&](const psu_info_view& view) {
-    if (copy_records(view, bytes)) count = view.count;
+    // The image that open_sources opens is a regular file.
+    if (source == nullptr ? read_image(view.fd, bytes, 0) : copy_records(view, bytes)) count = view.count;
   });
   return count;
 }

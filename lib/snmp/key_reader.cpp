@@ -24,7 +24,7 @@ int store(std::string_view text, char* buffer, uint32_t size) {
 }  // namespace
 
 int read_key(const char* path, std::string_view key, char* buffer, uint32_t size) {
-  const Stream file = open_stream(path, O_RDONLY);
+  const Stream file = open_blocks(path);
   tell(path, reading(KVRN_SOURCE_FILE, KVRN_FACT_CONFIGURATION), file ? KVRN_OUTCOME_ANSWERED : KVRN_OUTCOME_FAILED,
        file ? 0 : errno);
   if (!file) return 0;

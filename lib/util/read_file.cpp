@@ -43,6 +43,12 @@ Stream open_stream(const char* path, int flags) {
   return stream;
 }
 
+Stream open_blocks(const char* path) {
+  Stream stream = open_stream(path, O_RDONLY);
+  if (stream) (void)::setvbuf(stream.get(), nullptr, _IONBF, 0);
+  return stream;
+}
+
 }  // namespace kvrn
 
 uint32_t read_from_file(const char* path) {

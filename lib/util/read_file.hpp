@@ -28,6 +28,10 @@ FileText read_file(const char* path, std::span<char> buffer);
 // never end. `flags` are those of open(). A file opened for writing may also be a character device.
 Stream open_stream(const char* path, int flags);
 
+// A stream to read that has no buffer, for LineReader, which reads blocks itself. A buffer is so large that its
+// allocation makes malloc tidy the heap. This costs as much as a third of the allocations of a configuration.
+Stream open_blocks(const char* path);
+
 // The content of a file with one integer.
 template <typename T>
 struct FileNumber {

@@ -50,5 +50,5 @@ int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
   RatioReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
-  return reporter.at_most("library", "by_hand", 1.15) ? 0 : 1;
+  return reporter.at_most("library", "by_hand", 1.05) ? 0 : 1;
 }
