@@ -1,25 +1,19 @@
 # SPDX-License-Identifier: MIT
 """monitoring.py files: compares the files of monitoring/ with each other, with the generator and with docs/fleet.md.
 monitoring.py scrape: lets the exporters collect a simulated device, and looks for every metric of the rules."""
-import contextlib
 import os
 import pathlib
 import re
-import socket
 import subprocess
 import sys
 import tempfile
-import time
-import urllib.error
-import urllib.request
 
 import yaml
 
+from exporters import DOCUMENT, FOLDER, documented_access, fetch, server, suffix
 from snmpd import QUIET, Master, serving
 from walk import PSU_COUNT, SIM, agent_command, make_device
 
-FOLDER = pathlib.Path("monitoring").resolve()
-DOCUMENT = pathlib.Path("docs/fleet.md")
 WAYS = ("snmp", "files")
 LEVELS = ("critical", "warning", "info")
 
@@ -30,17 +24,6 @@ def load(name):
 
 def rules(way):
     return [rule for group in load(f"kvrn-{way}.rules.yml")["groups"] for rule in group["rules"]]
-
-
-def old_exporter():
-    """Up to 0.22, a module of the exporter's settings holds the user, too."""
-    text = subprocess.run(["prometheus-snmp-exporter", "--version"], check=True, capture_output=True, text=True)
-    version = re.search(r"version (\d+)\.(\d+)", text.stdout + text.stderr)
-    return (int(version[1]), int(version[2])) < (0, 23)
-
-
-def suffix():
-    return "-0.22" if old_exporter() else ""
 
 
 def check_generated():
@@ -88,15 +71,15 @@ def check_document():
     faults, tables = [], documented()
     for way in WAYS:
         own = {(rule["alert"], rule["labels"]["severity"]) for rule in rules(way) if "alert" in rule}
-        faults += [f"{DOCUMENT}: {name}, {level}, over {way}: only here or only in the rules"
+        faults += [f"{DOCUMENT.name}: {name}, {level}, over {way}: only here or only in the rules"
                    for name, level in sorted(own ^ tables[way])]
     text = DOCUMENT.read_text(encoding="utf-8")
-    faults += [f"{DOCUMENT}: names {name}, which does not exist"
+    faults += [f"{DOCUMENT.name}: names {name}, which does not exist"
                for name in set(re.findall(r"`monitoring/([\w.-]+)`", text)) if not (FOLDER / name).exists()]
     script = (FOLDER / "kvrn-textfile").read_text(encoding="utf-8")
     quoted = re.search(r"<!-- monitoring/kvrn-textfile -->\n\n((?:    .*\n|\n)+)", text)
     if not quoted or re.sub(r"(?m)^    ", "", quoted[1]).strip() != script.strip():
-        faults.append(f"{DOCUMENT}: does not quote kvrn-textfile as it is")
+        faults.append(f"{DOCUMENT.name}: does not quote kvrn-textfile as it is")
     return faults
 
 
@@ -107,40 +90,6 @@ def metrics(way):
     return {name for name in re.findall(r"(?<![\w:])(?:kvrn|node_)\w+(?![\w:(])", text)}
 
 
-def free_address():
-    with socket.socket() as probe:
-        probe.bind(("127.0.0.1", 0))
-        return f"127.0.0.1:{probe.getsockname()[1]}"
-
-
-@contextlib.contextmanager
-def exporter(folder, program, *options):
-    """Starts an exporter on a free loopback port, and waits until it answers."""
-    address = free_address()
-    with open(f"{folder}/{program}.log", "w+", encoding="utf-8") as log:
-        process = subprocess.Popen([program, *options, f"--web.listen-address={address}"], stdout=log, stderr=log)
-        try:
-            for _ in range(100):
-                with contextlib.suppress(OSError):
-                    urllib.request.urlopen(f"http://{address}/").close()
-                    break
-                time.sleep(0.1)
-            else:
-                sys.exit(f"{program} does not answer:\n{pathlib.Path(log.name).read_text(encoding='utf-8')}")
-            yield address
-        finally:
-            process.terminate()
-            process.wait()
-
-
-def fetch(url):
-    try:
-        with urllib.request.urlopen(url, timeout=30) as answer:
-            return answer.read().decode()
-    except urllib.error.HTTPError as error:
-        sys.exit(f"{url}: {error.code} {error.read().decode()}")
-
-
 def missing(way, answer):
     found = set(re.findall(r"^(\w+)", answer, re.M))
     faults = [f"{way}: no {name} in the exporter's answer" for name in sorted(metrics(way) - found)]
@@ -148,16 +97,9 @@ def missing(way, answer):
     return faults
 
 
-def documented_access():
-    """The user and the view of the document, as lines for snmpd."""
-    text = DOCUMENT.read_text(encoding="utf-8")
-    lines = re.findall(r"^    ((?:view|rouser) fleet .*)$", text, re.M)
-    return "\n".join([re.search(r"echo '(createUser fleet .*)'", text)[1], *lines]) + "\n"
-
-
 def scrape_snmp(folder, root):
     with Master(documented_access()) as master, \
-            exporter(folder, "prometheus-snmp-exporter", f"--config.file={FOLDER}/snmp{suffix()}.yml") as address:
+            server(folder, "prometheus-snmp-exporter", f"--config.file={FOLDER}/snmp{suffix()}.yml") as (address, _):
         url = f"http://{address}/snmp?module=kvrn&auth=kvrn&target={master.address}"
         with serving(master.start(), agent_command(root, master), *PSU_COUNT):
             faults = missing("snmp", fetch(url))
@@ -169,8 +111,8 @@ def scrape_snmp(folder, root):
 
 def scrape_files(folder, root):
     subprocess.run([*SIM, root, "--", "sh", FOLDER / "kvrn-textfile", folder], check=True)
-    with exporter(folder, "prometheus-node-exporter", "--collector.disable-defaults", "--collector.textfile",
-                  f"--collector.textfile.directory={folder}") as address:
+    with server(folder, "prometheus-node-exporter", "--collector.disable-defaults", "--collector.textfile",
+                  f"--collector.textfile.directory={folder}") as (address, _):
         return missing("files", fetch(f"http://{address}/metrics"))
 
 

@@ -129,6 +129,8 @@ class Publishing(unittest.TestCase):
                              (["--once", "-5"], "'-5' is one word too many"), (["--", "--once"], "'--once' is one word"),
                              (["-x"], "no option '-x'; choose from --period, --once, --background, --pid-file, --stderr, "),
                              (["--once=1"], "--once takes no value"), (["--period"], "--period needs a value"),
+                             (["--pid-file", "--once"], "--pid-file needs a value"),
+                             (["--once", "--background"], "--once and --background exclude each other"),
                              (["--pid-file", "a", "--pid-file=b"], "--pid-file is given twice")):
             done = subprocess.run([BIN + "/kvrn-monitord", *words], capture_output=True, text=True)
             self.assertIn("kvrn-monitord: " + error, done.stderr)

@@ -26,6 +26,11 @@ def prepare(machine):
     machine.give("start", board)
     # An empty /tmp: what other programs write there comes after the start.
     shutil.rmtree(machine.share + "/start/tmp")
+    serve(machine)
+
+
+def serve(machine):
+    """Has the machine's start run snmpd and the agent."""
     with open(machine.share + "/snmpd.conf", "w") as file:
         file.write(SETTINGS)
 
@@ -58,6 +63,20 @@ def is_fresh(machine):
     return source["kind"] == "cache" and source["fresh"]
 
 
+def agrees(machine):
+    """@return whether the tree from outside is what the device says of itself, and a difference"""
+    seen = {}
+
+    def same():
+        seen["outside"], seen["inside"] = walk(machine), device(machine, "snmp dump")
+        return seen["outside"] == seen["inside"] and len(seen["inside"].splitlines()) > 40
+
+    if until(same, 20):
+        return (True,)
+    pairs = zip(seen["outside"].splitlines(), seen["inside"].splitlines())
+    return False, next((f"{a} / {b}" for a, b in pairs if a != b), f"{len(seen['outside'])} bytes outside")
+
+
 class Day:
     def __init__(self, machine, check):
         self.machine, self.check = machine, check
@@ -66,19 +85,7 @@ class Day:
         """The monitor publishes, and inside and outside agree."""
         fresh = until(lambda: is_fresh(self.machine), 20)
         self.check(f"{name}: the monitor's readings are fresh", fresh)
-        self.check(f"{name}: the tree, from outside, is what the device says", *self.agrees())
-
-    def agrees(self):
-        seen = {}
-
-        def same():
-            seen["outside"], seen["inside"] = walk(self.machine), device(self.machine, "snmp dump")
-            return seen["outside"] == seen["inside"] and len(seen["inside"].splitlines()) > 40
-
-        if until(same, 20):
-            return (True,)
-        pairs = zip(seen["outside"].splitlines(), seen["inside"].splitlines())
-        return False, next((f"{a} / {b}" for a, b in pairs if a != b), f"{len(seen['outside'])} bytes outside")
+        self.check(f"{name}: the tree, from outside, is what the device says", *agrees(self.machine))
 
     def start(self):
         uptime = until(lambda: is_fresh(self.machine) and self.machine.run("cat /proc/uptime").out.split()[0], 60)
@@ -113,7 +120,7 @@ class Day:
         document = json.loads(device(self.machine, "psu --json"))
         self.check("the monitor hangs: readers go to the hardware", document["source"]["kind"] != "cache" and
                    document["psu"][1]["state"] == "no mains", document["source"])
-        self.check("the monitor hangs: the tree, from outside, is what the device says", *self.agrees())
+        self.check("the monitor hangs: the tree, from outside, is what the device says", *agrees(self.machine))
         self.machine.run(f"lay-out line 212 0; kill -CONT {pid}")
         self.stage("hanging monitor goes on")
 
@@ -137,7 +144,7 @@ class Day:
         time.sleep(2 * PERIOD)
         document = json.loads(device(self.machine, "psu --json"))
         self.check("/tmp is full: what changes is told", document["psu"][0]["state"] == "no mains", document["source"])
-        self.check("/tmp is full: the tree, from outside, is what the device says", *self.agrees())
+        self.check("/tmp is full: the tree, from outside, is what the device says", *agrees(self.machine))
         self.check("/tmp is full: readers go to the hardware", document["source"]["kind"] == "direct", document["source"])
         self.machine.do("rm /tmp/filler\nlay-out line 211 0")
         self.stage("/tmp has room")

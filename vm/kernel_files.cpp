@@ -38,7 +38,11 @@ void put_file(const std::string& path, const std::string& text) {
 
 void unload_module(std::string name) {
   std::ranges::replace(name, '-', '_');
-  (void)::syscall(SYS_delete_module, name.c_str(), O_NONBLOCK);
+  // A program that reads the device at this moment holds the module.
+  for (int tries = 0; tries < 50 && ::syscall(SYS_delete_module, name.c_str(), O_NONBLOCK) != 0; ++tries) {
+    if (errno != EAGAIN && errno != EBUSY) return;
+    ::usleep(50'000);
+  }
 }
 
 void load_module(const std::string& name, const std::string& options) {

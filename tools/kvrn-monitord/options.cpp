@@ -90,7 +90,7 @@ int print_version() {
 
 int print_help(const Options& initial) {
   (void)std::printf(
-      "usage: kvrn-monitord [--period S] [--once] [--background] [--pid-file F]\n"
+      "usage: kvrn-monitord [--period S] [--once | --background] [--pid-file F]\n"
       "       [--stderr]\n"
       "\n"
       "Reads the power hardware and publishes the readings for every other process.\n"
@@ -122,7 +122,8 @@ std::optional<int> take(Options& options, const option& one, std::array<bool, 2>
       if (to_period(::optarg, options.period_s)) break;
       return refuse("%s is a number from %g to %g s, not '%s'", dashed(one), shortest_s, longest_s, ::optarg);
     case pid_file:
-      if (*::optarg == '\0') return refuse("%s needs a value", dashed(one));
+      // An option behind it is taken as its value by getopt_long().
+      if (*::optarg == '\0' || *::optarg == '-') return refuse("%s needs a value", dashed(one));
       options.pid_file = ::optarg;
       break;
     case once:
@@ -162,7 +163,10 @@ std::optional<int> parse(Options& options, int argc, char** argv) {
     if (one == nullptr) return code == help ? print_help(Options()) : print_version();
     if (const auto status = take(options, *one, given)) return status;
   }
-  return ::optind < argc ? std::optional(refuse_word(argv[::optind])) : std::nullopt;
+  if (::optind < argc) return refuse_word(argv[::optind]);
+  // Nobody would see the status of --once.
+  if (options.once && options.background) return refuse("--once and --background exclude each other");
+  return std::nullopt;
 }
 
 }  // namespace monitord
