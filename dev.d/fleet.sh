@@ -2,7 +2,9 @@
 # SPDX-License-Identifier: MIT
 # fleet [N]: N simulated devices under Prometheus and Alertmanager, and three of them with a fault.
 number=${1:-20}
-[[ $number =~ ^[0-9]+$ ]] && ((number >= 8 && number <= 200)) || die_usage "fleet: a number from 8 to 200, not '$number'"
+if [[ ! $number =~ ^[0-9]+$ ]] || ((number < 8 || number > 200)); then
+  die_usage "fleet: a number from 8 to 200, not '$number'"
+fi
 need_packages "${packages_build[@]}" "${packages_demo[@]}" "${packages_monitoring[@]}"
 build_tools
 PATH=$PWD/build/native/bin:$PATH python3 dev.d/fleet.py "$number"
