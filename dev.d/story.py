@@ -37,6 +37,13 @@ def parse(path):
     return board, steps
 
 
+def change(words, device):
+    """What makes this change with kvrn-sim."""
+    if words[0] == "unset":
+        return ["unset", device, words[1]]
+    return ["set", device, *(["file", words[1], " ".join(words[2:])] if words[0] == "file" else words)]
+
+
 class Device:
     """A simulated device in the folder `device`. Its programs are started in the folder above, as a user would do."""
 
@@ -55,12 +62,7 @@ class Device:
             print("$ " + shlex.join(words) + end, flush=True)
 
     def apply(self, words):
-        if words[0] == "unset":
-            self.sim("unset", "device", words[1])
-        elif words[0] == "file":
-            self.sim("set", "device", "file", words[1], " ".join(words[2:]))
-        else:
-            self.sim("set", "device", *words)
+        self.sim(*change(words, "device"))
 
     def start(self, *words):
         return subprocess.Popen(["kvrn-sim", "run", "device", "--", *words], cwd=self.folder,

@@ -62,8 +62,8 @@ std::string replace_output(const std::string& path, std::string_view text) {
 }
 
 std::string remove_output(const std::string& path) {
-  if (!may_be_replaced(path)) return fmt::format("{}: is no regular file", path);
-  return ::unlink(path.c_str()) == 0 || errno == ENOENT ? "" : fmt::format("{}: {}", path, errno_text(errno));
+  if (!may_be_replaced(path) || ::unlink(path.c_str()) == 0 || errno == ENOENT) return {};
+  return fmt::format("{}: cannot be removed: {}", path, errno_text(errno));
 }
 
 }  // namespace kvrnctl
