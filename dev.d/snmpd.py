@@ -14,8 +14,8 @@ ROOT = ".1.3.6.1.4.1.47474"
 QUIET = {"MIBS": "", "SNMPCONFPATH": "/nonexistent"}
 
 
-def free_port():
-    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as probe:
+def free_port(kind=socket.SOCK_DGRAM):
+    with socket.socket(socket.AF_INET, kind) as probe:
         probe.bind(("127.0.0.1", 0))
         return probe.getsockname()[1]
 

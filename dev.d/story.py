@@ -5,6 +5,7 @@ both readers must report what the scenario expects.
 usage: story.py SCENARIO [--show]"""
 import json
 import os
+import re
 import shlex
 import subprocess
 import sys
@@ -28,12 +29,19 @@ def parse(path):
             elif words[0] == "step":
                 steps.append({"text": line.split(None, 1)[1].strip(), "changes": [], "expect": {}})
             elif words[0] == "expect":
-                steps[-1]["expect"][words[1]] = [int(word) for word in words[2:]]
+                steps[-1]["expect"][words[1]] = [int(word) if word.isdigit() else word for word in words[2:]]
             elif words[0] in ("gpio", "hwmon", "file", "unset"):
                 steps[-1]["changes"].append(words)
             else:
                 sys.exit(f"{path}:{number}: what is '{words[0]}'?")
     return board, steps
+
+
+def change(words, device):
+    """What makes this change with kvrn-sim."""
+    if words[0] == "unset":
+        return ["unset", device, words[1]]
+    return ["set", device, *(["file", words[1], " ".join(words[2:])] if words[0] == "file" else words)]
 
 
 class Device:
@@ -54,12 +62,7 @@ class Device:
             print("$ " + shlex.join(words) + end, flush=True)
 
     def apply(self, words):
-        if words[0] == "unset":
-            self.sim("unset", "device", words[1])
-        elif words[0] == "file":
-            self.sim("set", "device", "file", words[1], " ".join(words[2:]))
-        else:
-            self.sim("set", "device", *words)
+        self.sim(*change(words, "device"))
 
     def start(self, *words):
         return subprocess.Popen(["kvrn-sim", "run", "device", "--", *words], cwd=self.folder,
@@ -77,16 +80,18 @@ class Device:
 
 
 def read_twice(device):
-    """Runs two readers at the same time and returns what each of them reports: outputs, budget, state."""
-    commands = ("outputs", "budget", "state")
-    readers = [[device.start("kvrnctl", command, "--json") for command in commands] for _ in range(2)]
+    """Runs two readers at the same time and returns what each of them reports: outputs, budget, state, NUT's status."""
+    commands = (("outputs", "--json"), ("budget", "--json"), ("state", "--json"), ("sensors", "--format", "nut"))
+    readers = [[device.start("kvrnctl", *command) for command in commands] for _ in range(2)]
     seen = []
     for reader in readers:
-        outputs, budget, state = (json.loads(process.communicate()[0]) for process in reader)
+        *documents, nut = (process.communicate()[0] for process in reader)
+        outputs, budget, state = map(json.loads, documents)
         if outputs["source"]["kind"] != "cache" or not outputs["source"]["fresh"]:
             sys.exit(f"a reader does not read the cache: {outputs['source']}")
         seen.append({"outputs": [output["state_code"] for output in outputs["outputs"]],
-                     "budget": [budget["budget"]["available_mw"]], "state": [state["state"]["code"]]})
+                     "budget": [budget["budget"]["available_mw"]], "state": [state["state"]["code"]],
+                     "nut": re.search(r"^ups\.status: (.*)", nut, re.M)[1].split()})
     return seen
 
 

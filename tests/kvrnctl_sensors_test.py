@@ -4,15 +4,40 @@ import json
 import os
 import pathlib
 import re
+import shlex
 import signal
 import struct
 import subprocess
 import time
 import unittest
 
-from kvrnctl_device import SOURCE, Device, now
+from kvrnctl_device import SOURCE, Device, now, service_manager
 
 GOLDEN = pathlib.Path(SOURCE, "tests/golden")
+
+# Changes one after the other, and what NUT's status is then.
+NO_MAINS = (
+    ("set hwmon mon-battery curr1_input 4100", "OB DISCHRG"),
+    ("set file /tmp/.battery_info '11 300 0 0'", "OB DISCHRG"),
+    ("set file /tmp/.battery_info '11 299 0 0'", "OB LB DISCHRG"),
+    ("set file /tmp/.battery_info '10 900 0 0'", "OB LB DISCHRG ALARM"),
+    ("set file /tmp/.battery_info '80 0 0 0'", "OB DISCHRG"),
+    ("set file /tmp/.lv_2_active 1", "OB LB DISCHRG ALARM"),
+    ("unset /tmp/.lv_2_active", "OB DISCHRG"),
+    ("set file /tmp/.lv_active 1", "OB LB DISCHRG ALARM"),
+    ("unset /tmp/.lv_active", "OB DISCHRG"),
+    ("unset /tmp/.battery_info", "OB LB DISCHRG ALARM"),  # the device too counts it as nearly empty
+    ("set file /tmp/.battery_info '80 900 0 0'", "OB DISCHRG"),
+    ("set gpio 100 busy", '""'),
+    ("set gpio 100 1", '""'),  # no battery: nothing would run
+)
+NO_MAINS_TWO_BATTERIES = (
+    ("set file /tmp/.battery_info '5 60 0 0'", "OB ALARM"),
+    ("unset /tmp/.battery_info_1", "OB ALARM"),  # the smart battery measures its own charge
+    ("set i2c 2-0b 0x0f 1000", "OB LB ALARM"),
+    ("set gpio 211 busy", '""'),
+    ("set gpio 212 0", "OL CHRG ALARM"),
+)
 
 
 def battery_record(device, name, flags):
@@ -65,19 +90,36 @@ class Sensors(unittest.TestCase):
         self.assertIn("estimated charge unknown, run time unknown, health unknown\n", run.out)
         self.assertIn("Outputs: no readings (/tmp/.output_cache: no such file)\n", run.out)
 
-    def test_metrics_are_as_expected(self):
+    def test_metrics_and_variables_are_as_expected(self):
         for board in ("four-source", "three-source", "generic"):
             device = four_source() if board == "four-source" else Device(board)
             if board == "three-source":
                 device.publish_outputs()
-            run = device.run("sensors", "--format", "prometheus")
-            self.assertEqual((run.status, run.err), (0, ""))
-            text = re.sub(r"(?m)^(kvrn_output_readings_age_seconds) \d$", r"\1 0", run.out)
-            golden = GOLDEN / f"sensors_{board}.prom"
-            if os.environ.get("KVRN_UPDATE_GOLDEN"):
-                golden.write_text(text)
-            self.assertEqual(text, golden.read_text())
+            for form, end in (("prometheus", "prom"), ("nut", "nut")):
+                run = device.run("sensors", "--format", form)
+                self.assertEqual((run.status, run.err), (0, ""))
+                text = re.sub(r"(?m)^(kvrn_output_readings_age_seconds) \d$", r"\1 0", run.out)
+                golden = GOLDEN / f"sensors_{board}.{end}"
+                if os.environ.get("KVRN_UPDATE_GOLDEN"):
+                    golden.write_text(text)
+                self.assertEqual(text, golden.read_text())
         self.assertEqual(device.run("sensors", "--format", "prometheus", "--json").status, 2)
+
+    def test_status_for_nut(self):
+        for board, cases in (("three-source", NO_MAINS), ("four-source", NO_MAINS_TWO_BATTERIES)):
+            device = Device(board)
+            device.publish_outputs()
+            for line in ("211", "212"):
+                device.set("gpio", line, "1")
+            for change, status in cases:
+                verb, *words = shlex.split(change)
+                device.sim(verb, device.root, *words)
+                text = device.run("sensors", "--format", "nut").out
+                self.assertIn(f"\nups.status: {status}\n", text, change)
+        device.publish_psus(now() + 500)
+        text = device.run("sensors", "--format", "nut").out
+        self.assertIn('ups.alarm: "low-voltage.2, low-voltage.3 (no estimate), readings of the sources are not fresh"\nups.status: ""\n', text)
+        self.assertEqual(re.findall(r"(?m)^(?:input|battery)[.\d]+(?:voltage|charge|runtime|current|status): [^\"]", text), [])
 
     def test_outputs_that_are_not_fresh_are_told_by_status_or_age(self):
         for stamp, words, age in ((now() - 60, r"[67]\d s old", r"[67]\d"), (now() + 500, r"stamped \d+ s in the future", None),
@@ -111,8 +153,8 @@ class Sensors(unittest.TestCase):
 
 
 class Streams(unittest.TestCase):
-    def start(self, device, *words):
-        process = subprocess.Popen(device.command(*words), stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+    def start(self, device, *words, env=None):
+        process = subprocess.Popen(device.command(*words), stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, env=env)
         self.addCleanup(process.communicate)
         self.addCleanup(process.kill)
         return process
@@ -128,7 +170,7 @@ class Streams(unittest.TestCase):
         device.publish_outputs()
         folder = pathlib.Path(device.path("/tmp/out"))
         folder.mkdir()
-        for words, start in ((["--json"], "{"), (["--format", "prometheus"], "# HELP"), ([], "20")):
+        for words, start in ((["--json"], "{"), (["--format", "prometheus"], "# HELP"), (["--format", "nut"], "device"), ([], "20")):
             (folder / "file").write_text("old")
             run = device.run("sensors", *words, "--output", str(folder / "file"))
             self.assertEqual((run.status, run.out, run.err), (0, "", ""))
@@ -151,6 +193,16 @@ class Streams(unittest.TestCase):
         os.remove(filler)
         wait_for(lambda: file.read_text() != "old")
         self.assertEqual(self.end(process), ("", ""))
+        device.full_tmp()
+        self.assertEqual(device.run("sensors", "--format", "nut", "--output", str(file)).status, 1)
+        self.assertFalse(file.exists())  # no reader could tell its age
+
+    def test_a_service_manager_hears_of_each_wait(self):
+        with service_manager(400_000) as (manager, env):
+            process = self.start(four_source(), "sensors", "--every", "3600", env={**os.environ, **env})
+            manager.settimeout(20)
+            self.assertEqual([manager.recv(64) for _ in range(3)], [b"WATCHDOG=1"] * 3)
+            self.end(process)
 
     def test_every_document_is_a_line_and_says_when_it_is_old(self):
         device = four_source()

@@ -288,7 +288,7 @@ class Completion(unittest.TestCase):
                 ("kvrnctl alarms set ov", "overload-request.0 overload-request.1"), ("kvrnctl help al", "alarms"),
                 ("kvrnctl get psu.2.volt", "psu.2.voltage_mv"), ("kvrnctl cfg set radio.1.m", "radio.1.mode"),
                 ("kvrnctl cfg get --type u", "uint"), ("kvrnctl cfg ren", "renumber"), ("kvrnctl snmp ", "dump --help"),
-                ("kvrnctl sensors --format p", "prometheus"),
+                ("kvrnctl sensors --format ", "text prometheus nut"),
                 ("kvrnctl alarms --check --ignore low", "low-voltage-all low-voltage.2 low-voltage.3"),
                 ("kvrn-monitord --p", "--period --pid-file"),
                 ("kvrn-agentd --m", "--max-age --module"), ("kvrn-sim set ROOT gpio mains-1", "mains-1-fail"),

@@ -119,8 +119,9 @@ class Programs(unittest.TestCase):
             for path in ("share/doc/kvrn/kvrnctl.schema.json", "bin/kvrnctl", "sbin/kvrn-monitord", "share/snmp/mibs/KVRN-Quorvex-MIB",
                          "share/man/man1/kvrnctl.1", "share/doc/kvrn/power.md",
                          "bin/kvrn-sim", "share/man/man1/kvrn-sim.1", completions + "kvrn-sim",
-                         "lib/systemd/system/kvrn-monitord.service", "lib/systemd/system/kvrn-sensors-prometheus.service",
-                         "lib/systemd/system/kvrn-sensors-json.service", completions + "kvrn-monitord",
+                         "lib/systemd/system/kvrn-monitord.service", "lib/systemd/system/kvrn-sensors-prometheus.timer",
+                         "lib/systemd/system/kvrn-sensors-json-once.service", "lib/systemd/system/kvrn-sensors-nut.service",
+                         completions + "kvrn-monitord",
                          "lib/sysusers.d/kvrn.conf", "lib/udev/rules.d/60-kvrn.rules", "share/kvrn/account.conf", "share/kvrn/monitoring/snmp.yml",
                          *(agent * ["sbin/kvrn-agentd", "share/man/man8/kvrn-agentd.8", completions + "kvrn-agentd",
                                     "lib/systemd/system/kvrn-agentd.service"])):
@@ -131,14 +132,15 @@ class Programs(unittest.TestCase):
         with tempfile.TemporaryDirectory() as folder:
             account = SOURCE + "/tools/service/account/"
             run("systemd-sysusers", "--dry-run", account + "sysusers.conf")
-            units = glob.glob(BUILD + "/tools/*/*.service")
+            units = glob.glob(BUILD + "/tools/*/*.service") + glob.glob(BUILD + "/tools/*/*.timer")
             self.assertTrue(units)
             for unit in units:
                 # Neither the programs nor the manual pages are installed.
                 text = re.sub(r"(?m)^Documentation=.*\n", "", pathlib.Path(unit).read_text())
                 pathlib.Path(folder, os.path.basename(unit)).write_text(re.sub("ExecStart=[^ \n]+", "ExecStart=/bin/true", text))
-                os.mkdir(folder + f"/{os.path.basename(unit)}.d")
-                shutil.copy(account + "account.conf", folder + f"/{os.path.basename(unit)}.d")
-            done = subprocess.run(["systemd-analyze", "verify", *glob.glob(folder + "/*.service")], capture_output=True, text=True)
+                if unit.endswith(".service"):
+                    os.mkdir(folder + f"/{os.path.basename(unit)}.d")
+                    shutil.copy(account + "account.conf", folder + f"/{os.path.basename(unit)}.d")
+            done = subprocess.run(["systemd-analyze", "verify", *glob.glob(folder + "/*[er]")], capture_output=True, text=True)
             self.assertEqual([line for line in done.stderr.splitlines() if "kvrn-" in line], [])
             self.assertEqual(done.returncode, 0)

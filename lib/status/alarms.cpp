@@ -27,7 +27,6 @@ int overload() {
 int output_overload(int output) { return protection_tripped(output) ? 2 : read_flag(flags::overload_port, output); }
 
 int low_voltage(int psu) {
-  constexpr int low_charge_pct = 11;
   const int value = read_flag(flags::low_voltage, psu);
   if (value != 0 || psu < 2) return value;
   // A nearly empty battery counts as low voltage even when no process has set its flag.

@@ -16,6 +16,9 @@ int output_overload(int output) KVRN_INNER(output_overload);
 // Whether the hardware protection of an output tripped.
 bool protection_tripped(int output);
 
+// Below this estimate a battery counts as nearly empty.
+inline constexpr int low_charge_pct = 11;
+
 // The low-voltage state of a PSU, or of the device (-1): the number in its flag file, or 2 for a nearly empty battery.
 int low_voltage(int psu) KVRN_INNER(low_voltage);
 

@@ -85,7 +85,7 @@ _kvrnctl() {
   fi
 
   if [[ $prev == --format ]]; then
-    mapfile -t COMPREPLY < <(compgen -W "text prometheus" -- "$cur")
+    mapfile -t COMPREPLY < <(compgen -W "text prometheus nut" -- "$cur")
     return
   fi
   if [[ $prev == --type ]]; then

@@ -61,4 +61,9 @@ std::string replace_output(const std::string& path, std::string_view text) {
   return fmt::format("{}: {}", path, errno_text(error));
 }
 
+std::string remove_output(const std::string& path) {
+  if (!may_be_replaced(path) || ::unlink(path.c_str()) == 0 || errno == ENOENT) return {};
+  return fmt::format("{}: cannot be removed: {}", path, errno_text(errno));
+}
+
 }  // namespace kvrnctl

@@ -14,4 +14,8 @@ bool write_all(int fd, std::string_view text);
 // @return empty, or why the old file stays
 std::string replace_output(const std::string& path, std::string_view text);
 
+// Removes a file that replace_output() could have written. Anything else stays.
+// @return empty, or why this file stays
+std::string remove_output(const std::string& path);
+
 }  // namespace kvrnctl

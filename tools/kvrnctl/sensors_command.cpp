@@ -46,6 +46,7 @@ struct Options {
   std::optional<double> every_s;
 
   bool metrics() const { return format == "prometheus"; }
+  bool nut() const { return format == "nut"; }
 };
 
 Result sensors(const Context& context, const Options& options) {
@@ -61,6 +62,11 @@ Result sensors(const Context& context, const Options& options) {
     result.text = metrics_text(reading);
     return result;
   }
+  if (options.nut()) {
+    // NUT has an alarm for them, and they are left out.
+    result.text = nut_text(reading, result.errors);
+    return result;
+  }
   // A reader of a file or a stream sees it later than it was written. Metrics have no time: the collector refuses it.
   const std::string time = options.output || options.every_s ? utc_now() : "";
   if (!time.empty()) result.data["time"] = time;
@@ -73,14 +79,23 @@ Result sensors(const Context& context, const Options& options) {
   return result;
 }
 
+// NUT's driver takes a file of any age for the present. Without a file it ends, and NUT's clients lose the connection.
+void leave_no_old_status(const Options& options, Result& result) {
+  if (!options.nut() || !options.output) return;
+  const std::string failure = remove_output(*options.output);
+  if (!failure.empty()) result.fail(Exit::failed, failure);
+}
+
 Result to_file(const Context& context, const Options& options) {
   Result result = sensors(context, options);
   result.printed = true;
-  if (result.exit == Exit::failed) return result;
-  const std::string failure = replace_output(*options.output, output_text(context, result));
-  if (failure.empty()) return result;
-  result.errors.push_back(failure);
-  result.exit = Exit::failed;
+  if (result.exit != Exit::failed) {
+    const std::string failure = replace_output(*options.output, output_text(context, result));
+    if (failure.empty()) return result;
+    result.errors.push_back(failure);
+    result.exit = Exit::failed;
+  }
+  leave_no_old_status(options, result);
   return result;
 }
 
@@ -101,6 +116,7 @@ Result repeat(const Context& context, const Options& options) {
   Result result;
   result.printed = true;
   result.exit = stream.exit();
+  leave_no_old_status(options, result);
   return result;
 }
 
@@ -116,8 +132,9 @@ void add_sensors_command(CommandLine& line) {
   const auto options = std::make_shared<Options>();
   cli::Command& command = line.add("sensors", "One snapshot of sources, outputs and temperatures");
   command
-      .option("--format", &options->format, "text: for people; prometheus: for the node exporter's textfile collector")
-      .choice({"text", "prometheus"})
+      .option("--format", &options->format,
+              "text: for people; prometheus: for the node exporter's textfile collector; nut: for NUT's dummy-ups")
+      .choice({"text", "prometheus", "nut"})
       .excludes("--json");
   command.option("--output FILE", &options->output, "Replace this file, in one step, instead of printing");
   command.option("--every SECONDS", &options->every_s, "Do it again and again until a signal").range(0.1, 86400, "s");

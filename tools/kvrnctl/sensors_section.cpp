@@ -75,6 +75,7 @@ SensorReading read_sensors() {
   for (std::size_t id = 0; id < psus.records.size(); ++id)
     if (psu_sections[id]["type"] == "battery") psu_sections[id].update(battery_files(psus.records[id], psus.seen));
   reading.psu_source = psus.source;
+  reading.psus = psus;
   psus.records.resize(KVRN_PSU_MAX);
   cache_source source{&psus.records, nullptr, hand_out, nullptr};
   const observe::Observer observer;

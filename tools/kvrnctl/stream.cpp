@@ -13,6 +13,8 @@
 #include <cstdio>
 #include <ctime>
 
+#include "tools/service/notify.hpp"
+
 namespace kvrnctl {
 namespace {
 
@@ -26,7 +28,8 @@ bool is_ignored(int signal) {
 
 Stream::Stream(double period_s, bool to_reader)
     : period_(std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(period_s))),
-      to_reader_(to_reader) {
+      to_reader_(to_reader),
+      watchdog_(service::watchdog_period()) {
   (void)::signal(SIGPIPE, SIG_IGN);
   sigset_t ending;
   ::sigemptyset(&ending);
@@ -38,10 +41,12 @@ Stream::Stream(double period_s, bool to_reader)
 
 bool Stream::next() {
   while (!ended_) {
+    if (watchdog_) (void)service::notify("WATCHDOG=1");
     const auto rest = std::chrono::ceil<std::chrono::milliseconds>(next_ - Clock::now());
+    const auto wait = watchdog_ ? std::min(rest, std::chrono::ceil<std::chrono::milliseconds>(*watchdog_)) : rest;
     // The kernel reports a closed reader or terminal although no event is asked for.
     std::array<pollfd, 2> ends{{{signals_.get(), POLLIN, 0}, {to_reader_ ? STDOUT_FILENO : -1, 0, 0}}};
-    ended_ = ::poll(ends.data(), ends.size(), static_cast<int>(std::max<std::int64_t>(rest.count(), 0))) > 0;
+    ended_ = ::poll(ends.data(), ends.size(), static_cast<int>(std::max<std::int64_t>(wait.count(), 0))) > 0;
     if (rest.count() <= 0) break;
   }
   next_ = std::max(next_ + period_, Clock::now());  // a late turn is not caught up with

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <chrono>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,7 +14,7 @@ namespace kvrnctl {
 
 // Repeats a job until SIGINT, SIGTERM or SIGHUP. They end it only between two turns, so that no text is cut. A reader
 // that closes its end of standard output's pipe ends it too, even while there is nothing to write. Neither is a
-// failure.
+// failure. A service manager that watches the process hears from it in every wait, but not while a reading hangs.
 class Stream {
  public:
   // `to_reader`: whether the texts go to standard output.
@@ -32,6 +33,7 @@ class Stream {
 
   Clock::duration period_;
   bool to_reader_;
+  std::optional<std::chrono::microseconds> watchdog_;
   kvrn::Fd signals_;
   Clock::time_point next_ = Clock::now();
   bool ended_ = false;

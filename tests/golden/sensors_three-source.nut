@@ -1,0 +1,47 @@
+device.type: "ups"
+device.mfr: ""
+device.model: "Quorvex Power 3"
+ups.mfr: ""
+ups.model: "Quorvex Power 3"
+device.macaddr: "02:18:d6:a0:b1:d2"
+ups.firmware: "2.0.9.5406"
+ups.alarm: ""
+ups.status: OL CHRG
+input.1.voltage.status: "good"
+input.1.voltage: 54
+input.1.current: 2.1
+input.2.voltage.status: "good"
+input.2.voltage: 54
+input.2.current: 1.8
+battery.charge.low: 11
+battery.runtime.low: 300
+battery.charge: 87
+battery.runtime: 5400
+battery.charger.status: "charging"
+battery.status: "ok"
+battery.voltage: 51.9
+battery.current: -1.25
+battery.temperature: ""
+battery.capacity: ""
+battery.capacity.nominal: ""
+battery.mfr.date: ""
+outlet.count: 3
+outlet.1.id: 0
+outlet.1.status: "on"
+outlet.1.voltage: 53.8
+outlet.1.current: 0.85
+outlet.1.realpower: 45.73
+outlet.2.id: 1
+outlet.2.status: "on"
+outlet.2.voltage: 53.8
+outlet.2.current: 0.85
+outlet.2.realpower: 45.73
+outlet.3.id: 2
+outlet.3.status: "on"
+outlet.3.voltage: 53.8
+outlet.3.current: 0.85
+outlet.3.realpower: 45.73
+output.current: 2.55
+ups.realpower: 137.19
+ups.realpower.nominal: 480
+ups.load: 28.581
