@@ -15,10 +15,10 @@
 #include <cstdlib>
 #include <span>
 #include <stdexcept>
-#include <type_traits>
 #include <utility>
 
 #include "tools/kvrn-agentd/tree.hpp"
+#include "tools/kvrn-agentd/varbind.hpp"
 
 namespace agentd {
 namespace {
@@ -27,6 +27,8 @@ using snmp_host::Object;
 
 constexpr const char* program = "kvrn-agentd";
 constexpr int ping_period_s = 1;  // also the longest time that a restarted master is without the tree
+
+constexpr long longest_answer_us = 6'000'000;
 
 // Numbers from RFC 2741. The net-snmp header that defines them is not installed.
 constexpr int register_pdu = 3;
@@ -46,6 +48,10 @@ netsnmp_session* session = nullptr;
 
 int on_start(int, int, void* opened, void*) {
   session = static_cast<netsnmp_session*>(opened);
+  // A stream loses nothing. net-snmp would send a request again after a second, and a slow master would take a
+  // notification twice. The master has as much time as with net-snmp's five repetitions.
+  session->retries = 0;
+  session->timeout = longest_answer_us;
   return 0;
 }
 int on_stop(int, int, void*, void*) {
@@ -79,26 +85,7 @@ void claim() {
     ::snmp_free_pdu(pdu);
 }
 
-static_assert(std::is_same_v<oid, snmp_host::Arc>);
-
 std::span<const oid> name_of(const netsnmp_variable_list& variable) { return {variable.name, variable.name_length}; }
-
-// @return 0, or another number when there is no memory
-int set_value(netsnmp_variable_list& variable, const Object& object) {
-  if (object.type == KVRN_SNMP_TYPE_OCTET_STRING)
-    return ::snmp_set_var_typed_value(&variable, ASN_OCTET_STR, object.bytes.data(), object.bytes.size());
-  if (object.type == KVRN_SNMP_TYPE_OBJECT_ID) {
-    const auto& name = object.object_id;
-    return ::snmp_set_var_typed_value(&variable, ASN_OBJECT_ID, name.data(), name.size() * sizeof(oid));
-  }
-  if (object.type == KVRN_SNMP_TYPE_INTEGER) {
-    const long number = static_cast<std::int32_t>(object.number);
-    return ::snmp_set_var_typed_value(&variable, ASN_INTEGER, &number, sizeof number);
-  }
-  // The module uses the protocol's type tags.
-  const unsigned long number = object.number;
-  return ::snmp_set_var_typed_value(&variable, object.type, &number, sizeof number);
-}
 
 void answer_get(netsnmp_agent_request_info* info, netsnmp_request_info* request, const snmp_host::ObjectTable& table) {
   const Object* object = table.find(name_of(*request->requestvb));
@@ -148,7 +135,8 @@ void configure(const std::string& socket) {
 
 }  // namespace
 
-AgentX::AgentX(std::string socket, Tables tables) : socket_(std::move(socket)), tables_(std::move(tables)) {}
+AgentX::AgentX(std::string socket, Tables tables, Turn turn)
+    : socket_(std::move(socket)), tables_(std::move(tables)), turn_(std::move(turn)) {}
 
 // net-snmp must read and write only the socket: no settings, no MIB modules, no certificates, no persistent data.
 void AgentX::prepare() {
@@ -165,6 +153,7 @@ void AgentX::run(const std::atomic<bool>& stop) {
   while (!stop) {
     // Returns at least once per attempt to connect.
     (void)::agent_check_and_process(1);
+    turn_(link_state == Link::up ? std::optional(link_losses.load()) : std::nullopt);
     if (session == nullptr || link_state == Link::up || Clock::now() < next_claim) continue;
     claim();
     next_claim = Clock::now() + std::chrono::seconds(ping_period_s);
