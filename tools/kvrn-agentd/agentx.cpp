@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <span>
 #include <stdexcept>
@@ -28,7 +29,8 @@ using snmp_host::Object;
 constexpr const char* program = "kvrn-agentd";
 constexpr int ping_period_s = 1;  // also the longest time that a restarted master is without the tree
 
-constexpr long longest_answer_us = 6'000'000;
+// How long a master may be silent. For a sink of SNMPv3 informs that does not answer, snmpd stops for many seconds.
+constexpr std::chrono::seconds longest_answer{30};
 
 // Numbers from RFC 2741. The net-snmp header that defines them is not installed.
 constexpr int register_pdu = 3;
@@ -43,21 +45,25 @@ std::atomic<AgentX::Link> link_state = AgentX::Link::unknown;
 
 std::atomic<unsigned> link_losses = 0;
 
-// The session with the master; null without a session. Only the serving thread uses it.
-netsnmp_session* session = nullptr;
+// Only the serving thread uses these.
+netsnmp_session* session = nullptr;  // with the master; null without a session
+unsigned connection = 0;             // another number after the end of a master
+Clock::time_point turn_began;
 
 int on_start(int, int, void* opened, void*) {
   session = static_cast<netsnmp_session*>(opened);
   // A stream loses nothing. net-snmp would send a request again after a second, and a slow master would take a
-  // notification twice. The master has as much time as with net-snmp's five repetitions.
+  // notification twice.
   session->retries = 0;
-  session->timeout = longest_answer_us;
+  session->timeout = std::chrono::microseconds(longest_answer).count();
   return 0;
 }
 int on_stop(int, int, void*, void*) {
   session = nullptr;
   link_state = AgentX::Link::down;
   ++link_losses;
+  // A master that hangs still has what was sent to it. A master that has ended may have lost it.
+  if (Clock::now() - turn_began < longest_answer) ++connection;
   return 0;
 }
 
@@ -152,8 +158,9 @@ void AgentX::run(const std::atomic<bool>& stop) {
   Clock::time_point next_claim;
   while (!stop) {
     // Returns at least once per attempt to connect.
+    turn_began = Clock::now();
     (void)::agent_check_and_process(1);
-    turn_(link_state == Link::up ? std::optional(link_losses.load()) : std::nullopt);
+    turn_(link_state == Link::up, connection);
     if (session == nullptr || link_state == Link::up || Clock::now() < next_claim) continue;
     claim();
     next_claim = Clock::now() + std::chrono::seconds(ping_period_s);

@@ -4,7 +4,6 @@
 
 #include <atomic>
 #include <functional>
-#include <optional>
 #include <string>
 
 #include "tools/kvrn-agentd/refresher.hpp"
@@ -15,9 +14,9 @@ namespace agentd {
 class AgentX {
  public:
   using Tables = std::function<TablePtr()>;
-  // Called in each turn of the serving thread, at least every few seconds, with the number of the connection. Nothing
-  // while the master does not take the tree.
-  using Turn = std::function<void(std::optional<unsigned> connection)>;
+  // Called in each turn of the serving thread, at least every few seconds. `linked`: the master takes what is sent.
+  // With another number of the connection, what was sent last may be lost.
+  using Turn = std::function<void(bool linked, unsigned connection)>;
   // taken: another sub-agent serves the tree. The agent asks the master again every second.
   enum class Link { unknown, down, taken, refused, up };
 

@@ -69,9 +69,9 @@ constexpr std::array table{
               "no complete readings: no object is served"},
     Condition{"readings-fresh", 2, Subject::readings, Rows::device, Column::no_readings, is<0>,
               "there are complete readings again", silent},
-    Condition{"outputs-frozen", 3, Subject::output_readings, Rows::device, Column::outputs_frozen, is<1>,
+    Condition{"output-readings-frozen", 3, Subject::output_readings, Rows::device, Column::outputs_frozen, is<1>,
               "nobody publishes readings of the outputs"},
-    Condition{"outputs-fresh", 4, Subject::output_readings, Rows::device, Column::outputs_frozen, is<0>,
+    Condition{"output-readings-fresh", 4, Subject::output_readings, Rows::device, Column::outputs_frozen, is<0>,
               "readings of the outputs are published again", silent},
     Condition{"supply-pulled", 5, Subject::supply, Rows::slot, Column::psu_type, is<empty>,
               "the slot of input {row} has no supply"},
@@ -105,31 +105,13 @@ constexpr std::array table{
     Condition{"output-normal", 20, Subject::output, Rows::output, Column::output_state,
               is<KVRN_OUTPUT_NORMAL, KVRN_OUTPUT_IDLE, KVRN_OUTPUT_CONFIGURED_OFF>, "output {row} is in order again",
               silent},
-    Condition{"device-state", 21, Subject::state, Rows::device, Column::device_state, is_code,
+    Condition{"device-state-changed", 21, Subject::state, Rows::device, Column::device_state, is_code,
               "device state {value}: {meaning}", First::told, true},
 };
 
 std::optional<std::int64_t> published(const Look& look, unsigned row) {
   if (look.outputs_frozen != false || row == 0 || row > look.outputs.size()) return std::nullopt;
   return look.outputs[row - 1].state;
-}
-
-// A battery without an estimate counts as nearly empty, which a reader must not take for a reading.
-bool lacks_estimate(const Look& look) {
-  for (unsigned number = 1; number <= highest_row; ++number) {
-    const Row row(look, number);
-    if (row.is(Rows::battery) && row.has(Column::psu_usable, 1) && row.has(Column::psu_charge, 0) &&
-        row.has(Column::psu_time, 0))
-      return true;
-  }
-  return false;
-}
-
-std::string meaning_of(const Look& look) {
-  const int code = look.device_state.value_or(-1);
-  const char* meaning = observe::device_state_meaning(code);
-  const bool noted = code == KVRN_DEVICE_LOW_VOLTAGE && lacks_estimate(look);
-  return fmt::format("{}{}", meaning == nullptr ? "unknown" : meaning, noted ? " (a battery has no estimate)" : "");
 }
 
 }  // namespace
@@ -167,12 +149,13 @@ bool Row::is(Rows kind) const {
 }
 
 std::string text_of(const Condition& condition, const Row& row) {
+  const char* meaning = observe::device_state_meaning(row.look().device_state.value_or(-1));
   return fmt::format(fmt::runtime(condition.text), fmt::arg("row", row.number()),
                      fmt::arg("value", row.value(condition.column).value_or(-1)),
                      fmt::arg("charge", row.value(Column::psu_charge).value_or(0)),
                      fmt::arg("minutes", row.value(Column::psu_time).value_or(0) / ticks_per_minute),
                      fmt::arg("mains", row.has(Column::psu_state, read_on_mains) ? "mains is back" : "without mains"),
-                     fmt::arg("meaning", meaning_of(row.look())));
+                     fmt::arg("meaning", meaning == nullptr ? "unknown" : meaning));
 }
 
 }  // namespace agentd

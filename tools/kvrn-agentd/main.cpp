@@ -119,8 +119,8 @@ int serve(const kvrn_snmp_module& module, const Options& options, const sigset_t
                       });
   AgentX agentx(
       options.socket, [&] { return refresher.table(); },
-      [&](std::optional<unsigned> connection) {
-        if (notifier) notifier->turn(connection, refresher.state().expired);
+      [&](bool linked, unsigned connection) {
+        if (notifier) notifier->turn(linked, connection, refresher.state().expired);
       });
   std::atomic<bool> stop = false;
   std::future<void> agent;

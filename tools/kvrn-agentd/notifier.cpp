@@ -12,7 +12,8 @@ namespace agentd {
 namespace {
 
 // net-snmp does not report that the master has taken a notification. The master answers in order: when it has answered
-// a later ping, it has taken what was sent before. A ping goes out every second, and without an answer the link ends.
+// a later ping, it has taken what was sent before. A ping goes out every second, and nothing goes on without its
+// answer.
 constexpr auto time_to_arrive = std::chrono::milliseconds(1500);
 
 }  // namespace
@@ -24,24 +25,27 @@ Notifier::Notifier(std::string file, unsigned most_a_minute) : file_(std::move(f
 
 void Notifier::see(const TablePtr& table) { standing_.see(look_at_device(table)); }
 
-void Notifier::turn(std::optional<unsigned> connection, bool expired) {
+void Notifier::turn(bool linked, unsigned connection, bool expired) {
   // Without memory, the next turn goes on.
   try {
     if (expired) standing_.see(look_without_readings());
     settle(connection);
     unsaved_ = standing_.adopt_normal() || unsaved_;
     save();
-    if (connection && !sent_) send_due(*connection);
+    if (linked && !sent_) send_due(connection);
   } catch (const std::bad_alloc&) {
   }
 }
 
 void Notifier::end() {
   if (sent_) confirm();
-  save();
+  try {
+    save();
+  } catch (const std::bad_alloc&) {
+  }
 }
 
-void Notifier::settle(std::optional<unsigned> connection) {
+void Notifier::settle(unsigned connection) {
   if (!sent_) return;
   if (connection != sent_->connection) {
     // The master may have taken it, or not. It is better to tell twice than never.

@@ -41,9 +41,10 @@ class Notifier {
   void see(const TablePtr& table);
 
   // Sends what is due. Called at least every few seconds by the thread that serves, which alone may use net-snmp.
-  // @param connection the number of the connection to the master; nothing without one
+  // @param linked     what is given to net-snmp is sent
+  // @param connection another number means that what was sent last may be lost
   // @param expired    the last readings are too old
-  void turn(std::optional<unsigned> connection, bool expired);
+  void turn(bool linked, unsigned connection, bool expired);
 
   // What was sent over a connection that still stands counts as told. Called when the serving thread has ended.
   void end();
@@ -54,7 +55,7 @@ class Notifier {
     Clock::time_point last;
   };
 
-  void settle(std::optional<unsigned> connection);
+  void settle(unsigned connection);
   void send_due(unsigned connection);
   bool give(const Change& change);
   void confirm();
