@@ -37,6 +37,7 @@ class Agent:
         self.order("1")
         program, trial = BIN + "/kvrn-agentd", LIB + "/libtrial_module.so"
         if user:  # who may not enter the folder of this checkout
+            os.chown(folder, user, -1)
             program, trial = (shutil.copy(file, folder) for file in (program, trial))
         usual = [part for option in (("--period", "0.2"), ("--state", folder + "/told")) if option[0] not in words
                  for part in option]
