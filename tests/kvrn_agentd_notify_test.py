@@ -97,7 +97,7 @@ class Telling(unittest.TestCase):
         self.addCleanup(monitor.communicate)
         self.addCleanup(monitor.terminate)
         self.master.start()
-        state, agent, lines = new_folder() + "/new/told", None, []
+        state, agent, lines = new_folder() + "/state", None, []
         for step, part in zip(steps, golden, strict=True):
             if agent:  # it must not see half of a step
                 agent.process.send_signal(signal.SIGSTOP)
@@ -158,10 +158,10 @@ class Telling(unittest.TestCase):
     def test_frozen_readings_and_a_file_that_cannot_be_kept(self):
         self.master.start()
         expected = []
-        for file, why, times in ((new_folder() + "/told", "damaged", 1), ("/dev/null/told", "Not a directory", 2)):
+        for folder, why, times in ((new_folder(), "damaged", 1), ("/dev/null", "Not a directory", 2)):
             if why == "damaged":
-                pathlib.Path(file).write_text("kvrn-agentd: what was told, 1\nreadings-fr")
-            agent = self.agent(None, "--state", file, "--max-age", "2.5")
+                pathlib.Path(folder, "told").write_text("kvrn-agentd: what was told, 1\nreadings-fr")
+            agent = self.agent(None, "--state", folder, "--max-age", "2.5")
             for order, name in (("fail", "Frozen"), ("1", "Fresh"), ("fail", "Frozen")):
                 agent.order(order)
                 expected.append("kvrnReadings" + name)
@@ -169,5 +169,5 @@ class Telling(unittest.TestCase):
                 self.assertEqual(self.names(), expected)
                 time.sleep(2)
             agent.end()
-            lost = [line.split(": ")[1] for line in agent.lines() if line.startswith(file)]
+            lost = [line.split(": ")[1] for line in agent.lines() if line.startswith(folder + "/told")]
             self.assertEqual(lost, [why] * times)  # when it is read, and when it is written

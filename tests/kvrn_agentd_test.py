@@ -39,7 +39,7 @@ class Agent:
         if user:  # who may not enter the folder of this checkout
             os.chown(folder, user, -1)
             program, trial = (shutil.copy(file, folder) for file in (program, trial))
-        usual = [part for option in (("--period", "0.2"), ("--state", folder + "/told")) if option[0] not in words
+        usual = [part for option in (("--period", "0.2"), ("--state", folder + "/state")) if option[0] not in words
                  for part in option]
         module = [] if device else ["--module", trial]
         self.log = open(folder + "/log", "w+")

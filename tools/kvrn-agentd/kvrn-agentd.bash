@@ -5,7 +5,8 @@ _kvrn_agentd() {
   local cur prev words cword
   _init_completion -s || return
   case $prev in
-    --agentx-socket | --module | --state) _filedir ;;
+    --agentx-socket | --module) _filedir ;;
+    --state) _filedir -d ;;
     --period | --max-age | --notifications) ;;
     *) mapfile -t COMPREPLY < <(compgen -W "--period --max-age --agentx-socket --module --notifications --state --stderr --help --version" -- "$cur") ;;
   esac

@@ -40,7 +40,7 @@ struct Options {
   std::string module = "libkvrn.so.1";
   bool to_stderr = false;
   unsigned notifications = 30;
-  std::string state = "/var/lib/kvrn-agentd/told";
+  std::string state = "/var/lib/kvrn-agentd";
 };
 
 // A refresh takes more than a second when the battery files are missing.
@@ -190,7 +190,7 @@ int main(int argc, char** argv) {
   program.option("--module F", &options.module, "The library that provides the tree");
   program.option("--notifications N", &options.notifications, "Most notifications a minute; 0: none")
       .range(0, agentd::RateLimit::highest);
-  program.option("--state FILE", &options.state, "Keeps over a restart what was told");
+  program.option("--state FOLDER", &options.state, "Keeps over a restart what was told");
   program.flag("--stderr", options.to_stderr, "Log to standard error too");
   program.footer("Exit status: 0 ended by a signal, 1 failed, 2 wrong usage.");
   program.action([&] {

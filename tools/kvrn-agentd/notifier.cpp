@@ -18,7 +18,7 @@ constexpr auto time_to_arrive = std::chrono::milliseconds(1500);
 
 }  // namespace
 
-Notifier::Notifier(std::string file, unsigned most_a_minute) : file_(std::move(file)), limit_(most_a_minute) {
+Notifier::Notifier(std::string folder, unsigned most_a_minute) : file_(std::move(folder)), limit_(most_a_minute) {
   const auto text = file_.read();
   if (text && !standing_.load(*text)) file_.refuse();
 }

@@ -33,8 +33,8 @@ class RateLimit {
 
 class Notifier {
  public:
-  // @param file keeps what was told over a restart
-  Notifier(std::string file, unsigned most_a_minute);
+  // @param folder keeps what was told over a restart
+  Notifier(std::string folder, unsigned most_a_minute);
   Notifier(const Notifier&) = delete;
 
   // Called for each complete reading, by the thread that reads.

@@ -17,12 +17,6 @@ namespace {
 
 constexpr const char* again = "after a restart, everything that stands is told again";
 
-// The folder may be missing where no service manager makes it. If this fails, opening the file fails too.
-void make_folder_of(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
-  if (slash != std::string::npos && slash > 0) (void)::mkdir(path.substr(0, slash).c_str(), 0755);
-}
-
 }  // namespace
 
 std::optional<std::string> ToldFile::read() {
@@ -50,7 +44,8 @@ bool ToldFile::replace(std::string_view text) const {
   constexpr int flags = O_WRONLY | O_CREAT | O_TRUNC;
   kvrn::Fd fd = kvrn::Fd::open_regular(fresh_.c_str(), flags, 0644);
   if (!fd && errno == ENOENT) {
-    make_folder_of(path_);
+    // Where no service manager makes the folder. If this fails, opening the file fails too.
+    (void)::mkdir(folder_.c_str(), 0755);
     fd = kvrn::Fd::open_regular(fresh_.c_str(), flags, 0644);
   }
   if (!fd) return false;

@@ -5,12 +5,15 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace agentd {
 
 class ToldFile {
  public:
-  explicit ToldFile(std::string path) : path_(std::move(path)), fresh_(path_ + ".new") {}
+  // @param folder made if it is missing
+  explicit ToldFile(std::string folder)
+      : folder_(std::move(folder)), path_(folder_ + "/told"), fresh_(path_ + ".new") {}
 
   // Nothing without a file. A failure is logged.
   std::optional<std::string> read();
@@ -22,6 +25,7 @@ class ToldFile {
  private:
   bool replace(std::string_view text) const;
 
+  const std::string folder_;
   const std::string path_;
   const std::string fresh_;
   bool failed_ = false;
