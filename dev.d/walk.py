@@ -19,7 +19,7 @@ def make_device(folder):
 
 
 def agent_command(root, master, *words):
-    return [*SIM, root, "--", "kvrn-agentd", "--agentx-socket", master.socket, *words]
+    return [*SIM, root, "--", "kvrn-agentd", "--agentx-socket", master.socket, "--state", root + ".state", *words]
 
 
 def main():

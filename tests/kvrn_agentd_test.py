@@ -37,11 +37,14 @@ class Agent:
         self.order("1")
         program, trial = BIN + "/kvrn-agentd", LIB + "/libtrial_module.so"
         if user:  # who may not enter the folder of this checkout
+            os.chown(folder, user, -1)
             program, trial = (shutil.copy(file, folder) for file in (program, trial))
+        usual = [part for option in (("--period", "0.2"), ("--state", folder + "/state")) if option[0] not in words
+                 for part in option]
         module = [] if device else ["--module", trial]
         self.log = open(folder + "/log", "w+")
         self.process = subprocess.Popen(
-            prefix + [program, "--agentx-socket", master.socket, "--period", "0.2", "--stderr", *module, *words],
+            prefix + [program, "--agentx-socket", master.socket, "--stderr", *module, *words, *usual],
             stderr=self.log, env={**os.environ, **quiet, **(env or {})}, user=user)
 
     def order(self, text):
@@ -52,6 +55,7 @@ class Agent:
     def lines(self):
         self.log.seek(0)
         lines = [line.split(": ", 1)[1].rstrip() for line in self.log]
+        lines = [line for line in lines if not line.startswith("notification: ")]
         return [line for line in lines if self.device or "stand-in" not in line]  # this machine is no board
 
     def __enter__(self):

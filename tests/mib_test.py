@@ -71,10 +71,14 @@ class Object:
         return not self.ranges or any(low <= value <= high for low, high in self.ranges)
 
 
-def objects():
+def module():
     text, errors = run("smidump", "-q", "-c", "/dev/null", "-f", "xml", MIB)
     assert errors == "", errors
-    tree = ElementTree.fromstring(text)
+    return ElementTree.fromstring(text)
+
+
+def objects():
+    tree = module()
     return [Object(element) for kind in ("scalar", "column") for element in tree.iter(kind)]
 
 
@@ -88,7 +92,9 @@ class Module(unittest.TestCase):
     def test_nothing_can_be_written_and_every_number_has_a_unit_or_names(self):
         for each in objects():
             with self.subTest(each.name):
-                self.assertEqual(each.access, "noaccess" if each.name == "kvrnOutputRow" else "readonly")
+                only_sent = each.name.startswith("kvrnNotification")
+                self.assertEqual(each.access, "noaccess" if each.name == "kvrnOutputRow" else
+                                 "notifyonly" if only_sent else "readonly")
                 self.assertTrue(each.description.strip())
                 if each.type not in ("OCTET STRING", "OBJECT IDENTIFIER"):
                     self.assertTrue(each.units or each.names or each.name in NO_UNITS)
@@ -108,6 +114,16 @@ class Module(unittest.TestCase):
                     self.assertEqual(LISTED_TYPES.get(kind, kind), entry.type)
                     self.assertTrue(entry.allows(value), "a value that the module does not allow")
         self.assertEqual(served, {each.name for each in known.values() if each.access == "readonly"})
+
+    def test_describes_what_notifications_carry(self):
+        carried = {each.get("name"): [part.get("name") for part in each.iter("object")]
+                   for each in module().iter("notification")}
+        lines = pathlib.Path(f"{SOURCE}/tests/golden/notifications_outage.txt").read_text().splitlines()
+        for name, variables in zip(lines, lines[1:]):
+            if not name.startswith("kvrn"):
+                continue
+            sent = [variable.split(".")[0].strip() for variable in variables.split(";")[:-1]]
+            self.assertEqual(sent + ["kvrnNotificationText"], carried[name.split(":")[0]], name)
 
 
 @unittest.skipUnless(shutil.which("snmptranslate"), "snmp is not installed")

@@ -12,13 +12,14 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <span>
 #include <stdexcept>
-#include <type_traits>
 #include <utility>
 
 #include "tools/kvrn-agentd/tree.hpp"
+#include "tools/kvrn-agentd/varbind.hpp"
 
 namespace agentd {
 namespace {
@@ -27,6 +28,9 @@ using snmp_host::Object;
 
 constexpr const char* program = "kvrn-agentd";
 constexpr int ping_period_s = 1;  // also the longest time that a restarted master is without the tree
+
+// How long a master may be silent. For a sink of SNMPv3 informs that does not answer, snmpd stops for many seconds.
+constexpr std::chrono::seconds longest_answer{30};
 
 // Numbers from RFC 2741. The net-snmp header that defines them is not installed.
 constexpr int register_pdu = 3;
@@ -41,17 +45,25 @@ std::atomic<AgentX::Link> link_state = AgentX::Link::unknown;
 
 std::atomic<unsigned> link_losses = 0;
 
-// The session with the master; null without a session. Only the serving thread uses it.
-netsnmp_session* session = nullptr;
+// Only the serving thread uses these.
+netsnmp_session* session = nullptr;  // with the master; null without a session
+unsigned connection = 0;             // another number after the end of a master
+Clock::time_point turn_began;
 
 int on_start(int, int, void* opened, void*) {
   session = static_cast<netsnmp_session*>(opened);
+  // A stream loses nothing. net-snmp would send a request again after a second, and a slow master would take a
+  // notification twice.
+  session->retries = 0;
+  session->timeout = std::chrono::microseconds(longest_answer).count();
   return 0;
 }
 int on_stop(int, int, void*, void*) {
   session = nullptr;
   link_state = AgentX::Link::down;
   ++link_losses;
+  // A master that hangs still has what was sent to it. A master that has ended may have lost it.
+  if (Clock::now() - turn_began < longest_answer) ++connection;
   return 0;
 }
 
@@ -79,26 +91,7 @@ void claim() {
     ::snmp_free_pdu(pdu);
 }
 
-static_assert(std::is_same_v<oid, snmp_host::Arc>);
-
 std::span<const oid> name_of(const netsnmp_variable_list& variable) { return {variable.name, variable.name_length}; }
-
-// @return 0, or another number when there is no memory
-int set_value(netsnmp_variable_list& variable, const Object& object) {
-  if (object.type == KVRN_SNMP_TYPE_OCTET_STRING)
-    return ::snmp_set_var_typed_value(&variable, ASN_OCTET_STR, object.bytes.data(), object.bytes.size());
-  if (object.type == KVRN_SNMP_TYPE_OBJECT_ID) {
-    const auto& name = object.object_id;
-    return ::snmp_set_var_typed_value(&variable, ASN_OBJECT_ID, name.data(), name.size() * sizeof(oid));
-  }
-  if (object.type == KVRN_SNMP_TYPE_INTEGER) {
-    const long number = static_cast<std::int32_t>(object.number);
-    return ::snmp_set_var_typed_value(&variable, ASN_INTEGER, &number, sizeof number);
-  }
-  // The module uses the protocol's type tags.
-  const unsigned long number = object.number;
-  return ::snmp_set_var_typed_value(&variable, object.type, &number, sizeof number);
-}
 
 void answer_get(netsnmp_agent_request_info* info, netsnmp_request_info* request, const snmp_host::ObjectTable& table) {
   const Object* object = table.find(name_of(*request->requestvb));
@@ -148,7 +141,8 @@ void configure(const std::string& socket) {
 
 }  // namespace
 
-AgentX::AgentX(std::string socket, Tables tables) : socket_(std::move(socket)), tables_(std::move(tables)) {}
+AgentX::AgentX(std::string socket, Tables tables, Turn turn)
+    : socket_(std::move(socket)), tables_(std::move(tables)), turn_(std::move(turn)) {}
 
 // net-snmp must read and write only the socket: no settings, no MIB modules, no certificates, no persistent data.
 void AgentX::prepare() {
@@ -164,7 +158,9 @@ void AgentX::run(const std::atomic<bool>& stop) {
   Clock::time_point next_claim;
   while (!stop) {
     // Returns at least once per attempt to connect.
+    turn_began = Clock::now();
     (void)::agent_check_and_process(1);
+    turn_(link_state == Link::up, connection);
     if (session == nullptr || link_state == Link::up || Clock::now() < next_claim) continue;
     claim();
     next_claim = Clock::now() + std::chrono::seconds(ping_period_s);

@@ -14,11 +14,14 @@ namespace agentd {
 class AgentX {
  public:
   using Tables = std::function<TablePtr()>;
+  // Called in each turn of the serving thread, at least every few seconds. `linked`: the master takes what is sent.
+  // With another number of the connection, what was sent last may be lost.
+  using Turn = std::function<void(bool linked, unsigned connection)>;
   // taken: another sub-agent serves the tree. The agent asks the master again every second.
   enum class Link { unknown, down, taken, refused, up };
 
   // @param socket of the master agent: a path, or "tcp:host:port"
-  AgentX(std::string socket, Tables tables);
+  AgentX(std::string socket, Tables tables, Turn turn);
   AgentX(const AgentX&) = delete;
 
   // Sets the environment variables that net-snmp reads. Must be called before the process has threads.
@@ -38,6 +41,7 @@ class AgentX {
 
   const std::string socket_;
   Tables tables_;
+  Turn turn_;
 };
 
 }  // namespace agentd

@@ -6,7 +6,8 @@ _kvrn_agentd() {
   _init_completion -s || return
   case $prev in
     --agentx-socket | --module) _filedir ;;
-    --period | --max-age) ;;
-    *) mapfile -t COMPREPLY < <(compgen -W "--period --max-age --agentx-socket --module --stderr --help --version" -- "$cur") ;;
+    --state) _filedir -d ;;
+    --period | --max-age | --notifications) ;;
+    *) mapfile -t COMPREPLY < <(compgen -W "--period --max-age --agentx-socket --module --notifications --state --stderr --help --version" -- "$cur") ;;
   esac
 } && complete -F _kvrn_agentd kvrn-agentd

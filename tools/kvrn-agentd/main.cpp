@@ -13,11 +13,13 @@
 #include <exception>
 #include <future>
 #include <new>
+#include <optional>
 #include <utility>
 
 #include "tools/cli/command.hpp"
 #include "tools/kvrn-agentd/agentx.hpp"
 #include "tools/kvrn-agentd/load_module.hpp"
+#include "tools/kvrn-agentd/notifier.hpp"
 #include "tools/kvrn-agentd/refresher.hpp"
 #include "tools/service/descriptors.hpp"
 #include "tools/service/notify.hpp"
@@ -37,6 +39,8 @@ struct Options {
   std::string socket = "/var/agentx/master";
   std::string module = "libkvrn.so.1";
   bool to_stderr = false;
+  unsigned notifications = 30;
+  std::string state = "/var/lib/kvrn-agentd";
 };
 
 // A refresh takes more than a second when the battery files are missing.
@@ -106,9 +110,18 @@ int failed(const std::exception& failure) {
 }
 
 int serve(const kvrn_snmp_module& module, const Options& options, const sigset_t& signals) {
+  std::optional<Notifier> notifier;
+  if (options.notifications > 0) notifier.emplace(options.state, options.notifications);
   Refresher refresher([&](auto& table, auto& error) { return snmp_host::update(module, table, error); },
-                      Seconds(options.period_s), Seconds(options.max_age_s));
-  AgentX agentx(options.socket, [&] { return refresher.table(); });
+                      Seconds(options.period_s), Seconds(options.max_age_s),
+                      [&](const TablePtr& table) {
+                        if (notifier) notifier->see(table);
+                      });
+  AgentX agentx(
+      options.socket, [&] { return refresher.table(); },
+      [&](bool linked, unsigned connection) {
+        if (notifier) notifier->turn(linked, connection, refresher.state().expired);
+      });
   std::atomic<bool> stop = false;
   std::future<void> agent;
   int status = 0;
@@ -123,6 +136,7 @@ int serve(const kvrn_snmp_module& module, const Options& options, const sigset_t
   const auto last = Clock::now() + std::chrono::seconds(2);
   const bool readings_ended = refresher.stop(Seconds(2));
   const bool agent_ended = !agent.valid() || agent.wait_until(last) == std::future_status::ready;
+  if (notifier && agent_ended) notifier->end();
   if (!readings_ended || !agent_ended) std::_Exit(status);
   return status;
 }
@@ -174,6 +188,9 @@ int main(int argc, char** argv) {
       .range(2, 86400, "s");
   program.option("--agentx-socket PATH", &options.socket, "Socket of the master agent").check(agentd::check_socket);
   program.option("--module F", &options.module, "The library that provides the tree");
+  program.option("--notifications N", &options.notifications, "Most notifications a minute; 0: none")
+      .range(0, agentd::RateLimit::highest);
+  program.option("--state FOLDER", &options.state, "Keeps over a restart what was told");
   program.flag("--stderr", options.to_stderr, "Log to standard error too");
   program.footer("Exit status: 0 ended by a signal, 1 failed, 2 wrong usage.");
   program.action([&] {

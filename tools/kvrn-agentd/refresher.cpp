@@ -11,8 +11,9 @@
 
 namespace agentd {
 
-Refresher::Refresher(Update update, Seconds period, Seconds max_age)
+Refresher::Refresher(Update update, Seconds period, Seconds max_age, Seen seen)
     : update_(std::move(update)),
+      seen_(std::move(seen)),
       period_(period),
       max_age_(max_age),
       worker_(std::async(std::launch::async, [this] { run(); })) {}
@@ -64,6 +65,7 @@ void Refresher::refresh() {
       built_ = Clock::now();
     }
     report(complete ? "" : error.c_str());
+    if (complete) seen_(table);
   } catch (const std::bad_alloc&) {
     report("no memory for the readings");
   } catch (const std::exception& failure) {

@@ -25,7 +25,10 @@ class Refresher {
   // Fills a table. @return 0, or another number on failure, with the reason in `error`
   using Update = std::function<int(snmp_host::ObjectTable&, std::string& error)>;
 
-  Refresher(Update update, Seconds period, Seconds max_age);
+  // Gets each complete table, after table() has it. The time that this takes belongs to the period.
+  using Seen = std::function<void(const TablePtr&)>;
+
+  Refresher(Update update, Seconds period, Seconds max_age, Seen seen);
   Refresher(const Refresher&) = delete;
 
   // The last complete table, or an empty table when the last one is older than max_age. Never waits for an update.
@@ -48,6 +51,7 @@ class Refresher {
   bool is_expired() const { return Clock::now() - built_ > max_age_; }
 
   const Update update_;
+  const Seen seen_;
   const Seconds period_;
   const Seconds max_age_;
   const TablePtr empty_ = std::make_shared<snmp_host::ObjectTable>();

@@ -9,6 +9,7 @@
 #include <cerrno>
 
 #include "tools/kvrnctl/power_sections.hpp"
+#include "tools/observe/meanings.hpp"
 #include "util/handle.hpp"
 #include "util/read_file.hpp"
 
@@ -160,21 +161,6 @@ json budget_section(const PsuReading& psus, const OutputReading& outputs, Errors
 }
 
 json state_section(const PsuReading& psus, Errors& errors) {
-  static constexpr std::array<const char*, 15> meanings{"running on mains, battery idle",
-                                                        "running on battery",
-                                                        nullptr,
-                                                        nullptr,
-                                                        "battery low",
-                                                        "outputs off, or no source",
-                                                        "mains failed on the first input",
-                                                        "mains failed on the second input",
-                                                        "outputs overloaded",
-                                                        "output stopped by its protection",
-                                                        "charging",
-                                                        "charging with the highest current",
-                                                        "calibrating the battery",
-                                                        "battery error",
-                                                        "running on mains, no battery or a battery outage"};
   const json sources = psu_list(psus, false, errors);
   const observe::Observer observer;
   const int code = ::get_device_state(records_of(psus).data());
@@ -185,9 +171,8 @@ json state_section(const PsuReading& psus, Errors& errors) {
                        return psu["usable"].is_null() || psu.value("charging", json(false)).is_null();
                      });
   if (!known) return {{"code", nullptr}, {"meaning", nullptr}};
-  const bool named = code >= 0 && static_cast<std::size_t>(code) < meanings.size() &&
-                     meanings[static_cast<std::size_t>(code)] != nullptr;
-  json out{{"code", code}, {"meaning", named ? json(meanings[static_cast<std::size_t>(code)]) : json(nullptr)}};
+  const char* meaning = observe::device_state_meaning(code);
+  json out{{"code", code}, {"meaning", meaning == nullptr ? json(nullptr) : json(meaning)}};
   for (int psu = 2; code == KVRN_DEVICE_LOW_VOLTAGE && psu < ::get_psu_count(); ++psu)
     if (lacks_estimate(psu)) out["note"] = no_estimate;
   return out;
