@@ -18,8 +18,8 @@ def make_device(folder):
     return root
 
 
-def agent_command(root, master, *words):
-    return [*SIM, root, "--", "kvrn-agentd", "--agentx-socket", master.socket, *words]
+def agent_command(root, agent, *words):
+    return [*SIM, root, "--", "kvrn-agentd", *agent.words, *words]
 
 
 def main():
