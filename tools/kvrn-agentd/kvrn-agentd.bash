@@ -5,8 +5,10 @@ _kvrn_agentd() {
   local cur prev words cword
   _init_completion -s || return
   case $prev in
-    --agentx-socket | --module) _filedir ;;
-    --period | --max-age) ;;
-    *) mapfile -t COMPREPLY < <(compgen -W "--period --max-age --agentx-socket --module --stderr --help --version" -- "$cur") ;;
+    --agentx-socket | --config | --module) _filedir ;;
+    --state) _filedir -d ;;
+    --user) mapfile -t COMPREPLY < <(compgen -u -- "$cur") ;;
+    --period | --max-age | --listen) ;;
+    *) mapfile -t COMPREPLY < <(compgen -W "--period --max-age --agentx-socket --listen --config --state --user --module --stderr --help --version" -- "$cur") ;;
   esac
 } && complete -F _kvrn_agentd kvrn-agentd

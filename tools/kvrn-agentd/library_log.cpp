@@ -7,9 +7,10 @@
 #include <net-snmp/net-snmp-includes.h>
 #include <syslog.h>
 
+#include <algorithm>
 #include <new>
-#include <set>
 #include <string>
+#include <vector>
 
 namespace agentd {
 namespace {
@@ -24,9 +25,9 @@ std::string_view first_line(std::string_view text) {
 }
 
 void say(int priority, std::string_view text) {
-  static std::set<std::string, std::less<>> said;
-  if (text.empty() || said.size() > most_texts || said.contains(text)) return;
-  said.emplace(text);
+  static std::vector<std::string> said;
+  if (text.empty() || said.size() > most_texts || std::ranges::find(said, text) != said.end()) return;
+  said.emplace_back(text);
   if (said.size() > most_texts)
     ::syslog(LOG_WARNING, "net-snmp: more messages are not logged");
   else

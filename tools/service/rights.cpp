@@ -6,7 +6,8 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <system_error>
+#include <cstring>
+#include <stdexcept>
 
 namespace service {
 
@@ -20,7 +21,7 @@ bool find_user(const std::string& name, User& user) {
 void become(const User& user) {
   // The user's groups give access to the devices. The order matters: only root may change its groups.
   if (::initgroups(user.name.c_str(), user.gid) != 0 || ::setgid(user.gid) != 0 || ::setuid(user.uid) != 0)
-    throw std::system_error(errno, std::generic_category(), "cannot become the user " + user.name);
+    throw std::runtime_error("cannot become the user " + user.name + ": " + std::strerror(errno));
 }
 
 }  // namespace service

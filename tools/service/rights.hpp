@@ -17,7 +17,7 @@ struct User {
 // @return false when the system has no user of this name
 bool find_user(const std::string& name, User& user);
 
-// The process becomes this user, with all groups of the user, and cannot return. Throws std::system_error when it may
+// The process becomes this user, with all groups of the user, and cannot return. Throws when it may
 // not do this.
 void become(const User& user);
 
