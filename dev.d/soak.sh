@@ -4,4 +4,7 @@ requests=${1:-100000}
 expect_number "$requests"
 need_packages "${packages_build[@]}" "${packages_bench[@]}" "${packages_demo[@]}"
 build bench
-PATH=$PWD/build/bench/bin:$PATH python3 dev.d/soak.py "$requests"
+for way in snmpd alone; do
+  step "$requests requests: $way"
+  PATH=$PWD/build/bench/bin:$PATH python3 dev.d/soak.py "$way" "$requests"
+done

@@ -42,7 +42,7 @@ pack_image() {
   local kernel=$1 busybox=$2 root=$vm_work/root sysroot=/usr/mips-linux-gnu/lib file commands
   commands=$(qemu-mips -L /usr/mips-linux-gnu "$busybox" --list)
   rm -rf "$root"
-  mkdir -p "$root"/{bin,dev,etc/init.d,etc/persistent,lib/modules,proc,sys,tmp,run,var,config,host,usr}
+  mkdir -p "$root"/{bin,dev,etc/init.d,etc/persistent,lib/modules,proc,sys,tmp,run,var/lib,config,host,usr}
   cp "$busybox" "$root/bin/busybox"
   for file in $commands; do ln -s busybox "$root/bin/$file"; done
   ln -s bin "$root/sbin" && ln -s ../bin "$root/usr/bin" && ln -s ../bin "$root/usr/sbin" && ln -s ../lib "$root/usr/lib"

@@ -18,8 +18,9 @@ def make_device(folder):
     return root
 
 
-def agent_command(root, master, *words):
-    return [*SIM, root, "--", "kvrn-agentd", "--agentx-socket", master.socket, "--state", root + ".state", *words]
+def agent_command(root, agent, *words):
+    state = [] if "--state" in agent.words else ["--state", agent.folder + "/state"]
+    return [*SIM, root, "--", "kvrn-agentd", *agent.words, *state, *words]
 
 
 def main():

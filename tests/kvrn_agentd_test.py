@@ -1,7 +1,8 @@
 # SPDX-License-Identifier: MIT
-"""kvrn-agentd under a real snmpd: what it serves, and what it outlives."""
+"""kvrn-agentd under a real snmpd and without one: what it serves, and what it outlives."""
 import glob
 import os
+import re
 import resource
 import shutil
 import signal
@@ -9,11 +10,15 @@ import subprocess
 import time
 import unittest
 
-from kvrnctl_device import BIN, LIB, Device, new_folder, service_manager
-from snmpd import ROOT, Master
+from kvrnctl_device import BIN, LIB, SOURCE, Device, new_folder, service_manager
+from snmpd import ROOT, Alone, Master, free_port
 
 SANITIZED = os.environ["KVRN_SANITIZE"] != ""  # the simulated device cannot be preloaded then
 COUNT = ROOT + ".1.5.3.1.0"
+SYSTEM = ".1.3.6.1.2.1.1"
+PASSPHRASES = "auth-pass-phrase", "priv-pass-phrase"
+FLEET = {"account": ("-v3", "-u", "fleet", "-l", "authPriv", "-a", "SHA", "-A", PASSPHRASES[0], "-x", "AES", "-X", PASSPHRASES[1])}
+CREATE = "createUser fleet SHA {} AES {}\n".format(*PASSPHRASES)
 TRIAL = ROOT + ".1.0"
 
 
@@ -39,12 +44,12 @@ class Agent:
         if user:  # who may not enter the folder of this checkout
             os.chown(folder, user, -1)
             program, trial = (shutil.copy(file, folder) for file in (program, trial))
-        usual = [part for option in (("--period", "0.2"), ("--state", folder + "/state")) if option[0] not in words
-                 for part in option]
+        usual = [part for option in (("--period", "0.2"), ("--state", folder + "/state"))
+                 if option[0] not in [*words, *master.words] for part in option]
         module = [] if device else ["--module", trial]
         self.log = open(folder + "/log", "w+")
         self.process = subprocess.Popen(
-            prefix + [program, "--agentx-socket", master.socket, "--stderr", *module, *words, *usual],
+            prefix + [program, *master.words, "--stderr", *module, *words, *usual],
             stderr=self.log, env={**os.environ, **quiet, **(env or {})}, user=user)
 
     def order(self, text):
@@ -227,6 +232,93 @@ class Surviving(unittest.TestCase):
                              (1, "cannot go on: Resource temporarily unavailable"))
 
 
+class WithoutMaster(unittest.TestCase):
+    def keys(self, alone, text=None):
+        """The file with the users' keys, or writes it."""
+        path = alone.state + "/kvrn-agentd.conf"
+        if text:
+            os.makedirs(alone.state, exist_ok=True)
+        with open(path, "w" if text else "r") as file:
+            return file.write(text) if text else file.read()
+
+    def boots(self, alone):
+        """The number of starts that the engine tells."""
+        told = alone.ask("snmpget", SYSTEM + ".3.0", options=["-Dlcd_set_enginetime"], **FLEET)
+        return int(re.findall(r"boots=(\d+)", told)[-1])
+
+    @unittest.skipIf(SANITIZED, "needs the simulated device")
+    def test_what_the_example_lets_a_user_see(self):
+        device = Device("four-source")
+        subprocess.run([BIN + "/kvrn-sim", "run", device.root, "--", BIN + "/kvrn-monitord", "--once", "--pid-file",
+                        device.folder + "/pid"], check=True)
+        expected = device.run("snmp", "dump").out
+        with open(SOURCE + "/examples/agentd.conf") as example, Alone(example.read() + "sysLocation Hall 3\n") as alone:
+            self.keys(alone, CREATE)
+            with Agent(alone, device) as agent:
+                self.assertIsNotNone(alone.wait_for("Gauge32: 4", [COUNT], 5, **FLEET))
+                self.assertEqual(alone.walk("snmpbulkwalk", **FLEET)[:len(expected)], expected)
+                for oid, answer in ((SYSTEM + ".2.0", "OID: .1.3.6.1.4.1.8072.3.2.10"), (SYSTEM + ".3.0", "Timeticks: ("),
+                                    (SYSTEM + ".5.0", f'"{os.uname().nodename}"'), (SYSTEM + ".6.0", '"Hall 3"'),
+                                    (SYSTEM + "1.1.0", "Counter32: "), (SYSTEM + "1.7.0", "No Such"),
+                                    (".1.3.6.1.6.3.15.1.2.1.0", "No Such Object")):
+                    self.assertIn(answer, alone.ask("snmpget", oid, **FLEET))
+                self.assertIn("noAccess", alone.ask("snmpset", COUNT, "i", "2", **FLEET))
+                self.assertIn("authorizationError", alone.ask("snmpget", COUNT, account=("-v3", "-u", "fleet", "-l", "noAuth")))
+                for community in ("public", "kvrn"):
+                    self.assertIn("Timeout", alone.ask("snmpget", COUNT, timeout=0.5, account=("-v2c", "-c", community)))
+                self.assertNotIn("pass-phrase", self.keys(alone))
+                first = self.boots(alone)
+                self.assertEqual((agent.lines(), agent.end()), ([f"listening at udp:{alone.address}"], 0))
+            with Agent(alone, device) as agent:
+                self.assertIsNotNone(alone.wait_for("Gauge32: 4", [COUNT], 5, **FLEET))
+                self.assertEqual(self.boots(alone), first + 1)
+                agent.process.kill()
+
+    def test_nobody_and_wrong_lines(self):
+        with Alone("rouser ghost priv\nnonsense 1\nview\nagentaddress udp:127.0.0.1:1\n") as alone, Agent(alone) as agent:
+            self.assertTrue(until(lambda: len(agent.lines()) == 4, 3))
+            self.assertIn("Unknown user name", alone.ask("snmpget", TRIAL, **FLEET))
+            for _ in range(20):
+                alone.ask("snmpget", TRIAL, timeout=0.02)
+            lines = agent.lines()
+            self.assertEqual(lines[2:], [f"{alone.config} gives rights to no community and to no user that exists: nothing is "
+                                         "answered", f"listening at udp:{alone.address}"])
+            for line, wrong in zip(sorted(lines[:2]), ("line 2: Warning: Unknown token: nonsense.", "line 3: Error: ")):
+                self.assertIn(f"net-snmp: {alone.config}: {wrong}", line)
+            with open(f"/proc/{agent.process.pid}/net/udp") as sockets:
+                self.assertNotIn("0100007F:0001", sockets.read())
+
+    def test_an_address_that_is_taken_or_not_there(self):
+        with Alone() as alone, Agent(alone) as first:
+            self.assertIsNotNone(alone.wait_for("INTEGER: 1", [TRIAL], 5))
+            with Agent(alone) as second:
+                second.order("2")
+                taken = f"cannot listen at udp:{alone.address}: Address already in use; tried again every second"
+                self.assertTrue(until(lambda: second.lines() == [taken], 3))
+                self.assertEqual(first.end(), 0)
+                self.assertIsNotNone(alone.wait_for("INTEGER: 2", [TRIAL], 3))
+                self.assertEqual(second.lines(), [taken, f"listening at udp:{alone.address}"])
+            alone.words[1] = "udp:192.0.2.1:" + alone.address.split(":")[1]
+            with Agent(alone) as agent:
+                time.sleep(1.5)
+                self.assertEqual(agent.lines(), [f"cannot listen at {alone.words[1]}: Cannot assign requested address; tried "
+                                                 "again every second"])
+                self.assertEqual(agent.end(), 0)
+
+    @unittest.skipUnless(os.geteuid() == 0, "needs root, to be another user")
+    def test_rights_are_dropped(self):
+        with Alone(CREATE + "rouser fleet\n") as alone:
+            for starts in (1, 2):
+                with Agent(alone, words=["--user", "nobody"]) as agent:
+                    self.assertIsNotNone(alone.wait_for("INTEGER: 1", [TRIAL], 5, **FLEET))
+                    with open(f"/proc/{agent.process.pid}/status") as status:
+                        self.assertRegex(status.read(), r"Uid:(\t65534){4}\nGid:(\t65534){4}\n(.*\n)*CapEff:\t0+\n")
+                    self.assertEqual(self.boots(alone), starts)
+            with Agent(alone, user=65534, words=["--user", "root"]) as agent:
+                self.assertEqual(agent.process.wait(timeout=5), 1)
+                self.assertIn("cannot go on: ", agent.lines()[-1])
+
+
 class Starting(unittest.TestCase):
     def run_agent(self, *words):
         done = subprocess.run([BIN + "/kvrn-agentd", *words], capture_output=True, text=True, timeout=20)
@@ -244,5 +336,22 @@ class Starting(unittest.TestCase):
 
     def test_wrong_usage(self):
         for words in (["--period", "0"], ["--period", "nan"], ["--max-age", "inf"], ["--nonsense"], ["--period", "29"],
-                      ["--agentx-socket", ""], ["--agentx-socket", "/" + 107 * "x"]):
+                      ["--agentx-socket", ""], ["--agentx-socket", "/" + 107 * "x"], ["--user", "nobody"],
+                      ["--listen", "udp:127.0.0.1:9", "--agentx-socket", "/x"], ["--listen", "udp:127.0.0.1:9", "--config", "a,b"],
+                      *(["--listen", address] for address in ("", "161", "udp:161", "udp:127.0.0.1", "udp:127.0.0.1:0", "udp::161",
+                                                              "udp:localhost:161", "udp:127.0.0.1:99999", "tcp:127.0.0.1:161"))):
             self.assertEqual(self.run_agent(*words)[0], 2)
+
+    def test_without_what_listening_needs(self):
+        folder = new_folder()
+        with open(folder + "/empty", "w"):
+            pass
+        for words, why in (({"config": folder + "/none"}, folder + "/none: No such file or directory"),
+                           ({"config": folder}, folder + ": is no file"),
+                           ({"state": folder + "/none/state"}, folder + "/none/state: No such file or directory"),
+                           ({"state": folder + "/empty"}, folder + "/empty: Not a directory"),
+                           ({"user": "nobody-here"}, "the system has no user 'nobody-here'")):
+            words = {"config": folder + "/empty", "state": folder + "/state", **words}
+            status, error = self.run_agent("--module", LIB + "/libtrial_module.so", "--listen", f"udp:127.0.0.1:{free_port()}",
+                                           "--stderr", *(word for name, value in words.items() for word in ("--" + name, value)))
+            self.assertEqual((status, error.splitlines()[-1].split(": ", 1)[1]), (1, "cannot go on: " + why))

@@ -290,7 +290,7 @@ class Completion(unittest.TestCase):
                 ("kvrnctl cfg get --type u", "uint"), ("kvrnctl cfg ren", "renumber"), ("kvrnctl snmp ", "dump --help"),
                 ("kvrnctl sensors --format ", "text prometheus nut"),
                 ("kvrnctl alarms --check --ignore low", "low-voltage-all low-voltage.2 low-voltage.3"),
-                ("kvrn-monitord --p", "--period --pid-file"),
+                ("kvrn-monitord --p", "--period --pid-file"), ("kvrn-agentd --user nob", "nobody"),
                 ("kvrn-agentd --m", "--max-age --module"), ("kvrn-sim set ROOT gpio mains-1", "mains-1-fail"),
                 ("kvrn-sim set ROOT gpio 211 b", "busy"), ("kvrn-sim set ROOT i2c 2-0b 0x0", "0x00 0x03 0x08 0x09 0x0a 0x0f"),
                 ("kvrn-sim set ROOT i2c 2-0b a", "absent"), ("kvrn-sim set ROOT i2c 2 ", "busy free"),

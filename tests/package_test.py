@@ -124,7 +124,8 @@ class Programs(unittest.TestCase):
                          completions + "kvrn-monitord",
                          "lib/sysusers.d/kvrn.conf", "lib/udev/rules.d/60-kvrn.rules", "share/kvrn/account.conf", "share/kvrn/monitoring/snmp.yml",
                          *(agent * ["sbin/kvrn-agentd", "share/man/man8/kvrn-agentd.8", completions + "kvrn-agentd",
-                                    "lib/systemd/system/kvrn-agentd.service"])):
+                                    "lib/systemd/system/kvrn-agentd.service", "share/kvrn/listen.conf",
+                                    "share/doc/kvrn/examples/agentd.conf"])):
                 self.assertTrue(os.path.exists(f"{prefix}/{path}"), path)
 
     @unittest.skipUnless(shutil.which("systemd-analyze"), "no systemd")
@@ -140,7 +141,8 @@ class Programs(unittest.TestCase):
                 pathlib.Path(folder, os.path.basename(unit)).write_text(re.sub("ExecStart=[^ \n]+", "ExecStart=/bin/true", text))
                 if unit.endswith(".service"):
                     os.mkdir(folder + f"/{os.path.basename(unit)}.d")
-                    shutil.copy(account + "account.conf", folder + f"/{os.path.basename(unit)}.d")
+                    for drop_in in (account + "account.conf", *glob.glob(os.path.dirname(unit).replace(BUILD, SOURCE) + "/listen.conf")):
+                        shutil.copy(drop_in, folder + f"/{os.path.basename(unit)}.d")
             done = subprocess.run(["systemd-analyze", "verify", *glob.glob(folder + "/*[er]")], capture_output=True, text=True)
             self.assertEqual([line for line in done.stderr.splitlines() if "kvrn-" in line], [])
             self.assertEqual(done.returncode, 0)

@@ -85,6 +85,8 @@ class Client {
       if (response == nullptr) std::_Exit(1);
       for (const auto* answer = response->variables; answer != nullptr; answer = answer->next_variable) {
         at.assign(answer->name, answer->name + answer->name_length);
+        // An agent that has nothing behind the tree repeats the last name.
+        if (answer->type == SNMP_ENDOFMIBVIEW) at.clear();
         if (in_tree(at)) ++objects;
       }
       ::snmp_free_pdu(response);

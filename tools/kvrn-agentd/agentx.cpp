@@ -13,18 +13,15 @@
 
 #include <cerrno>
 #include <chrono>
-#include <cstdlib>
-#include <span>
 #include <stdexcept>
 #include <utility>
 
+#include "tools/kvrn-agentd/library_log.hpp"
 #include "tools/kvrn-agentd/tree.hpp"
 #include "tools/kvrn-agentd/varbind.hpp"
 
 namespace agentd {
 namespace {
-
-using snmp_host::Object;
 
 constexpr const char* program = "kvrn-agentd";
 constexpr int ping_period_s = 1;  // also the longest time that a restarted master is without the tree
@@ -38,7 +35,7 @@ constexpr long duplicate_registration = 263;
 // net-snmp registers the tree by itself when it has connected, but it does not report the master's answer. That
 // registration gets the last priority, so that it does no harm. claim() makes a second one, whose answer is known.
 constexpr int last_priority = 255;
-constexpr int priority = 127;
+constexpr int priority = usual_priority;
 
 // Not a member of AgentX: net-snmp frees the argument of a callback when it ends, so the callbacks get none.
 std::atomic<AgentX::Link> link_state = AgentX::Link::unknown;
@@ -91,46 +88,10 @@ void claim() {
     ::snmp_free_pdu(pdu);
 }
 
-std::span<const oid> name_of(const netsnmp_variable_list& variable) { return {variable.name, variable.name_length}; }
-
-void answer_get(netsnmp_agent_request_info* info, netsnmp_request_info* request, const snmp_host::ObjectTable& table) {
-  const Object* object = table.find(name_of(*request->requestvb));
-  if (object == nullptr)
-    ::netsnmp_set_request_error(info, request, SNMP_NOSUCHINSTANCE);
-  else if (set_value(*request->requestvb, *object) != 0)
-    ::netsnmp_set_request_error(info, request, SNMP_ERR_GENERR);
-}
-
-// At the end of the table the request stays unchanged: the master then continues with the next object that it knows.
-void answer_next(netsnmp_agent_request_info* info, netsnmp_request_info* request, const snmp_host::ObjectTable& table) {
-  const Object* object = table.next(name_of(*request->requestvb), request->inclusive != 0);
-  if (object == nullptr) return;
-  if (::snmp_set_var_objid(request->requestvb, object->oid.data(), object->oid.size()) != 0 ||
-      set_value(*request->requestvb, *object) != 0)
-    ::netsnmp_set_request_error(info, request, SNMP_ERR_GENERR);
-}
-
-// A helper of net-snmp splits a bulk request into single GETNEXT requests.
-int answer(netsnmp_mib_handler* handler, netsnmp_handler_registration*, netsnmp_agent_request_info* info,
-           netsnmp_request_info* requests) {
-  const TablePtr table = (*static_cast<AgentX::Tables*>(handler->myvoid))();
-  for (netsnmp_request_info* request = requests; request != nullptr; request = request->next) {
-    if (request->processed != 0) continue;
-    if (info->mode == MODE_GET)
-      answer_get(info, request, *table);
-    else if (info->mode == MODE_GETNEXT)
-      answer_next(info, request, *table);
-    else
-      ::netsnmp_set_request_error(info, request, SNMP_ERR_NOTWRITABLE);
-  }
-  return SNMP_ERR_NOERROR;
-}
-
-// Settings that must be made before init_agent(), in addition to prepare().
+// Settings that must be made before init_agent(), in addition to set_environment().
 void configure(const std::string& socket) {
   // This program logs each change of the link once. net-snmp would log every failed attempt.
-  ::snmp_disable_log();
-  (void)::netsnmp_register_loghandler(NETSNMP_LOGHANDLER_NONE, LOG_DEBUG);
+  silence_library();
   for (const int switched_on : {NETSNMP_DS_LIB_DONT_READ_CONFIGS, NETSNMP_DS_LIB_DONT_PERSIST_STATE,
                                 NETSNMP_DS_LIB_DISABLE_PERSISTENT_LOAD, NETSNMP_DS_LIB_DISABLE_PERSISTENT_SAVE})
     (void)::netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, switched_on, 1);
@@ -143,14 +104,6 @@ void configure(const std::string& socket) {
 
 AgentX::AgentX(std::string socket, Tables tables, Turn turn)
     : socket_(std::move(socket)), tables_(std::move(tables)), turn_(std::move(turn)) {}
-
-// net-snmp must read and write only the socket: no settings, no MIB modules, no certificates, no persistent data.
-void AgentX::prepare() {
-  for (const char* name : {"MIBS", "MIBDIRS", "SNMPCONFPATH"}) (void)::setenv(name, "", 1);
-  (void)::setenv("SNMP_PERSISTENT_DIR", "/dev/null", 1);
-  // An empty value does not help here: net-snmp would try a file with an empty name.
-  for (const char* name : {"MIBFILES", "SNMP_PERSISTENT_FILE"}) (void)::unsetenv(name);
-}
 
 void AgentX::run(const std::atomic<bool>& stop) {
   configure(socket_);
@@ -174,12 +127,7 @@ bool AgentX::start() {
   (void)::netsnmp_ds_set_int(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_AGENTX_PING_INTERVAL, ping_period_s);
   (void)::snmp_register_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_INDEX_START, on_start, nullptr);
   (void)::snmp_register_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_INDEX_STOP, on_stop, nullptr);
-  netsnmp_handler_registration* registration =
-      ::netsnmp_create_handler_registration("kvrn", answer, tree_root.data(), tree_root.size(), HANDLER_CAN_RONLY);
-  if (registration == nullptr) return false;
-  registration->handler->myvoid = &tables_;
-  registration->priority = last_priority;
-  if (::netsnmp_register_handler(registration) != MIB_REGISTERED_OK) return false;
+  if (!serve(tree_root, tables_, last_priority)) return false;
   ::init_snmp(program);
   if (session == nullptr) link_state = Link::down;
   return true;

@@ -5,9 +5,10 @@ _kvrn_agentd() {
   local cur prev words cword
   _init_completion -s || return
   case $prev in
-    --agentx-socket | --module) _filedir ;;
+    --agentx-socket | --config | --module) _filedir ;;
     --state) _filedir -d ;;
-    --period | --max-age | --notifications) ;;
-    *) mapfile -t COMPREPLY < <(compgen -W "--period --max-age --agentx-socket --module --notifications --state --stderr --help --version" -- "$cur") ;;
+    --user) mapfile -t COMPREPLY < <(compgen -u -- "$cur") ;;
+    --period | --max-age | --listen | --notifications) ;;
+    *) mapfile -t COMPREPLY < <(compgen -W "--period --max-age --agentx-socket --listen --config --state --user --module --notifications --stderr --help --version" -- "$cur") ;;
   esac
 } && complete -F _kvrn_agentd kvrn-agentd
