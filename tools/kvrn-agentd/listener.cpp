@@ -67,9 +67,12 @@ bool lets_somebody_in() {
   return false;
 }
 
+// An address in numbers. net-snmp needs the brackets to tell a port from an IPv6 address.
 bool is_address(std::string_view family, const std::string& text) {
   in6_addr address;
-  return ::inet_pton(family == "udp6" ? AF_INET6 : AF_INET, text.c_str(), &address) == 1;
+  if (family == "udp") return ::inet_pton(AF_INET, text.c_str(), &address) == 1;
+  if (family != "udp6" || !text.starts_with('[') || !text.ends_with(']')) return false;
+  return ::inet_pton(AF_INET6, text.substr(1, text.size() - 2).c_str(), &address) == 1;
 }
 
 }  // namespace
@@ -111,10 +114,10 @@ bool Listener::listen() {
     netsnmp_transport* transport = ::netsnmp_transport_open_server("snmp", address.c_str());
     if (transport == nullptr) {
       const int error = errno != 0 ? errno : EPROTONOSUPPORT;
-      const std::string problem = fmt::format("cannot listen at {}", address);
-      if (error != EADDRINUSE && error != EADDRNOTAVAIL) fail(problem, error);
+      const std::string problem = fmt::format("cannot listen at {}: {}", address, std::strerror(error));
+      if (error != EADDRINUSE && error != EADDRNOTAVAIL) throw std::runtime_error(problem);
       if (std::exchange(problem_, problem) != problem)
-        ::syslog(LOG_ERR, "%s: %s; tried again every second", problem.c_str(), std::strerror(error));
+        ::syslog(LOG_ERR, "%s; tried again every second", problem.c_str());
       return false;
     }
     (void)::fcntl(transport->sock, F_SETFD, FD_CLOEXEC);
@@ -124,7 +127,12 @@ bool Listener::listen() {
 }
 
 void Listener::drop_rights() const {
-  if (::chown(settings_.state.c_str(), settings_.user->uid, settings_.user->gid) != 0) fail(settings_.state, errno);
+  const char* path = settings_.state.c_str();
+  struct stat folder {};
+  // A folder that everybody may write to, such as /tmp, keeps its owner.
+  if (::stat(path, &folder) != 0 ||
+      ((folder.st_mode & S_IWOTH) == 0 && ::chown(path, settings_.user->uid, settings_.user->gid) != 0))
+    fail(settings_.state, errno);
   service::become(*settings_.user);
 }
 
@@ -160,16 +168,10 @@ std::string Listener::text_of(Link) const {
 std::string check_address(const std::string& text) {
   const std::size_t first = text.find(':');
   const std::size_t last = text.rfind(':');
-  const std::string family = text.substr(0, first);
-  const bool is_known = (family == "udp" || family == "udp6") && last > first + 1;
-  std::string address = is_known ? text.substr(first + 1, last - first - 1) : "";
-  // net-snmp needs the brackets to tell the port from the address.
-  if (family == "udp6" && address.starts_with('[') && address.ends_with(']'))
-    address = address.substr(1, address.size() - 2);
   std::uint16_t port = 0;
   const char* end = text.data() + text.size();
-  if (is_known && is_address(family, address) && std::from_chars(text.data() + last + 1, end, port).ptr == end &&
-      port != 0)
+  if (first != last && is_address(text.substr(0, first), text.substr(first + 1, last - first - 1)) &&
+      std::from_chars(text.data() + last + 1, end, port).ptr == end && port != 0)
     return "";
   return fmt::format("'{}' is neither udp:ADDRESS:PORT nor udp6:[ADDRESS]:PORT with an address in numbers", text);
 }
