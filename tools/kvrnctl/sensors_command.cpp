@@ -40,7 +40,7 @@ std::string people_text(const Context& context, const SensorReading& reading) {
 
 constexpr const char* not_fresh = "the readings of the outputs are not fresh";
 
-struct Options {
+struct SensorsOptions {
   std::string format = "text";
   std::optional<std::string> output;
   std::optional<double> every_s;
@@ -48,7 +48,7 @@ struct Options {
   bool metrics() const { return format == "prometheus"; }
 };
 
-Result sensors(const Context& context, const Options& options) {
+Result sensors(const Context& context, const SensorsOptions& options) {
   Result result;
   SensorReading reading = read_sensors();
   result.errors = std::move(reading.errors);
@@ -73,7 +73,7 @@ Result sensors(const Context& context, const Options& options) {
   return result;
 }
 
-Result to_file(const Context& context, const Options& options) {
+Result to_file(const Context& context, const SensorsOptions& options) {
   Result result = sensors(context, options);
   result.printed = true;
   if (result.exit == Exit::failed) return result;
@@ -85,7 +85,7 @@ Result to_file(const Context& context, const Options& options) {
 }
 
 // Nothing is kept from turn to turn: a document holds only what was read for it.
-Result repeat(const Context& context, const Options& options) {
+Result repeat(const Context& context, const SensorsOptions& options) {
   Stream stream(*options.every_s, !options.output);
   Told told;
   while (stream.next()) {
@@ -104,7 +104,7 @@ Result repeat(const Context& context, const Options& options) {
   return result;
 }
 
-Result run(Context context, const Options& options) {
+Result run(Context context, const SensorsOptions& options) {
   if (options.output) context.color = false;
   if (options.every_s) return repeat(context, options);
   return options.output ? to_file(context, options) : sensors(context, options);
@@ -113,7 +113,7 @@ Result run(Context context, const Options& options) {
 }  // namespace
 
 void add_sensors_command(CommandLine& line) {
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<SensorsOptions>();
   cli::Command& command = line.add("sensors", "One snapshot of sources, outputs and temperatures");
   command
       .option("--format", &options->format, "text: for people; prometheus: for the node exporter's textfile collector")
