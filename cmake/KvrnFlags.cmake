@@ -27,8 +27,12 @@ target_include_directories(kvrn_flags INTERFACE
 # Time and file offsets have 64 bits on the 32-bit target too. Fused multiply-add is off, because it would make a
 # computed percentage differ between hosts.
 target_compile_definitions(kvrn_flags INTERFACE _GNU_SOURCE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
-target_compile_options(kvrn_flags INTERFACE -Wall -Wextra -Wshadow -Wformat=2 -Wundef -ffp-contract=off
+target_compile_options(kvrn_flags INTERFACE -Wall -Wextra -Wformat=2 -Wundef -ffp-contract=off
   $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Wold-style-cast -Wextra-semi>)
+# In joined files the names of one file would shadow those of another.
+if(NOT CMAKE_UNITY_BUILD)
+  target_compile_options(kvrn_flags INTERFACE -Wshadow)
+endif()
 if(KVRN_WERROR)
   target_compile_options(kvrn_flags INTERFACE -Werror)
 endif()

@@ -6,6 +6,8 @@
 
 namespace kvrn {
 
+inline constexpr int uw_per_mw = 1000;
+
 // The readings of a monitor. A failed or negative reading is 0.
 struct Load {
   std::int32_t voltage_mv;

@@ -14,8 +14,6 @@
 
 namespace {
 
-constexpr int uw_per_mw = 1000;
-
 int capped(int power_mw) { return std::min(power_mw, KVRN_MAX_SINGLE_POWER_MW); }
 
 // The power in the records of a view: all outputs (0) or one output. The records are read one by one, because the view
@@ -62,10 +60,10 @@ int output_power_mw(int output, cache_source* source) KVRN_INNER(output_power_mw
 int output_power_mw(int output, cache_source* source) {
   if (output < 0) return 0;
   const auto shared = shared_power_uw(output, source);
-  if (shared) return *shared / uw_per_mw;
+  if (shared) return *shared / kvrn::uw_per_mw;
   // Output 0 means all outputs.
   const auto id = static_cast<std::uint32_t>(output - 1);
-  return (output == 0 ? kvrn::read_total_power_uw() : kvrn::read_power_uw(id)) / uw_per_mw;
+  return (output == 0 ? kvrn::read_total_power_uw() : kvrn::read_power_uw(id)) / kvrn::uw_per_mw;
 }
 
 }  // namespace

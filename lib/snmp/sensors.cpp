@@ -7,6 +7,7 @@
 #include <span>
 
 #include "cache/view.hpp"
+#include "hw/output_monitor.hpp"
 #include "psu/budget.hpp"
 #include "psu/readout.hpp"
 #include "snmp/sensors.hpp"
@@ -14,8 +15,6 @@
 #include "util/read_file.hpp"
 
 namespace {
-
-constexpr int uw_per_mw = 1000;
 
 int exists(const char* path) {
   struct stat status {};
@@ -48,7 +47,7 @@ sensors_info* read_sensors(int with_board_temps, cache_source* outputs, cache_so
   (void)with_outputs(outputs, [&](const output_view& view) { copy_outputs(view, *info); });
   info->locate_led = exists("/tmp/.led-status-loc");
   (void)read_sources(info->psu, psus);  // records that are not filled stay zero
-  const int limit_uw = single_supply_mw(info->psu, 0) * uw_per_mw;
+  const int limit_uw = single_supply_mw(info->psu, 0) * kvrn::uw_per_mw;
   for (output_status& entry : entries(*info)) entry.max_power = limit_uw;
   info->psu_data_stable = exists("/tmp/.psu_data_stable");
   return info.release();

@@ -11,7 +11,6 @@ namespace {
 
 constexpr int noise_uw = 100'000;
 constexpr int idle_uw = 900'000;
-constexpr int uw_per_mw = 1000;
 
 void measure(output_status& record, int output) {
   record.enabled = is_output_on(output) && !protection_tripped(output) ? 1 : 0;

@@ -20,7 +20,7 @@ struct CheckOptions {
   std::vector<std::string> ignored;
 };
 
-struct Options {
+struct AlarmOptions {
   std::string name;
   int value = 0;
   bool dry_run = false;
@@ -88,7 +88,7 @@ const Alarm* find(const std::string& name, int& index, Result& result) {
   return result.exit == Exit::ok ? alarm : nullptr;
 }
 
-Result set(const Options& options) {
+Result set(const AlarmOptions& options) {
   Result result;
   int index = 0;
   const Alarm* alarm = find(options.name, index, result);
@@ -137,7 +137,7 @@ void add_alarm_commands(CommandLine& line) {
       return checked->check ? check(checked->ignored) : show(context);
     };
   });
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<AlarmOptions>();
   cli::Command& command = alarm_commands.command("set", "Set a flag that others may set");
   command.excludes("--check");
   command.argument("ALARM", &options->name, "As listed, e.g. output-protection.0");

@@ -15,7 +15,7 @@
 namespace kvrnctl {
 namespace {
 
-struct Options {
+struct ChargeOptions {
   int psu = 2;
   int current_ma = 0;
   std::string on = "on";
@@ -23,7 +23,7 @@ struct Options {
 };
 
 // False, with a failed result, when the board has no such battery.
-bool has_battery(const Options& options, Result& result) {
+bool has_battery(const ChargeOptions& options, Result& result) {
   if (options.psu < ::get_psu_count()) return true;
   result.fail(Exit::not_on_this_board, fmt::format("this board has no battery {}", options.psu));
   return false;
@@ -58,7 +58,7 @@ json in_use(int psu, int index, std::vector<std::string>& errors) {
   return selected;
 }
 
-Result show(const Options& options) {
+Result show(const ChargeOptions& options) {
   Result result;
   if (!has_battery(options, result)) return result;
   json list = json::array();
@@ -81,7 +81,7 @@ Result show(const Options& options) {
   return result;
 }
 
-Result set_current(const Options& options) {
+Result set_current(const ChargeOptions& options) {
   Result result;
   if (!has_battery(options, result)) return result;
   const std::vector<int> list = currents(options.psu);
@@ -110,7 +110,7 @@ Result set_current(const Options& options) {
   return result;
 }
 
-Result enable(const Options& options) {
+Result enable(const ChargeOptions& options) {
   Result result;
   if (!has_battery(options, result)) return result;
   const bool on = options.on == "on";
@@ -125,7 +125,7 @@ Result enable(const Options& options) {
 }
 
 cli::Command& add(CommandLine& line, cli::Command& parent, const char* name, const char* text,
-                  const std::shared_ptr<Options>& options, Result (*action)(const Options&)) {
+                  const std::shared_ptr<ChargeOptions>& options, Result (*action)(const ChargeOptions&)) {
   cli::Command& command = parent.command(name, text);
   command.option("--psu N", &options->psu, "The battery").range(2, 3);
   command.action([&line, options, action] { line.action = [=](const Context&) { return action(*options); }; });
@@ -136,7 +136,7 @@ cli::Command& add(CommandLine& line, cli::Command& parent, const char* name, con
 
 void add_charge_commands(CommandLine& line) {
   cli::Command& charge = line.add("charge", "The charger of a battery");
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<ChargeOptions>();
   add(line, charge, "show", "The charging currents it can use", options, show);
   cli::Command& current = add(line, charge, "current", "Use one of its charging currents", options, set_current);
   current.argument("MA", &options->current_ma, "In mA, as listed");

@@ -49,7 +49,7 @@ std::string check_line(const std::string& text) {
   return parse_line(text) ? "" : fmt::format("'{}' is no line: give CHIP*100+OFFSET or CHIP:NAME, chip 0 to 2", text);
 }
 
-struct Options {
+struct GpioOptions {
   std::string line;
   bool as_input = false;
   std::uint32_t value = 0;
@@ -82,7 +82,7 @@ void fail(Result& result, const LineName& line, const observe::Observer& observe
   result.fail(Exit::failed, fmt::format("line {}: {}", line.text, observer.seen().back().answer()));
 }
 
-Result get(const Options& options) {
+Result get(const GpioOptions& options) {
   const LineName line = *parse_line(options.line);
   const observe::Observer observer;
   const int value = read(line, options.as_input);
@@ -111,7 +111,7 @@ std::string objection(const LineName& line) {
                      line.text, input->use, input->readers);
 }
 
-Result set(const Context& context, const Options& options) {
+Result set(const Context& context, const GpioOptions& options) {
   const LineName line = *parse_line(options.line);
   if (const std::string why = options.force ? "" : objection(line); !why.empty()) {
     Result refused;
@@ -180,7 +180,7 @@ Result list(const Context&) {
 }
 
 cli::Command& add(cli::Command& parent, const char* name, const char* description,
-                  const std::shared_ptr<Options>& options) {
+                  const std::shared_ptr<GpioOptions>& options) {
   cli::Command& command = parent.command(name, description);
   command.argument("LINE", &options->line, "CHIP*100+OFFSET (111 is chip 1, offset 11), or CHIP:NAME")
       .check(check_line);
@@ -191,7 +191,7 @@ cli::Command& add(cli::Command& parent, const char* name, const char* descriptio
 
 void add_gpio_commands(CommandLine& line) {
   cli::Command& gpio = line.add("gpio", "List, read or drive GPIO lines");
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<GpioOptions>();
   cli::Command& get_command = add(gpio, "get", "Print the level of a line: 0 or 1", options);
   get_command.flag("--as-input", options->as_input, "Turn the line into an input first");
   get_command.action([&line, options] { line.action = [=](const Context&) { return get(*options); }; });

@@ -13,7 +13,7 @@
 namespace kvrnctl {
 namespace {
 
-struct Options {
+struct PsuOptions {
   std::string source = "auto";
   std::optional<int> psu;
 };
@@ -33,7 +33,7 @@ std::string details(const json& psu) {
 }
 
 // Reads the sources, keeps only the requested PSU, and shows where the reading came from.
-Result show(const Context& context, const Options& options, bool batteries_only) {
+Result show(const Context& context, const PsuOptions& options, bool batteries_only) {
   Result result;
   const int count = ::get_psu_count();
   const char* section = batteries_only ? "battery" : "psu";
@@ -71,7 +71,7 @@ Result show(const Context& context, const Options& options, bool batteries_only)
 }
 
 void add(CommandLine& line, const char* name, const char* description, bool batteries_only) {
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<PsuOptions>();
   cli::Command& command = line.add(name, description);
   command.argument("[N]", &options->psu, "One PSU with all its values").range(0, 3);
   command

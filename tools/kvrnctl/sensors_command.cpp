@@ -40,7 +40,7 @@ std::string people_text(const Context& context, const SensorReading& reading) {
 
 constexpr const char* not_fresh = "the readings of the outputs are not fresh";
 
-struct Options {
+struct SensorsOptions {
   std::string format = "text";
   std::optional<std::string> output;
   std::optional<double> every_s;
@@ -49,7 +49,7 @@ struct Options {
   bool nut() const { return format == "nut"; }
 };
 
-Result sensors(const Context& context, const Options& options) {
+Result sensors(const Context& context, const SensorsOptions& options) {
   Result result;
   SensorReading reading = read_sensors();
   result.errors = std::move(reading.errors);
@@ -80,13 +80,13 @@ Result sensors(const Context& context, const Options& options) {
 }
 
 // NUT's driver takes a file of any age for the present. Without a file it ends, and NUT's clients lose the connection.
-void leave_no_old_status(const Options& options, Result& result) {
+void leave_no_old_status(const SensorsOptions& options, Result& result) {
   if (!options.nut() || !options.output) return;
   const std::string failure = remove_output(*options.output);
   if (!failure.empty()) result.fail(Exit::failed, failure);
 }
 
-Result to_file(const Context& context, const Options& options) {
+Result to_file(const Context& context, const SensorsOptions& options) {
   Result result = sensors(context, options);
   result.printed = true;
   if (result.exit != Exit::failed) {
@@ -100,7 +100,7 @@ Result to_file(const Context& context, const Options& options) {
 }
 
 // Nothing is kept from turn to turn: a document holds only what was read for it.
-Result repeat(const Context& context, const Options& options) {
+Result repeat(const Context& context, const SensorsOptions& options) {
   Stream stream(*options.every_s, !options.output);
   Told told;
   while (stream.next()) {
@@ -120,7 +120,7 @@ Result repeat(const Context& context, const Options& options) {
   return result;
 }
 
-Result run(Context context, const Options& options) {
+Result run(Context context, const SensorsOptions& options) {
   if (options.output) context.color = false;
   if (options.every_s) return repeat(context, options);
   return options.output ? to_file(context, options) : sensors(context, options);
@@ -129,7 +129,7 @@ Result run(Context context, const Options& options) {
 }  // namespace
 
 void add_sensors_command(CommandLine& line) {
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<SensorsOptions>();
   cli::Command& command = line.add("sensors", "One snapshot of sources, outputs and temperatures");
   command
       .option("--format", &options->format,

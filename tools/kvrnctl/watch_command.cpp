@@ -26,7 +26,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-struct Options {
+struct WatchOptions {
   double period_s = 2;
   int count = 0;  // 0: until a signal
 };
@@ -99,7 +99,7 @@ std::string view(const Context& context) {
          painted(context, fresh ? Color::none : Color::bad, source) + '\n';
 }
 
-std::string header(const Options& options) {
+std::string header(const WatchOptions& options) {
   const std::time_t now = std::time(nullptr);
   std::tm local{};
   char clock[32] = "";
@@ -145,7 +145,7 @@ class Screen {
   }
 
   // On a terminal each view replaces the last one: cursor home, clear, text. @return false when writing failed
-  bool show(const Options& options, const std::string& text) {
+  bool show(const WatchOptions& options, const std::string& text) {
     take_keys();
     const std::string out =
         on_terminal_ ? "\033[?7l\033[H\033[J" + fitted(header(options) + text, window_rows()) + "\033[0m" : text + '\n';
@@ -198,7 +198,7 @@ class Screen {
   termios before_{};
 };
 
-Result watch(const Context& context, const Options& options) {
+Result watch(const Context& context, const WatchOptions& options) {
   Screen screen;
   const auto period = std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(options.period_s));
   for (int shown = 0; ended == 0 && (options.count == 0 || shown < options.count); ++shown) {
@@ -215,7 +215,7 @@ Result watch(const Context& context, const Options& options) {
 }  // namespace
 
 void add_watch_command(CommandLine& line) {
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<WatchOptions>();
   // This view is for people, so it has no --json. The commands psu, outputs, budget and alarms print the documents.
   cli::Command& command = line.add("watch", "A live view of load, charge, alarms, sources and outputs");
   command.excludes("--json");
