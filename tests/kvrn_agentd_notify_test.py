@@ -12,7 +12,7 @@ import unittest
 
 from kvrn_agentd_test import SANITIZED, Agent, until
 from kvrnctl_device import BIN, SOURCE, Device, new_folder
-from snmpd import QUIET, ROOT, Master, free_port
+from snmpd import QUIET, ROOT, Alone, Master, free_port
 
 os.environ["KVRN_BIN"] = BIN
 import story  # noqa: E402  (it looks for the programs when it is loaded)
@@ -63,13 +63,14 @@ class Telling(unittest.TestCase):
         self.addCleanup(silent.close)
         silent.bind(("127.0.0.1", 0))
         first, second, none = *(sink.port for sink in self.sinks), silent.getsockname()[1]
-        self.master = Master(f"trap2sink 127.0.0.1:{first} kvrn\ninformsink 127.0.0.1:{none} kvrn\n"
-                             f"trapsess -Ci -e {ENGINE} {USER} 127.0.0.1:{second}\n"
-                             f"trapsess -Ci -e {ENGINE} {USER} 127.0.0.1:{none}\n")
+        self.to_sinks = (f"trap2sink 127.0.0.1:{first} kvrn\ninformsink 127.0.0.1:{none} kvrn\n"
+                         f"trapsess -Ci -e {ENGINE} {USER} 127.0.0.1:{second}\n"
+                         f"trapsess -Ci -e {ENGINE} {USER} 127.0.0.1:{none}\n")
+        self.master = Master(self.to_sinks)
         self.addCleanup(self.master.__exit__)
 
-    def agent(self, device=None, *words, **options):
-        agent = Agent(self.master, device, words, **options)
+    def agent(self, device=None, *words, server=None, **options):
+        agent = Agent(server or self.master, device, words, **options)
         self.addCleanup(agent.__exit__)
         return agent
 
@@ -154,6 +155,20 @@ class Telling(unittest.TestCase):
         self.assertTrue(until(lambda: len(self.names()) == 2, 3))
         self.quiet(2)
         self.assertEqual(self.names(), ["kvrnMainsLost"] * 2)
+
+    @unittest.skipIf(SANITIZED, "needs the simulated device")
+    def test_without_a_master(self):
+        device = Device("four-source")
+        alone = Alone("rocommunity kvrn\n" + self.to_sinks)
+        self.addCleanup(alone.__exit__)
+        for line, name in ("1", "kvrnMainsLost"), ("0", "kvrnMainsBack"):
+            device.set("gpio", "211", line)
+            agent = self.agent(device, server=alone)
+            self.assertTrue(until(lambda name=name: name in self.names(), 10))
+            self.assertIn("Gauge32: 4", alone.ask("snmpget", COUNT, timeout=0.5))  # beside silent sinks
+            agent.end()
+        self.assertEqual(self.names().count("kvrnMainsLost"), 1)
+        self.assertEqual(self.sinks[0].told(), self.sinks[1].told())
 
     def test_frozen_readings_and_a_file_that_cannot_be_kept(self):
         self.master.start()

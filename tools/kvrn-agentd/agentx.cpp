@@ -18,7 +18,6 @@
 
 #include "tools/kvrn-agentd/library_log.hpp"
 #include "tools/kvrn-agentd/tree.hpp"
-#include "tools/kvrn-agentd/varbind.hpp"
 
 namespace agentd {
 namespace {
