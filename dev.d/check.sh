@@ -8,7 +8,7 @@ check_format() {
 }
 
 check_scripts() {
-  shellcheck -x dev dev.d/*.sh examples/*.sh vm/guest/{rcS,monitor,snmp,jobs,console} .ci/run
+  shellcheck -x dev dev.d/*.sh examples/*.sh vm/guest/{rcS,monitor,snmp,jobs,console,rc.common} openwrt/kvrn/files/*.init .ci/run
   say "shellcheck has nothing to say"
 }
 
@@ -22,6 +22,11 @@ check_clang() {
 check_doors() {
   build clang kvrn_objects
   python3 dev.d/doors.py build/clang
+}
+
+check_openwrt() {
+  build clang
+  python3 dev.d/openwrt.py build/clang
 }
 
 check_tidy() {

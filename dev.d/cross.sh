@@ -2,16 +2,15 @@
 # SPDX-License-Identifier: MIT
 source dev.d/mips.sh
 
-# What goes on a device, at its places: programs, libraries beside libc and libm, and snmpd as the agent's master.
+# What goes on a device, at its places.
 pack_device() {
-  local root=build/device
+  local root=build/device place files package
   rm -rf "$root"
-  mkdir -p "$root"/usr/{bin,sbin,lib}
-  cp build/mips/bin/kvrnctl "$root/usr/bin/"
-  cp build/mips/bin/{kvrn-monitord,kvrn-agentd} "$mips_prefix/sbin/snmpd" "$root/usr/sbin/"
-  find build/mips/lib "$mips_prefix/lib" \( -name 'libkvrn.so.1*' -o -name 'libgpiod.so.3*' -o -name 'libnetsnmp.so.*' -o -name 'libnetsnmpagent.so.*' -o \
-    -name 'libnetsnmpmibs.so.*' \) \
-    -exec cp -a {} "$root/usr/lib/" \;
+  while read -r place files package; do
+    mkdir -p "$root/$place"
+    # shellcheck disable=SC2086  # a pattern
+    cp -a $files "$root/$place/"
+  done < <(grep -v '^#' dev.d/device.txt)
   find "$root" -type f -exec mips-linux-gnu-strip --strip-unneeded {} +
   tar -C "$root" --owner=root:0 --group=root:0 --sort=name -cJf build/kvrn-mips.tar.xz usr
   say "build/kvrn-mips.tar.xz, for a device that has libc and libm:"

@@ -9,7 +9,7 @@ import sys
 DOCUMENT = "docs/architecture.md"
 LIBRARY = "lib/"
 PAGES = ("docs/extending.md", "docs/board.md", "README.md")
-TOP = {"cmake", "docs", "examples", "include", "lib", "mibs", "monitoring", "sim", "tests", "tools"}
+TOP = {"cmake", "docs", "examples", "include", "lib", "mibs", "monitoring", "openwrt", "sim", "tests", "tools"}
 FOLDERS = (LIBRARY, "tools/", "sim/")
 
 

@@ -9,6 +9,7 @@ import time
 
 import bad_input
 import day
+import openwrt
 from compare import compare
 from library_tests import run_library_tests
 from machine import Hang, Machine
@@ -80,7 +81,15 @@ def check_start(kernel, image, check):
           f"{START_RUNS})", value == 25904 and start < START_LIMIT * shortest, out)
 
 
-CHECKS = {"states": check_states, "tests": check_tests, "day": check_day, "input": check_input, "start": check_start}
+def check_openwrt(kernel, image, check):
+    with Machine(kernel, image) as machine:
+        openwrt.prepare(machine)
+        machine.boot()
+        openwrt.run_openwrt(machine, check)
+
+
+CHECKS = {"states": check_states, "tests": check_tests, "day": check_day, "input": check_input, "start": check_start,
+          "openwrt": check_openwrt}
 
 
 def run(name, kernel, image):
