@@ -129,9 +129,17 @@ def expanded(path, read):
     return re.sub(r"(?m)^@(.*)$", line, path.read_text(encoding="utf-8"))
 
 
+def cell(found):
+    """A short cell of a table is one line. In a long one a path or name may be divided, without a hyphen."""
+    text = found.group(1)
+    if "\n" not in text and len(re.sub(r"\\f.|\\&", "", text)) <= 24:
+        return text
+    return "T{\n.nh\n" + re.sub(r"(?<=\w)([_/])(?=\w)", r"\1\\:", text) + "\nT}"
+
+
 def repaired(roff):
-    """scdoc begins a paragraph where none follows; mandoc warns of that. The cells of a table hyphenate paths."""
-    roff = roff.replace("\nT{\n", "\nT{\n.nh\n")
+    """scdoc begins a paragraph where none follows; mandoc warns of that."""
+    roff = re.sub(r"T\{\n(.*?)\nT\}", cell, roff, flags=re.S)
     roff = re.sub(r"(?m)(?:^\.PP?\n)+(?=\.(?:SH|SS|RE|PP?)\b|\Z)", "", roff)
     return re.sub(r"(?m)^(\.S[HS] .*\n)\.PP?\n", r"\1", roff)
 
