@@ -38,7 +38,7 @@ class Header:
 def plain(comment):
     """The text of a comment, without its frame of asterisks."""
     body = re.sub(r"^/\*\*?<?|\*/$", "", comment.strip())
-    return "\n".join(re.sub(r"^\s*\*? ?", "", line).rstrip() if at else line.strip() for at, line in enumerate(body.split("\n"))).strip()
+    return "\n".join(re.sub(r"^\s*\*? ?", "", line).strip() for line in body.split("\n")).strip()
 
 
 def fill(text):
@@ -94,11 +94,13 @@ def read(path):
     if path.name == "bytes.h":  # its fields have one macro each
         for name, kind in re.findall(r"^KVRN_BE_FIELD\((\w+), (\w+), ", source, re.M):
             header.items.append(Item("function", [f"kvrn_{name}", f"kvrn_to_{name}"],
-                                     f"{kind} kvrn_{name}(kvrn_be_{name} field);\nkvrn_be_{name} kvrn_to_{name}({kind} value);",
+                                     f"{kind} kvrn_{name}(kvrn_be_{name} field);\n"
+                                     f"kvrn_be_{name} kvrn_to_{name}({kind} value);",
                                      [f"Reads and makes a big-endian field that holds a `{kind}`."]))
         return header
-    at, end, pending = source.index("KVRN_BEGIN_DECLS\n", found.end()) + len("KVRN_BEGIN_DECLS"), source.rindex("KVRN_END_DECLS"), None
-    at = min(at, *(place.start() for place in re.finditer(r"/\*\*[^\n]*\n#define", source)), end)
+    # Macros may stand before the declarations.
+    at = min(place.start() for place in re.finditer(r"KVRN_BEGIN_DECLS\n|/\*\*[^\n]*\n#define", source))
+    end, pending = source.rindex("KVRN_END_DECLS"), None
     while at < end:
         rest = source[at:]
         if found := re.match(r"\s+|KVRN_BEGIN_DECLS|KVRN_STATIC_ASSERT\(", rest):
@@ -129,8 +131,9 @@ def read(path):
                 item = item_of(source[at:stop])
                 at = stop
             if re.fullmatch(r"(typedef )?struct \w+( \w+)?;", item.code):
-                pending = None if not pending else pending
-                continue
+                continue  # the comment belongs to the definition that follows
+            if item.kind == "function" and not pending:
+                sys.exit(f"{path}: {item.names[0]}() has no comment")
             header.items.append(document(item, pending) if pending else item)
             pending = None
     return header
@@ -142,23 +145,28 @@ def read_all(root):
 
 # ---- Records ----
 
+def all_text(root):
+    return "\n".join(path.read_text(encoding="utf-8") for path in sorted((root / "include/kvrn").glob("*.h")))
+
+
 def constants(root):
-    text = "\n".join(path.read_text(encoding="utf-8") for path in sorted((root / "include/kvrn").glob("*.h")))
-    return {name: int(value) for name, value in re.findall(r"#define (\w+) (\d+)\b", text)}
+    return {name: int(value) for name, value in re.findall(r"#define (\w+) (\d+)\b", all_text(root))}
 
 
 def fields(headers, values, name):
     """The size, the alignment, and (offset, size, type, field, meaning) of a record with its natural alignment."""
     code = next(item.code for header in headers.values() for item in header.of("type") if item.names == [name])
     offset, most, rows = 0, 1, []
-    for kind, field, count, meaning in re.findall(r"^\s*(\w+) (\w+)(?:\[(\w+)\])?;(?:\s*/\*\*< (.*?) \*/)?", code, re.M):
+    member = re.compile(r"^\s*(\w+) (\w+)(?:\[(\w+)\])?;(?:\s*/\*\*< (.*?) \*/)?", re.M)
+    for kind, field, count, meaning in member.findall(code):
         if scalar := re.search(r"[iuf](?:nt)?(8|16|32|64)(?:_t)?$", kind):
             size = align = SIZES[scalar.group(1)]
         else:
             size, align, _ = fields(headers, values, kind)
         total = size * (int(values.get(count, count)) if count else 1)
         offset = -(-offset // align) * align
-        rows.append((offset, total, kind.removeprefix("kvrn_be_") + (f"[{values.get(count, count)}]" if count else ""), field, meaning))
+        shown = kind.removeprefix("kvrn_be_") + (f"[{values.get(count, count)}]" if count else "")
+        rows.append((offset, total, shown, field, meaning))
         offset, most = offset + total, max(most, align)
     return -(-offset // most) * most, most, rows
 
@@ -166,8 +174,9 @@ def fields(headers, values, name):
 def checked_fields(root, headers, name):
     """fields(), compared with the sizes and offsets that the headers assert."""
     size, _, rows = fields(headers, constants(root), name)
-    text = "\n".join(path.read_text(encoding="utf-8") for path in (root / "include/kvrn").glob("*.h"))
-    wanted = dict(re.findall(rf"offsetof\({name}, (\w+)\) == (\d+)", text), sizeof=re.search(rf"sizeof\({name}\) == (\d+)", text).group(1))
+    text = all_text(root)
+    wanted = dict(re.findall(rf"offsetof\({name}, (\w+)\) == (\d+)", text))
+    wanted["sizeof"] = re.search(rf"sizeof\({name}\) == (\d+)", text).group(1)
     seen = {field: offset for offset, _, _, field, _ in rows} | {"sizeof": size}
     for field, value in wanted.items():
         if seen.get(field) != int(value):

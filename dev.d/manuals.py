@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Makes the manual pages: those of docs/man, and in section 3 one page for each header, with a link for each function.
+"""Makes the manual pages: those of docs/man, and in section 3 one for each header, with a link for each function.
 
 usage: manuals.py OUT SCDOC
 
@@ -50,7 +50,8 @@ def converted(markdown):
     blocks = []
     for block in re.split(r"\n\s*\n", re.sub(r"<!--.*?-->\n*", "", markdown, flags=re.S).strip("\n")):
         if block.startswith("|"):
-            rows = [[cell.strip() for cell in re.split(r"(?<!\\)\|", line.strip())[1:-1]] for line in block.splitlines()]
+            rows = [[cell.strip() for cell in re.split(r"(?<!\\)\|", line.strip())[1:-1]]
+                    for line in block.splitlines()]
             blocks.append(table([rows[0], *rows[2:]]))
         elif block.startswith("    "):
             blocks.append("```\n" + re.sub(r"(?m)^    ", "", block) + "\n```")
@@ -73,8 +74,9 @@ def section(page, title):
 
 def record(read, name):
     size, rows = headers.checked_fields(ROOT, read, name)
-    text = table([("Offset", "Bytes", "Type", "Field", "Meaning"), *map(lambda row: [str(row[0]), str(row[1]), *(f"`{word}`" for word in row[2:4]), row[4]],
-                 (row for row in rows if not row[3].startswith("reserved")))])
+    text = table([("Offset", "Bytes", "Type", "Field", "Meaning"),
+                  *((str(offset), str(length), f"`{kind}`", f"`{field}`", meaning)
+                    for offset, length, kind, field, meaning in rows if not field.startswith("reserved"))])
     return f"*{escaped(name)}*, {size} bytes. Bytes that are not listed are reserved.\n\n{text}"
 
 

@@ -15,8 +15,9 @@ import headers
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 START = [("Start", "README.md"), ("Tutorial", "docs/tutorial.md"), ("Interface", "docs/interface.md")]
-DEVELOP = ("CONTRIBUTING.md", "SECURITY.md", "docs/architecture.md", "docs/extending.md", "docs/target.md", "docs/performance.md",
-           "CHANGELOG.md")
+BAR = r"\|"
+DEVELOP = ("CONTRIBUTING.md", "SECURITY.md", "docs/architecture.md", "docs/extending.md", "docs/target.md",
+           "docs/performance.md", "CHANGELOG.md")
 
 
 def title(page):
@@ -46,7 +47,8 @@ def for_mkdocs(text):
     # The content of a numbered point has four blanks in front.
     text = re.sub(r"(?m)^\d+\. .*\n(?:(?: {3}.*)?\n)*", lambda found: re.sub(r"(?m)^ {3}", "    ", found.group()), text)
     # A bar within code within a table.
-    return re.sub(r"`([^`\n]*)\\\|([^`\n]*)`", lambda found: "<code>" + html.escape(found.group()[1:-1]).replace("\\|", "&#124;") + "</code>", text)
+    return re.sub(r"`([^`\n]*\\\|[^`\n]*)`",
+                  lambda found: f"<code>{html.escape(found.group(1)).replace(BAR, '&#124;')}</code>", text)
 
 
 def reference(header):
@@ -66,16 +68,20 @@ def reference(header):
         for text in item.text:
             lines += [plain(text).replace(": - ", ":\n\n- "), ""]
         if item.parameters:
-            lines += ["| parameter | meaning |", "| --- | --- |", *(f"| `{names}` | {plain(text)} |" for names, text in item.parameters), ""]
+            lines += ["| parameter | meaning |", "| --- | --- |"]
+            lines += [*(f"| `{names}` | {plain(text)} |" for names, text in item.parameters), ""]
         if item.result:
             lines += [f"**Returns** {plain(item.result)}", ""]
     return "\n".join(lines)
 
 
 def manual(page, names):
-    text = subprocess.run(["mandoc", "-Thtml", "-Ofragment", page], check=True, capture_output=True, text=True).stdout
-    text = re.sub(r"<b>([\w.-]+)</b>\((\d)\)", lambda found: f'<a href="{found.group(1)}.{found.group(2)}.html">{found.group()}</a>'
-                  if f"{found.group(1)}.{found.group(2)}" in names else found.group(), text)
+    def link(found):
+        name = f"{found.group(1)}.{found.group(2)}"
+        return f'<a href="{name}.html">{found.group()}</a>' if name in names else found.group()
+    command = ["mandoc", "-Thtml", "-Ofragment", page]
+    text = subprocess.run(command, check=True, capture_output=True, text=True).stdout
+    text = re.sub(r"<b>([\w.-]+)</b>\((\d)\)", link, text)
     # An empty line would end the block of HTML.
     return f"# {page.stem}({page.suffix[1:]})\n\n" + re.sub(r"\n\s*\n", "\n&#8203;\n", text)
 
@@ -95,8 +101,10 @@ def main():
         (pages / f"reference/{header.name}.md").write_text(reference(header), encoding="utf-8")
     face = (ROOT / "include/kvrn/kvrn.hpp").read_text(encoding="utf-8")
     (pages / "reference/kvrn.hpp.md").write_text(f"# kvrn/kvrn.hpp\n\n```cpp\n{face}```\n", encoding="utf-8")
-    rows = [f"| `{name}()` | [{places[name]}]({places[name]}.md) |" for header in read.values() for item in header.of("function") for name in item.names]
-    (pages / "reference/index.md").write_text("# All functions\n\n| function | header |\n| --- | --- |\n" + "\n".join(sorted(rows, key=str.lower)) + "\n", encoding="utf-8")
+    rows = [f"| `{name}()` | [{places[name]}]({places[name]}.md) |\n"
+            for header in read.values() for item in header.of("function") for name in item.names]
+    index = "# All functions\n\n| function | header |\n| --- | --- |\n" + "".join(sorted(rows, key=str.lower))
+    (pages / "reference/index.md").write_text(index, encoding="utf-8")
     for page in pages.rglob("*.md"):
         text = re.sub(r"\(docs/man/([\w.-]+)\.scd\)", r"(man/\1.md)", page.read_text(encoding="utf-8"))
         page.write_text(linked(for_mkdocs(text), places, page.parent.relative_to(pages)), encoding="utf-8")
@@ -108,11 +116,13 @@ def main():
     guides = sorted(path for path in pages.glob("docs/*.md") if str(path.relative_to(pages)) not in shown)
     navigation = [*({name: path} for name, path in START),
                   {"Guides": [{title(path): str(path.relative_to(pages))} for path in guides]},
-                  {"Reference": ["reference/index.md", *(f"reference/{header.name}.md" for header in read.values()), "reference/kvrn.hpp.md"]},
+                  {"Reference": [f"reference/{name}.md" for name in ("index", *sorted({*places.values()}), "kvrn.hpp")]},
                   {"Manual pages": [f"man/{page.name}.md" for page in found]},
                   {"Development": [{title(pages / path): path} for path in DEVELOP]}]
-    settings = {"site_name": "kvrn", "site_url": "", "docs_dir": str(pages.absolute()), "site_dir": str(site.absolute()), "use_directory_urls": False,
-                "strict": True, "nav": navigation, "theme": {"name": "mkdocs", "highlightjs": False},
+    # Pages that work without a server, and load nothing from another place.
+    settings = {"site_name": "kvrn", "site_url": "", "docs_dir": str(pages.absolute()),
+                "site_dir": str(site.absolute()), "use_directory_urls": False, "strict": True, "nav": navigation,
+                "theme": {"name": "mkdocs", "highlightjs": False},
                 "markdown_extensions": ["attr_list", "sane_lists"]}
     (pages.parent / "mkdocs.json").write_text(json.dumps(settings, indent=1), encoding="utf-8")
     subprocess.run(["mkdocs", "build", "--quiet", "-f", pages.parent / "mkdocs.json"], check=True)

@@ -30,8 +30,8 @@ class Documents(unittest.TestCase):
         prefix = cls.folder.name + "/usr"
         subprocess.run(["cmake", "--install", BUILD, "--prefix", prefix], check=True, capture_output=True)
         libraries = next(pathlib.Path(prefix).glob("**/pkgconfig")).parent
-        cls.environment = {**os.environ, "PATH": f"{prefix}/bin:{prefix}/sbin:{os.environ['PATH']}", "CMAKE_PREFIX_PATH": prefix,
-                           "PKG_CONFIG_PATH": f"{libraries}/pkgconfig", "LD_LIBRARY_PATH": str(libraries)}
+        cls.environment = {**os.environ, "PATH": f"{prefix}/bin:{prefix}/sbin:{os.environ['PATH']}",
+                           "CMAKE_PREFIX_PATH": prefix, "PKG_CONFIG_PATH": f"{libraries}/pkgconfig", "LD_LIBRARY_PATH": str(libraries)}
 
     @classmethod
     def tearDownClass(cls):
@@ -46,7 +46,8 @@ class Documents(unittest.TestCase):
             device = tempfile.mkdtemp(dir=folder)
             subprocess.run(["kvrn-sim", "new", device, "--board", board], check=True, env=self.environment)
             command = ["kvrn-sim", "run", device, "--", *command]
-        done = subprocess.run(command, cwd=folder, env=self.environment, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, timeout=120)
+        done = subprocess.run(command, cwd=folder, env=self.environment, stdout=subprocess.PIPE,
+                              stderr=subprocess.STDOUT, text=True, timeout=120)
         if is_session:
             if not re.fullmatch(re.escape(block.strip()).replace(r"\.\.\.", ".*"), done.stdout.strip()):
                 self.assertMultiLineEqual(block.strip(), done.stdout.strip())
