@@ -31,27 +31,27 @@ set(KVRN_PROGRAMS kvrnctl kvrn-monitord)
 if(KVRN_AGENT)
   list(APPEND KVRN_PROGRAMS kvrn-agentd)
 endif()
-# Manual pages: docs/man/NAME.SECTION.scd
+# Manual pages: docs/man/NAME.SECTION.scd, and a page for each header
 find_program(SCDOC scdoc)
-if(SCDOC AND KVRN_TOOLS)
-  foreach(program IN LISTS KVRN_PROGRAMS ITEMS kvrn-sim)
-    set(component Unspecified)
-    if(program STREQUAL kvrn-sim)
-      set(component sim)
-    endif()
-    file(GLOB page CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/man/${program}.*.scd)
-    get_filename_component(name ${page} NAME_WLE)
-    string(REGEX MATCH "[0-9]$" section ${name})
-    add_custom_command(OUTPUT ${CMAKE_BINARY_DIR}/man/${name} DEPENDS ${page}
-      COMMAND ${CMAKE_COMMAND} -E make_directory ${CMAKE_BINARY_DIR}/man
-      COMMAND sh -c "${SCDOC} < ${page} > ${CMAKE_BINARY_DIR}/man/${name}" VERBATIM)
-    list(APPEND manuals ${CMAKE_BINARY_DIR}/man/${name})
-    install(FILES ${CMAKE_BINARY_DIR}/man/${name} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section}
-      COMPONENT ${component})
-  endforeach()
-  add_custom_target(manuals ALL DEPENDS ${manuals})
-elseif(KVRN_TOOLS)
-  message(STATUS "scdoc was not found: the manual pages are left out")
+find_package(Python3 QUIET COMPONENTS Interpreter)
+if(SCDOC AND Python3_FOUND)
+  file(GLOB manual_sources CONFIGURE_DEPENDS docs/*.md docs/man/*.scd include/kvrn/*.h)
+  set(manuals ${CMAKE_BINARY_DIR}/man)
+  add_custom_command(OUTPUT ${manuals}/made DEPENDS ${manual_sources} dev.d/manuals.py dev.d/headers.py
+    COMMAND ${CMAKE_COMMAND} -E rm -rf ${manuals}
+    COMMAND ${Python3_EXECUTABLE} -B ${PROJECT_SOURCE_DIR}/dev.d/manuals.py ${manuals} ${SCDOC}
+    COMMAND ${CMAKE_COMMAND} -E touch ${manuals}/made VERBATIM)
+  add_custom_target(manuals ALL DEPENDS ${manuals}/made)
+  install(DIRECTORY ${manuals}/man3 ${manuals}/man5 DESTINATION ${CMAKE_INSTALL_MANDIR})
+  if(KVRN_TOOLS)
+    foreach(program IN LISTS KVRN_PROGRAMS)
+      install(DIRECTORY ${manuals}/ DESTINATION ${CMAKE_INSTALL_MANDIR} FILES_MATCHING PATTERN ${program}.[18]
+        PATTERN man3 EXCLUDE PATTERN man5 EXCLUDE)
+    endforeach()
+    install(FILES ${manuals}/man1/kvrn-sim.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT sim)
+  endif()
+else()
+  message(STATUS "scdoc or Python was not found: the manual pages are left out")
 endif()
 if(KVRN_TOOLS)
   foreach(tool IN LISTS KVRN_PROGRAMS)

@@ -14,6 +14,20 @@ check_scripts() {
 
 check_layers() { python3 dev.d/layers.py; }
 
+check_links() { python3 dev.d/links.py; }
+
+check_manuals() {
+  rm -rf build/manuals
+  python3 dev.d/manuals.py build/manuals scdoc
+  mandoc -Tlint -Wwarning build/manuals/man?/kvrn*[a-z].[1-8]
+  local page
+  for page in build/manuals/man?/kvrn*[a-z].[1-8]; do
+    # man prints its warnings and succeeds.
+    ! LC_ALL=C.UTF-8 man --warnings -l -Tutf8 -Z "$page" 2>&1 >/dev/null | grep . || return 1
+  done
+  say "mandoc and man have nothing to say"
+}
+
 check_clang() {
   build clang
   python3 dev.d/rpath.py build/clang/bin build/clang/lib

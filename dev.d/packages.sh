@@ -5,9 +5,10 @@
 packages_build=(g++ make cmake pkgconf libgpiod-dev libfmt-dev nlohmann-json3-dev libsnmp-dev)
 packages_demo=(python3 snmp snmpd)
 packages_test=(libgtest-dev googletest binutils strace scdoc bash-completion smitools snmptrapd python3-jsonschema
-  nut-server nut-client mosquitto mosquitto-clients "${packages_demo[@]}")
+  nut-server nut-client mosquitto mosquitto-clients jq "${packages_demo[@]}")
 packages_cross=(g++-mips-linux-gnu qemu-user squashfs-tools xz-utils python3 binutils)
-packages_check=(git clang clang-format clang-tidy shellcheck)
+packages_check=(git clang clang-format clang-tidy shellcheck mandoc man-db)
+packages_docs=(python3 scdoc mandoc mkdocs)
 packages_vm=(linux-source-6.1 qemu-system-mips flex bison bc libelf-dev libssl-dev cpio bzip2 patch snmp)
 packages_monitoring=(prometheus prometheus-alertmanager prometheus-snmp-exporter prometheus-node-exporter python3-yaml)
 packages_bench=(libbenchmark-dev libglib2.0-dev libinih-dev)

@@ -63,7 +63,7 @@ class Nut(Servers):
         script.chmod(0o755)
         (self.folder / "notes").touch()
         page = pathlib.Path(SOURCE, "docs/nut.md").read_text(encoding="utf-8")
-        for name, text in re.findall(r"^`/etc/nut/([\w.]+)`.*:\n\n((?:    .*\n)+)", page, re.M):
+        for name, text in re.findall(r"^`/etc/nut/([\w.]+)`.*:\n\n<!-- text -->\n\n((?:    .*\n)+)", page, re.M):
             for old, new in (("LISTEN 192.*\n", ""), ("192.0.2.1:3493", f"127.0.0.1:{port}"), ("3493", str(port)),
                              ("/run/kvrn-sensors-nut", str(self.folder)), ("/sbin/shutdown -h \\+0", str(script)),
                              (r"((POLL\w+|HOSTSYNC|FINALDELAY)) \d+", r"\1 1")):

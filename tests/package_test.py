@@ -117,7 +117,7 @@ class Programs(unittest.TestCase):
             agent = os.path.exists(BUILD + "/bin/kvrn-agentd")
             completions = "share/bash-completion/completions/"
             for path in ("share/doc/kvrn/kvrnctl.schema.json", "bin/kvrnctl", "sbin/kvrn-monitord", "share/snmp/mibs/KVRN-Quorvex-MIB",
-                         "share/man/man1/kvrnctl.1", "share/doc/kvrn/power.md",
+                         "share/man/man1/kvrnctl.1", "share/man/man5/kvrn-images.5", "share/doc/kvrn/power.md",
                          "bin/kvrn-sim", "share/man/man1/kvrn-sim.1", completions + "kvrn-sim",
                          "lib/systemd/system/kvrn-monitord.service", "lib/systemd/system/kvrn-sensors-prometheus.timer",
                          "lib/systemd/system/kvrn-sensors-json-once.service", "lib/systemd/system/kvrn-sensors-nut.service",
@@ -127,6 +127,11 @@ class Programs(unittest.TestCase):
                                     "lib/systemd/system/kvrn-agentd.service", "share/kvrn/listen.conf",
                                     "share/doc/kvrn/examples/agentd.conf"])):
                 self.assertTrue(os.path.exists(f"{prefix}/{path}"), path)
+
+            functions = {line.split()[2].split("@")[0] for line in run(NM, "-D", LIBRARY).splitlines() if " T " in line}
+            pages = {path.stem for path in pathlib.Path(prefix + "/share/man/man3").iterdir() if ".SH NAME\n" in path.read_text()}
+            self.assertGreater(len(functions), 150)
+            self.assertEqual(functions - pages, set())
 
     @unittest.skipUnless(shutil.which("systemd-analyze"), "no systemd")
     def test_unit_files_are_what_the_service_manager_knows(self):
