@@ -75,7 +75,7 @@ json translated(const Variable& variable, const json& value) {
   return value.is_number() ? json(value.get<double>() / variable.scale) : value;
 }
 
-class Lines {
+class NutText {
  public:
   void add(const std::string& name, const json& value) {
     text_ += name + ": ";
@@ -243,7 +243,7 @@ json firmware_version() {
 }
 
 // Nothing tells who made the device. Without these lines the driver would name itself.
-void add_identity(Lines& lines, bool has_batteries) {
+void add_identity(NutText& lines, bool has_batteries) {
   const json board = board_section();
   lines.add("device.type", has_batteries ? "ups" : "psu");
   for (const std::string group : {"device", "ups"}) {
@@ -254,7 +254,7 @@ void add_identity(Lines& lines, bool has_batteries) {
   lines.add("ups.firmware", firmware_version());
 }
 
-void add_batteries(Lines& lines, const json& batteries) {
+void add_batteries(NutText& lines, const json& batteries) {
   if (batteries.empty()) return;
   lines.add("battery.charge.low", kvrn::low_charge_pct);
   lines.add("battery.runtime.low", low_runtime_s);
@@ -264,7 +264,7 @@ void add_batteries(Lines& lines, const json& batteries) {
 }
 
 // The outputs together, and how much of the power that may be drawn this is.
-void add_load(Lines& lines, const json& outlets, const json& available_mw) {
+void add_load(NutText& lines, const json& outlets, const json& available_mw) {
   const auto scaled = [](const json& value) { return value.is_null() ? value : json(value.get<double>() / 1e3); };
   const json drawn_mw = sum(outlets, "power_mw");
   const bool known = !drawn_mw.is_null() && !available_mw.is_null();
@@ -289,7 +289,7 @@ std::string nut_text(const SensorReading& reading, Errors& errors) {
   const bool power_unit = budget.contains("available_mw");
   const json flags = alarm_list(errors);
 
-  Lines lines;
+  NutText lines;
   add_identity(lines, !batteries.empty());
   const std::string alarm = alarm_text(reading, flags, power_unit);
   const std::string status = status_words(inputs, batteries, flags);
