@@ -22,7 +22,6 @@
 namespace agentd {
 namespace {
 
-constexpr const char* program = "kvrn-agentd";
 constexpr int ping_period_s = 1;  // also the longest time that a restarted master is without the tree
 
 // How long a master may be silent. For a sink of SNMPv3 informs that does not answer, snmpd stops for many seconds.

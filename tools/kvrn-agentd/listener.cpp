@@ -31,7 +31,6 @@
 namespace agentd {
 namespace {
 
-constexpr const char* program = "kvrn-agentd";  // also the name of the persistent file
 constexpr unsigned longest_wait_s = 1;          // for a look at `stop`
 
 [[noreturn]] void fail(const std::string& what, int error) {

@@ -9,6 +9,9 @@
 
 namespace agentd {
 
+// For net-snmp: also the name of its persistent file.
+inline constexpr const char* program = "kvrn-agentd";
+
 class Role {
  public:
   // taken: another sub-agent serves the tree. The agent asks the master again every second.

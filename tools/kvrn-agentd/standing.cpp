@@ -12,8 +12,8 @@ namespace {
 // A source that changes with each reading must not hold back the others for ever.
 constexpr unsigned longest_unsettled = 4;
 
-constexpr std::string_view first_line = "kvrn-agentd: what was told, 1\n";
-constexpr std::string_view last_line = "end\n";
+constexpr std::string_view heading = "kvrn-agentd: what was told, 1\n";
+constexpr std::string_view ending = "end\n";
 
 // Removes the text up to the character, and the character. @return that text; nothing without the character
 std::optional<std::string_view> cut(std::string_view& text, char end) {
@@ -108,12 +108,12 @@ bool Standing::adopt_normal() {
 
 std::string Standing::save() const {
   const std::lock_guard lock(mutex_);
-  std::string text(first_line);
+  std::string text(heading);
   for (const auto& rows : states_)
     for (unsigned number = 0; number < rows.size(); ++number)
       if (const Level& told = rows[number].told)
         text += fmt::format("{} {} {}\n", told.condition->name, number, told.value);
-  return text += last_line;
+  return text += ending;
 }
 
 // "mains-lost 2 0"
@@ -132,9 +132,9 @@ bool Standing::load_line(std::string_view line, States& states) {
 }
 
 bool Standing::load(std::string_view text) {
-  if (!text.starts_with(first_line) || !text.ends_with(last_line)) return false;
-  text.remove_prefix(first_line.size());
-  text.remove_suffix(last_line.size());
+  if (!text.starts_with(heading) || !text.ends_with(ending)) return false;
+  text.remove_prefix(heading.size());
+  text.remove_suffix(ending.size());
   States states;
   while (!text.empty()) {
     const auto line = cut(text, '\n');
