@@ -65,6 +65,7 @@ def check_package(package, folder, depends, device):
     files = {str(file.relative_to(folder)): file for file in sorted(folder.rglob("*")) if not file.is_dir()}
     brought = closure(package, depends)
     for name, file in files.items():
+        expect(file.exists(), f"{package}: {name} is a link to a file that is not installed")
         if name.startswith("usr/"):
             expect(any(fnmatch(name, pattern) and device[pattern] == package for pattern in device),
                    f"{package}: {TABLE} has no {name} in it")

@@ -3,9 +3,9 @@
 
 #include <dlfcn.h>
 #include <fmt/core.h>
-#include <link.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 
 #include "tools/kvrn-agentd/tree.hpp"
@@ -16,13 +16,16 @@ namespace {
 
 bool is_zero(std::uintptr_t word) { return word == 0; }
 
-// Checks the object's type and size in the symbol table, before the object is read.
-bool is_descriptor(const void* address) {
+// Whether the byte at an offset belongs to the object that begins at `first`, by the symbol table.
+bool belongs(const std::byte* first, std::size_t offset) {
   Dl_info info;
-  const ElfW(Sym)* symbol = nullptr;
-  return ::dladdr1(address, &info, reinterpret_cast<void**>(const_cast<ElfW(Sym)**>(&symbol)), RTLD_DL_SYMENT) != 0 &&
-         symbol != nullptr && ELF64_ST_TYPE(symbol->st_info) == STT_OBJECT &&
-         symbol->st_size == sizeof(kvrn_snmp_module);
+  return ::dladdr(first + offset, &info) != 0 && info.dli_saddr == first;
+}
+
+// Checks the object's size, before the object is read. dladdr1(), which would tell the size, exists only in glibc.
+bool is_descriptor(const void* address) {
+  const auto* first = static_cast<const std::byte*>(address);
+  return belongs(first, sizeof(kvrn_snmp_module) - 1) && !belongs(first, sizeof(kvrn_snmp_module));
 }
 
 // Checks a descriptor before its function is called. @return what is wrong, or null
