@@ -31,7 +31,7 @@
 namespace agentd {
 namespace {
 
-constexpr unsigned longest_wait_s = 1;          // for a look at `stop`
+constexpr unsigned longest_wait_s = 1;  // for a look at `stop`
 
 [[noreturn]] void fail(const std::string& what, int error) {
   throw std::runtime_error(fmt::format("{}: {}", what, std::strerror(error)));
