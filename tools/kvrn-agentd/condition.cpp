@@ -143,8 +143,8 @@ bool Row::is(Rows kind) const {
   if (kind == Rows::output) return look_.table->find(in_tree(1U, 5U, 2U, 2U, 1U, 2U, number_)) != nullptr;
   // A source that was not read tells nothing.
   const auto type = value(Column::psu_type);
-  if (!type || has(Column::psu_state, unread)) return false;
-  if (kind == Rows::battery) return *type == battery;
+  if (!type || has(Column::psu_state, unread) || (look_.unread >> (number_ - 1) & 1) != 0) return false;
+  if (kind == Rows::battery) return *type == battery && !look_.mains_unread;
   return *type != battery && (kind == Rows::slot || *type != empty);
 }
 

@@ -28,14 +28,19 @@ class Failures {
   Failures(const Failures&) = delete;
 
   int count() const { return count_; }
+  int lines() const { return lines_; }  // those of GPIO lines
 
  private:
   static void see(const kvrn_observation* read, void* context) {
     const bool absent = read->kind == KVRN_SOURCE_FILE && read->outcome == KVRN_OUTCOME_FAILED && read->error == ENOENT;
-    if (read->outcome != KVRN_OUTCOME_ANSWERED && !absent) ++static_cast<Failures*>(context)->count_;
+    if (read->outcome == KVRN_OUTCOME_ANSWERED || absent) return;
+    auto& failures = *static_cast<Failures*>(context);
+    ++failures.count_;
+    if (read->kind == KVRN_SOURCE_GPIO) ++failures.lines_;
   }
 
   int count_ = 0;
+  int lines_ = 0;
 };
 
 std::optional<kvrn_output_image> published_outputs() {
@@ -76,6 +81,20 @@ std::uint32_t number_in(const snmp_host::ObjectTable& table, unsigned column, un
   return object == nullptr ? 0 : object->number;
 }
 
+// A line that cannot be read looks like lost mains or a missing battery, in the published readings too. Only the line
+// itself tells. A source that answers no more over its bus is really gone.
+void look_at_lines(Look& look) {
+  for (int psu = 0; psu < kvrn::source_count(); ++psu) {
+    if (number_in(*look.table, 4, static_cast<unsigned>(psu) + 1) != 0) continue;
+    const Failures failures;
+    psu_info ignored;
+    (void)::psu_info_get_direct(&ignored, psu);
+    if (failures.lines() == 0) continue;
+    look.unread |= 1U << psu;
+    look.mains_unread = look.mains_unread || ::psu_get_type(psu) == KVRN_PSU_TYPE_INPUT;
+  }
+}
+
 // Without an estimate, the library takes a battery for nearly empty. Only its flag then says that it is low.
 bool is_guess(int code, const snmp_host::ObjectTable& table) {
   if (code != KVRN_DEVICE_LOW_VOLTAGE) return false;
@@ -89,9 +108,10 @@ bool is_guess(int code, const snmp_host::ObjectTable& table) {
 }
 
 void look_at_state(Look& look) {
+  if (look.unread != 0) return;
   std::array<psu_info, kvrn::most_sources> records{};
-  (void)kvrn::read_sources(records.data(), nullptr);
   const Failures failures;
+  (void)kvrn::read_sources(records.data(), nullptr);
   const int code = ::get_device_state(records.data());
   if (failures.count() == 0 && !is_guess(code, *look.table)) look.device_state = code;
 }
@@ -105,6 +125,7 @@ Look look_at_device(TablePtr table) {
   Look look{.table = std::move(table)};
   if (!describes_device(*look.table)) return look;
   look_at_outputs(look);
+  look_at_lines(look);
   look_at_state(look);
   return look;
 }

@@ -22,6 +22,8 @@ struct Look {
   bool expired = false;                           // there are no complete readings: the table is empty
   std::optional<bool> outputs_frozen{};           // nothing on a board without outputs
   std::array<Output, KVRN_OUTPUT_MAX> outputs{};  // meaningless while they are frozen
+  std::uint32_t unread = 0;                       // a bit for each source whose line could not be read
+  bool mains_unread = false;                      // one of them is an input: whether batteries discharge is unknown
   std::optional<std::int32_t> device_state{};     // enum kvrn_device_state; nothing when a part of it could not be read
 };
 

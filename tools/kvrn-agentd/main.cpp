@@ -6,6 +6,7 @@
 #include <signal.h>
 #include <sys/un.h>
 #include <syslog.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -127,6 +128,7 @@ std::unique_ptr<Role> make_role(const Options& options, Tables tables, Role::Tur
   Listener::Settings settings{options.listen, options.config, options.state, std::nullopt};
   if (!options.user.empty() && !service::find_user(options.user, settings.user.emplace()))
     throw std::runtime_error(fmt::format("the system has no user '{}'", options.user));
+  if (options.user.empty() && ::geteuid() == 0) ::syslog(LOG_WARNING, "keeps root's rights: --user NAME gives them up");
   return std::make_unique<Listener>(std::move(settings), std::move(tables), std::move(turn));
 }
 
@@ -138,8 +140,11 @@ int serve(const kvrn_snmp_module& module, const Options& options, const sigset_t
       [&](bool linked, unsigned connection) {
         if (notifier) notifier->turn(linked, connection, refresher->state().expired);
       });
-  while (!role->open())
+  while (!role->open()) {
+    // The manager must not end a service that waits for an address.
+    (void)service::notify("READY=1\nWATCHDOG=1");
     if (service::ending_signal(signals, std::chrono::seconds(1))) return 0;
+  }
   if (options.notifications > 0) notifier.emplace(options.state, options.notifications);
   refresher.emplace([&](auto& table, auto& error) { return snmp_host::update(module, table, error); },
                     Seconds(options.period_s), Seconds(options.max_age_s),

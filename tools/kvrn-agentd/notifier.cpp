@@ -88,7 +88,7 @@ void Notifier::send_due(unsigned connection) {
     limit_.count(sent_->last);
     ::syslog(LOG_INFO, "notification: %s %u", change->condition->name, change->row);
   }
-  held_back_ = false;
+  if (limit_.allows(Clock::now())) held_back_ = false;
 }
 
 }  // namespace agentd

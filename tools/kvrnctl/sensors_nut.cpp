@@ -4,17 +4,20 @@
 // every variable of this board has a line in each text. A line without anything behind the colon is no empty text: the
 // driver then takes the value of the line before.
 #include <fmt/core.h>
+#include <kvrn/psu.h>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <string_view>
+#include <utility>
 
 #include "snmp/identity.hpp"
 #include "status/alarms.hpp"
 #include "tools/kvrnctl/alarm_table.hpp"
 #include "tools/kvrnctl/power_sections.hpp"
 #include "tools/kvrnctl/sensors.hpp"
+#include "tools/observe/seen.hpp"
 #include "tools/snmp/object_table.hpp"
 
 namespace kvrnctl {
@@ -136,6 +139,7 @@ json batteries_of(const json& psus) {
     battery["charge"] = first("estimated_charge_pct", "charge_pct");
     battery["runtime"] = first("estimated_time_s", "time_to_empty_s");
     if (battery["runtime"] == 0) battery["runtime"] = nullptr;
+    if (battery["charge"] < 0 || battery["charge"] > 100) battery["charge"] = nullptr;
   }
   return list;
 }
@@ -162,6 +166,20 @@ json sum(const json& list, const char* key) {
     total += entry[key].get<double>();
   }
   return list.empty() ? json(nullptr) : json(total);
+}
+
+// The battery that lasts longest.
+const json& better(const json& batteries) {
+  return *std::ranges::max_element(batteries, {}, [](const json& one) {
+    return std::pair(one["charge"], one["runtime"]);  // null is less than any number
+  });
+}
+
+// A line that cannot be read looks like lost mains in published readings. Only the line itself tells.
+bool cannot_read_mains(const json& inputs) {
+  const observe::Observer observer;
+  for (const json& input : inputs) (void)::is_ac_connected(input["id"].get<int>());
+  return std::ranges::any_of(observer.seen(), [](const observe::Seen& read) { return read.failed(); });
 }
 
 json greatest(const json& list, const char* key) {
@@ -208,7 +226,7 @@ std::string status_words(const json& inputs, const json& batteries, const json& 
   std::string words = "OL";
   if (!any(inputs, "state", "mains on")) {
     const Reserve reserve = reserve_of(batteries, flags);
-    if (any(inputs, "state", nullptr) || reserve == Reserve::unknown) return "";
+    if (any(inputs, "state", nullptr) || reserve == Reserve::unknown || cannot_read_mains(inputs)) return "";
     words = reserve == Reserve::low ? "OB LB" : "OB";
   }
   if (any(batteries, "state", "charging")) words += " CHRG";
@@ -260,7 +278,7 @@ void add_batteries(NutText& lines, const json& batteries) {
   lines.add("battery.runtime.low", low_runtime_s);
   lines.add_list("battery", battery_variables, batteries, batteries.size() > 1);
   if (batteries.size() == 1) return;
-  for (const char* name : {"charge", "runtime"}) lines.add(std::string("battery.") + name, greatest(batteries, name));
+  for (const char* name : {"charge", "runtime"}) lines.add(std::string("battery.") + name, better(batteries)[name]);
 }
 
 // The outputs together, and how much of the power that may be drawn this is.
