@@ -60,7 +60,7 @@ class Agent:
     def lines(self):
         self.log.seek(0)
         lines = [line.split(": ", 1)[1].rstrip() for line in self.log]
-        lines = [line for line in lines if not line.startswith("notification: ")]
+        lines = [line for line in lines if not line.startswith(("notification: ", "keeps root's rights"))]
         return [line for line in lines if self.device or "stand-in" not in line]  # this machine is no board
 
     def __enter__(self):

@@ -36,7 +36,7 @@ battery.2.capacity: 12
 battery.2.capacity.nominal: 12.5
 battery.2.mfr.date: "2017-03-15"
 battery.charge: 87
-battery.runtime: 7920
+battery.runtime: 5400
 outlet.count: 1
 outlet.1.id: 0
 outlet.1.status: "on"

@@ -110,8 +110,12 @@ bool is_guess(int code, const snmp_host::ObjectTable& table) {
 void look_at_state(Look& look) {
   if (look.unread != 0) return;
   std::array<psu_info, kvrn::most_sources> records{};
+  {
+    const Failures failures;
+    (void)kvrn::read_sources(records.data(), nullptr);
+    if (failures.lines() != 0) return;
+  }
   const Failures failures;
-  (void)kvrn::read_sources(records.data(), nullptr);
   const int code = ::get_device_state(records.data());
   if (failures.count() == 0 && !is_guess(code, *look.table)) look.device_state = code;
 }
