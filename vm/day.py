@@ -3,6 +3,7 @@
 jumps. At each stage the whole tree is walked from outside, with SNMPv3, and must be what the device says of itself."""
 import json
 import os
+import re
 import shutil
 import subprocess
 import time
@@ -105,8 +106,10 @@ class Day:
     def read(self):
         outputs, budget, state = (json.loads(device(self.machine, f"{name} --json")) for name in
                                   ("outputs", "budget", "state"))
+        nut = device(self.machine, "sensors --format nut")
         return {"outputs": [output["state_code"] for output in outputs["outputs"]],
-                "budget": [budget["budget"]["available_mw"]], "state": [state["state"]["code"]]}
+                "budget": [budget["budget"]["available_mw"]], "state": [state["state"]["code"]],
+                "nut": re.search(r"^ups\.status: (.*)", nut + "\nups.status: none", re.M)[1].split()}
 
     def killed_monitor(self):
         before = self.machine.run("cat /run/kvrn/monitord.pid").out
