@@ -10,6 +10,8 @@ import time
 import urllib.error
 import urllib.request
 
+from snmpd import free_port
+
 FOLDER = pathlib.Path("monitoring").resolve()
 DOCUMENT = pathlib.Path("docs/fleet.md").resolve()
 
@@ -25,16 +27,10 @@ def suffix():
     return "-0.22" if old_exporter() else ""
 
 
-def free_address():
-    with socket.socket() as probe:
-        probe.bind(("127.0.0.1", 0))
-        return f"127.0.0.1:{probe.getsockname()[1]}"
-
-
 @contextlib.contextmanager
-def server(folder, program, *options, address=None):
+def server(folder, program, *options):
     """Starts a server on a loopback port, and waits until it answers. @return its address and its process's number"""
-    address = address or free_address()
+    address = f"127.0.0.1:{free_port(socket.SOCK_STREAM)}"
     with open(f"{folder}/{program}.log", "w+", encoding="utf-8") as log:
         process = subprocess.Popen([program, *options, f"--web.listen-address={address}"], stdout=log, stderr=log)
         try:

@@ -33,7 +33,6 @@ constexpr long duplicate_registration = 263;
 // net-snmp registers the tree by itself when it has connected, but it does not report the master's answer. That
 // registration gets the last priority, so that it does no harm. claim() makes a second one, whose answer is known.
 constexpr int last_priority = 255;
-constexpr int priority = usual_priority;
 
 // Not a member of AgentX: net-snmp frees the argument of a callback when it ends, so the callbacks get none.
 std::atomic<AgentX::Link> link_state = AgentX::Link::unknown;
@@ -80,7 +79,7 @@ void claim() {
   netsnmp_pdu* pdu = ::snmp_pdu_create(register_pdu);
   if (pdu == nullptr) return;
   pdu->sessid = session->sessid;
-  pdu->priority = priority;
+  pdu->priority = usual_priority;
   if (::snmp_add_null_var(pdu, tree_root.data(), tree_root.size()) == nullptr ||
       ::snmp_async_send(session, pdu, on_claim_answered, nullptr) == 0)
     ::snmp_free_pdu(pdu);

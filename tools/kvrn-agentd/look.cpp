@@ -14,6 +14,7 @@
 #include "cache/view.hpp"
 #include "psu/readout.hpp"
 #include "status/flags.hpp"
+#include "tools/kvrn-agentd/condition.hpp"
 #include "tools/kvrn-agentd/tree.hpp"
 #include "util/clock.hpp"
 
@@ -76,16 +77,16 @@ void look_at_outputs(Look& look) {
   });
 }
 
-std::uint32_t number_in(const snmp_host::ObjectTable& table, unsigned column, unsigned row) {
-  const snmp_host::Object* object = table.find(in_tree(1U, 5U, 3U, 2U, 1U, column, row));
-  return object == nullptr ? 0 : object->number;
+// A value of the table of sources; 0 where there is none.
+std::int64_t value_of(const Look& look, int psu, Column column) {
+  return Row(look, static_cast<unsigned>(psu) + 1).value(column).value_or(0);
 }
 
 // A line that cannot be read looks like lost mains or a missing battery, in the published readings too. Only the line
 // itself tells. A source that answers no more over its bus is really gone.
 void look_at_lines(Look& look) {
   for (int psu = 0; psu < kvrn::source_count(); ++psu) {
-    if (number_in(*look.table, 4, static_cast<unsigned>(psu) + 1) != 0) continue;
+    if (value_of(look, psu, Column::psu_usable) != 0) continue;
     const Failures failures;
     psu_info ignored;
     (void)::psu_info_get_direct(&ignored, psu);
@@ -96,13 +97,14 @@ void look_at_lines(Look& look) {
 }
 
 // Without an estimate, the library takes a battery for nearly empty. Only its flag then says that it is low.
-bool is_guess(int code, const snmp_host::ObjectTable& table) {
+bool is_guess(int code, const Look& look) {
   if (code != KVRN_DEVICE_LOW_VOLTAGE) return false;
   bool lacks_estimate = false;
   for (int psu = 2; psu < kvrn::source_count(); ++psu) {
     if (kvrn::read_flag(kvrn::flags::low_voltage, psu) != 0) return false;
-    const auto number = [&](unsigned column) { return number_in(table, column, static_cast<unsigned>(psu) + 1); };
-    lacks_estimate = lacks_estimate || (number(4) == 1 && number(9) == 0 && number(10) == 0);
+    lacks_estimate =
+        lacks_estimate || (value_of(look, psu, Column::psu_usable) == 1 &&
+                           value_of(look, psu, Column::psu_charge) == 0 && value_of(look, psu, Column::psu_time) == 0);
   }
   return lacks_estimate;
 }
@@ -117,7 +119,7 @@ void look_at_state(Look& look) {
   }
   const Failures failures;
   const int code = ::get_device_state(records.data());
-  if (failures.count() == 0 && !is_guess(code, *look.table)) look.device_state = code;
+  if (failures.count() == 0 && !is_guess(code, look)) look.device_state = code;
 }
 
 // Whether the module of this library made the table.
