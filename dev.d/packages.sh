@@ -1,130 +1,168 @@
 # shellcheck shell=bash disable=SC2034,SC2154
 # SPDX-License-Identifier: MIT
-# Sourced by dev. The Debian packages that are needed, and their installation.
+# Debian packages: made, compared, examined, installed and tried in roots that hold what the packages ask for and
+# nothing else. They are left in build/packages/SUITE.
+# shellcheck source=dev.d/root.sh
+source dev.d/root.sh
 
-packages_build=(g++ make cmake pkgconf libgpiod-dev libfmt-dev nlohmann-json3-dev libsnmp-dev)
-packages_demo=(python3 snmp snmpd)
-packages_test=(libgtest-dev googletest binutils strace scdoc bash-completion smitools snmptrapd python3-jsonschema
-  nut-server nut-client mosquitto mosquitto-clients jq "${packages_demo[@]}")
-packages_cross=(g++-mips-linux-gnu qemu-user squashfs-tools xz-utils python3 binutils)
-packages_check=(git clang clang-format clang-tidy shellcheck mandoc man-db)
-packages_docs=(python3 scdoc mandoc mkdocs)
-packages_vm=(linux-source-6.1 qemu-system-mips flex bison bc libelf-dev libssl-dev cpio bzip2 patch snmp)
-packages_monitoring=(prometheus prometheus-alertmanager prometheus-snmp-exporter prometheus-node-exporter python3-yaml)
-packages_bench=(libbenchmark-dev libglib2.0-dev libinih-dev)
+# builder COMMAND...: runs a command in `root` as a user without rights, without a network.
+builder() { enter_root "$root" unshare --net setpriv --reuid=builder --regid=builder --init-groups env HOME=/home/builder "$@"; }
 
-codename() { (. /etc/os-release && printf '%s' "${VERSION_CODENAME:-}"); }
-
-is_installed() { [[ $(dpkg-query -W -f='${db:Status-Status}' "$1" 2>/dev/null) == installed ]]; }
-
-# The package name does not tell the version: libgpiod 1 has another interface.
-has_gpiod() { is_installed libgpiod-dev && pkg-config --exists 'libgpiod >= 2' 2>/dev/null; }
-
-as_root() { [[ $(id -u) -eq 0 ]]; }
-
-# configured_source SUITE: prints "URI SIGNED-BY" of the first configured source of binary packages for a suite. New
-# sources get the same URI, so that they use the same mirror.
-configured_source() {
-  local suite=$1 files=()
-  mapfile -t files < <(find /etc/apt/sources.list.d -name '*.sources' 2>/dev/null | sort)
-  if [[ ${#files[@]} -gt 0 ]]; then
-    awk -v suite="$suite" '
-      function flush() { if (!done && wanted && !off && uri != "") { print uri, key; done = 1 } uri = key = ""; wanted = off = 0 }
-      FNR == 1 && NR > 1 { flush() }
-      /^[[:space:]]*$/ { flush() }
-      tolower($1) == "uris:" { uri = $2 }
-      tolower($1) == "signed-by:" { key = $2 }
-      tolower($1) == "enabled:" { off = tolower($2) ~ /^(no|false|off|0)$/ }
-      tolower($1) == "suites:" { for (i = 2; i <= NF; ++i) if ($i == suite) wanted = 1 }
-      END { flush() }' "${files[@]}" | grep . && return
-  fi
-  find /etc/apt/sources.list /etc/apt/sources.list.d -name '*.list' -exec cat {} + 2>/dev/null |
-    sed -n 's/^deb  *//p' | awk -v suite="$suite" '
-      { key = ""; at = 1
-        if ($1 ~ /^\[/) {
-          while ($at !~ /\]$/) ++at
-          options = $0; sub(/\].*/, "", options)
-          if (match(options, /signed-by=[^] ]+/)) key = substr(options, RSTART + 10, RLENGTH - 10)
-          ++at
-        }
-        if ($(at + 1) == suite) { print $at, key; exit } }' | grep .
+# fresh_root NAME: sets `root` to a new copy of the release's root.
+fresh_root() {
+  root=$out/$1
+  rm -rf "$root"
+  copy_root "$root"
 }
 
-# add_source NAME TYPE SUITE: adds a package source for a suite, with the URI and key of the configured release.
-add_source() {
-  local name=$1 type=$2 suite=$3 uri key
-  read -r uri key < <(configured_source "$(codename)") || die "no configured Debian source of $(codename) to derive $suite from"
-  {
-    printf 'Types: %s\nURIs: %s\nSuites: %s\nComponents: main\n' "$type" "$uri" "$suite"
-    printf 'Signed-By: %s\n' "${key:-/usr/share/keyrings/debian-archive-keyring.gpg}"
-  } >"/etc/apt/sources.list.d/kvrn-$name.sources"
-  package_lists=old
+# The source is what git tracks.
+lay_source() {
+  fresh_root made
+  enter_root "$root" useradd --create-home builder
+  local source=$root/home/builder/one/kvrn-$version
+  mkdir -p "$source"
+  tracked | tar -cf - --no-recursion -T - | tar -xf - -C "$source"
+  enter_root "$root" apt-get install -y -qq dpkg-dev
+  enter_root "$root" apt-get build-dep -y -qq "/home/builder/one/kvrn-$version"
+  enter_root "$root" chown -R builder: /home/builder
 }
 
-package_lists=old
-update_lists() {
-  [[ $package_lists == old ]] || return 0
-  apt-get update -qq
-  package_lists=new
+# shellcheck disable=SC2016
+build_once() { builder sh -ec 'cd ~/one/kvrn-*; DEB_BUILD_OPTIONS=parallel=$0 dpkg-buildpackage -us -uc' "$jobs"; }
+
+# In another folder, at another time, in another time zone and language, with other rights of new files.
+# shellcheck disable=SC2016
+build_again() {
+  builder sh -ec 'umask 0002; mkdir -p ~/a/second/folder; cd ~/a/second/folder
+    dpkg-source -x ~/one/*.dsc kvrn
+    cd kvrn; TZ=ZZZ-14 LC_ALL=C DEB_BUILD_OPTIONS=parallel=$(($0 + 1)) dpkg-buildpackage -us -uc -b' "$jobs"
 }
 
-gpiod_2_on_offer() { apt-cache madison libgpiod-dev 2>/dev/null | awk '{print $3}' | grep -q '^2'; }
-
-install_packages() {
-  export DEBIAN_FRONTEND=noninteractive
-  update_lists
-  local wanted=() package
-  for package in "$@"; do
-    [[ $package == libgpiod-dev ]] || wanted+=("$package")
-  done
-  if ! has_gpiod && [[ " $* " == *" libgpiod-dev "* ]]; then
-    if ! gpiod_2_on_offer; then
-      # Debian 12 has libgpiod 2 only in its backports.
-      add_source backports deb "$(codename)-backports"
-      update_lists
-    fi
-    local version
-    version=$(apt-cache madison libgpiod-dev | awk '$3 ~ /^2/ {print $3; exit}')
-    [[ -n $version ]] || die "no libgpiod 2 among the configured package sources"
-    wanted+=("libgpiod-dev=$version" "libgpiod3=$version")
-  fi
-  without_services apt-get install -y -qq --no-install-recommends "${wanted[@]}" >/dev/null
+# The same bytes, in the packages and in their debug symbols.
+compare_builds() {
+  (cd "$root/home/builder/one" && sha256sum -- *.deb) >"$out/SHA256SUMS"
+  (cd "$root/home/builder/a/second/folder" && sha256sum --quiet -c "$OLDPWD/$out/SHA256SUMS")
 }
 
-# without_services COMMAND...: runs an installation in which no package starts a service. Tests start their own snmpd.
-without_services() {
-  local policy=/usr/sbin/policy-rc.d status=0
-  if [[ -e $policy ]]; then
-    "$@"
-    return
-  fi
-  printf '#!/bin/sh\nexit 101\n' >"$policy"
-  chmod 755 "$policy"
-  "$@" || status=$?
-  rm -f "$policy"
-  return "$status"
+# The same files as a later version: for upgrades.
+# shellcheck disable=SC2016
+build_next() {
+  builder sh -ec 'cd ~/a/second/folder/kvrn
+    { sed "1s/)/+next)/; /^ --/q" debian/changelog; echo; cat debian/changelog; } >~/changelog
+    cp ~/changelog debian/changelog
+    dpkg-buildpackage -us -uc -b -nc'
 }
 
-# need_packages PACKAGE...: installs missing packages. Without root it prints their names and exits.
-need_packages() {
-  local missing=() package
-  for package in "$@"; do
-    if [[ $package == libgpiod-dev ]]; then
-      has_gpiod || missing+=("$package")
-    elif ! is_installed "$package"; then
-      missing+=("$package")
-    fi
-  done
-  [[ ${#missing[@]} -gt 0 ]] || return 0
-  if ! as_root; then
-    say "These Debian packages are missing; install them as root, or run this command as root once:" >&2
-    if [[ $(codename) == bookworm && " ${missing[*]} " == *" libgpiod-dev "* ]]; then
-      say "(libgpiod-dev must be version 2; its package source is bookworm-backports.)" >&2
-      missing=("${missing[@]/#libgpiod-dev/libgpiod-dev/bookworm-backports}")
-    fi
-    say "  apt-get install --no-install-recommends ${missing[*]}" >&2
-    exit 1
-  fi
-  step "Installing ${missing[*]}"
-  install_packages "${missing[@]}"
+keep_packages() {
+  rm -rf "$out"/*.deb "$out/next"
+  mkdir "$out/next"
+  cp "$root"/home/builder/one/*.{deb,dsc,tar.*,changes,buildinfo} "$out/"
+  cp "$root"/home/builder/a/second/folder/*+next_*.deb "$out/next/"
 }
+
+make_packages() {
+  say "the build dependencies"
+  recipe "$out/root.log" "laying the source" lay_source
+  root=$out/made
+  say "the first build"
+  recipe "$out/build.log" "building the packages" build_once
+  say "the second build"
+  recipe "$out/build-again.log" "building them again" build_again
+  compare_builds || die "the second build differs"
+  say "both builds have the same bytes"
+  recipe "$out/build-next.log" "building the next version" build_next
+  keep_packages
+}
+
+examine_packages() {
+  recipe "$out/lintian-install.log" "installing lintian" enter_root "$root" apt-get install -y -qq lintian
+  builder sh -ec 'lintian --fail-on error,warning --show-overrides ~/one/*.changes'
+  say "lintian has neither errors nor warnings"
+}
+
+# files: a line for each file of `root`: name, rights, owner, what a link points to, and the content. Left out: what the
+# package manager keeps for itself, and accounts, which stay, because files may still belong to them.
+files() {
+  (cd "$root" && find . -xdev \( -path ./proc -o -path ./sys -o -path ./dev -o -path ./debs -o -path ./var/lib/dpkg -o -path ./var/lib/apt \
+    -o -path ./var/cache -o -path ./var/log -o -path ./etc/ld.so.cache -o -path './etc/passwd*' -o -path './etc/group*' -o -path './etc/shadow*' \
+    -o -path './etc/gshadow*' \) -prune -o -printf '%p %M %u:%g %l\n' -type f -exec sha256sum {} + | sort -k 2 | sed "s,$PWD,,")
+}
+
+# The packages that ours depend on, without ours.
+dependencies() {
+  local package
+  for package in "$out"/*.deb; do dpkg-deb -f "$package" Pre-Depends Depends | sed 's/^[A-Za-z-]*: //'; done |
+    tr ',' '\n' | sed 's/^ *//; /kvrn/d; /^$/d' | sort -u | paste -sd ,
+}
+
+try_installation() {
+  local ours=()
+  fresh_root installed
+  mkdir -p "$root/debs/next"
+  cp "$out"/*.deb "$root/debs/"
+  cp "$out"/next/*.deb "$root/debs/next/"
+  mapfile -t ours < <(for package in "$out"/*.deb; do dpkg-deb -f "$package" Package; done)
+  enter_root "$root" apt-get satisfy -y -qq "$(dependencies)"
+  files >"$out/files.before"
+  enter_root "$root" sh -ec 'apt-get install -y -qq /debs/*.deb'
+  enter_root "$root" kvrnctl --version
+  files >"$out/files.installed"
+  enter_root "$root" sh -ec 'apt-get install -y -qq /debs/next/*.deb'
+  files >"$out/files.upgraded"
+  # What the agent and the administrator leave.
+  mkdir -p "$root/var/lib/kvrn-agentd"
+  : >"$root/var/lib/kvrn-agentd/told"
+  enter_root "$root" apt-get remove -y -qq "${ours[@]}"
+  files >"$out/files.removed"
+  enter_root "$root" apt-get purge -y -qq "${ours[@]}"
+  files >"$out/files.purged"
+}
+
+# names_changed BEFORE AFTER: the names that are only in one of two lists.
+names_changed() { diff <(awk '{ print $1 }' "$out/files.$1") <(awk '{ print $1 }' "$out/files.$2") | grep '^[<>]' || true; }
+
+compare_installation() {
+  recipe "$out/install.log" "installing, upgrading, removing and purging" try_installation
+  local left
+  # Only the changelogs differ in the next version.
+  left=$(names_changed installed upgraded)
+  [[ -z $left ]] || die "other files after an upgrade: $left"
+  left=$(names_changed before removed | grep -v -e ' \./etc/systemd/system/' -e ' \./var/lib/' || true)
+  [[ -z $left ]] || die "left after a removal: $left"
+  diff "$out/files.before" "$out/files.purged" || die "purging leaves a difference: above"
+  say "installed, upgraded, removed; and no difference is left after a purge"
+}
+
+# debian/tests, with nothing installed but what each of them asks for.
+run_package_tests() {
+  fresh_root tested
+  mkdir -p "$root/debs"
+  cp "$out"/*.deb "$out"/*.dsc "$out"/*.tar.* "$root/debs/"
+  recipe "$out/autopkgtest-install.log" "installing autopkgtest" enter_root "$root" apt-get install -y -qq autopkgtest apt-utils dpkg-dev
+  enter_root "$root" sh -ec 'autopkgtest --no-built-binaries /debs/*.deb /debs/*.dsc -- null' >"$out/autopkgtest.log" 2>&1 ||
+    { tail -n 40 "$out/autopkgtest.log"; die "debian/tests: $out/autopkgtest.log"; }
+  sed -n '/@@ summary/,$p' "$out/autopkgtest.log"
+}
+
+boot=0 suites=()
+for word in "$@"; do
+  case $word in
+    --boot) boot=1 ;;
+    bookworm | trixie) suites+=("$word") ;;
+    *) die_usage "no release '$word': bookworm trixie" ;;
+  esac
+done
+[[ ${#suites[@]} -gt 0 ]] || suites=("$(codename)")
+as_root || die "packages are made in roots of their own, which takes root's rights"
+need_packages "${packages_root[@]}" dpkg-dev
+version=$(dpkg-parsechangelog -S Version)
+for suite in "${suites[@]}"; do
+  out=build/packages/$suite
+  mkdir -p "$out"
+  make_root "$suite"
+  timed "$suite: packages, built twice" make_packages
+  timed "$suite: lintian" examine_packages
+  timed "$suite: installation" compare_installation
+  timed "$suite: debian/tests" run_package_tests
+done
+print_timings
