@@ -38,6 +38,11 @@ check_doors() {
   python3 dev.d/doors.py build/clang
 }
 
+check_abi() {
+  build clang kvrn
+  python3 dev.d/abi.py check build/clang/lib/libkvrn.so native
+}
+
 check_openwrt() {
   build clang
   python3 dev.d/openwrt.py build/clang
@@ -61,6 +66,7 @@ check_asan() {
 check_mips() {
   build_mips OFF
   python3 dev.d/doors.py build/mips "$mips_host-readelf"
+  python3 dev.d/abi.py check build/mips/lib/libkvrn.so mips
   python3 dev.d/size.py build/mips
   run_tests mips
 }

@@ -1,23 +1,15 @@
 # SPDX-License-Identifier: MIT
 """Checks that no object of the library calls an exported C function. Exported functions are only for callers from
 outside. Code that several places of the library need is a C++ function."""
-import re
 import subprocess
 import sys
 from pathlib import Path
 
-MAP = "cmake/libkvrn.map"
-# Names in the map that the library does not define: its SNMP host does.
-HOST = {"odb_add", "odb_destroy", "abz_clear_error"}
-
-
-def names(text):
-    text = re.sub(r"/\*.*?\*/", "", text, flags=re.S)
-    return set(re.findall(r"\b([A-Za-z_]\w*)\s*;", text.split("global:")[1].split("local:")[0])) - HOST
+import version_script
 
 
 def main(build, readelf="readelf"):
-    exported = names(Path(MAP).read_text(encoding="utf-8"))
+    exported = version_script.exported()
     folder = Path(build, "lib/CMakeFiles/kvrn_objects.dir")
     # Skip objects whose source was deleted: a build folder keeps them.
     objects = sorted(file for file in folder.rglob("*.o")

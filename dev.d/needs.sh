@@ -5,7 +5,8 @@
 packages_build=(g++ make cmake pkgconf libgpiod-dev libfmt-dev nlohmann-json3-dev libsnmp-dev)
 packages_demo=(python3 snmp snmpd)
 packages_test=(libgtest-dev googletest binutils strace scdoc bash-completion smitools snmptrapd python3-jsonschema
-  nut-server nut-client mosquitto mosquitto-clients jq "${packages_demo[@]}")
+  nut-server nut-client mosquitto mosquitto-clients jq abigail-tools "${packages_demo[@]}")
+packages_abi=(abigail-tools binutils git python3)
 packages_cross=(g++-mips-linux-gnu qemu-user squashfs-tools xz-utils python3 binutils)
 packages_check=(git clang clang-format clang-tidy shellcheck mandoc man-db)
 packages_docs=(python3 scdoc mandoc mkdocs)
