@@ -17,7 +17,7 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 START = [("Start", "README.md"), ("Tutorial", "docs/tutorial.md"), ("Interface", "docs/interface.md")]
 BAR = r"\|"
 DEVELOP = ("CONTRIBUTING.md", "SECURITY.md", "docs/architecture.md", "docs/extending.md", "docs/target.md",
-           "docs/performance.md", "CHANGELOG.md")
+           "docs/performance.md", "docs/releasing.md", "CHANGELOG.md")
 
 
 def title(page):

@@ -4,6 +4,7 @@ import pathlib
 import re
 import subprocess
 
+GIT = ["git", "-c", "safe.directory=*"]  # also in another user's checkout
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 
 
@@ -22,8 +23,7 @@ def released(root=ROOT):
 
 
 def git(*arguments, root=ROOT):
-    command = ["git", "-c", "safe.directory=*", "-C", str(root), *arguments]
-    return subprocess.run(command, check=True, capture_output=True, text=True).stdout
+    return subprocess.run([*GIT, *arguments], cwd=root, check=True, capture_output=True, text=True).stdout
 
 
 def tags(root=ROOT):
