@@ -28,7 +28,10 @@ ABIDW = ["abidw", "--no-corpus-path", "--no-comp-dir-path", "--no-show-locs", "-
 
 
 def run(*command, **options):
-    return subprocess.run(command, check=True, capture_output=True, text=True, **options).stdout
+    done = subprocess.run(command, capture_output=True, text=True, **options)
+    if done.returncode != 0:
+        sys.exit(f"{' '.join(map(str, command))}:\n{done.stderr}")
+    return done.stdout
 
 
 def symbols(library):
