@@ -22,6 +22,7 @@ BRANCH = "main"
 TREE = ROOT / "build/release"
 STEPS = (["./dev", "test"], ["./dev", "check"], ["./dev", "packages"])
 CHANGELOG, DEBIAN = "CHANGELOG.md", "debian/changelog"
+ENTRY = re.compile(r"kvrn \(([\d.]+)(-\S+)?\) (.*)\n\n((?: .*\n|\n)*?) -- (.*?)  .*\n")
 
 
 def fail(text):
@@ -59,6 +60,8 @@ def check_version(version):
         fail(f"the first section of {CHANGELOG} is \"{section.group(1)}\", and should be \"{version} (unreleased)\"")
     if not section.group(2).strip():
         fail(f"{CHANGELOG} says nothing about {version}")
+    if not ENTRY.match((ROOT / DEBIAN).read_text(encoding="utf-8")):
+        fail(f"{DEBIAN} does not begin with an entry")
     dated = next(iter(versions.released()), None)
     if dated != last:
         fail(f"the last release is {dated or 'none'} in {CHANGELOG}, and {last or 'none'} among the tags; git fetch --tags?")
@@ -95,13 +98,13 @@ def write(version):
     replace(TREE / CHANGELOG, f"## {version} (unreleased)", f"## {version} ({now:%Y-%m-%d})")
     path = TREE / DEBIAN
     text = path.read_text(encoding="utf-8")
-    place, suite, rest = re.match(r"kvrn \(([^)]*)\) (.*)\n", text).group(1, 2, 0)
-    maintainer = re.search(r"^ -- (.*?)  ", text, re.M).group(1)
-    entry = f"kvrn ({version}-1) {suite}\n\n  * Release {version}: {CHANGELOG} says what is new.\n\n"
-    if place.startswith(f"{version}-"):  # written by hand
-        entry = text[:text.index("\n -- ") + 1]
-        text = text[text.index("\n", text.index("\n -- ") + 1) + 1:].lstrip("\n")
-    path.write_text(f"{entry} -- {maintainer}  {email.utils.format_datetime(now)}\n" + (f"\n{text}" if text else ""), encoding="utf-8")
+    last, revision, suite, changes, maintainer = ENTRY.match(text).groups()
+    if last == version:  # its entry is there already, without the right date
+        text = text[text.index("\n -- "):].split("\n", 2)[2].lstrip("\n")
+    else:
+        changes, revision = f"  * Release {version}: {CHANGELOG} says what is new.\n\n", revision and "-1"
+    entry = f"kvrn ({version}{revision or ''}) {suite}\n\n{changes} -- {maintainer}  {email.utils.format_datetime(now)}\n"
+    path.write_text(entry + (text and "\n" + text), encoding="utf-8")
 
 
 def prepare(version):
