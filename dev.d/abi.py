@@ -19,12 +19,16 @@ import versions
 ROOT = versions.ROOT
 STORED = "lib/abi/{}.abi"
 COMPILERS = {"native": "gcc", "mips": "mips-linux-gnu-gcc"}
-# What only the stand-in exports is in a node of its own: what a host defines, the constants, and a pointer to each type,
-# because no function takes the records that lie in files.
+# The node of what only the stand-in exports: what a host defines, the constants, and a pointer to each type, because no
+# function takes the records that lie in files.
 NODE = "STAND_IN"
 # Nothing of the machine: no paths, no lines, no parameter names, no libraries that are needed.
-ABIDW = ["abidw", "--no-corpus-path", "--no-comp-dir-path", "--no-show-locs", "--type-id-style", "hash", "--no-elf-needed",
-         "--exported-interfaces-only", "--no-architecture", "--no-parameter-names"]
+ABIDW = ["abidw", "--no-corpus-path", "--no-comp-dir-path", "--no-show-locs", "--no-elf-needed", "--no-architecture",
+         "--no-parameter-names", "--exported-interfaces-only", "--type-id-style", "hash"]
+ADVICE = """A program that needs them would start with an older library and fail later. Do this:
+  1. in cmake/libkvrn.map, a node "KVRN_{new} {{ global: ...; }} KVRN_{last};" with them
+  2. in CMakeLists.txt, VERSION {new}.0; in CHANGELOG.md, "## {new}.0 (unreleased)"
+  3. ./dev abi"""
 
 
 def run(*command, **options):
@@ -55,7 +59,8 @@ def machine(library):
 
 def declared(read):
     """{name: declaration} of every function and object in the headers. Those of bytes.h are inline."""
-    return {item.names[0]: item for header in read.values() if header.name != "bytes.h" for item in header.of("function", "data")}
+    return {item.names[0]: item for header in read.values() if header.name != "bytes.h"
+            for item in header.of("function", "data")}
 
 
 def given(read):
@@ -75,7 +80,7 @@ def constants(read):
 
 
 def types(read):
-    return [name for header in read.values() for item in header.of("type") if item.code.startswith("typedef") for name in item.names]
+    return [item.names[0] for header in read.values() for item in header.of("type") if item.code.startswith("typedef")]
 
 
 def stand_in(root, exported):
@@ -93,7 +98,8 @@ def stand_in(root, exported):
             bodies.append(item.code)
     members = ", ".join(f"constant_{name} = (int64_t)({name})" for name in constants(read))
     pointers = [f"{name}* type_{name};" for name in types(read)]
-    return "\n".join([*start, "#include <kvrn/kvrn.h>", *bodies, *pointers, f"enum constants {{ {members} }} constants;", ""])
+    return "\n".join([*start, "#include <kvrn/kvrn.h>", *bodies, *pointers,
+                      f"enum constants {{ {members} }} constants;", ""])
 
 
 def compiled(root, library, kind):
@@ -129,7 +135,7 @@ def disagreements(root, library, standing):
               for place, names in places.items() if name not in names]
     faults += [f"{name} has no comment in the headers" for name, item in items.items() if not item.text]
     if machine(library) == machine(standing):
-        faults += [f"{name}: the library has {real[name]}, the headers and the version script say {promised[name]} (node, bytes)"
+        faults += [f"{name}: (node, bytes) is {real[name]} in the library, {promised[name]} in headers and version script"
                    for name in sorted(real.keys() & promised.keys()) if real[name] != promised[name]]
     return faults
 
@@ -158,7 +164,8 @@ def broken(old, new):
 def added(old, new):
     """{name: node} of the new names, and the names of the new constants"""
     (before, old_constants), (after, new_constants) = names(old), names(new)
-    return {name: after[name] for name in after.keys() - before.keys()}, sorted(new_constants.keys() - old_constants.keys())
+    new_names = {name: after[name] for name in after.keys() - before.keys()}
+    return new_names, sorted(new_constants.keys() - old_constants.keys())
 
 
 def node_faults(nodes, new_names, project, released):
@@ -173,14 +180,12 @@ def node_faults(nodes, new_names, project, released):
     if newest > (major, minor):
         faults.append(f"node {nodes[-1].name} is newer than the project, {project}: raise VERSION in CMakeLists.txt")
     last = max((versions.number(version)[:2] for version in released), default=(-1, -1))
-    late = [f"{name} ({node})" for name, node in sorted(new_names.items()) if node != NODE and versions.number(node.removeprefix("KVRN_")) <= last]
+    late = [f"{name} ({node})" for name, node in sorted(new_names.items())
+            if node != NODE and versions.number(node.removeprefix("KVRN_")) <= last]
     if late:
-        step = (major, minor) if (major, minor) > last else (major, minor + 1)
-        faults.append(f"new in a node that was released: {', '.join(late)}\nA program that needs them would start with an older "
-                      "library and fail later. Do this:\n"
-                      f"  1. in cmake/libkvrn.map, a node \"KVRN_{step[0]}.{step[1]} {{ global: ...; }} KVRN_{last[0]}.{last[1]};\" with them\n"
-                      f"  2. in CMakeLists.txt, VERSION {step[0]}.{step[1]}.0; in CHANGELOG.md, \"## {step[0]}.{step[1]}.0 (unreleased)\"\n"
-                      "  3. ./dev abi")
+        step = max((major, minor), (last[0], last[1] + 1))
+        text = ADVICE.format(new="{}.{}".format(*step), last="{}.{}".format(*last))
+        faults.append(f"new in a node that was released: {', '.join(late)}\n{text}")
     return faults
 
 
@@ -198,17 +203,20 @@ def stored_at(version, kind, root=ROOT):
 
 def check(kind, stored, made, new_names, new_constants):
     if text := broken(stored, made):
-        sys.exit(f"{text}\nThis breaks programs that are built already ({STORED.format(kind)}). Keep what was released; a changed "
-                 "function gets a new name.\nWhat was never released may change: ./dev abi stores it anew.")
+        sys.exit(f"{text}\nThis breaks programs that are built already ({STORED.format(kind)}). Keep what was released; a "
+                 "changed function gets a new name.\nWhat was never released may change: ./dev abi stores it anew.")
     if new := [*sorted(new_names), *new_constants]:
-        sys.exit(f"new in the interface: {', '.join(new)}\n./dev abi stores its description anew; commit {STORED.format(kind)} with the change")
+        sys.exit(f"new in the interface: {', '.join(new)}\n./dev abi stores its description anew; commit "
+                 f"{STORED.format(kind)} with the change")
 
 
 def store(kind, stored, made):
     for version in versions.tags()[:1]:
         before = stored_at(version, kind)
-        if before and versions.number(version)[0] == versions.number(versions.project())[0] and (text := broken(before, made)):
-            sys.exit(f"{text}\nThis breaks programs that are built with {version}. It needs a new major version (VERSION in CMakeLists.txt).")
+        same_major = versions.number(version)[0] == versions.number(versions.project())[0]
+        if before and same_major and (text := broken(before, made)):
+            sys.exit(f"{text}\nThis breaks programs that are built with {version}. It needs a new major version: VERSION in "
+                     "CMakeLists.txt")
     stored.parent.mkdir(exist_ok=True)
     shutil.copyfile(made, stored)
 
@@ -226,7 +234,7 @@ def main(command, library, kinds):
             store(kind, stored, made)
         else:
             check(kind, stored, made, new_names, new_constants)
-        print(f"{len(symbols(library))} exported names are {'stored' if command == 'store' else 'those'} in {STORED.format(kind)}")
+        print(f"{STORED.format(kind)}: {len(symbols(library))} exported names, {'stored' if command == 'store' else 'as stored'}")
 
 
 if __name__ == "__main__":

@@ -82,7 +82,8 @@ def check_interface(version, last):
             fail(f"the interface is not that of {last}. This needs version {major + 1}.0.0:\n{text}")
         names, constants = abi.added(old, new)
         if (names or constants) and (major, minor) == before[:2]:
-            fail(f"new in the interface since {last}. This needs version {major}.{minor + 1}.0: {', '.join([*sorted(names), *constants])}")
+            new = ", ".join([*sorted(names), *constants])
+            fail(f"new in the interface since {last}. This needs version {major}.{minor + 1}.0: {new}")
         print(f"{abi.STORED.format(kind)}: {len(names)} names more than {last}")
 
 
@@ -123,9 +124,10 @@ def publish(version, start, commit):
     if git("rev-parse", BRANCH) != start:
         fail(f"{BRANCH} has moved on meanwhile; what was tested is in {TREE}")
     # Signed if git's tag.gpgSign says so. Before the branch: it may ask for a key, and get none.
-    if subprocess.run([*versions.GIT, "tag", "--annotate", f"v{version}", "--message", f"kvrn {version}", commit]).returncode != 0:
+    tag = ["tag", "--annotate", f"v{version}", "--message", f"kvrn {version}", commit]
+    if subprocess.run([*versions.GIT, *tag], cwd=ROOT).returncode != 0:
         fail("the tag was not made")
-    if subprocess.run([*versions.GIT, "merge", "--ff-only", "--quiet", commit]).returncode != 0:
+    if subprocess.run([*versions.GIT, "merge", "--ff-only", "--quiet", commit], cwd=ROOT).returncode != 0:
         git("tag", "--delete", f"v{version}")
         fail(f"{BRANCH} was not moved")
 

@@ -14,7 +14,8 @@ def number(text):
 
 
 def project(root=ROOT):
-    return re.search(r"^project\(kvrn VERSION ([\d.]+)", (root / "CMakeLists.txt").read_text(encoding="utf-8"), re.M).group(1)
+    text = (root / "CMakeLists.txt").read_text(encoding="utf-8")
+    return re.search(r"^project\(kvrn VERSION ([\d.]+)", text, re.M).group(1)
 
 
 def released(root=ROOT):
