@@ -150,7 +150,7 @@ def main():
         print(f"\n{given.version} is ready. Nothing was written outside {TREE}, which holds the packages.")
         return
     publish(given.version, start, commit)
-    print(f"\n{given.version} is committed and tagged; the packages are below {TREE}/build. Push both when you are content:\n"
+    print(f"\n{given.version} is committed and tagged; the packages are in {TREE}/build/packages. Push both when you are content:\n"
           f"  git push REMOTE {BRANCH} v{given.version}\n"
           "The next change opens a new section in CHANGELOG.md and raises VERSION in CMakeLists.txt.")
 
