@@ -28,7 +28,8 @@ ABIDW = ["abidw", "--no-corpus-path", "--no-comp-dir-path", "--no-show-locs", "-
 ADVICE = """A program that needs them would start with an older library and fail later. Do this:
   1. in cmake/libkvrn.map, a node "KVRN_{new} {{ global: ...; }} KVRN_{last};" with them
   2. in CMakeLists.txt, VERSION {new}.0; in CHANGELOG.md, "## {new}.0 (unreleased)"
-  3. ./dev abi"""
+  3. in debian/libkvrn1.symbols, the line " (symver)KVRN_{new} {new}.0"
+  4. ./dev abi"""
 
 
 def run(*command, **options):
@@ -189,6 +190,12 @@ def node_faults(nodes, new_names, project, released):
     return faults
 
 
+def package_faults(nodes, root=ROOT):
+    """Debian's list of symbols names the nodes: a program's package depends on the version that brought its node."""
+    listed = re.findall(r"(?m)^ \(symver\)(\S+) ", (root / "debian/libkvrn1.symbols").read_text(encoding="utf-8"))
+    return [f"debian/libkvrn1.symbols has no line for {node.name}" for node in nodes if node.name not in listed]
+
+
 def stored_at(version, kind, root=ROOT):
     """The description that a release had, or None."""
     try:
@@ -227,7 +234,8 @@ def main(command, library, kinds):
         faults = disagreements(ROOT, library, standing)
         made, stored = described(standing), ROOT / STORED.format(kind)
         new_names, new_constants = added(stored, made) if stored.exists() else ({}, [])
-        faults += node_faults(version_script.nodes(), new_names, versions.project(), versions.released())
+        nodes = version_script.nodes()
+        faults += node_faults(nodes, new_names, versions.project(), versions.released()) + package_faults(nodes)
         if faults:
             sys.exit("\n".join(faults))
         if command == "store":
