@@ -51,9 +51,13 @@ make_root() {
   hash=$({ printf '%s\n' "$suite" "$uri" "$@" && apt_settings && declare -f lay_root; } | sha256sum)
   place=$cache/root-$suite-${hash:0:16}
   [[ ! -e $place ]] || return 0
+  as_root || die "only root can make a root of $suite"
   say "making a root of $suite"
-  # Only a whole root gets its name. Two makers do not meet.
-  local new=$place.new.$$
+  # Only a whole root gets its name. Two makers do not meet; what a third one left is removed.
+  local new=$place.new.$$ left
+  for left in "$cache"/root-*.new.*; do
+    [[ -e /proc/${left##*.} ]] || rm -rf "$left"
+  done
   recipe "build/root-$suite.log" "making a root of $suite" lay_root "$suite" "$uri" "$key" "$new" "$@"
   mv -T "$new" "$place" 2>/dev/null || rm -rf "$new"
 }

@@ -124,7 +124,7 @@ class Programs(unittest.TestCase):
                          completions + "kvrn-monitord",
                          "lib/sysusers.d/kvrn.conf", "lib/udev/rules.d/60-kvrn.rules", "share/kvrn/account.conf", "share/kvrn/monitoring/snmp.yml",
                          *(agent * ["sbin/kvrn-agentd", "share/man/man8/kvrn-agentd.8", completions + "kvrn-agentd",
-                                    "lib/systemd/system/kvrn-agentd.service", "share/kvrn/listen.conf",
+                                    "lib/systemd/system/kvrn-agentd.service", "share/kvrn/listen.conf", "lib/tmpfiles.d/kvrn-agentd.conf",
                                     "share/doc/kvrn/examples/agentd.conf"])):
                 self.assertTrue(os.path.exists(f"{prefix}/{path}"), path)
 

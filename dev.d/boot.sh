@@ -1,0 +1,51 @@
+# shellcheck shell=bash disable=SC2034,SC2154
+# SPDX-License-Identifier: MIT
+# Sourced. Packages under a real service manager, with a simulated device.
+source dev.d/root.sh
+
+packages_boot=("${packages_root[@]}" python3)
+
+# boot_root ROOT DEBS: installs packages into a root, as an administrator does.
+boot_root() {
+  local root=$1 debs=$2
+  mkdir "$root/debs"
+  cp "$debs"/*.deb "$root/debs/"
+  rm -f "$root"/debs/*-dbgsym_*
+  # snmpd has run before, with Debian's settings: they make its folder for itself alone.
+  install -d -m 700 "$root/var/agentx"
+  enter_root "$root" sh -c 'apt-get update -qq && apt-get install -y -qq /debs/*.deb'
+  # From now on a package may start its services.
+  rm -rf "$root/debs" "$root/usr/sbin/policy-rc.d"
+  echo kvrn >"$root/etc/hostname"
+}
+
+# next_debs FROM TO: the same packages with a higher version, for an upgrade.
+next_debs() {
+  local deb tree=$2/tree
+  rm -rf "$2"
+  mkdir -p "$2"
+  for deb in "$1"/*.deb; do
+    [[ $deb != *-dbgsym_* ]] || continue
+    dpkg-deb -R "$deb" "$tree"
+    sed -i -E '/^Version: /s/$/+next/; /^(Pre-)?Depends: /s/ \(= ([^)]*)\)/ (= \1+next)/g' "$tree/DEBIAN/control"
+    dpkg-deb -b --root-owner-group -Znone "$tree" "$2" >/dev/null
+    rm -rf "$tree"
+  done
+}
+
+# boot_round SUITE DEBS: boots a release with the packages of a folder, and checks what they do there. What the journal of
+# that system says is in build/boot-SUITE.
+boot_round() (
+  suite=$1 debs=$2 work=$PWD/build/boot-$1
+  as_root || die "only root can boot a container"
+  make_root "$suite" systemd systemd-sysv dbus udev snmpd snmp procps
+  rm -rf "$work"
+  mkdir -p "$work"
+  # With a trap for the signals too, the shell waits until boot.py has ended the container.
+  trap 'exit 1' INT TERM
+  trap 'rm -rf "$work/root"' EXIT
+  copy_root "$work/root"
+  recipe "$work/install.log" "installing the packages" boot_root "$work/root" "$debs"
+  next_debs "$debs" "$work/root/next"
+  python3 dev.d/boot.py "$work"
+)
