@@ -9,8 +9,7 @@ packages_boot=("${packages_root[@]}" python3)
 boot_root() {
   local root=$1 debs=$2
   mkdir "$root/debs"
-  cp "$debs"/*.deb "$root/debs/"
-  rm -f "$root"/debs/*-dbgsym_*
+  find "$debs" -maxdepth 1 -name '*.deb' ! -name '*-dbgsym_*' -exec cp -t "$root/debs" {} +
   # snmpd has run before, with Debian's settings: they make its folder for itself alone.
   install -d -m 700 "$root/var/agentx"
   enter_root "$root" sh -c 'apt-get update -qq && apt-get install -y -qq /debs/*.deb'
@@ -19,22 +18,8 @@ boot_root() {
   echo kvrn >"$root/etc/hostname"
 }
 
-# next_debs FROM TO: the same packages with a higher version, for an upgrade.
-next_debs() {
-  local deb tree=$2/tree
-  rm -rf "$2"
-  mkdir -p "$2"
-  for deb in "$1"/*.deb; do
-    [[ $deb != *-dbgsym_* ]] || continue
-    dpkg-deb -R "$deb" "$tree"
-    sed -i -E '/^Version: /s/$/+next/; /^(Pre-)?Depends: /s/ \(= ([^)]*)\)/ (= \1+next)/g' "$tree/DEBIAN/control"
-    dpkg-deb -b --root-owner-group -Znone "$tree" "$2" >/dev/null
-    rm -rf "$tree"
-  done
-}
-
-# boot_round SUITE DEBS: boots a release with the packages of a folder, and checks what they do there. What the journal of
-# that system says is in build/boot-SUITE.
+# boot_round SUITE DEBS: boots a release with the packages of a folder, and checks what they do there. The folder `next`
+# in it has a later version, for an upgrade. The journal of that system is left in build/boot-SUITE.
 boot_round() (
   suite=$1 debs=$2 work=$PWD/build/boot-$1
   as_root || die "only root can boot a container"
@@ -46,6 +31,7 @@ boot_round() (
   trap 'rm -rf "$work/root"' EXIT
   copy_root "$work/root"
   recipe "$work/install.log" "installing the packages" boot_root "$work/root" "$debs"
-  next_debs "$debs" "$work/root/next"
+  mkdir "$work/root/next"
+  find "$debs/next" -name '*.deb' ! -name '*-dbgsym_*' -exec cp -t "$work/root/next" {} +
   python3 dev.d/boot.py "$work"
 )

@@ -37,7 +37,8 @@ ENVIRONMENT = {"KVRN_SIM_ROOT": FOLDER, "LD_PRELOAD": "libkvrn-sim.so"}
 def lay(root):
     """Puts a healthy device into a root that does not run yet. Its files in /tmp are the root's own, so that their
     owners and modes are those of the installed services."""
-    inside = lambda *words: subprocess.run(["chroot", root, *words], check=True)
+    def inside(*words):
+        subprocess.run(["chroot", root, *words], check=True)
     inside("kvrn-sim", "new", FOLDER, "--board", BOARD)
     device = pathlib.Path(root + FOLDER)
     for pattern, owner, mode in reversed(RIGHTS):
@@ -46,16 +47,17 @@ def lay(root):
             inside("chown", owner, "/" + str(path.relative_to(root)))
     (device / "tmp").rename(device / "flags")
     (device / "tmp").symlink_to("/tmp")
-    lines = [f"C /tmp/{path.name} 0644 root root - {FOLDER}/flags/{path.name}\n" for path in sorted((device / "flags").iterdir())]
-    pathlib.Path(root, "etc/tmpfiles.d/device.conf").write_text("".join(lines), encoding="utf-8")
+    with open(f"{root}/etc/tmpfiles.d/device.conf", "w", encoding="utf-8") as file:
+        for flag in os.listdir(device / "flags"):
+            file.write(f"C /tmp/{flag} 0644 root root - {FOLDER}/flags/{flag}\n")
     folder = pathlib.Path(root, "etc/systemd/system/kvrn-.service.d")
     folder.mkdir()
     (folder / "device.conf").write_text(DROP_IN, encoding="utf-8")
 
 
 class Hanging:
-    """Between __enter__ and give_back() a register does not answer: who asks for it waits. Then it answers everybody who
-    waits, as a bus does that was stuck."""
+    """Until give_back() a register does not answer: who asks for it waits. Then it answers everybody who waits, as a bus
+    does that was stuck."""
 
     def __init__(self, root):
         self.path = pathlib.Path(root + FOLDER, REGISTER)

@@ -17,15 +17,15 @@ class Done:
 
 
 class Booted:
-    """Between __enter__ and __exit__ the root runs. Afterwards no process, mount or control group of it is left, also when
-    this program is killed: then the kernel ends the manager, and the manager's namespaces end with it."""
+    """The root runs while this is entered. Afterwards no process, mount or control group of it is left. When this program
+    is killed, the kernel ends the manager, and the manager's namespaces end with it; only empty control groups stay."""
 
-    def __init__(self, root, log):
-        self.root, self.log, self.group, self.pid = root, log, f"kvrn-boot-{os.getpid()}", None
+    def __init__(self, root, stderr):
+        self.root, self.stderr, self.group, self.pid = root, stderr, f"kvrn-boot-{os.getpid()}", None
 
     def __enter__(self):
         script = os.path.join(os.path.dirname(os.path.abspath(__file__)), "boot_root.sh")
-        with open(self.log, "w", encoding="utf-8") as log:
+        with open(self.stderr, "w", encoding="utf-8") as log:
             self.process = subprocess.Popen(
                 ["setpriv", "--pdeathsig", "KILL", f"--bounding-set={WITHOUT}",
                  "unshare", "--mount", "--propagation", "private", script, self.root, self.group],
@@ -49,7 +49,8 @@ class Booted:
     def remove_group(self):
         """The kernel removes a control group only when its last process is gone, which may take a moment."""
         script = ('mount -t cgroup2 cgroup2 /sys/fs/cgroup; cd /sys/fs/cgroup; [ -d "$1" ] || exit 0; '
-                  'for try in $(seq 50); do find "$1" -depth -type d -exec rmdir {} + 2>/dev/null && exit 0; sleep 0.1; done; exit 1')
+                  'for try in $(seq 50); do find "$1" -depth -type d -exec rmdir {} + 2>/dev/null && exit 0; '
+                  'sleep 0.1; done; exit 1')
         command = ["unshare", "--mount", "--propagation", "private", "sh", "-c", script, "sh", self.group]
         if subprocess.run(command, check=False).returncode != 0:
             print(f"the control group {self.group} is left", file=sys.stderr)
@@ -69,7 +70,7 @@ class Booted:
         end = time.monotonic() + seconds
         while time.monotonic() < end:
             if self.process.poll() is not None:
-                sys.exit(f"the service manager did not start: see {self.log}")
+                sys.exit(f"the service manager did not start: see {self.stderr}")
             self.pid = self.pid or self.child()
             if self.pid and self.run("systemctl", "is-system-running", "--wait").out.strip() in ("running", "degraded"):
                 return
@@ -82,9 +83,9 @@ class Booted:
         account = ["setpriv", f"--reuid={user}", f"--regid={user}", "--init-groups"] if user else []
         inside = [f"{name}={value}" for name, value in (env or {}).items()]
         start = time.monotonic()
-        done = subprocess.run([*where, *account, "timeout", "-k1", str(seconds), "env", *inside, *words], stdin=subprocess.DEVNULL,
-                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, errors="replace", env=ENVIRONMENT,
-                              check=False)
+        done = subprocess.run([*where, *account, "timeout", "-k1", str(seconds), "env", *inside, *words], check=False,
+                              stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
+                              errors="replace", env=ENVIRONMENT)
         return Done(done.returncode, done.stdout, time.monotonic() - start)
 
     def wait_for_end(self, seconds):
