@@ -1,7 +1,6 @@
 # shellcheck shell=bash disable=SC2034,SC2154
 # SPDX-License-Identifier: MIT
-# Sourced. Packages under a real service manager, with a simulated device.
-source dev.d/root.sh
+# Sourced by packages.sh, behind root.sh. Packages under a real service manager, with a simulated device.
 
 packages_boot=("${packages_root[@]}" python3)
 

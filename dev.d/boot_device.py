@@ -27,11 +27,16 @@ RIGHTS = (
 )
 
 # Only for these tests: the units of the packages know nothing of a simulated device.
-DROP_IN = f"""[Service]
-Environment=KVRN_SIM_ROOT={FOLDER} LD_PRELOAD=libkvrn-sim.so
-ReadWritePaths={FOLDER}
+DROP_IN = """[Service]
+Environment={}
+ReadWritePaths={}
 """
-ENVIRONMENT = {"KVRN_SIM_ROOT": FOLDER, "LD_PRELOAD": "libkvrn-sim.so"}
+
+
+def environment(root):
+    """What makes a program in the root work on the device."""
+    hooks = next(pathlib.Path(root, "usr/lib").glob("*/kvrn/libkvrn-sim.so"))
+    return {"KVRN_SIM_ROOT": FOLDER, "LD_PRELOAD": f"/{hooks.relative_to(root)}"}
 
 
 def lay(root):
@@ -52,7 +57,8 @@ def lay(root):
             file.write(f"C /tmp/{flag} 0644 root root - {FOLDER}/flags/{flag}\n")
     folder = pathlib.Path(root, "etc/systemd/system/kvrn-.service.d")
     folder.mkdir()
-    (folder / "device.conf").write_text(DROP_IN, encoding="utf-8")
+    variables = " ".join(f"{name}={value}" for name, value in environment(root).items())
+    (folder / "device.conf").write_text(DROP_IN.format(variables, FOLDER), encoding="utf-8")
 
 
 class Hanging:

@@ -59,7 +59,7 @@ class System(Booted):
 
     def reading(self):
         """@return the source of a reading and its values, or the failure"""
-        done = self.run("kvrnctl", "psu", "--json", user="kvrn", env=boot_device.ENVIRONMENT, seconds=3)
+        done = self.run("kvrnctl", "psu", "--json", user="kvrn", env=boot_device.environment(self.root), seconds=3)
         try:
             found = json.loads(done.out)
             return found["source"]["kind"], found["psu"]

@@ -4,6 +4,8 @@
 # nothing else. They are left in build/packages/SUITE.
 # shellcheck source=dev.d/root.sh
 source dev.d/root.sh
+# shellcheck source=dev.d/boot.sh
+source dev.d/boot.sh
 
 # builder COMMAND...: runs a command in `root` as a user without rights, without a network.
 builder() { enter_root "$root" unshare --net setpriv --reuid=builder --regid=builder --init-groups env HOME=/home/builder "$@"; }
@@ -156,7 +158,7 @@ for word in "$@"; do
 done
 [[ ${#suites[@]} -gt 0 ]] || suites=("$(codename)")
 as_root || die "packages are made in roots of their own, which takes root's rights"
-need_packages "${packages_root[@]}" dpkg-dev
+need_packages "${packages_boot[@]}" dpkg-dev
 version=$(dpkg-parsechangelog -S Version)
 for suite in "${suites[@]}"; do
   out=build/packages/$suite
@@ -166,5 +168,6 @@ for suite in "${suites[@]}"; do
   timed "$suite: lintian" examine_packages
   timed "$suite: installation" compare_installation
   timed "$suite: debian/tests" run_package_tests
+  [[ $boot -eq 0 ]] || timed "$suite: under systemd" boot_round "$suite" "$out"
 done
 print_timings

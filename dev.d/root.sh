@@ -12,10 +12,9 @@ inside=(unshare --mount --pid --fork --kill-child --propagation private)
 # What apt must know to reach the mirror from here.
 apt_settings() { apt-config dump --no-empty Acquire | grep -E '^Acquire::(https?::Proxy|Check-(Date|Valid-Until)) ' || true; }
 
-# lay_root SUITE URI KEY DIR PACKAGE...: makes the root.
+# lay_root SUITE URI KEY DIR: makes a plain root.
 lay_root() {
   local suite=$1 uri=$2 key=$3 dir=$4
-  shift 4
   "${inside[@]}" --mount-proc debootstrap --variant=minbase --keyring="$key" "$suite" "$dir" "$uri"
   install -D -m 644 "$key" "$dir/etc/apt/keyrings/$(basename "$key")"
   rm -f "$dir/etc/apt/sources.list"
@@ -25,7 +24,8 @@ lay_root() {
     # Debian 12 has libgpiod 2 only in its backports.
     if [[ $suite == bookworm ]]; then
       printf 'Suites: bookworm bookworm-backports\n'
-      printf 'Package: libgpiod-dev libgpiod3 gpiod\nPin: release n=bookworm-backports\nPin-Priority: 500\n' >"$dir/etc/apt/preferences.d/gpiod"
+      printf 'Package: libgpiod-dev libgpiod3 gpiod\nPin: release n=bookworm-backports\nPin-Priority: 500\n' \
+        >"$dir/etc/apt/preferences.d/gpiod"
     else
       printf 'Suites: %s\n' "$suite"
     fi
@@ -37,18 +37,33 @@ lay_root() {
   printf '#!/bin/sh\nexit 101\n' >"$dir/usr/sbin/policy-rc.d"
   chmod 755 "$dir/usr/sbin/policy-rc.d"
   enter_root "$dir" apt-get update -qq
-  [[ $# -eq 0 ]] || enter_root "$dir" apt-get install -y -qq "$@"
   enter_root "$dir" apt-get clean
 }
 
-# make_root SUITE PACKAGE...: sets `place` to the root of a release with packages. It is for copying: nothing is run in it.
+# add_packages PLAIN DIR PACKAGE...: makes a root with packages from a plain one.
+add_packages() {
+  local dir=$2
+  cp -a --reflink=auto "$1" "$dir"
+  enter_root "$dir" apt-get update -qq
+  enter_root "$dir" apt-get install -y -qq "${@:3}"
+  enter_root "$dir" apt-get clean
+}
+
+# make_root SUITE PACKAGE...: sets `place` to the root of a release, plain or with packages. It is for copying: nothing is
+# run in it.
 make_root() {
-  local suite=$1 uri key hash
+  local suite=$1 uri key hash how
   shift
   # A release that is not configured has the mirror and the keys of the one that is.
-  read -r uri key < <(configured_source "$suite" || configured_source "$(codename)") || die "no configured Debian source to make $suite from"
+  read -r uri key < <(configured_source "$suite" || configured_source "$(codename)") ||
+    die "no configured Debian source to make $suite from"
   key=${key:-/usr/share/keyrings/debian-archive-keyring.gpg}
-  hash=$({ printf '%s\n' "$suite" "$uri" "$@" && apt_settings && declare -f lay_root; } | sha256sum)
+  how=(lay_root "$suite" "$uri" "$key")
+  if [[ $# -gt 0 ]]; then
+    make_root "$suite"
+    how=(add_packages "$place")
+  fi
+  hash=$({ printf '%s\n' "${how[@]}" "$@" && apt_settings && declare -f "${how[0]}"; } | sha256sum)
   place=$cache/root-$suite-${hash:0:16}
   [[ ! -e $place ]] || return 0
   as_root || die "only root can make a root of $suite"
@@ -58,7 +73,7 @@ make_root() {
   for left in "$cache"/root-*.new.*; do
     [[ -e /proc/${left##*.} ]] || rm -rf "$left"
   done
-  recipe "build/root-$suite.log" "making a root of $suite" lay_root "$suite" "$uri" "$key" "$new" "$@"
+  recipe "build/root-$suite.log" "making a root of $suite" "${how[@]}" "$new" "$@"
   mv -T "$new" "$place" 2>/dev/null || rm -rf "$new"
 }
 
