@@ -10,7 +10,7 @@ import sys
 import urllib.parse
 
 TOP = {"cmake", "dev.d", "docs", "examples", "include", "lib", "mibs", "monitoring", "openwrt", "sim", "tests", "tools", "vm"}
-PLACEHOLDER = re.compile(r"NAME|^lib/(sysusers\.d|udev|systemd)/")  # or a file of the installation
+PLACEHOLDER = re.compile(r"NAME|^lib/(sysusers\.d|tmpfiles\.d|udev|systemd)/")  # or a file of the installation
 OUTSIDE = re.compile(r"[a-z]+:|//")
 
 
