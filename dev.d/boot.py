@@ -34,7 +34,7 @@ MODES = {
 }
 RULES = "/usr/lib/udev/rules.d/60-kvrn.rules"
 EXPOSURE = 2.0
-# What the units say, with time for a loaded machine.
+# Seconds. The units say 2 for a restart: with time for a loaded machine. A stop may take no more than this in all.
 RESTART, STOP = 2 + 3, 5
 MAX_AGE = 5  # the agent's --max-age here: with the default, hanging hardware would take half a minute more
 
