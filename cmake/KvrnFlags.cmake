@@ -30,9 +30,7 @@ target_compile_definitions(kvrn_flags INTERFACE _GNU_SOURCE _FILE_OFFSET_BITS=64
 target_compile_options(kvrn_flags INTERFACE -Wall -Wextra -Wformat=2 -Wundef -ffp-contract=off
   $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Wold-style-cast -Wextra-semi>)
 # In joined files the names of one file would shadow those of another.
-if(NOT CMAKE_UNITY_BUILD)
-  target_compile_options(kvrn_flags INTERFACE -Wshadow)
-endif()
+target_compile_options(kvrn_flags INTERFACE $<$<NOT:$<BOOL:$<TARGET_PROPERTY:UNITY_BUILD>>>:-Wshadow>)
 if(KVRN_WERROR)
   target_compile_options(kvrn_flags INTERFACE -Werror)
 endif()

@@ -43,5 +43,6 @@ build() {
   ! grep -E 'warning:' "$log" || say "(warnings above)"
 }
 
-# run_tests PRESET [OPTION...]: runs ctest, which prints a summary at the end.
-run_tests() { ctest --preset "$1" -j "$jobs" --progress --no-tests=error "${@:2}"; }
+# run_tests PRESET [OPTION...]: runs ctest, which prints a summary at the end. Half a processor counts as one, because
+# some tests mostly wait (tests/CMakeLists.txt).
+run_tests() { ctest --preset "$1" -j $((2 * jobs)) --progress --no-tests=error "${@:2}"; }

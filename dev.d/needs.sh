@@ -8,7 +8,8 @@ packages_test=(libgtest-dev googletest binutils strace scdoc bash-completion smi
   nut-server nut-client mosquitto mosquitto-clients jq abigail-tools "${packages_demo[@]}")
 packages_abi=(abigail-tools binutils git python3)
 packages_cross=(g++-mips-linux-gnu qemu-user squashfs-tools xz-utils python3 binutils)
-packages_check=(git clang clang-format clang-tidy shellcheck mandoc man-db)
+# llvm: without its symboliser the sanitizers' reports name no lines.
+packages_check=(git clang clang-format clang-tidy libclang-rt-dev llvm shellcheck mandoc man-db)
 packages_docs=(python3 scdoc mandoc mkdocs)
 packages_vm=(linux-source-6.1 qemu-system-mips flex bison bc libelf-dev libssl-dev cpio bzip2 patch snmp)
 packages_monitoring=(prometheus prometheus-alertmanager prometheus-snmp-exporter prometheus-node-exporter python3-yaml)
