@@ -28,7 +28,7 @@ ABIDW = ["abidw", "--no-corpus-path", "--no-comp-dir-path", "--no-show-locs", "-
 ADVICE = """A program that needs them would start with an older library and fail later. Do this:
   1. in cmake/libkvrn.map, a node "KVRN_{new} {{ global: ...; }} KVRN_{last};" with them
   2. in CMakeLists.txt, VERSION {new}.0; in CHANGELOG.md, "## {new}.0 (unreleased)"
-  3. in debian/libkvrn1.symbols, the line " (symver)KVRN_{new} {new}.0"
+  3. in debian/libkvrn1.symbols, the line " (symver)KVRN_{new} {new}.0~"
   4. ./dev abi"""
 
 
@@ -192,8 +192,9 @@ def node_faults(nodes, new_names, project, released):
 
 def package_faults(nodes, root=ROOT):
     """Debian's list of symbols names the nodes: a program's package depends on the version that brought its node."""
-    listed = re.findall(r"(?m)^ \(symver\)(\S+) ", (root / "debian/libkvrn1.symbols").read_text(encoding="utf-8"))
-    return [f"debian/libkvrn1.symbols has no line for {node.name}" for node in nodes if node.name not in listed]
+    listed = (root / "debian/libkvrn1.symbols").read_text(encoding="utf-8").splitlines()
+    lines = [f" (symver){node.name} {node.name.removeprefix('KVRN_')}.0~" for node in nodes]
+    return [f"debian/libkvrn1.symbols has no line \"{line}\"" for line in lines if line not in listed]
 
 
 def stored_at(version, kind, root=ROOT):
@@ -215,9 +216,15 @@ def check(kind, stored, made, new_names, new_constants):
     if new := [*sorted(new_names), *new_constants]:
         sys.exit(f"new in the interface: {', '.join(new)}\n./dev abi stores its description anew; commit "
                  f"{STORED.format(kind)} with the change")
+    other = subprocess.run(["abidiff", "--harmless", stored, made], capture_output=True, text=True)
+    if other.returncode:
+        sys.exit(f"{other.stdout}{other.stderr}\nPrograms that are built already go on working. ./dev abi stores the description anew; "
+                 f"commit {STORED.format(kind)} with the change")
 
 
 def store(kind, stored, made):
+    if lost := set(versions.released()) - set(versions.tags()):
+        sys.exit(f"released according to CHANGELOG.md, but without a tag to compare with: {', '.join(lost)}; git fetch --tags?")
     for version in versions.tags()[:1]:
         before = stored_at(version, kind)
         same_major = versions.number(version)[0] == versions.number(versions.project())[0]

@@ -29,7 +29,7 @@ MODES = {
     "/run/kvrn/monitord.pid": "kvrn:kvrn 600",
     "/var/lib/kvrn-agentd": "kvrn:kvrn 755",
     "/var/lib/kvrn-agentd/told": "kvrn:kvrn 640",
-    "/var/agentx": "root:root 755",
+    "/var/agentx": "root:root 710",
     "/var/agentx/master": "Debian-snmp:kvrn 660",
 }
 RULES = "/usr/lib/udev/rules.d/60-kvrn.rules"

@@ -18,19 +18,21 @@ boot_root() {
 }
 
 # boot_round SUITE DEBS: boots a release with the packages of a folder, and checks what they do there. The folder `next`
-# in it has a later version, for an upgrade. The journal of that system is left in build/boot-SUITE.
-boot_round() (
+# in it has a later version, for an upgrade. The journal of that system is left in build/boot-SUITE. It is run apart.
+boot_round() {
   suite=$1 debs=$2 work=$PWD/build/boot-$1
   as_root || die "only root can boot a container"
   make_root "$suite" systemd systemd-sysv dbus udev snmpd snmp procps
   rm -rf "$work"
   mkdir -p "$work"
-  # With a trap for the signals too, the shell waits until boot.py has ended the container.
-  trap 'exit 1' INT TERM
   trap 'rm -rf "$work/root"' EXIT
   copy_root "$work/root"
   recipe "$work/install.log" "installing the packages" boot_root "$work/root" "$debs"
   mkdir "$work/root/next"
   find "$debs/next" -name '*.deb' ! -name '*-dbgsym_*' -exec cp -t "$work/root/next" {} +
-  python3 dev.d/boot.py "$work"
-)
+  python3 dev.d/boot.py "$work" &
+  booted=$!
+  # It ends the container when it is ended.
+  trap 'kill "$booted"; wait; exit 143' INT TERM HUP
+  wait "$booted"
+}

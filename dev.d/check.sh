@@ -8,7 +8,8 @@ check_format() {
 }
 
 check_scripts() {
-  shellcheck -x dev dev.d/*.sh examples/*.sh vm/guest/{rcS,monitor,snmp,jobs,console,rc.common} openwrt/kvrn/files/*.init .ci/run
+  shellcheck -x dev dev.d/*.sh examples/*.sh vm/guest/{rcS,monitor,snmp,jobs,console,rc.common} openwrt/kvrn/files/*.init \
+    debian/tests/{clients,agent,examples} debian/*.post* .ci/run
   say "shellcheck has nothing to say"
 }
 
@@ -23,7 +24,7 @@ check_manuals() {
   local page
   for page in build/manuals/man?/kvrn*[a-z].[1-8]; do
     # man prints its warnings and succeeds.
-    ! LC_ALL=C.UTF-8 man --warnings -l -Tutf8 -Z "$page" 2>&1 >/dev/null | grep . || return 1
+    ! LC_ALL=C.UTF-8 MANROFFSEQ="" man --warnings -l -Tutf8 -Z "$page" 2>&1 >/dev/null | grep . || return 1
   done
   say "mandoc and man have nothing to say"
 }

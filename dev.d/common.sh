@@ -31,14 +31,24 @@ known() {
   die_usage "no $1 '$2': $(names "$1")"
 }
 
-# recipe LOG WHAT COMMAND...: runs a function in a shell of its own, which ends at the first failed command. In the
-# background, because bash goes on after failures in what stands before "||".
+# apart COMMAND...: runs a function in a shell of its own, which ends at the first failed command. In the background,
+# because bash goes on after failures in what stands before "||". A signal that ends this shell ends that one too.
+apart() {
+  local job status=0
+  (set -euo pipefail && "$@") </dev/null &
+  job=$!
+  trap 'kill "$job"; wait; exit 143' INT TERM HUP
+  wait "$job" || status=$?
+  trap - INT TERM HUP
+  return "$status"
+}
+
+# recipe LOG WHAT COMMAND...: runs a function apart; its words go into a file.
 recipe() {
   local log=$1 what=$2
   shift 2
   mkdir -p "$(dirname "$log")"
-  (set -euo pipefail && "$@") >"$log" 2>&1 </dev/null &
-  wait $! || die "$what failed: $log"
+  apart "$@" >"$log" 2>&1 || die "$what failed: $log"
 }
 
 # timed LABEL COMMAND...: runs a step and remembers how long it took.

@@ -140,10 +140,11 @@ def cell(found):
 
 
 def repaired(roff):
-    """scdoc begins a paragraph where none follows; mandoc warns of that."""
+    """scdoc begins a paragraph where none follows; mandoc warns of that. Nor does it say that a page has tables: not every
+    man looks for them without the first line."""
     roff = re.sub(r"T\{\n(.*?)\nT\}", cell, roff, flags=re.S)
     roff = re.sub(r"(?m)(?:^\.PP?\n)+(?=\.(?:SH|SS|RE|PP?)\b|\Z)", "", roff)
-    return re.sub(r"(?m)^(\.S[HS] .*\n)\.PP?\n", r"\1", roff)
+    return "'\\\" t\n" * ("\n.TS\n" in roff) + re.sub(r"(?m)^(\.S[HS] .*\n)\.PP?\n", r"\1", roff)
 
 
 def main():

@@ -15,6 +15,15 @@ fresh_root() {
   root=$out/$1
   rm -rf "$root"
   copy_root "$root"
+  # The lists are as old as the root.
+  enter_root "$root" apt-get update -qq
+}
+
+# new_version VERSION CHANGELOG: puts an entry in front, with the date of the last one.
+new_version() {
+  [[ $1 != "$(dpkg-parsechangelog -l "$2" -S Version)" ]] || return 0
+  printf 'kvrn (%s) unstable; urgency=medium\n\n  * Not released.\n\n%s\n\n' "$1" "$(grep -m 1 '^ --' "$2")" | cat - "$2" >"$2.new"
+  mv "$2.new" "$2"
 }
 
 # The source is what git tracks.
@@ -24,6 +33,7 @@ lay_source() {
   local source=$root/home/builder/one/kvrn-$version
   mkdir -p "$source"
   tracked | tar -cf - --no-recursion -T - | tar -xf - -C "$source"
+  new_version "$version" "$source/debian/changelog"
   enter_root "$root" apt-get install -y -qq dpkg-dev
   enter_root "$root" apt-get build-dep -y -qq "/home/builder/one/kvrn-$version"
   enter_root "$root" chown -R builder: /home/builder
@@ -47,12 +57,9 @@ compare_builds() {
 }
 
 # The same files as a later version: for upgrades.
-# shellcheck disable=SC2016
 build_next() {
-  builder sh -ec 'cd ~/a/second/folder/kvrn
-    { sed "1s/)/+next)/; /^ --/q" debian/changelog; echo; cat debian/changelog; } >~/changelog
-    cp ~/changelog debian/changelog
-    dpkg-buildpackage -us -uc -b -nc'
+  new_version "$version+next" "$root/home/builder/a/second/folder/kvrn/debian/changelog"
+  builder sh -ec 'cd ~/a/second/folder/kvrn; dpkg-buildpackage -us -uc -b -nc'
 }
 
 keep_packages() {
@@ -113,9 +120,9 @@ try_installation() {
   files >"$out/files.installed"
   enter_root "$root" sh -ec 'apt-get install -y -qq /debs/next/*.deb'
   files >"$out/files.upgraded"
-  # What the agent and the administrator leave.
-  mkdir -p "$root/var/lib/kvrn-agentd"
-  : >"$root/var/lib/kvrn-agentd/told"
+  # What the services leave.
+  mkdir -p "$root"/{var/lib/kvrn-agentd,run/kvrn,run/kvrn-sensors-nut}
+  touch "$root"/{var/lib/kvrn-agentd/told,run/kvrn/monitord.pid,tmp/.psu_info_cache}
   enter_root "$root" dpkg --remove "${ours[@]}"
   files >"$out/files.removed"
   enter_root "$root" dpkg --purge "${ours[@]}"
@@ -152,22 +159,31 @@ boot=0 suites=()
 for word in "$@"; do
   case $word in
     --boot) boot=1 ;;
-    bookworm | trixie) suites+=("$word") ;;
+    bookworm | trixie) [[ " ${suites[*]} " == *" $word "* ]] || suites+=("$word") ;;
     *) die_usage "no release '$word': bookworm trixie" ;;
   esac
 done
-[[ ${#suites[@]} -gt 0 ]] || suites=("$(codename)")
+if [[ ${#suites[@]} -eq 0 ]]; then
+  suites=("$(codename)")
+  [[ ${suites[0]} =~ ^(bookworm|trixie)$ ]] || die_usage "for which release? bookworm trixie"
+fi
 as_root || die "packages are made in roots of their own, which takes root's rights"
 need_packages "${packages_boot[@]}" dpkg-dev
 version=$(dpkg-parsechangelog -S Version)
+project=$(sed -n 's/^project(kvrn VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
+# Between two releases: above the last one, below the next.
+[[ $version == "$project" ]] || version=$project~dev
 for suite in "${suites[@]}"; do
   out=build/packages/$suite
   mkdir -p "$out"
+  exec {lock}>"$out/lock"
+  flock --nonblock "$lock" || die "$out is in use by another ./dev packages"
   make_root "$suite"
   timed "$suite: packages, built twice" make_packages
   timed "$suite: lintian" examine_packages
   timed "$suite: installation" compare_installation
   timed "$suite: debian/tests" run_package_tests
-  [[ $boot -eq 0 ]] || timed "$suite: under systemd" boot_round "$suite" "$out"
+  [[ $boot -eq 0 ]] || timed "$suite: under systemd" apart boot_round "$suite" "$out"
+  rm -rf "$out"/{made,installed,tested}
 done
 print_timings

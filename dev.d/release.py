@@ -20,7 +20,7 @@ import versions
 ROOT = versions.ROOT
 BRANCH = "main"
 TREE = ROOT / "build/release"
-STEPS = (["./dev", "test"], ["./dev", "check"], ["./dev", "packages"])
+STEPS = (["./dev", "test"], ["./dev", "check"], ["./dev", "packages", "--boot", "bookworm", "trixie"])
 CHANGELOG, DEBIAN = "CHANGELOG.md", "debian/changelog"
 ENTRY = re.compile(r"kvrn \(([\d.]+)(-\S+)?\) (.*)\n\n((?: .*\n|\n)*?) -- (.*?)  .*\n")
 

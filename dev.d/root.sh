@@ -6,8 +6,8 @@ source dev.d/sources.sh
 
 packages_root=(debootstrap)
 
-# A mount and a process that are made inside do not outlive the command.
-inside=(unshare --mount --pid --fork --kill-child --propagation private)
+# A mount and a process that are made inside do not outlive the command, nor the shell that waits for it.
+inside=(setpriv --pdeathsig KILL unshare --mount --pid --fork --kill-child --propagation private)
 
 # What apt must know to reach the mirror from here.
 apt_settings() { apt-config dump --no-empty Acquire | grep -E '^Acquire::(https?::Proxy|Check-(Date|Valid-Until)) ' || true; }
