@@ -29,33 +29,34 @@ check_manuals() {
   say "mandoc and man have nothing to say"
 }
 
-check_clang() {
-  build clang
-  python3 dev.d/rpath.py build/clang/bin build/clang/lib
+check_rpath() {
+  build native
+  python3 dev.d/rpath.py build/native/bin build/native/lib
 }
 
 check_doors() {
-  build clang kvrn_objects
-  python3 dev.d/doors.py build/clang
+  build native kvrn_objects
+  python3 dev.d/doors.py build/native
 }
 
 check_abi() {
-  build clang kvrn
-  python3 dev.d/abi.py check build/clang/lib/libkvrn.so native
+  build native kvrn
+  python3 dev.d/abi.py check build/native/lib/libkvrn.so native
 }
 
 check_openwrt() {
-  build clang
-  python3 dev.d/openwrt.py build/clang
+  build native
+  python3 dev.d/openwrt.py build/native
 }
 
-# Each file is read once, though several programs may compile it. The largest come first: no job ends long after the others.
+# Nothing is built: clang-tidy shows the compiler's own warnings too. Each file is read once, though several programs may
+# compile it. The largest come first: no job ends long after the others.
 check_tidy() {
-  build clang
-  mkdir -p build/tidy
-  jq 'unique_by(.file)' build/clang/compile_commands.json >build/tidy/compile_commands.json
+  mkdir -p build/tidy/once
+  cmake --preset tidy >build/tidy.log
+  jq 'unique_by(.file)' build/tidy/compile_commands.json >build/tidy/once/compile_commands.json
   tracked 'lib/*.cpp' 'tools/*.cpp' | xargs ls -S |
-    xargs -P "$jobs" -n 1 clang-tidy -p build/tidy --quiet 2>build/tidy.log || {
+    xargs -P "$jobs" -n 1 clang-tidy -p build/tidy/once --quiet 2>build/tidy.log || {
     grep -v 'warnings.* generated' build/tidy.log >&2
     return 1
   }
