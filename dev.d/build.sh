@@ -7,7 +7,7 @@ jobs=$(nproc)
 # build_tools: builds everything except the tests, which need more packages.
 configure_options=()
 build_tools() {
-  configure_options=(-DKVRN_TESTS=OFF)
+  configure_options=(-DKVRN_TESTS=OFF -DKVRN_EXAMPLES=OFF)
   build native
 }
 

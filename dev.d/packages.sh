@@ -120,11 +120,11 @@ try_installation() {
   files >"$out/files.installed"
   enter_root "$root" sh -ec 'apt-get install -y -qq /debs/next/*.deb'
   files >"$out/files.upgraded"
-  # What the services leave.
-  mkdir -p "$root"/{var/lib/kvrn-agentd,run/kvrn,run/kvrn-sensors-nut}
-  touch "$root"/{var/lib/kvrn-agentd/told,run/kvrn/monitord.pid,tmp/.psu_info_cache}
   enter_root "$root" dpkg --remove "${ours[@]}"
   files >"$out/files.removed"
+  # What the services have left.
+  mkdir -p "$root"/{var/lib/kvrn-agentd,run/kvrn,run/kvrn-sensors-nut}
+  touch "$root"/{var/lib/kvrn-agentd/told,run/kvrn/monitord.pid,tmp/.psu_info_cache}
   enter_root "$root" dpkg --purge "${ours[@]}"
   files >"$out/files.purged"
 }
@@ -152,7 +152,7 @@ run_package_tests() {
   recipe "$out/autopkgtest-install.log" "installing autopkgtest" enter_root "$root" apt-get install -y -qq autopkgtest apt-utils dpkg-dev
   enter_root "$root" sh -ec 'autopkgtest --no-built-binaries /debs/*.deb /debs/*.dsc -- null' >"$out/autopkgtest.log" 2>&1 ||
     { tail -n 40 "$out/autopkgtest.log"; die "debian/tests: $out/autopkgtest.log"; }
-  grep -E '^[a-z]+ +PASS$' "$out/autopkgtest.log"
+  grep -E '^[a-z]+ +PASS$' "$out/autopkgtest.log" | sort -u
 }
 
 boot=0 suites=()

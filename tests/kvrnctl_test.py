@@ -222,7 +222,7 @@ class Doctor(unittest.TestCase):
 
 
 class Terminal(unittest.TestCase):
-    def on_terminal(self, device, env, *words, rows=0, columns=80, typed=b""):
+    def on_terminal(self, device, env, *words, rows=0, columns=80, shown=b"", typed=b""):
         master, slave = pty.openpty()
         fcntl.ioctl(slave, termios.TIOCSWINSZ, struct.pack("4H", rows, columns, 0, 0))
         mode = termios.tcgetattr(slave)
@@ -230,6 +230,8 @@ class Terminal(unittest.TestCase):
                                    preexec_fn=lambda: fcntl.ioctl(0, termios.TIOCSCTTY, 0),
                                    env={**os.environ, "TERM": "xterm", **env})
         text = os.read(master, 4096)
+        while shown not in text:
+            text += os.read(master, 4096)
         os.write(master, typed)
         self.assertEqual(process.wait(20), 0)
         self.assertEqual(termios.tcgetattr(slave), mode)
@@ -248,12 +250,12 @@ class Terminal(unittest.TestCase):
 
     def test_watch_fits_its_window_and_ends_as_it_found_it(self):
         for typed in (b"q", b"\x03"):
-            text = self.on_terminal(Device("four-source"), {"NO_COLOR": "1"}, "watch", rows=4, typed=typed)
+            text = self.on_terminal(Device("four-source"), {"NO_COLOR": "1"}, "watch", rows=4, shown=b"Charge", typed=typed)
             self.assertEqual([line.split()[0] for line in text.decode().splitlines()[1:4]], ["State", "Load", "Charge"])
         device = Device("four-source")
         with open(device.path("/tmp/.output_cache"), "wb") as cache:
             cache.write(bytes(80))  # old, which is painted
-        text = re.sub(rb"\033\[[?0-9]*[A-Za-z]", b"", self.on_terminal(device, {}, "watch", rows=40, columns=40, typed=b"q"))
+        text = re.sub(rb"\033\[[?0-9]*[A-Za-z]", b"", self.on_terminal(device, {}, "watch", rows=40, columns=40, shown=b"Load", typed=b"q"))
         self.assertNotIn(b"\033", text)
         self.assertRegex(text, rb"(?m)^Load(?=.{,36}\r$).* 0.0 W of 200.0 W")
 
