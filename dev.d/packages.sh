@@ -63,7 +63,7 @@ build_next() {
 }
 
 keep_packages() {
-  rm -rf "$out"/*.deb "$out/next"
+  rm -rf "$out"/*.{deb,dsc,tar.*,changes,buildinfo} "$out/next"
   mkdir "$out/next"
   cp "$root"/home/builder/one/*.{deb,dsc,tar.*,changes,buildinfo} "$out/"
   cp "$root"/home/builder/a/second/folder/*+next_*.deb "$out/next/"
