@@ -132,11 +132,12 @@ def expanded(path, read):
 
 
 def cell(found):
-    """A short cell of a table is one line. In a long one a path or name may be divided, without a hyphen."""
+    """A short cell of a table is one line. In a long one a path or name may be divided, without a hyphen, and the right
+    margin is ragged: narrow lines cannot be adjusted."""
     text = found.group(1)
     if "\n" not in text and len(re.sub(r"\\f.|\\&", "", text)) <= 24:
         return text
-    return "T{\n.nh\n" + re.sub(r"(?<=\w)([_/])(?=\w)", r"\1\\:", text) + "\nT}"
+    return "T{\n.nh\n.ad l\n" + re.sub(r"(?<=\w)([_/])(?=\w)", r"\1\\:", text) + "\nT}"
 
 
 def repaired(roff):
