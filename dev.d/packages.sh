@@ -170,7 +170,7 @@ fi
 as_root || die "packages are made in roots of their own, which takes root's rights"
 need_packages "${packages_boot[@]}" dpkg-dev
 version=$(dpkg-parsechangelog -S Version)
-project=$(sed -n 's/^project(kvrn VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
+project=$(PYTHONPATH=dev.d python3 -B -c 'import versions; print(versions.project())')
 # Between two releases: above the last one, below the next.
 [[ $version == "$project" ]] || version=$project~dev
 for suite in "${suites[@]}"; do

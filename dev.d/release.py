@@ -22,7 +22,7 @@ BRANCH = "main"
 TREE = ROOT / "build/release"
 STEPS = (["./dev", "test"], ["./dev", "check"], ["./dev", "packages", "--boot", "bookworm", "trixie"])
 CHANGELOG, DEBIAN = "CHANGELOG.md", "debian/changelog"
-ENTRY = re.compile(r"kvrn \(([\d.]+)(-\S+)?\) (.*)\n\n((?: .*\n|\n)*?) -- (.*?)  .*\n")
+ENTRY = re.compile(r"kvrn \(([\d.]+)\) (.*)\n\n((?: .*\n|\n)*?) -- (.*?)  .*\n")
 
 
 def fail(text):
@@ -99,12 +99,12 @@ def write(version):
     replace(TREE / CHANGELOG, f"## {version} (unreleased)", f"## {version} ({now:%Y-%m-%d})")
     path = TREE / DEBIAN
     text = path.read_text(encoding="utf-8")
-    last, revision, suite, changes, maintainer = ENTRY.match(text).groups()
+    last, suite, changes, maintainer = ENTRY.match(text).groups()
     if last == version:  # its entry is there already, without the right date
         text = text[text.index("\n -- "):].split("\n", 2)[2].lstrip("\n")
     else:
-        changes, revision = f"  * Release {version}: {CHANGELOG} says what is new.\n\n", revision and "-1"
-    entry = f"kvrn ({version}{revision or ''}) {suite}\n\n{changes} -- {maintainer}  {email.utils.format_datetime(now)}\n"
+        changes = f"  * Release {version}: {CHANGELOG} says what is new.\n\n"
+    entry = f"kvrn ({version}) {suite}\n\n{changes} -- {maintainer}  {email.utils.format_datetime(now)}\n"
     path.write_text(entry + (text and "\n" + text), encoding="utf-8")
 
 
